@@ -1,0 +1,25 @@
+// Runs a body and keeps its exceptions in. The forced unwind of a cancelled thread is no exception of ours: a
+// host may cancel its own thread inside the module, and swallowing that ends the process, so it always passes
+// on.
+#pragma once
+
+#include <cxxabi.h>
+
+#include <utility>
+
+namespace em {
+
+// Returns false when the body threw.
+template <class Body>
+bool swallow(Body&& body) {
+    try {
+        std::forward<Body>(body)();
+        return true;
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        return false;
+    }
+}
+
+} // namespace em

@@ -1,0 +1,107 @@
+#include "trace/debug_client.h"
+
+#include "platform/base/errno_keeper.h"
+#include "platform/base/system.h"
+#include "platform/base/system_log.h"
+
+namespace em {
+
+constinit NeverDestroyed<CDebugClient> processTrace;
+
+namespace {
+
+constexpr const char* kHostSymbol = "Debug";
+
+// Slots of the host's debug object. It is called through its raw table: no class of ours pretends to be the
+// host's.
+constexpr unsigned kIsOutputSink = 2;
+constexpr unsigned kPrint = 7;
+constexpr unsigned kTrace = 8;
+
+void* slotOf(void* object, unsigned slot) {
+    void** const table = *static_cast<void***>(object);
+    return table[slot];
+}
+
+bool liesInThisLibrary(const void* address) {
+    Dl_info theirs{};
+    Dl_info ours{};
+    return sys::dladdr(address, &theirs) != 0 && sys::dladdr(&processTrace, &ours) != 0 &&
+           theirs.dli_fbase == ours.dli_fbase;
+}
+
+bool qualifies(void* object) {
+    if (object == nullptr || liesInThisLibrary(object) || *static_cast<void**>(object) == nullptr) {
+        return false;
+    }
+    using IsOutputSink = bool (*)(void*);
+    return reinterpret_cast<IsOutputSink>(slotOf(object, kIsOutputSink))(object);
+}
+
+} // namespace
+
+void* CDebugClient::HostDebug() {
+    if (void* const known = m_pHostDebug) {
+        return known;
+    }
+    for (void* const scope : {RTLD_DEFAULT, RTLD_NEXT}) {
+        void* const found = sys::dlsym(scope, kHostSymbol);
+        if (qualifies(found)) {
+            m_pHostDebug = found;
+            return found;
+        }
+    }
+    return nullptr;
+}
+
+void CDebugClient::HandToHost(unsigned slot, const char* format, va_list arguments) {
+    const ErrnoKeeper keeper;
+    if (void* const host = HostDebug()) {
+        errno = keeper.atEntry(); // a "%m" in the format
+        reinterpret_cast<HostWrite>(slotOf(host, slot))(host, format, arguments, ModuleName());
+    }
+}
+
+namespace {
+
+// Ends an argument list also when the host's debug object throws.
+struct ArgumentList {
+    va_list list;
+    ~ArgumentList() { va_end(list); }
+};
+
+} // namespace
+
+void CDebugClient::Trace(uint32_t level, const char* format, ...) {
+    const ErrnoKeeper keeper;
+    if (!WillWrite(level) || format == nullptr) {
+        return;
+    }
+    ArgumentList arguments;
+    va_start(arguments.list, format);
+    errno = keeper.atEntry();
+    if (level != 0) {
+        HandToHost(kTrace, format, arguments.list);
+        return;
+    }
+    ArgumentList forLog;
+    va_copy(forLog.list, arguments.list);
+    HandToHost(kTrace, format, arguments.list);
+    WriteSystemLog(format, forLog.list);
+}
+
+void CDebugClient::Print(const char* format, ...) {
+    const ErrnoKeeper keeper;
+    ArgumentList arguments;
+    va_start(arguments.list, format);
+    HandToHost(kPrint, format, arguments.list);
+}
+
+void CDebugClient::PrintTagged(uint64_t /*ignored*/, const char* format, ...) {
+    const ErrnoKeeper keeper;
+    ArgumentList arguments;
+    va_start(arguments.list, format);
+    HandToHost(kPrint, format, arguments.list);
+}
+
+} // namespace em

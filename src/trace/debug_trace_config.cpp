@@ -1,0 +1,211 @@
+#include "trace/debug_trace_config.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/base/swallow.h"
+#include "platform/base/system.h"
+
+namespace em {
+
+struct CDebugTraceConfig::Name {
+    Name* older;
+    char text[1]; // the rest of the text lies behind
+
+    static Name* Create(const char* name, Name* older) {
+        auto* const created = static_cast<Name*>(std::malloc(sizeof(Name) + std::strlen(name)));
+        if (created != nullptr) {
+            created->older = older;
+            std::strcpy(created->text, name);
+        }
+        return created;
+    }
+};
+
+struct FileNames {
+    bool listed = false; // false: the directory could not be listed
+    std::vector<std::string> names;
+};
+
+namespace {
+
+constexpr const char* kGlobalFile = "global_trace.ini";
+constexpr const char* kGlobalSection = "GlobalDebugSettings";
+constexpr const char* kDynamicUpdate = "DynamicUpdate";
+constexpr const char* kFileDebugLevel = "FileDebugLevel";
+constexpr const char* kTraceFlags = "TraceFlags";
+constexpr const char* kMemoryTracesFlag = "MemoryTracesFlag";
+constexpr const char* kUpdateVariable = "TM_LOG_DYNAMIC_UPDATE";
+constexpr const char* kLevelVariable = "TM_LOG_DEBUG_LEVEL";
+
+FileNames listConfigurationFiles() {
+    FileNames files;
+    DIR* const directory = sys::opendir(sys::paths::traceConfigDirectory());
+    if (directory == nullptr) {
+        return files;
+    }
+    const bool complete = swallow([&] {
+        while (const dirent* entry = sys::readdir(directory)) {
+            if (std::strstr(entry->d_name, ".ini") != nullptr && std::strncmp(entry->d_name, ".#", 2) != 0) {
+                files.names.emplace_back(entry->d_name);
+            }
+        }
+    });
+    sys::closedir(directory);
+    std::sort(files.names.begin(), files.names.end());
+    files.listed = complete;
+    return files;
+}
+
+// The decimal value of the variable, or the number from the files, where 0xFFFFFFFF stands for none.
+uint32_t environmentOr(const char* variable, uint32_t fromFile) {
+    if (const char* const value = sys::getenv(variable)) {
+        return static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
+    }
+    return fromFile == UINT32_MAX ? 0 : fromFile;
+}
+
+uint32_t configuredOrZero(uint32_t value) {
+    return value == UINT32_MAX ? 0 : value;
+}
+
+void readInto(std::atomic<uint32_t>& field, const IniSectionFile& section, const char* key) {
+    uint32_t value = 0;
+    if (section.GetIntValue(key, value)) {
+        field = value;
+    }
+}
+
+} // namespace
+
+CDebugTraceConfig::~CDebugTraceConfig() {
+    TearDown();
+}
+
+bool CDebugTraceConfig::IsOutputSink() {
+    return false;
+}
+
+const char* CDebugTraceConfig::ModuleName() const {
+    const Name* const name = m_pModuleName;
+    return name == nullptr ? "" : name->text;
+}
+
+bool CDebugTraceConfig::ReplaceModuleName(const char* name) {
+    Name* older = m_pModuleName;
+    Name* const created = Name::Create(name, older);
+    if (created == nullptr) {
+        return false;
+    }
+    while (!m_pModuleName.compare_exchange_weak(older, created)) {
+        created->older = older;
+    }
+    return true;
+}
+
+bool CDebugTraceConfig::Configure(const char* moduleName) {
+    if (moduleName == nullptr || *moduleName == '\0') {
+        return false;
+    }
+    const std::lock_guard guard(m_FilesMutex);
+    if (std::strcmp(moduleName, ModuleName()) != 0 && !ReplaceModuleName(moduleName)) {
+        return false;
+    }
+    ReadConfiguration();
+    m_bEnabled = m_nLevel != 0;
+    return true;
+}
+
+void CDebugTraceConfig::ReadConfiguration() {
+    m_GlobalIni.Clear();
+    m_ModuleIni.Clear();
+    const FileNames files = listConfigurationFiles();
+    if (files.listed && files.names.empty()) {
+        return; // an empty directory switches off the environment variables too
+    }
+    m_nFileLevel = kNotConfigured;
+    if (m_GlobalIni.LoadSection(kGlobalSection, kGlobalFile, sys::paths::traceConfigDirectory())) {
+        readInto(m_nDynamicUpdateFile, m_GlobalIni, kDynamicUpdate);
+    }
+    m_nDynamicUpdate = environmentOr(kUpdateVariable, m_nDynamicUpdateFile);
+    ReadModuleSection(files);
+    m_nLevel = environmentOr(kLevelVariable, m_nFileLevel);
+    m_nStartupLevel = m_nLevel.load();
+}
+
+void CDebugTraceConfig::ReadModuleSection(const FileNames& files) {
+    for (const std::string& file : files.names) {
+        IniSectionFile candidate;
+        if (candidate.LoadSection(ModuleName(), file.c_str(), sys::paths::traceConfigDirectory())) {
+            m_ModuleIni = std::move(candidate);
+            readInto(m_nFileLevel, m_ModuleIni, kFileDebugLevel);
+            readInto(m_nTraceFlags, m_ModuleIni, kTraceFlags);
+            return;
+        }
+    }
+}
+
+bool CDebugTraceConfig::WillWrite(uint32_t level) {
+    UpdateWhenDue();
+    return level <= m_nLevel;
+}
+
+void CDebugTraceConfig::UpdateWhenDue() {
+    const int64_t interval = m_nDynamicUpdate;
+    if (interval == 0) {
+        return;
+    }
+    const int64_t now = sys::time();
+    int64_t last = m_nLastCheck;
+    // A clock that was set back counts as due. Whoever moves the time does the check, everybody else goes on.
+    if ((now < last + interval && now >= last) || !m_nLastCheck.compare_exchange_strong(last, now)) {
+        return;
+    }
+    if (m_FilesMutex.try_lock()) {
+        const std::lock_guard guard(m_FilesMutex, std::adopt_lock);
+        ReloadChanged();
+    }
+}
+
+void CDebugTraceConfig::ReloadChanged() {
+    if (m_GlobalIni.HasPath() && m_GlobalIni.LoadIfNewer(kGlobalSection) == IniSectionFile::Update::Loaded) {
+        uint32_t interval = 0;
+        if (m_GlobalIni.GetIntValue(kDynamicUpdate, interval)) {
+            m_nDynamicUpdateFile = interval;
+            m_nDynamicUpdate = configuredOrZero(interval);
+        }
+    }
+    if (m_ModuleIni.HasPath() && m_ModuleIni.LoadIfNewer(ModuleName()) == IniSectionFile::Update::Loaded) {
+        uint32_t level = 0;
+        if (m_ModuleIni.GetIntValue(kFileDebugLevel, level)) {
+            m_nFileLevel = level;
+            m_nLevel = configuredOrZero(level);
+            m_nStartupLevel = m_nLevel.load();
+        }
+        readInto(m_nTraceFlags, m_ModuleIni, kTraceFlags);
+        readInto(m_nMemoryTracesFlag, m_ModuleIni, kMemoryTracesFlag);
+    }
+}
+
+void CDebugTraceConfig::TearDown() noexcept {
+    m_nLevel = 0;
+    m_bEnabled = false;
+    m_nDynamicUpdate = 0;
+    // Held by a thread that the host did not stop: then the sections stay with it.
+    if (m_FilesMutex.try_lock()) {
+        const std::lock_guard guard(m_FilesMutex, std::adopt_lock);
+        m_GlobalIni.Clear();
+        m_ModuleIni.Clear();
+    }
+    Name* name = m_pModuleName.exchange(nullptr);
+    while (name != nullptr) {
+        Name* const older = name->older;
+        std::free(name);
+        name = older;
+    }
+}
+
+} // namespace em

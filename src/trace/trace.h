@@ -1,0 +1,53 @@
+// How a component writes a trace line.
+#pragma once
+
+#include "platform/base/swallow.h"
+#include "trace/debug_client.h"
+
+namespace em {
+
+// One test; the level is Trace's own business, since it looks for newer settings first.
+inline bool traceEnabled() {
+    return processTrace.value.Enabled();
+}
+
+// Whether a line of this level will be written, newer settings included: asked before an argument that costs
+// something is made.
+inline bool traceWillWrite(uint32_t level) {
+    return traceEnabled() && processTrace.value.WillWrite(level);
+}
+
+// For "%s": never a null pointer.
+inline const char* textOr(const char* text, const char* instead = "") {
+    return text != nullptr ? text : instead;
+}
+
+// For "%d" and "%X": the low 32 bits of what the format cannot show whole.
+inline int asInt(uint64_t value) {
+    return static_cast<int>(static_cast<uint32_t>(value));
+}
+inline unsigned asUnsigned(uint64_t value) {
+    return static_cast<unsigned>(value);
+}
+inline unsigned asUnsigned(const void* pointer) {
+    return asUnsigned(reinterpret_cast<uintptr_t>(pointer));
+}
+
+} // namespace em
+
+// A line of that level, printf-like. A macro, so that a switched-off trace evaluates no argument and the
+// compiler still checks the format. Passes on what the host's debug object throws.
+#define EM_TRACE(level, ...)                                                                                 \
+    do {                                                                                                     \
+        if (em::traceEnabled()) {                                                                            \
+            em::processTrace.value.Trace(level, __VA_ARGS__);                                                \
+        }                                                                                                    \
+    } while (false)
+
+// The same, for places that must go on: what the host's debug object throws is dropped.
+#define EM_TRACE_QUIETLY(level, ...)                                                                         \
+    do {                                                                                                     \
+        if (em::traceEnabled()) {                                                                            \
+            static_cast<void>(em::swallow([&] { em::processTrace.value.Trace(level, __VA_ARGS__); }));       \
+        }                                                                                                    \
+    } while (false)

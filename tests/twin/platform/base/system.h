@@ -1,0 +1,285 @@
+// The system seam's scripted twin, first on the tests' include path. Every call can be failed by its name
+// (twin::failNth), counted (twin::calls) or watched (twin::watch); some have a stand-in (the clock, the user
+// id, the loader, the fixed paths). What is not scripted reaches the real system, inside the sandbox.
+#pragma once
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "system_twin.h"
+
+// The inline namespace keeps the twin's functions apart from the seam's in an executable that links both.
+namespace em::sys {
+inline namespace scripted {
+
+// Fixed places of the host's installation and of the machine.
+namespace paths {
+inline const char* traceConfigDirectory() {
+    return twin::path("traceConfigDirectory", "/opt/Orlendix/vital/etc/velcor/TellmarkSuite/TraceConfig");
+}
+inline const char* registryDirectory() {
+    return twin::path("registryDirectory", "/opt/Orlendix/vital/etc/ombrad");
+}
+inline const char* serviceManager() {
+    return twin::path("serviceManager", "/usr/bin/systemctl");
+}
+inline const char* restartJobFile() {
+    return twin::path("restartJobFile", "/opt/Orlendix/vital/etc/ombrad/ombradAction.file");
+}
+inline const char* shell() {
+    return twin::path("shell", "/bin/sh");
+}
+} // namespace paths
+
+// Files and directories.
+inline int open(const char* path, int flags, mode_t mode = 0) {
+    return twin::fails("open") ? -1 : ::open(path, flags, mode);
+}
+inline int close(int fd) {
+    return twin::fails("close") ? -1 : ::close(fd);
+}
+inline ssize_t read(int fd, void* buffer, size_t size) {
+    return twin::fails("read") ? -1 : ::read(fd, buffer, size);
+}
+inline ssize_t write(int fd, const void* data, size_t size) {
+    return twin::fails("write") ? -1 : ::write(fd, data, size);
+}
+inline ssize_t pread(int fd, void* buffer, size_t size, off_t at) {
+    return twin::fails("pread") ? -1 : ::pread(fd, buffer, size, at);
+}
+inline ssize_t pwrite(int fd, const void* data, size_t size, off_t at) {
+    return twin::fails("pwrite") ? -1 : ::pwrite(fd, data, size, at);
+}
+inline int fsync(int fd) {
+    return twin::fails("fsync") ? -1 : ::fsync(fd);
+}
+inline int ftruncate(int fd, off_t size) {
+    return twin::fails("ftruncate") ? -1 : ::ftruncate(fd, size);
+}
+// Returns the error number, 0 on success; errno is not set.
+inline int posix_fallocate(int fd, off_t at, off_t size) {
+    const int error = twin::injected("posix_fallocate");
+    return error != 0 ? error : ::posix_fallocate(fd, at, size);
+}
+inline int fchmod(int fd, mode_t mode) {
+    return twin::fails("fchmod") ? -1 : ::fchmod(fd, mode);
+}
+inline int fchown(int fd, uid_t user, gid_t group) {
+    return twin::fails("fchown") ? -1 : ::fchown(fd, user, group);
+}
+inline int flock(int fd, int operation) {
+    return twin::fails("flock") ? -1 : ::flock(fd, operation);
+}
+inline int fstat(int fd, struct stat* status) {
+    return twin::fails("fstat") ? -1 : ::fstat(fd, status);
+}
+inline int stat(const char* path, struct stat* status) {
+    return twin::fails("stat") ? -1 : ::stat(path, status);
+}
+inline int lstat(const char* path, struct stat* status) {
+    return twin::fails("lstat") ? -1 : ::lstat(path, status);
+}
+inline int access(const char* path, int mode) {
+    return twin::fails("access") ? -1 : ::access(path, mode);
+}
+inline int openat(int dir, const char* name, int flags, mode_t mode = 0) {
+    return twin::fails("openat") ? -1 : ::openat(dir, name, flags, mode);
+}
+inline int renameat(int fromDir, const char* from, int toDir, const char* to) {
+    return twin::fails("renameat") ? -1 : ::renameat(fromDir, from, toDir, to);
+}
+inline int rename(const char* from, const char* to) {
+    return twin::fails("rename") ? -1 : ::rename(from, to);
+}
+// Exchanges two names (RENAME_EXCHANGE) or renames without replacing (RENAME_NOREPLACE).
+inline int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) {
+    return twin::fails("renameat2") ? -1 : ::renameat2(fromDir, from, toDir, to, flags);
+}
+inline int unlink(const char* path) {
+    return twin::fails("unlink") ? -1 : ::unlink(path);
+}
+inline int unlinkat(int dir, const char* name, int flags) {
+    return twin::fails("unlinkat") ? -1 : ::unlinkat(dir, name, flags);
+}
+inline char* realpath(const char* path, char* resolved) {
+    return twin::fails("realpath") ? nullptr : ::realpath(path, resolved);
+}
+inline char* getcwd(char* buffer, size_t size) {
+    return twin::fails("getcwd") ? nullptr : ::getcwd(buffer, size);
+}
+inline int chdir(const char* path) {
+    return twin::fails("chdir") ? -1 : ::chdir(path);
+}
+inline DIR* opendir(const char* path) {
+    return twin::fails("opendir") ? nullptr : ::opendir(path);
+}
+inline dirent* readdir(DIR* directory) {
+    return twin::fails("readdir") ? nullptr : ::readdir(directory);
+}
+inline int closedir(DIR* directory) {
+    return twin::fails("closedir") ? -1 : ::closedir(directory);
+}
+
+// Processes.
+inline uid_t getuid() {
+    return twin::userId();
+}
+inline char* getenv(const char* name) {
+    return twin::fails("getenv") ? nullptr : ::getenv(name);
+}
+inline pid_t fork() {
+    return twin::fails("fork") ? -1 : ::fork();
+}
+// clone(2) as glibc wraps it; pidfd is where CLONE_PIDFD stores the descriptor.
+inline int clone(int (*routine)(void*), void* stackTop, int flags, void* argument, int* pidfd) {
+    return twin::fails("clone") ? -1 : ::clone(routine, stackTop, flags, argument, pidfd);
+}
+inline int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const argv[], char* const envp[]) {
+    const int error = twin::injected("posix_spawn");
+    return error != 0 ? error : ::posix_spawn(pid, path, actions, attributes, argv, envp);
+}
+inline pid_t waitpid(pid_t pid, int* status, int options) {
+    return twin::fails("waitpid") ? -1 : ::waitpid(pid, status, options);
+}
+inline int kill(pid_t pid, int signal) {
+    return twin::fails("kill") ? -1 : ::kill(pid, signal);
+}
+inline int pipe2(int fds[2], int flags) {
+    return twin::fails("pipe2") ? -1 : ::pipe2(fds, flags);
+}
+inline int poll(pollfd* fds, nfds_t count, int timeoutMs) {
+    return twin::fails("poll") ? -1 : ::poll(fds, count, timeoutMs);
+}
+inline long sysconf(int name) {
+    return twin::fails("sysconf") ? -1 : ::sysconf(name);
+}
+inline int close_range(unsigned first, unsigned last, int flags) {
+    return twin::fails("close_range") ? -1 : ::close_range(first, last, flags);
+}
+inline int execv(const char* path, char* const argv[]) {
+    return twin::fails("execv") ? -1 : ::execv(path, argv);
+}
+[[noreturn]] inline void exitNow(int status) {
+    ::_exit(status);
+}
+inline int pthread_sigmask(int how, const sigset_t* set, sigset_t* old) {
+    const int error = twin::injected("pthread_sigmask");
+    return error != 0 ? error : ::pthread_sigmask(how, set, old);
+}
+inline int sigaction(int signal, const struct sigaction* action, struct sigaction* old) {
+    return twin::fails("sigaction") ? -1 : ::sigaction(signal, action, old);
+}
+
+// Clocks and sleeps.
+inline int clock_gettime(clockid_t clock, timespec* now) {
+    return twin::fails("clock_gettime") ? -1 : ::clock_gettime(clock, now);
+}
+inline time_t time() {
+    return twin::wallClock();
+}
+inline int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
+    const int error = twin::injected("clock_nanosleep");
+    return error != 0 ? error : ::clock_nanosleep(clock, flags, request, remaining);
+}
+inline int sched_yield() {
+    return twin::fails("sched_yield") ? -1 : ::sched_yield();
+}
+
+// Threads and their parts. Each returns the error number, 0 on success.
+inline int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
+                          void* argument) {
+    const int error = twin::injected("pthread_create");
+    return error != 0 ? error : ::pthread_create(thread, attributes, routine, argument);
+}
+inline int pthread_join(pthread_t thread, void** value) {
+    const int error = twin::injected("pthread_join");
+    return error != 0 ? error : ::pthread_join(thread, value);
+}
+inline int pthread_cancel(pthread_t thread) {
+    const int error = twin::injected("pthread_cancel");
+    return error != 0 ? error : ::pthread_cancel(thread);
+}
+inline int pthread_getschedparam(pthread_t thread, int* policy, sched_param* parameter) {
+    const int error = twin::injected("pthread_getschedparam");
+    return error != 0 ? error : ::pthread_getschedparam(thread, policy, parameter);
+}
+inline int pthread_attr_init(pthread_attr_t* attributes) {
+    const int error = twin::injected("pthread_attr_init");
+    return error != 0 ? error : ::pthread_attr_init(attributes);
+}
+inline int pthread_attr_setdetachstate(pthread_attr_t* attributes, int state) {
+    const int error = twin::injected("pthread_attr_setdetachstate");
+    return error != 0 ? error : ::pthread_attr_setdetachstate(attributes, state);
+}
+inline int pthread_attr_setschedpolicy(pthread_attr_t* attributes, int policy) {
+    const int error = twin::injected("pthread_attr_setschedpolicy");
+    return error != 0 ? error : ::pthread_attr_setschedpolicy(attributes, policy);
+}
+inline int pthread_attr_getschedparam(const pthread_attr_t* attributes, sched_param* parameter) {
+    const int error = twin::injected("pthread_attr_getschedparam");
+    return error != 0 ? error : ::pthread_attr_getschedparam(attributes, parameter);
+}
+inline int pthread_attr_setschedparam(pthread_attr_t* attributes, const sched_param* parameter) {
+    const int error = twin::injected("pthread_attr_setschedparam");
+    return error != 0 ? error : ::pthread_attr_setschedparam(attributes, parameter);
+}
+inline int pthread_mutex_init(pthread_mutex_t* mutex) {
+    const int error = twin::injected("pthread_mutex_init");
+    return error != 0 ? error : ::pthread_mutex_init(mutex, nullptr);
+}
+inline int pthread_mutex_lock(pthread_mutex_t* mutex) {
+    const int error = twin::injected("pthread_mutex_lock");
+    return error != 0 ? error : ::pthread_mutex_lock(mutex);
+}
+inline int pthread_condattr_setclock(pthread_condattr_t* attributes, clockid_t clock) {
+    const int error = twin::injected("pthread_condattr_setclock");
+    return error != 0 ? error : ::pthread_condattr_setclock(attributes, clock);
+}
+inline int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
+    const int error = twin::injected("pthread_cond_init");
+    return error != 0 ? error : ::pthread_cond_init(condition, attributes);
+}
+inline int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    const int error = twin::injected("pthread_cond_wait");
+    return error != 0 ? error : ::pthread_cond_wait(condition, mutex);
+}
+inline int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                  const timespec* deadline) {
+    const int error = twin::injected("pthread_cond_timedwait");
+    return error != 0 ? error : ::pthread_cond_timedwait(condition, mutex, deadline);
+}
+
+// The system log and the dynamic loader.
+inline void openlog(const char* identity, int options, int facility) {
+    twin::openLog(identity, options, facility);
+}
+inline void logText(int priority, const char* text) {
+    twin::logText(priority, text);
+}
+inline void* dlsym(void* handle, const char* name) {
+    return twin::findSymbol(handle, name);
+}
+inline int dladdr(const void* address, Dl_info* info) {
+    return twin::findObject(address, info);
+}
+
+} // namespace scripted
+} // namespace em::sys
