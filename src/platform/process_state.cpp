@@ -1,5 +1,7 @@
 #include "platform/process_state.h"
 
+#include <cstdlib>
+
 #include "platform/base/swallow.h"
 #include "trace/debug_client.h"
 
@@ -19,6 +21,9 @@ constexpr const char* kModuleName = "EM_SHUTDOWN";
 
 void SetUpProcessState() noexcept {
     static_cast<void>(swallow([] { static_cast<void>(processTrace.value.Configure(kModuleName)); }));
+    // From inside a shared object this runs at its unload too. Where it cannot be registered nothing is torn
+    // down.
+    static_cast<void>(std::atexit(TearDownProcessState));
 }
 
 void TearDownProcessState() noexcept {
