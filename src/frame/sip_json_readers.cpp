@@ -1,0 +1,64 @@
+#include <algorithm>
+#include <array>
+
+#include "frame/json_number.h"
+#include "frame/sip_json.h"
+#include "frame/sip_json_keys.h"
+
+namespace em {
+
+namespace {
+
+// The statuses with which the host's data counts.
+constexpr std::array<uint32_t, 4> kStatusesOfSuccess = {0, 12, 21, 255};
+
+} // namespace
+
+uint32_t SipJson::GetUint(std::string_view name, uint32_t fallback) const {
+    const JsonValue* const found = FindMember(name);
+    if (found == nullptr) {
+        return fallback;
+    }
+    if (json::isNumber(found)) {
+        return json::wordOfNumber(*found);
+    }
+    const auto characters = json::text(*found);
+    return characters ? json::wordOfText(*characters) : fallback;
+}
+
+bool SipJson::HasMember(std::string_view name) const {
+    return FindMember(name) != nullptr;
+}
+
+bool SipJson::HasData() const {
+    return FindData() != nullptr;
+}
+
+JsonType SipJson::GetDataType() const {
+    const JsonValue* const data = FindData();
+    return data != nullptr ? json::typeOf(*data) : JsonType::Null;
+}
+
+bool SipJson::IsStructuredData() const {
+    const JsonValue* const data = FindData();
+    if (json::isObject(data)) {
+        return json::member(data, key::Raw) == nullptr;
+    }
+    const auto list = json::elements(data);
+    return !list.empty() && json::isObject(&list.front());
+}
+
+bool SipJson::HasValidData() const {
+    const uint32_t status = GetUint(key::Status, kMissingStatus);
+    if (std::ranges::find(kStatusesOfSuccess, status) == kStatusesOfSuccess.end()) {
+        return false;
+    }
+    return json::isNumber(FindData()) || GetDataLength() != 0;
+}
+
+bool SipJson::CheckEnvelope() const {
+    const JsonValue* const version = json::member(json::member(&root, key::Envelope), key::Version);
+    return json::isObject(&root) && (version == nullptr || json::unsignedNumber(*version) == 1U);
+}
+
+} // namespace em
