@@ -66,6 +66,8 @@ struct SipJson {
     void SetStatus(uint32_t status);
     // "DA", then "ST"; any status is written as it is.
     void SetNumberData(uint8_t value, int32_t status);
+    // Takes every command out; the cursor stays. Nothing without "CMD".
+    void EmptyCommands();
     // "DA" becomes {"RAW":[bytes]}.
     void SetRawData(const uint8_t* bytes, uint32_t length);
 
@@ -77,6 +79,8 @@ struct SipJson {
 
     // A number's low 32 bits, or the number in a text ("0x1F", "017", "15"); anything else gives the default.
     [[nodiscard]] uint32_t GetUint(std::string_view name, uint32_t fallback) const;
+    // The operation code of a command that has one: a number or a text.
+    [[nodiscard]] bool GetOpcode(uint32_t& operationCode) const;
     [[nodiscard]] bool HasMember(std::string_view name) const; // a null counts
     [[nodiscard]] bool HasData() const;
     [[nodiscard]] JsonType GetDataType() const; // Null without "DA"
@@ -112,6 +116,7 @@ struct SipJson {
     // is 1.
     [[nodiscard]] bool CheckEnvelope() const;
 
+    [[nodiscard]] size_t CommandCount() const;
     // The command at the cursor, null when there is none.
     [[nodiscard]] const JsonValue* FindCommand() const;
     // Its member of that name, null when there is none.

@@ -56,6 +56,19 @@ bool SipJson::HasValidData() const {
     return json::isNumber(FindData()) || GetDataLength() != 0;
 }
 
+bool SipJson::GetOpcode(uint32_t& operationCode) const {
+    const JsonValue* const code = FindMember(key::OperationCode);
+    if (code == nullptr || (!json::isNumber(code) && !json::text(*code))) {
+        return false;
+    }
+    operationCode = GetUint(key::OperationCode, 0);
+    return true;
+}
+
+size_t SipJson::CommandCount() const {
+    return json::elements(json::member(json::member(&root, key::Envelope), key::Commands)).size();
+}
+
 bool SipJson::CheckEnvelope() const {
     const JsonValue* const version = json::member(json::member(&root, key::Envelope), key::Version);
     return json::isObject(&root) && (version == nullptr || json::unsignedNumber(*version) == 1U);

@@ -58,6 +58,13 @@ JsonValue* SipJson::CommandAt() {
     return &command;
 }
 
+void SipJson::EmptyCommands() {
+    JsonValue* const commands = json::member(json::member(&root, key::Envelope), key::Commands);
+    if (json::isArray(commands)) {
+        json::replace(*commands, json::newArray(0));
+    }
+}
+
 void SipJson::SetCommand(uint32_t operationCode, uint32_t extension, uint32_t objectId, uint32_t cabinet,
                          uint32_t status) {
     if (JsonValue* const command = CommandAt()) {

@@ -1,0 +1,37 @@
+#include "frame/host_interface.h"
+
+#include "frame/border.h"
+#include "frame/sip_json.h"
+#include "platform/base/virtual_slot.h"
+
+namespace em {
+namespace {
+
+constexpr unsigned kSendMessage = 9;
+constexpr unsigned kNotice = 11;
+constexpr unsigned kKind = 27;
+
+} // namespace
+
+void SendMessageToHost(void* host, CIExtensionModule* module, SipJson& envelope, uint32_t timeoutMs) {
+    if (host != nullptr) {
+        atBorder("the host's send message",
+                 [&] { callSlot<void>(host, kSendMessage, module, &envelope, timeoutMs); });
+    }
+}
+
+void NoticeToHost(void* host, CIExtensionModule* module, bool value) {
+    if (host != nullptr) {
+        atBorder("the host's notice", [&] { callSlot<void>(host, kNotice, module, value); });
+    }
+}
+
+int KindOfHost(void* host) {
+    int kind = 0;
+    if (host != nullptr) {
+        atBorder("the host's kind", [&] { kind = callSlot<int>(host, kKind); });
+    }
+    return kind;
+}
+
+} // namespace em
