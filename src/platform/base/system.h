@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 namespace em::sys {
@@ -44,6 +45,17 @@ inline const char* shell() {
     return "/bin/sh";
 }
 } // namespace paths
+
+// Memory; what comes from here is freed by ::free.
+inline void* malloc(size_t size) {
+    return ::malloc(size);
+}
+inline void* realloc(void* memory, size_t size) {
+    return ::realloc(memory, size);
+}
+inline char* strdup(const char* text) {
+    return ::strdup(text);
+}
 
 // Files and directories.
 inline int open(const char* path, int flags, mode_t mode = 0) {

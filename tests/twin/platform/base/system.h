@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "system_twin.h"
@@ -47,6 +48,17 @@ inline const char* shell() {
     return twin::path("shell", "/bin/sh");
 }
 } // namespace paths
+
+// Memory.
+inline void* malloc(size_t size) {
+    return twin::fails("malloc") ? nullptr : ::malloc(size);
+}
+inline void* realloc(void* memory, size_t size) {
+    return twin::fails("realloc") ? nullptr : ::realloc(memory, size);
+}
+inline char* strdup(const char* text) {
+    return twin::fails("strdup") ? nullptr : ::strdup(text);
+}
 
 // Files and directories.
 inline int open(const char* path, int flags, mode_t mode = 0) {

@@ -1,0 +1,193 @@
+#include "platform/name_table.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/base/system_twin.h"
+
+namespace em {
+namespace {
+
+std::multimap<std::string, int> destroyed;
+
+void destroyEntry(NameTableEntry<int>& entry) noexcept {
+    destroyed.emplace(entry.name != nullptr ? entry.name : "<null>", entry.value);
+    std::free(entry.name);
+}
+using Table = NameTable<int, destroyEntry>;
+
+Table::Entry make(const char* name, int value) {
+    return {name != nullptr ? ::strdup(name) : nullptr, value, 0};
+}
+Table::Entry make(const std::string& name, int value) {
+    return make(name.c_str(), value);
+}
+
+std::vector<std::string> names(const Table& table) {
+    std::vector<std::string> result;
+    for (const Table::Entry& entry : table.entries()) {
+        result.emplace_back(entry.name != nullptr ? entry.name : "<null>");
+    }
+    return result;
+}
+
+class NameTableTest : public testing::Test {
+protected:
+    void SetUp() override { destroyed.clear(); }
+    twin::Scope m_Script;
+};
+
+TEST_F(NameTableTest, NullNamesSortLastAndBytesCountUnsigned) {
+    Table table;
+    for (const char* name : {"b", "\xC3\xA4", "", static_cast<const char*>(nullptr), "ba", "B"}) {
+        ASSERT_NE(table.insert(make(name, 1)), nullptr);
+    }
+    EXPECT_EQ(names(table), (std::vector<std::string>{"", "B", "b", "ba", "\xC3\xA4", "<null>"}));
+    ASSERT_NE(table.insert(make(static_cast<const char*>(nullptr), 2)), nullptr);
+    EXPECT_EQ(table.count(), 6U) << "two null names are equal";
+    EXPECT_EQ(table.find(nullptr)->value, 2);
+}
+
+TEST_F(NameTableTest, CapacityGrowsBySixteenThenByHalf) {
+    struct Growth {
+        uint64_t from, to;
+    };
+    for (const Growth& growth : {Growth{0, 16},
+                                 {16, 32},
+                                 {240, 256},
+                                 {256, 384},
+                                 {384, 576},
+                                 {576, 864},
+                                 {864, 1296},
+                                 {1296, 1952}}) {
+        EXPECT_EQ(nextNameTableCapacity(growth.from), growth.to) << growth.from;
+    }
+}
+
+// The table against a map, over random insertions, replacements and removals.
+TEST_F(NameTableTest, BehavesAsAMapAndNeverShrinks) {
+    std::minstd_rand random(7);
+    Table table;
+    std::map<std::string, int> model;
+    uint32_t capacity = 0;
+    size_t changes = 0;
+    for (int step = 0; step < 4000; ++step) {
+        const std::string name = std::to_string(random() % 600);
+        Table::Entry* const found = table.find(name.c_str());
+        ASSERT_EQ(found != nullptr, model.contains(name));
+        if (found != nullptr && random() % 2 == 0) {
+            ASSERT_EQ(found->value, model[name]);
+            table.erase(found);
+            model.erase(name);
+            ++changes;
+        } else {
+            ASSERT_EQ(table.insert(make(name, step))->value, step);
+            changes += model.contains(name) ? 1 : 0;
+            model[name] = step;
+        }
+        ASSERT_GE(table.capacity(), capacity);
+        capacity = table.capacity();
+    }
+    ASSERT_EQ(table.count(), model.size());
+    auto expected = model.begin();
+    for (const Table::Entry& entry : table.entries()) {
+        EXPECT_EQ(entry.name, expected->first);
+        EXPECT_EQ(entry.value, expected->second);
+        ++expected;
+    }
+    EXPECT_EQ(destroyed.size(), changes);
+}
+
+TEST_F(NameTableTest, ReleasedEntryIsTheCallers) {
+    Table table;
+    for (const char* name : {"a", "b", "c"}) {
+        ASSERT_NE(table.insert(make(name, name[0])), nullptr);
+    }
+    const Table::Entry entry = table.release(table.find("b"));
+    EXPECT_EQ(entry.value, 'b');
+    EXPECT_EQ(names(table), (std::vector<std::string>{"a", "c"}));
+    EXPECT_TRUE(destroyed.empty());
+    std::free(entry.name);
+    table.clear();
+    EXPECT_EQ(destroyed.size(), 2U);
+    EXPECT_EQ(table.capacity(), 0U);
+    EXPECT_EQ(table.find("a"), nullptr);
+}
+
+struct Loading {
+    std::vector<std::string> appended; // values are the positions
+    std::vector<std::pair<std::string, int>> kept;
+    size_t replacements;
+};
+
+TEST_F(NameTableTest, AppendedEntriesEndAsIfInsertedOneByOne) {
+    const std::vector<Loading> loadings{
+        {{}, {}, 0},
+        {{"a", "b", "c"}, {{"a", 0}, {"b", 1}, {"c", 2}}, 0},
+        {{"c", "a", "b"}, {{"a", 1}, {"b", 2}, {"c", 0}}, 0},
+        {{"a", "a"}, {{"a", 1}}, 1},
+        {{"b", "a", "b", "c", "b", "c"}, {{"a", 1}, {"b", 4}, {"c", 5}}, 3},
+    };
+    for (const Loading& loading : loadings) {
+        destroyed.clear();
+        Table table;
+        for (size_t i = 0; i < loading.appended.size(); ++i) {
+            ASSERT_TRUE(table.append(make(loading.appended[i], static_cast<int>(i))));
+        }
+        size_t replacements = 0;
+        table.sortAppended([&](const Table::Entry& earlier, const Table::Entry& later) {
+            EXPECT_STREQ(earlier.name, later.name);
+            EXPECT_LT(earlier.value, later.value);
+            ++replacements;
+        });
+        EXPECT_EQ(replacements, loading.replacements);
+        EXPECT_EQ(destroyed.size(), loading.replacements);
+        std::vector<std::pair<std::string, int>> kept;
+        for (const Table::Entry& entry : table.entries()) {
+            kept.emplace_back(entry.name, entry.value);
+        }
+        EXPECT_EQ(kept, loading.kept);
+    }
+}
+
+TEST_F(NameTableTest, ThrowInsideSortingLosesNothing) {
+    Table table;
+    for (const char* name : {"b", "a", "b"}) {
+        ASSERT_TRUE(table.append(make(name, 1)));
+    }
+    EXPECT_THROW(table.sortAppended([](const auto&, const auto&) { throw 1; }), int);
+    EXPECT_EQ(table.count(), 3U);
+    table.sortAppended([](const auto&, const auto&) {});
+    EXPECT_EQ(names(table), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(NameTableTest, WithoutMemoryTheEntryStaysTheCallers) {
+    Table table;
+    twin::failNth("realloc", 1, ENOMEM, 2);
+    const Table::Entry entry = make("a", 1);
+    EXPECT_EQ(table.insert(entry), nullptr);
+    EXPECT_FALSE(table.append(entry));
+    EXPECT_EQ(table.count(), 0U);
+    ASSERT_NE(table.insert(entry), nullptr);
+    EXPECT_EQ(names(table), std::vector<std::string>{"a"});
+}
+
+TEST_F(NameTableTest, LookUpsAndGivenRoomAllocateNothing) {
+    Table table;
+    for (int i = 0; i < 15; ++i) {
+        ASSERT_NE(table.insert(make(std::to_string(i), i)), nullptr);
+    }
+    const int before = twin::calls("realloc");
+    EXPECT_NE(table.find("7"), nullptr);
+    EXPECT_EQ(table.find("x"), nullptr);
+    ASSERT_NE(table.insert(make("x", 1)), nullptr);
+    EXPECT_EQ(twin::calls("realloc"), before);
+    EXPECT_EQ(before, 1);
+}
+
+} // namespace
+} // namespace em
