@@ -1,27 +1,4 @@
-// The border that no exception crosses: exports, slots, thread bodies and calls into the host.
+// The border under the name by which the frame's floor knows it.
 #pragma once
 
-#include <utility>
-
-#include "trace/trace.h"
-
-namespace em {
-
-// Runs the body; an exception becomes one line with the operation's name. Returns false when the body threw.
-template <class Body>
-bool atBorder(const char* operation, Body&& body) {
-    if (swallow(std::forward<Body>(body))) {
-        return true;
-    }
-    EM_TRACE_QUIETLY(1, "\n\nEM_SHUTDOWN         : ## EXCEPTION in %s! ##", operation);
-    return false;
-}
-
-// The same for an operation with a result.
-template <class Result, class Body>
-Result atBorder(const char* operation, Result onException, Body&& body) {
-    Result result = onException;
-    return atBorder(operation, [&] { result = body(); }) ? result : onException;
-}
-
-} // namespace em
+#include "trace/border.h"

@@ -1,0 +1,12 @@
+#include "platform/thread_border.h"
+
+#include <pthread.h>
+
+namespace em {
+
+void traceThreadReturn() {
+    EM_TRACE_QUIETLY(1, "THREAD_RETURN: ## INFO: Thread = 0x%08X exited, Return = 0x%08x##\n",
+                     asUnsigned(::pthread_self()), 0U);
+}
+
+} // namespace em
