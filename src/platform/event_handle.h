@@ -26,9 +26,11 @@ public:
     // Shares the object; the copy is open, also when the source is closed.
     EventHandle(const EventHandle& source);
     EventHandle& operator=(const EventHandle&) = delete;
-    // Drops the reference. The last one waits, looking once a second, until no thread is blocked on the
-    // object.
-    ~EventHandle();
+    ~EventHandle() { ReleaseEvent(); }
+
+    // Drops the reference; the handle then has no object. The last one waits, looking once a second, until no
+    // thread is blocked on the object, and cannot be cancelled meanwhile.
+    void ReleaseEvent() noexcept;
 
     // Changes kind and state. False while a thread waits on the object.
     bool RecreateEvent(bool initialState, bool manualReset);
@@ -50,10 +52,9 @@ public:
     [[nodiscard]] bool IsEventOpen() const { return !m_bClosed; }
 
 private:
-    void ReleaseEvent() noexcept;
+    EventHandle() = default;
     // Null when closed.
     [[nodiscard]] EventObject* UsableObject() const { return m_bClosed ? nullptr : m_pObject; }
-    bool Wake(const char* format, bool newState);
 
     EventObject* m_pObject = nullptr;
     std::atomic<bool> m_bClosed{false};

@@ -12,15 +12,17 @@ bool RecursiveLock::SetUp() {
     return m_bInitialised;
 }
 
-void RecursiveLock::TearDown() noexcept {
+bool RecursiveLock::TearDown() noexcept {
     if (!m_bInitialised.exchange(false)) {
-        return;
+        return true;
     }
     // Destroying a locked mutex is undefined; its holder is a thread that the host did not stop.
-    if (::pthread_mutex_trylock(&m_Mutex) == 0) {
-        ::pthread_mutex_unlock(&m_Mutex);
-        ::pthread_mutex_destroy(&m_Mutex);
+    if (::pthread_mutex_trylock(&m_Mutex) != 0) {
+        return false;
     }
+    ::pthread_mutex_unlock(&m_Mutex);
+    ::pthread_mutex_destroy(&m_Mutex);
+    return true;
 }
 
 void RecursiveLock::Acquire() EM_NO_THREAD_SAFETY_ANALYSIS {

@@ -14,14 +14,15 @@ namespace em {
 class EM_CAPABILITY("mutex") RecursiveLock {
 public:
     constexpr RecursiveLock() = default;
-    // Leaves a mutex that somebody still holds undestroyed.
     ~RecursiveLock() { TearDown(); }
     RecursiveLock(const RecursiveLock&) = delete;
     RecursiveLock& operator=(const RecursiveLock&) = delete;
 
     // Creates the mutex. False when that failed: the lock stays a no-op.
     bool SetUp();
-    void TearDown() noexcept;
+    // From now on the lock is a no-op. False when somebody still holds it: the mutex, and what it guards,
+    // must then be left alone.
+    bool TearDown() noexcept;
 
     // Both leave errno alone. Release does nothing for a caller that is not the owner. A lock call that fails
     // counts as taken: nothing better is defined.

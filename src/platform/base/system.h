@@ -249,6 +249,12 @@ inline int pthread_condattr_setclock(pthread_condattr_t* attributes, clockid_t c
 inline int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
     return ::pthread_cond_init(condition, attributes);
 }
+inline int pthread_cond_signal(pthread_cond_t* condition) {
+    return ::pthread_cond_signal(condition);
+}
+inline int pthread_cond_broadcast(pthread_cond_t* condition) {
+    return ::pthread_cond_broadcast(condition);
+}
 inline int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     return ::pthread_cond_wait(condition, mutex);
 }

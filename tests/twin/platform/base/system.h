@@ -269,6 +269,14 @@ inline int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t
     const int error = twin::injected("pthread_cond_init");
     return error != 0 ? error : ::pthread_cond_init(condition, attributes);
 }
+inline int pthread_cond_signal(pthread_cond_t* condition) {
+    const int error = twin::injected("pthread_cond_signal");
+    return error != 0 ? error : ::pthread_cond_signal(condition);
+}
+inline int pthread_cond_broadcast(pthread_cond_t* condition) {
+    const int error = twin::injected("pthread_cond_broadcast");
+    return error != 0 ? error : ::pthread_cond_broadcast(condition);
+}
 inline int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     const int error = twin::injected("pthread_cond_wait");
     return error != 0 ? error : ::pthread_cond_wait(condition, mutex);

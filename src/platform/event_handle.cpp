@@ -1,0 +1,269 @@
+#include "platform/event_handle.h"
+
+#include <optional>
+#include <utility>
+
+#include "platform/event_object.h"
+#include "platform/event_state.h"
+#include "platform/event_wait.h"
+#include "platform/sleep.h"
+#include "trace/trace.h"
+
+namespace em {
+
+constinit NeverDestroyed<EventState> eventState;
+
+namespace {
+
+constexpr uint64_t kDrainPollMs = 1000;
+
+// A thread that is cancelled while it releases an event ends after that.
+class CancellationDisabled {
+public:
+    CancellationDisabled() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_nBefore); }
+    ~CancellationDisabled() { ::pthread_setcancelstate(m_nBefore, nullptr); }
+    CancellationDisabled(const CancellationDisabled&) = delete;
+    CancellationDisabled& operator=(const CancellationDisabled&) = delete;
+
+private:
+    int m_nBefore = PTHREAD_CANCEL_ENABLE;
+};
+
+const void* addressOf(const EventObject& event) {
+    return &event;
+}
+
+void traceFailure(const EventFailure& failure, const char* name, bool initialState) {
+    // The address is a number by now: the object behind it is gone.
+    const auto* const address = reinterpret_cast<const void*>(failure.address);
+    const char* const shown = shownEventName(name);
+    switch (failure.stage) {
+    case EventFailure::Stage::Memory:
+        break;
+    case EventFailure::Stage::Clock:
+        EM_TRACE_QUIETLY(3,
+                         "pthread_condattr_setclock(): ## ERROR ##: Set CLOCK_MONOTONIC failed (ret=%d) for "
+                         "event %p <%s> (IsSignaled=%d)\n",
+                         failure.error, address, shown, initialState);
+        break;
+    case EventFailure::Stage::Condition:
+        EM_TRACE_QUIETLY(
+            3,
+            "pthread_cond_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=%d) on event %p <%s> "
+            "(IsSignaled=%d)\n",
+            failure.error, address, shown, initialState);
+        break;
+    case EventFailure::Stage::Mutex:
+        EM_TRACE_QUIETLY(
+            3,
+            "pthread_mutex_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=%d) on event %p <%s> "
+            "(IsSignaled=%d)\n",
+            failure.error, address, shown, initialState);
+        break;
+    }
+}
+
+void traceJoined(const EventObject& event, bool manualReset) {
+    EM_TRACE_QUIETLY(3, "refCount for event %p <%s> incremented (IsSignaled=%d)\n", addressOf(event),
+                     shownEventName(event.name), event.signaled());
+    if (event.manual() != manualReset) {
+        EM_TRACE_QUIETLY(1, "WARNING: manual setting mismatch for event %p <%s>\n", addressOf(event),
+                         shownEventName(event.name));
+    }
+}
+
+// Under the object lock. Null, and the reason, as createEventObject.
+EventObject* createListed(bool initialState, bool manualReset, const char* name, EventFailure& failure) {
+    EventObject* const event = createEventObject(initialState, manualReset, name, failure);
+    if (event != nullptr && !eventState.value.names.Insert(name, event)) {
+        tearDownEventObject(*event);
+        delete event;
+        failure = {};
+        return nullptr;
+    }
+    return event;
+}
+
+// True when that was the last reference: the object is unlisted then, and this thread's to destroy.
+bool dropReference(EventObject& event) {
+    std::optional<EventPicture> picture;
+    {
+        const RecursiveLockGuard guard(eventState.value.objectLock);
+        if (event.refCount == 1) {
+            event.refCount = 0;
+            if (event.name != nullptr) {
+                eventState.value.names.Remove(event.name, &event);
+            }
+            return true;
+        }
+        --event.refCount;
+        if (traceWillWrite(5)) {
+            picture.emplace(event);
+        }
+    }
+    if (picture) {
+        EM_TRACE_QUIETLY(5, "decr refcount on event %p <%s> (IsSignaled=%d)\n", picture->address,
+                         picture->name(), picture->signaled);
+    }
+    return false;
+}
+
+// Returns once nobody is blocked on the event, and with its mutex left by everybody.
+void drain(EventObject& event) {
+    for (;;) {
+        {
+            const EventMutexGuard guard(event);
+            if (event.waiters == 0) {
+                return;
+            }
+        }
+        sleepMs(kDrainPollMs);
+    }
+}
+
+// Set and pulse. Nothing of the event is touched after the unlock: the woken thread may free it.
+template <class Line>
+bool wake(EventObject& event, bool newState, Line&& line) {
+    int error = 0;
+    {
+        const EventMutexGuard guard(event);
+        line(event);
+        event.setSignaled(newState);
+        error = event.wake();
+    }
+    sys::sched_yield(); // so that the woken thread runs promptly
+    return error == 0;
+}
+
+} // namespace
+
+// Delegating makes the handle whole first: a thread cancelled in a line below still releases its reference.
+EventHandle::EventHandle(bool initialState, bool manualReset, const char* name) : EventHandle() {
+    EventFailure failure;
+    bool joined = false;
+    if (name == nullptr) {
+        m_pObject = createEventObject(initialState, manualReset, nullptr, failure);
+    } else {
+        const RecursiveLockGuard guard(eventState.value.objectLock);
+        m_pObject = eventState.value.names.Find(name);
+        joined = m_pObject != nullptr;
+        if (joined) {
+            ++m_pObject->refCount;
+        } else {
+            m_pObject = createListed(initialState, manualReset, name, failure);
+        }
+    }
+    if (joined) {
+        traceJoined(*m_pObject, manualReset);
+    } else if (m_pObject == nullptr) {
+        traceFailure(failure, name, initialState);
+    } else {
+        EM_TRACE_QUIETLY(5, "creating event %p <%s> (IsSignaled=%d)\n", addressOf(*m_pObject),
+                         shownEventName(name), m_pObject->signaled());
+    }
+}
+
+EventHandle::EventHandle(const EventHandle& source) : EventHandle() {
+    if (source.m_pObject == nullptr) {
+        return;
+    }
+    const RecursiveLockGuard guard(eventState.value.objectLock);
+    m_pObject = source.m_pObject;
+    ++m_pObject->refCount;
+    EM_TRACE_QUIETLY(5, "incr refcount on event %p <%s> (IsSignaled=%d,IsManual=%d)\n", addressOf(*m_pObject),
+                     shownEventName(m_pObject->name), m_pObject->signaled(), m_pObject->manual());
+}
+
+void EventHandle::ReleaseEvent() noexcept {
+    EventObject* const event = std::exchange(m_pObject, nullptr);
+    if (event == nullptr) {
+        return;
+    }
+    const CancellationDisabled noCancellation;
+    if (!dropReference(*event)) {
+        return;
+    }
+    drain(*event);
+    tearDownEventObject(*event);
+    EM_TRACE_QUIETLY(5, "deleting event %p <%s> (IsSignaled=%d)\n", addressOf(*event),
+                     shownEventName(event->name), event->signaled());
+    delete event;
+}
+
+bool EventHandle::RecreateEvent(bool initialState, bool manualReset) {
+    EventObject* const event = UsableObject();
+    if (event == nullptr || event->waiters != 0) {
+        return false;
+    }
+    if (event->signaled() != initialState || event->manual() != manualReset) {
+        EM_TRACE_QUIETLY(5,
+                         "Create event %p <%s>, changing attributes (IsSignaled=%d,IsManual=%d) --> "
+                         "(IsSignaled=%d,IsManual=%d)\n",
+                         addressOf(*event), shownEventName(event->name), event->signaled(), event->manual(),
+                         initialState, manualReset);
+        event->setSignaled(initialState);
+        event->isManual = manualReset;
+    }
+    return true;
+}
+
+bool EventHandle::CloseEvent() {
+    EventObject* const event = UsableObject();
+    if (event == nullptr) {
+        return false;
+    }
+    EM_TRACE_QUIETLY(5, "Close event %p <%s> IsSignaled=%d --> IsSignaled=1\n", addressOf(*event),
+                     shownEventName(event->name), event->signaled());
+    m_bClosed = true;
+    {
+        const EventMutexGuard guard(*event);
+        event->setSignaled(true);
+    }
+    return event->wake() == 0; // still there: this handle holds a reference
+}
+
+bool EventHandle::SetEvent() {
+    EventObject* const event = UsableObject();
+    return event != nullptr && wake(*event, true, [](const EventObject& shown) {
+               EM_TRACE_QUIETLY(5, "Set event %p <%s> IsSignaled=%d --> IsSignaled=1\n", addressOf(shown),
+                                shownEventName(shown.name), shown.signaled());
+           });
+}
+
+bool EventHandle::PulseEvent() {
+    EventObject* const event = UsableObject();
+    return event != nullptr && wake(*event, false, [](const EventObject& shown) {
+               EM_TRACE_QUIETLY(5, "Pulse event %p <%s> IsSignaled=%d --> IsSignaled=0\n", addressOf(shown),
+                                shownEventName(shown.name), shown.signaled());
+           });
+}
+
+bool EventHandle::ResetEvent() {
+    EventObject* const event = UsableObject();
+    if (event == nullptr) {
+        return false;
+    }
+    const EventMutexGuard guard(*event);
+    EM_TRACE_QUIETLY(5, "Reset event %p <%s>: IsSignaled=%d --> IsSignaled=0\n", addressOf(*event),
+                     shownEventName(event->name), event->signaled());
+    event->setSignaled(false);
+    return true;
+}
+
+bool EventHandle::CheckEvent() const {
+    const EventObject* const event = UsableObject();
+    if (event == nullptr) {
+        return false;
+    }
+    const bool signaled = event->signaled();
+    EM_TRACE_QUIETLY(5, "Check event %p <%s> (IsSignaled=%d)\n", addressOf(*event),
+                     shownEventName(event->name), signaled);
+    return signaled;
+}
+
+int32_t EventHandle::WaitForEvent(uint32_t timeoutMs, bool trace) const {
+    EventObject* const event = UsableObject();
+    return event != nullptr ? waitOnEventObject(*event, timeoutMs, trace) : EVENT_FAILED;
+}
+
+} // namespace em

@@ -1,0 +1,139 @@
+#include "platform/event_wait.h"
+
+#include <cerrno>
+#include <optional>
+
+#include "platform/event_handle.h"
+#include "platform/event_object.h"
+#include "platform/wait_deadline.h"
+#include "trace/trace.h"
+
+namespace em {
+namespace {
+
+constexpr uint32_t kLevel = 5;
+
+struct Outcome {
+    int32_t result = EVENT_FAILED;
+    int lockCode = -1;
+    int waitCode = -1;
+};
+
+// Counts a waiter for a scope, also when its thread is cancelled; the event's mutex is held at both ends.
+class WaiterRegistration {
+public:
+    explicit WaiterRegistration(EventObject& event) : m_Event(event) { ++m_Event.waiters; }
+    ~WaiterRegistration() { --m_Event.waiters; }
+    WaiterRegistration(const WaiterRegistration&) = delete;
+    WaiterRegistration& operator=(const WaiterRegistration&) = delete;
+
+private:
+    EventObject& m_Event;
+};
+
+template <class Wait>
+int repeatWhileInterrupted(Wait&& wait) {
+    int code = 0;
+    do {
+        code = wait();
+    } while (code == EINTR);
+    return code;
+}
+
+void traceStart(const EventObject& event, uint32_t timeoutMs) {
+    const void* const address = &event;
+    if (timeoutMs == EVENT_WAIT_FOREVER) {
+        EM_TRACE_QUIETLY(kLevel, "\nwaiting forever on event %p", address);
+    } else {
+        EM_TRACE_QUIETLY(kLevel, "\nwaiting %dms on event %p", asInt(timeoutMs), address);
+    }
+}
+
+// Taken while the object is sure to be there; nothing when no line will be written.
+std::optional<EventPicture> pictureForTrace(const EventObject& event, bool trace) {
+    return trace && traceWillWrite(kLevel) ? std::optional<EventPicture>(std::in_place, event) : std::nullopt;
+}
+
+void traceAlreadySignaled(const EventPicture& event) {
+    EM_TRACE_QUIETLY(kLevel,
+                     "event %p <%s> (IsManual=%d) has been already signaled --> New state: IsSignaled=%d\n",
+                     event.address, event.name(), event.manual, event.signaled);
+}
+
+void traceEnd(const EventPicture& event, const Outcome& outcome) {
+    const char* const word = outcome.result == EVENT_SIGNALED  ? "SIGNAL"
+                             : outcome.result == EVENT_TIMEOUT ? "TIMEOUT"
+                                                               : "FAILURE";
+    EM_TRACE_QUIETLY(kLevel, "%s(%d,%d) on event %p <%s> (IsSignaled=%d)\n", word, outcome.lockCode,
+                     outcome.waitCode, event.address, event.name(), event.signaled);
+}
+
+// Both pass on what the line's sink throws, and a cancellation.
+int waitFor(EventObject& event, uint32_t timeoutMs, bool trace) {
+    timespec now{};
+    sys::clock_gettime(CLOCK_MONOTONIC, &now);
+    const timespec deadline = waitDeadline(now, timeoutMs);
+    if (trace) {
+        const void* const address = &event;
+        EM_TRACE(kLevel,
+                 "prepare time for waiting on event %p <%s> (ts_beg:sec=%ld,ts_beg:nsec=%ld) -> "
+                 "(ts:sec=%ld,ts:nsec=%ld)\n",
+                 address, shownEventName(event.name), now.tv_sec, now.tv_nsec, deadline.tv_sec,
+                 deadline.tv_nsec);
+    }
+    return repeatWhileInterrupted(
+        [&] { return sys::pthread_cond_timedwait(&event.cond, &event.mutex, &deadline); });
+}
+int waitForever(EventObject& event) {
+    return repeatWhileInterrupted([&] { return sys::pthread_cond_wait(&event.cond, &event.mutex); });
+}
+
+// Under the event's mutex. An exception leaves the outcome at "failed".
+Outcome block(EventObject& event, uint32_t timeoutMs, bool trace) {
+    Outcome outcome;
+    static_cast<void>(swallow([&] {
+        const WaiterRegistration registration(event);
+        const int code =
+            timeoutMs == EVENT_WAIT_FOREVER ? waitForever(event) : waitFor(event, timeoutMs, trace);
+        const bool signaled = code == 0 || event.signaled(); // a pulse wakes without leaving a state
+        if (signaled) {
+            event.consume();
+        }
+        outcome.result = signaled ? EVENT_SIGNALED : code == ETIMEDOUT ? EVENT_TIMEOUT : EVENT_FAILED;
+        outcome.lockCode = 0;
+        outcome.waitCode = code;
+    }));
+    return outcome;
+}
+
+} // namespace
+
+int32_t waitOnEventObject(EventObject& event, uint32_t timeoutMs, bool trace) {
+    if (trace) {
+        traceStart(event, timeoutMs);
+    }
+    EventMutexGuard guard(event);
+    if (event.signaled()) {
+        event.consume();
+        const std::optional<EventPicture> picture = pictureForTrace(event, trace);
+        guard.unlock();
+        if (picture) {
+            traceAlreadySignaled(*picture);
+        }
+        return EVENT_SIGNALED;
+    }
+    Outcome outcome{EVENT_FAILED, guard.result(), 0};
+    if (guard.result() == 0) {
+        outcome = block(event, timeoutMs, trace);
+    } else {
+        ++event.waiters; // for good: an object whose mutex is broken must never be freed
+    }
+    const std::optional<EventPicture> picture = pictureForTrace(event, trace);
+    guard.unlock();
+    if (picture) {
+        traceEnd(*picture, outcome);
+    }
+    return outcome.result;
+}
+
+} // namespace em
