@@ -1,0 +1,16 @@
+// Whoever is about to load the module or to call its executor first asks the guard: the commands that it runs
+// are real ones anywhere else.
+#pragma once
+
+#include <string>
+
+namespace volad_dev {
+
+// Ends the process with one line on standard error and kExitNoSandbox unless the sandbox is in force.
+void assertSandboxInForce();
+
+// Why the sandbox whose files stand below `root` is not in force, empty when it is. root is "" but for the
+// guard's own tests, which lay out a tree.
+std::string sandboxFault(const std::string& root);
+
+} // namespace volad_dev

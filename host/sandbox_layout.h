@@ -1,0 +1,34 @@
+// The fixed places inside the sandbox. The launcher makes them; guard, recorder, tests and rehearsal use
+// them.
+#pragma once
+
+#include <array>
+
+namespace volad_dev::layout {
+
+// The one writable directory, a job's too. Fixed, so that nobody has to be told.
+inline constexpr const char* kScratch = "/scratch";
+// One JSON line for each command that the module started; appended by the recorder.
+inline constexpr const char* kCommandRecord = "/scratch/command-record.jsonl";
+// When there, its first line is what the maintenance tool answers, in place of the start option.
+inline constexpr const char* kMaintenanceAnswer = "/scratch/maintenance";
+// When there and executable, it runs in place of the maintenance tool: a hanging, failing or silent one.
+inline constexpr const char* kMaintenanceScript = "/scratch/localcli";
+
+// The launcher's marker: the outer namespaces and the recorder's identity.
+inline constexpr const char* kMarker = "/run/volad-dev/marker";
+inline constexpr const char* kMaintenanceDefault = "/run/volad-dev/maintenance";
+
+inline constexpr const char* kMaintenanceTool = "/usr/sbin/localcli";
+inline constexpr const char* kServiceManager = "/usr/bin/systemctl";
+
+// The commands that end a system. "/sbin" is a link to "/usr/sbin" on every machine that is supported.
+inline constexpr std::array<const char*, 3> kCommands = {"/usr/sbin/poweroff", "/usr/sbin/reboot",
+                                                         "/usr/sbin/halt"};
+// The same as the module names them.
+inline constexpr std::array<const char*, 3> kCommandsAsRun = {"/sbin/poweroff", "/sbin/reboot", "/sbin/halt"};
+
+// By this text in its file the guard knows the recorder.
+inline constexpr char kRecorderSignature[] = "volad-dev command recorder, writes down and does nothing";
+
+} // namespace volad_dev::layout

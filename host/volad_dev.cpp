@@ -1,0 +1,37 @@
+// volad-dev, the development host: the tool's entry.
+#include <exception>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "host/exit_code.h"
+#include "host/sandbox.h"
+#include "host/sandbox_command.h"
+
+namespace volad_dev {
+namespace {
+
+int run(int argc, char** argv) {
+    CLI::App app("Development host for the em_shutdown module", "volad-dev");
+    app.require_subcommand(1);
+    SandboxCommand sandbox;
+    const CLI::App* sandboxCommand = addSandboxCommand(app, sandbox);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kExitAsAsked : kExitUsage;
+    }
+    return sandboxCommand->parsed() ? runInSandbox(sandbox.options, sandbox.command) : kExitUsage;
+}
+
+} // namespace
+} // namespace volad_dev
+
+int main(int argc, char** argv) {
+    try {
+        return volad_dev::run(argc, argv);
+    } catch (const std::exception& exception) {
+        fmt::print(stderr, "volad-dev: {}\n", exception.what());
+        return volad_dev::kExitOtherwise;
+    }
+}

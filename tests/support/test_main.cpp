@@ -1,0 +1,10 @@
+// Every suite starts here: not one test, nor the list of them, without the sandbox.
+#include <gtest/gtest.h>
+
+#include "host/sandbox_guard.h"
+
+int main(int argc, char** argv) {
+    volad_dev::assertSandboxInForce();
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
