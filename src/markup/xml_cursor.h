@@ -1,0 +1,40 @@
+// A place in an XML document, for walking it element by element.
+#pragma once
+
+#include <pugixml.hpp>
+
+#include <string>
+
+namespace em {
+
+class XmlDocument;
+
+// Stands on an element, or in front of the first element of the level it is on. An operation that returns
+// false leaves it where it was. The document must stay loaded and unchanged while the cursor is used; any
+// number of cursors may walk it at the same time, on any threads.
+class XmlCursor {
+public:
+    explicit XmlCursor(const XmlDocument& document);
+
+    // In front of the document element.
+    void Reset();
+    // The next element of that name on this level, behind the one it stands on.
+    [[nodiscard]] bool FindNext(const char* name);
+    // Into the element it stands on, in front of its first child element.
+    [[nodiscard]] bool GoIn();
+    // Back onto the element it went into.
+    [[nodiscard]] bool GoOut();
+
+    // Of the element it stands on; null when there is no such attribute. Lives as long as the document.
+    [[nodiscard]] const char* Attribute(const char* name) const;
+    // All text and CDATA directly in the element it stands on, in order, untrimmed, entities resolved: UTF-8.
+    // Cut where a character reference named what is no character. May throw bad_alloc.
+    [[nodiscard]] std::string CharacterData() const;
+
+private:
+    pugi::xml_node m_Start;
+    pugi::xml_node m_Level;   // whose children are walked; null when the document is empty
+    pugi::xml_node m_Element; // null in front of the first
+};
+
+} // namespace em

@@ -1,0 +1,122 @@
+#include "markup/xml_document.h"
+
+#include <pugixml.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include "markup/text_encoding.h"
+#include "platform/base/file_content.h"
+#include "platform/base/swallow.h"
+
+namespace em {
+namespace {
+
+constexpr const char* kNoMemory = "memory is short";
+
+struct FileFailure {
+    int error;
+    XmlLoadResult result;
+};
+
+constexpr FileFailure kFileFailures[] = {
+    {ENOENT, {"there is no such file", 0, true}},
+    {EFBIG, {"it is larger than 16 MiB", 0, false}},
+    {ENOTSUP, {"it is no regular file", 0, false}},
+    {ENOMEM, {kNoMemory, 0, false}},
+};
+
+XmlLoadResult fileFailure(int error) {
+    for (const FileFailure& failure : kFileFailures) {
+        if (failure.error == error) {
+            return failure.result;
+        }
+    }
+    return {"it cannot be read"};
+}
+
+// The next node in document order, within the tree; counts the depth along. Null at the end.
+pugi::xml_node nextNode(pugi::xml_node node, unsigned& depth) {
+    if (const pugi::xml_node child = node.first_child()) {
+        ++depth;
+        return child;
+    }
+    while (node && !node.next_sibling()) {
+        node = node.parent();
+        --depth;
+    }
+    return node ? node.next_sibling() : node;
+}
+
+// What the parser lets pass: more than one document element, elements nested without an end.
+const char* checkShape(const pugi::xml_document& tree) {
+    const auto elements = tree.children();
+    const auto isElement = [](const pugi::xml_node& node) { return node.type() == pugi::node_element; };
+    if (std::count_if(elements.begin(), elements.end(), isElement) != 1) {
+        return "it has more than one document element";
+    }
+    unsigned depth = 1;
+    for (pugi::xml_node node = tree.first_child(); node; node = nextNode(node, depth)) {
+        if (depth > kDeepestXml && isElement(node)) {
+            return "its elements are nested deeper than 256 levels";
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+XmlDocument::XmlDocument() = default;
+XmlDocument::~XmlDocument() = default;
+
+void XmlDocument::Clear() {
+    m_pTree.reset();
+    m_strText = std::string();
+}
+
+XmlLoadResult XmlDocument::LoadFile(const char* path) {
+    Clear();
+    FileContent content;
+    const int error = ReadRegularFile(path, kLargestXmlFile, 0, content);
+    return error != 0 ? fileFailure(error) : LoadBytes(content.data.get(), content.size);
+}
+
+XmlLoadResult XmlDocument::LoadBytes(const char* bytes, size_t size) {
+    Clear();
+    XmlLoadResult result{kNoMemory};
+    // Nothing but bad_alloc is thrown below, and that leaves the result as it is.
+    static_cast<void>(swallow([&] { result = Decode(bytes, size); }));
+    if (!result.loaded()) {
+        Clear();
+    }
+    return result;
+}
+
+XmlLoadResult XmlDocument::Decode(const char* bytes, size_t size) {
+    if (size == 0) {
+        return {"it is empty"};
+    }
+    if (size > kLargestXmlFile) {
+        return fileFailure(EFBIG);
+    }
+    TextEncoding encoding;
+    XmlLoadResult result;
+    result.reason = DetectEncoding({bytes, size}, encoding);
+    if (result.loaded()) {
+        result.reason = DecodeText(encoding, m_strText, result.offset);
+    }
+    return result.loaded() ? Parse() : result;
+}
+
+XmlLoadResult XmlDocument::Parse() {
+    m_pTree = std::make_unique<pugi::xml_document>();
+    const pugi::xml_parse_result parsed = m_pTree->load_buffer_inplace(
+        m_strText.data(), m_strText.size(), pugi::parse_default, pugi::encoding_utf8);
+    if (!parsed) {
+        return {parsed.description(), static_cast<size_t>(parsed.offset)};
+    }
+    return {checkShape(*m_pTree)};
+}
+
+} // namespace em
