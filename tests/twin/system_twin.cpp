@@ -31,7 +31,11 @@ std::mutex scriptMutex;
 std::map<std::string, std::string> paths;
 std::optional<uid_t> standInUser;
 std::optional<time_t> standInTime;
-std::map<std::string, void*> symbols;
+struct Symbol {
+    void* address;
+    Object object;
+};
+std::map<std::string, Symbol> symbols;
 std::vector<LogRecord> records;
 std::vector<std::string> openings;
 
@@ -105,9 +109,9 @@ void setWallClock(time_t now) {
     standInTime = now;
 }
 
-void setSymbol(const std::string& name, void* address) {
+void setSymbol(const std::string& name, void* address, Object object) {
     const std::lock_guard guard(scriptMutex);
-    symbols[name] = address;
+    symbols[name] = {address, object};
 }
 
 std::vector<LogRecord> logRecords() {
@@ -170,14 +174,14 @@ void logText(int priority, const char* text) {
 void* findSymbol(void* handle, const char* name) {
     const std::lock_guard guard(scriptMutex);
     const auto found = symbols.find(name);
-    return found == symbols.end() ? ::dlsym(handle, name) : found->second;
+    return found == symbols.end() ? ::dlsym(handle, name) : found->second.address;
 }
 
 int findObject(const void* address, Dl_info* info) {
     const std::lock_guard guard(scriptMutex);
     for (const auto& [name, symbol] : symbols) {
-        if (symbol == address) {
-            return 0;
+        if (symbol.address == address) {
+            return symbol.object == Object::Own ? ::dladdr(&symbols, info) : 0;
         }
     }
     return ::dladdr(address, info);

@@ -34,8 +34,9 @@ void watch(void (*watcher)(const char* call));
 void setPath(const std::string& function, const std::string& value);
 void setUserId(uid_t user);
 void setWallClock(time_t now);
-// What dlsym answers for a name; findObject then tells that it lies in another object.
-void setSymbol(const std::string& name, void* address);
+// What dlsym answers for a name, and whether dladdr finds it in the object that asks.
+enum class Object { Other, Own };
+void setSymbol(const std::string& name, void* address, Object object = Object::Other);
 
 struct LogRecord {
     int priority;

@@ -1,0 +1,103 @@
+#include "platform/base/system_log.h"
+
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <cerrno>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/base/system_twin.h"
+
+namespace em {
+namespace {
+
+__attribute__((format(printf, 1, 2))) void writeLog(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    WriteSystemLog(format, arguments);
+    va_end(arguments);
+}
+
+std::string lastRecord() {
+    const auto records = twin::logRecords();
+    return records.empty() ? "(nothing)" : records.back().text;
+}
+
+// First in this file: the log is opened once for the whole process.
+TEST(SystemLog, IsOpenedOnceByTheFirstOfManyThreads) {
+    const twin::Scope script;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([] { writeLog("x"); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const std::string expected = std::string(program_invocation_short_name) + " " +
+                                 std::to_string(LOG_PID | LOG_CONS | LOG_NDELAY) + " " +
+                                 std::to_string(LOG_LOCAL1);
+    EXPECT_EQ(twin::logOpenings(), std::vector<std::string>{expected});
+    EXPECT_EQ(twin::logRecords().size(), 4U);
+}
+
+TEST(SystemLog, WritesTheFormattedTextWithASafeSecondPass) {
+    const twin::Scope script;
+    struct Case {
+        const char* text; // handed over as an argument behind "\n\n"
+        const char* logged;
+    };
+    const Case cases[] = {
+        {"Shutdown", "Shutdown"},
+        {"100%", "100%"},
+        {"a%%b", "a%b"},
+        {"%%%%", "%%"},
+        {"%s%n%d", "%s%n%d"},
+        {"why: %m", "why: No such file or directory"},
+        {"%%m", "%m"},
+        {"%5m", "%5m"},
+        {"\n\nkept", "\n\nkept"},
+        {"", ""},
+    };
+    for (const Case& c : cases) {
+        errno = ENOENT;
+        writeLog("\n\n%s", c.text);
+        EXPECT_EQ(lastRecord(), c.logged);
+        EXPECT_EQ(twin::logRecords().back().priority, LOG_INFO);
+        EXPECT_EQ(errno, ENOENT);
+    }
+}
+
+TEST(SystemLog, LogsAFormatOfNewlinesAsItStands) {
+    const twin::Scope script;
+    const char* volatile newlines = "\n\n"; // hidden from the compiler, which warns of it
+    const char* volatile nothing = "";
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    writeLog(newlines);
+    EXPECT_EQ(lastRecord(), "\n\n");
+    writeLog(nothing);
+    EXPECT_EQ(lastRecord(), "");
+#pragma GCC diagnostic pop
+}
+
+TEST(SystemLog, CutsAfter1023BytesBeforeTheSecondPass) {
+    const twin::Scope script;
+    writeLog("%s", std::string(1500, 'x').c_str());
+    EXPECT_EQ(lastRecord(), std::string(1023, 'x'));
+    writeLog("%s", (std::string(1022, 'x') + "%%").c_str());
+    EXPECT_EQ(lastRecord(), std::string(1022, 'x') + "%") << "half of a cut pair stands literally";
+    writeLog("%s", (std::string(1022, 'x') + "\xC3\xA4").c_str());
+    EXPECT_EQ(lastRecord(), std::string(1022, 'x') + "\xC3");
+}
+
+TEST(SystemLog, SaysThatATextCannotBeFormatted) {
+    const twin::Scope script;
+    writeLog("%lc", static_cast<wint_t>(0x7FFFFFFF)); // no character of any locale
+    EXPECT_EQ(lastRecord(), "ERROR: cann't format message");
+}
+
+} // namespace
+} // namespace em

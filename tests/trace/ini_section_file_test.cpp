@@ -1,0 +1,151 @@
+#include "trace/ini_section_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <optional>
+#include <string>
+
+#include "platform/base/system_twin.h"
+#include "support/temporary_directory.h"
+
+namespace em {
+namespace {
+
+using namespace std::string_literals;
+using Update = IniSectionFile::Update;
+
+std::optional<uint32_t> valueOf(const IniSectionFile& section, const char* key) {
+    uint32_t value = 0xDEAD;
+    if (section.GetIntValue(key, value)) {
+        return value;
+    }
+    EXPECT_EQ(value, 0xDEADU) << "touched without a result";
+    return std::nullopt;
+}
+
+class IniSectionFileTest : public testing::Test {
+protected:
+    bool load(const std::string& content) {
+        m_Directory.write("a.ini", content, 1000);
+        return m_File.LoadSection("EM_SHUTDOWN", "a.ini", m_Directory.path().c_str());
+    }
+
+    const twin::Scope m_Script;
+    const test::TemporaryDirectory m_Directory;
+    IniSectionFile m_File;
+};
+
+TEST_F(IniSectionFileTest, FindsTheSectionOfAFileThatIsClosedByItsMarker) {
+    struct Case {
+        const char* what;
+        std::string content;
+        std::optional<uint32_t> key; // "Key"; nothing: the section does not load
+    };
+    const Case cases[] = {
+        {"plain", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", 3},
+        {"marker in another case, no line end", "[EM_SHUTDOWN]Key=3[endoffile]", 3},
+        {"section name in another case", "[em_Shutdown]\nKey=3\n[ENDOFFILE]", 3},
+        {"no marker", "[EM_SHUTDOWN]\nKey=3\n", std::nullopt},
+        {"another header last", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n[Other]\n", std::nullopt},
+        {"marker with blanks", "[EM_SHUTDOWN]\nKey=3\n[ EndOfFile ]\n", std::nullopt},
+        {"longer marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFiles]\n", std::nullopt},
+        {"text behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile] and more [\n", 3},
+        {"a bracket closed behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\nx]\n", std::nullopt},
+        {"empty", "", std::nullopt},
+        {"marker only", "[EndOfFile]", std::nullopt},
+        {"only a closing bracket", "]", std::nullopt},
+        {"longer section name", "[EM_SHUTDOWN2]\nKey=3\n[EndOfFile]\n", std::nullopt},
+        {"section name with blanks", "[EM_SHUTDOWN ]\nKey=3\n[EndOfFile]\n", std::nullopt},
+        {"first of two", "[EM_SHUTDOWN]\nKey=3\n[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 3},
+        {"header inside a line", "x [EM_SHUTDOWN] Key=3\n[EndOfFile]\n", 3},
+        {"unclosed header swallows the next", "[Open\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", std::nullopt},
+        {"stray closing brackets", "]]\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", 3},
+        {"NUL ends everything", "[Other]\n\0[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"s, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(load(c.content), c.key.has_value());
+        EXPECT_EQ(valueOf(m_File, "Key"), c.key);
+    }
+}
+
+TEST_F(IniSectionFileTest, ReadsTheNumberBehindTheFirstOccurrenceOfTheKey) {
+    struct Case {
+        std::string body;
+        std::optional<uint32_t> level;
+    };
+    const Case cases[] = {
+        {"Level=3\n", 3},
+        {"Level = \t0x1F\n", 31},
+        {"Level=010", 8},
+        {"Level=4294967297", 1},
+        {"Level=-1", 0xFFFFFFFF},
+        {"Level=5x", 5},
+        {"Level=high\n", 0},
+        {"Level=\n\r\n  7\n", 7},
+        {"MyLevel=9\nLevel=3\n", 9},
+        {"; Level is\nOther=8\nLevel=3\n", 8},
+        {"level=3\n", std::nullopt},
+        {"Level 3\n", std::nullopt},
+        {"Other=3\n", std::nullopt},
+        {"; a [ cuts here\nLevel=3\n", std::nullopt},
+        // 64 characters are looked at.
+        {"Level=" + std::string(63, '0') + "7", 7},
+        {"Level=" + std::string(64, '0') + "7", 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.body);
+        ASSERT_TRUE(load("[EM_SHUTDOWN]\n" + c.body + "[EndOfFile]"));
+        EXPECT_EQ(valueOf(m_File, "Level"), c.level);
+    }
+    ASSERT_TRUE(load("[EM_SHUTDOWN]\nLevel=3\n[Next]\nLater=4\n[EndOfFile]"));
+    EXPECT_EQ(valueOf(m_File, "Later"), std::nullopt) << "the section ends at the next header";
+    EXPECT_EQ(valueOf(m_File, ""), std::nullopt);
+    EXPECT_EQ(valueOf(m_File, nullptr), std::nullopt);
+}
+
+TEST_F(IniSectionFileTest, HoldsNothingAfterAFileThatCannotBeRead) {
+    ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
+    for (const char* call : {"open", "fstat", "read"}) {
+        SCOPED_TRACE(call);
+        twin::failNth(call, 1, EIO);
+        EXPECT_FALSE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
+        EXPECT_FALSE(m_File.HasPath());
+        EXPECT_EQ(valueOf(m_File, "Key"), std::nullopt);
+    }
+}
+
+TEST_F(IniSectionFileTest, NeverWaitsOnAFifoAndReadsNoDirectory) {
+    ASSERT_EQ(::mkfifo(m_Directory.pathOf("fifo.ini").c_str(), 0600), 0);
+    EXPECT_FALSE(m_File.LoadSection("EM_SHUTDOWN", "fifo.ini", m_Directory.path().c_str()));
+    ASSERT_EQ(::mkdir(m_Directory.pathOf("dir.ini").c_str(), 0700), 0);
+    EXPECT_FALSE(m_File.LoadSection("EM_SHUTDOWN", "dir.ini", m_Directory.path().c_str()));
+}
+
+TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsWhole) {
+    ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
+
+    m_Directory.write("a.ini", "[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1000);
+    EXPECT_EQ(m_File.LoadIfNewer("EM_SHUTDOWN"), Update::None) << "the same second";
+    m_Directory.write("a.ini", "[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 999);
+    EXPECT_EQ(m_File.LoadIfNewer("EM_SHUTDOWN"), Update::None) << "older";
+
+    for (const char* unusable : {"[EM_SHUTDOWN]\nKey=4\n", "[Other]\nKey=4\n[EndOfFile]\n", ""}) {
+        m_Directory.write("a.ini", unusable, 1001);
+        EXPECT_EQ(m_File.LoadIfNewer("EM_SHUTDOWN"), Update::Unusable) << unusable;
+        EXPECT_EQ(valueOf(m_File, "Key"), 3U);
+    }
+    // Of the same second as the half file: the time of an unusable one does not count.
+    m_Directory.write("a.ini", "[EM_SHUTDOWN]\nKey=5\n[EndOfFile]\n", 1001);
+    EXPECT_EQ(m_File.LoadIfNewer("EM_SHUTDOWN"), Update::Loaded);
+    EXPECT_EQ(valueOf(m_File, "Key"), 5U);
+
+    ASSERT_EQ(::unlink(m_Directory.pathOf("a.ini").c_str()), 0);
+    EXPECT_EQ(m_File.LoadIfNewer("EM_SHUTDOWN"), Update::Gone);
+    EXPECT_FALSE(m_File.HasPath());
+    EXPECT_EQ(valueOf(m_File, "Key"), std::nullopt);
+}
+
+} // namespace
+} // namespace em
