@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "platform/base/system.h"
@@ -24,14 +25,16 @@ bool equalsIgnoringCase(const char* from, const char* to, const char* name) {
 
 // Cuts the text at the "[" of the closing marker. False when there is none.
 bool cutAtEndMarker(char* text, size_t size) {
-    char* const close = size == 0 ? nullptr : static_cast<char*>(::memrchr(text, ']', size));
-    char* const open = close == nullptr
-                           ? nullptr
-                           : static_cast<char*>(::memrchr(text, '[', static_cast<size_t>(close - text)));
-    if (open == nullptr || !equalsIgnoringCase(open + 1, close, kEndMarker)) {
+    const std::string_view content(text, size);
+    const size_t close = content.rfind(']');
+    if (close == std::string_view::npos) {
         return false;
     }
-    *open = '\0';
+    const size_t open = content.rfind('[', close);
+    if (open == std::string_view::npos || !equalsIgnoringCase(text + open + 1, text + close, kEndMarker)) {
+        return false;
+    }
+    text[open] = '\0';
     return true;
 }
 
