@@ -13,6 +13,7 @@
 #include <spawn.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -43,6 +44,9 @@ inline const char* serviceManager() {
 }
 inline const char* restartJobFile() {
     return twin::path("restartJobFile", "/opt/Orlendix/vital/etc/ombrad/ombradAction.file");
+}
+inline const char* jobFallbackDirectory() {
+    return twin::path("jobFallbackDirectory", "/opt/Orlendix/vital/etc/ombrad");
 }
 inline const char* shell() {
     return twin::path("shell", "/bin/sh");
@@ -162,6 +166,10 @@ inline pid_t fork() {
 // clone(2) as glibc wraps it; pidfd is where CLONE_PIDFD stores the descriptor.
 inline int clone(int (*routine)(void*), void* stackTop, int flags, void* argument, int* pidfd) {
     return twin::fails("clone") ? -1 : ::clone(routine, stackTop, flags, argument, pidfd);
+}
+// A descriptor that becomes readable when the process ends.
+inline int pidfd_open(pid_t pid) {
+    return twin::fails("pidfd_open") ? -1 : static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
 }
 inline int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                        const posix_spawnattr_t* attributes, char* const argv[], char* const envp[]) {

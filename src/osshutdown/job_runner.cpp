@@ -1,0 +1,157 @@
+#include "osshutdown/job_runner.h"
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/base/current_directory.h"
+#include "platform/child_process.h"
+#include "trace/trace.h"
+
+namespace em {
+namespace {
+
+constexpr size_t kLongestJob = 259;
+
+bool isEmpty(const char* text) {
+    return text == nullptr || *text == '\0';
+}
+
+// What perror writes, in the parent.
+void printSystemError(const char* prefix, int error) {
+    errno = error;
+    std::perror(prefix);
+}
+
+CommandOutcome waitForCommand(const ChildProcess& child, uint32_t timeoutSeconds) {
+    const ChildWait wait = WaitForChild(child, Deadline::in(uint64_t{timeoutSeconds} * 1000));
+    switch (wait.end) {
+    case ChildEnd::Ended:
+        return {CommandEnd::Finished};
+    case ChildEnd::CollectedElsewhere:
+        return {CommandEnd::CollectedElsewhere};
+    case ChildEnd::DeadlinePassed:
+        return {CommandEnd::TimedOut};
+    case ChildEnd::WaitFailed:
+        break;
+    }
+    return {CommandEnd::WaitFailed, wait.error};
+}
+
+} // namespace
+
+CommandOutcome RunCommand(const char* command, uint32_t timeoutSeconds) {
+    if (isEmpty(command)) {
+        return {CommandEnd::Empty};
+    }
+    CDebugClient& trace = processTrace.value;
+    trace.PrintTagged(0, "COSShutdown         : ExecuteCmd initiated %s\n", command);
+    const ChildProcess child = StartShell(command, ChildSignals::BlockEnding);
+    if (!child.started()) {
+        trace.PrintTagged(0, "COSShutdown         : ExecuteCmd failed: %s\n", command);
+        printSystemError(command, child.error);
+        return {CommandEnd::NotStarted, child.error};
+    }
+    trace.PrintTagged(0, "COSShutdown         : ExecuteCmd forked: %s\n", command);
+    CommandOutcome outcome = {CommandEnd::Finished};
+    if (timeoutSeconds != 0) {
+        outcome = waitForCommand(child, timeoutSeconds);
+    }
+    if (outcome.end == CommandEnd::Finished) {
+        trace.PrintTagged(0, "COSShutdown         : ExecuteCmd finished: %s\n", command);
+    }
+    return outcome;
+}
+
+namespace {
+
+// Where the job runs; nothing when the current directory is kept.
+std::optional<std::string> jobDirectory(const char* path, const char* directory) {
+    if (!isEmpty(directory)) {
+        return directory;
+    }
+    const std::string_view job = path;
+    const size_t slash = job.rfind('/');
+    if (slash == std::string_view::npos) {
+        return std::nullopt;
+    }
+    return slash == 0 ? sys::paths::jobFallbackDirectory() : std::string(job.substr(0, slash));
+}
+
+std::string jobCommand(const char* path) {
+    std::string command = path;
+    if (command.size() > kLongestJob) {
+        command.resize(kLongestJob);
+        EM_TRACE(1, "\nCOSShutdown         : WARNING - shutdown job path cut to %d characters!",
+                 asInt(kLongestJob));
+    }
+    return command;
+}
+
+void enterJobDirectory(const std::optional<std::string>& directory) {
+    if (!directory) {
+        std::string current;
+        static_cast<void>(GetCurrentDirectory(current)); // an unknown one is shown as an empty text
+        EM_TRACE(1, "\nCOSShutdown         : Shutdown job without a path, current directory \"%s\" is used",
+                 current.c_str());
+    }
+    EM_TRACE(1, "COSShutdown         : Start cleanup job ...\n");
+    if (directory) {
+        static_cast<void>(sys::chdir(directory->c_str())); // the job then runs where the process is
+    }
+}
+
+bool reportJob(const CommandOutcome& outcome) {
+    switch (outcome.end) {
+    case CommandEnd::Finished:
+    case CommandEnd::CollectedElsewhere:
+        EM_TRACE(1, "COSShutdown         : Cleanup program finished\n");
+        return true;
+    case CommandEnd::TimedOut:
+        EM_TRACE(1, "COSShutdown         : WARNING - Timeout waiting for cleanup program\n");
+        return false;
+    case CommandEnd::Empty:
+    case CommandEnd::NotStarted:
+    case CommandEnd::WaitFailed:
+        EM_TRACE(1, "COSShutdown         : Start cleanup program failed! Error code %d\n", outcome.error);
+        return false;
+    }
+    return false;
+}
+
+bool runNamedJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
+    const std::string command = jobCommand(path);
+    enterJobDirectory(jobDirectory(path, directory));
+    const bool ended = reportJob(RunCommand(command.c_str(), timeoutSeconds));
+    EM_TRACE(5, "\nCOSShutdown         : <- RunShutdownJob");
+    return ended;
+}
+
+} // namespace
+
+bool RunJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
+    bool found = false;
+    bool ended = false;
+    const bool unharmed = swallow([&] {
+        EM_TRACE(5, "\nCOSShutdown         : -> RunShutdownJob");
+        if (isEmpty(path)) {
+            EM_TRACE(1, "\nCOSShutdown         : No shutdown job to perform!");
+            EM_TRACE(5, "\nCOSShutdown         : <- RunShutdownJob");
+            return;
+        }
+        EM_TRACE(1, "\nCOSShutdown         : Shutdown job \"%s\" found!", path);
+        found = true;
+        ended = runNamedJob(path, directory, timeoutSeconds);
+    });
+    if (unharmed) {
+        return ended;
+    }
+    EM_TRACE_QUIETLY(1, "\nCOSShutdown         : EXCEPTION executing shutdown job!");
+    if (found) {
+        EM_TRACE_QUIETLY(5, "\nCOSShutdown         : <- RunShutdownJob");
+    }
+    return false;
+}
+
+} // namespace em

@@ -1,0 +1,64 @@
+#include "shutdown/agents_restart.h"
+
+#include <array>
+#include <cstring>
+
+#include "platform/base/system.h"
+#include "platform/child_process.h"
+#include "platform/replaced_file.h"
+#include "trace/trace.h"
+
+namespace em {
+namespace {
+
+constexpr const char* kRestartAgents = "/usr/sbin/ombrad restart";
+constexpr const char* kRestartAgentlessManaged = "/opt/Orlendix/vital/etc/ombrad/StartupScripts/brix restart";
+constexpr const char* kRestartAgentless = "/etc/init.d/brix restart";
+
+bool writeJobFile(const char* command) {
+    EM_TRACE(1,
+             "CTellmarkAgents: we are running on a System with systemctl (e.g. RHEL7 or SLES12 or higher\n");
+    const char* const file = sys::paths::restartJobFile();
+    switch (ReplaceFile(file, command)) {
+    case Replaced::Written:
+        EM_TRACE(1, "CTellmarkAgents: Restart Agents Job created: \"%s\"\n", file);
+        EM_TRACE(1, "CTellmarkAgents: This Job will be executed by ombradAction script\n");
+        return true;
+    case Replaced::NotOpened:
+        EM_TRACE(1, "CTellmarkAgents: cannot open \"%s\"\n", file);
+        return false;
+    case Replaced::NotWritten:
+        return false;
+    }
+    return false;
+}
+
+bool startRestart(const char* command) {
+    EM_TRACE(1, "CTellmarkAgents: Execute Restart Job: %s\n", command);
+    const ChildProcess child = StartShell(command, ChildSignals::UnblockAlarm);
+    if (!child.started()) {
+        std::array<char, 128> buffer;
+        EM_TRACE(1, "CTellmarkAgents: Execution of Restart Job \"%s\" failed, errno = %s\n", command,
+                 ::strerror_r(child.error, buffer.data(), buffer.size()));
+    }
+    return child.started();
+}
+
+} // namespace
+
+bool CTellmarkAgents::IsAgentlessService() const {
+    return std::strcmp(m_pProductIdentifier, "brix") == 0 || std::strcmp(m_pProductIdentifier, "BRIX") == 0;
+}
+
+bool CTellmarkAgents::RestartAgents() const {
+    const bool agentless = IsAgentlessService();
+    if (agentless) {
+        EM_TRACE(4, "\nCHostwardenInstal: BRIX installation detected!");
+    }
+    if (sys::access(sys::paths::serviceManager(), F_OK) == 0) {
+        return writeJobFile(agentless ? kRestartAgentlessManaged : kRestartAgents);
+    }
+    return startRestart(agentless ? kRestartAgentless : kRestartAgents);
+}
+
+} // namespace em
