@@ -14,7 +14,7 @@ void traceThreadReturn();
 // Runs the body of a thread and returns null, the thread's value. An exception becomes one line with the
 // routine's name; a cancelled thread unwinds through here and writes nothing. Give it a local of
 // CThread::Routine's shape:
-//   void* WorkerThread(void* self) { return runThreadBody("WorkerThread", [self] { ... }); }
+//   void* WorkerThread(void* self) { return runThreadBody("WorkerThread()", [self] { ... }); }
 template <class Body>
 void* runThreadBody(const char* name, Body&& body) {
     static_cast<void>(atBorder(name, std::forward<Body>(body)));
