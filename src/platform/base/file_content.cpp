@@ -23,7 +23,11 @@ int readExactly(int fd, char* buffer, size_t size) {
 
 int ReadRegularFile(const char* path, size_t largest, size_t padding, FileContent& content) {
     const UniqueFd file(sys::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!file.valid() || sys::fstat(file.get(), &content.status) != 0) {
+    return file.valid() ? ReadRegularFile(file.get(), largest, padding, content) : errno;
+}
+
+int ReadRegularFile(int fd, size_t largest, size_t padding, FileContent& content) {
+    if (sys::fstat(fd, &content.status) != 0) {
         return errno;
     }
     if (!S_ISREG(content.status.st_mode)) {
@@ -34,7 +38,7 @@ int ReadRegularFile(const char* path, size_t largest, size_t padding, FileConten
         return EFBIG;
     }
     content.data.reset(static_cast<char*>(std::calloc(1, content.size + padding)));
-    return content.data == nullptr ? ENOMEM : readExactly(file.get(), content.data.get(), content.size);
+    return content.data == nullptr ? ENOMEM : readExactly(fd, content.data.get(), content.size);
 }
 
 } // namespace em

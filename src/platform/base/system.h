@@ -130,6 +130,9 @@ inline int unlink(const char* path) {
 inline int unlinkat(int dir, const char* name, int flags) {
     return ::unlinkat(dir, name, flags);
 }
+inline ssize_t readlink(const char* path, char* buffer, size_t size) {
+    return ::readlink(path, buffer, size);
+}
 inline char* realpath(const char* path, char* resolved) {
     return ::realpath(path, resolved);
 }

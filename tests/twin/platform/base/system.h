@@ -134,6 +134,9 @@ inline int unlink(const char* path) {
 inline int unlinkat(int dir, const char* name, int flags) {
     return twin::fails("unlinkat") ? -1 : ::unlinkat(dir, name, flags);
 }
+inline ssize_t readlink(const char* path, char* buffer, size_t size) {
+    return twin::fails("readlink") ? -1 : ::readlink(path, buffer, size);
+}
 inline char* realpath(const char* path, char* resolved) {
     return twin::fails("realpath") ? nullptr : ::realpath(path, resolved);
 }
