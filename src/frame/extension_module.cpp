@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "frame/border.h"
 #include "frame/cabinet_number.h"
 #include "frame/host_interface.h"
 #include "frame/notification_codes.h"
 #include "frame/sip_json.h"
+#include "trace/border.h"
 
 namespace em {
 

@@ -1,8 +1,8 @@
 #include "frame/host_interface.h"
 
-#include "frame/border.h"
 #include "frame/sip_json.h"
 #include "platform/base/virtual_slot.h"
+#include "trace/border.h"
 
 namespace em {
 namespace {
