@@ -59,7 +59,7 @@ private:
 
     // Written by the host, at its place, once EM_Create has returned.
     std::atomic<void*> m_pHost{nullptr};
-    uint32_t m_nReserved = 0;
+    [[maybe_unused]] uint32_t m_nReserved = 0; // its place is part of the layout
     std::atomic<bool> m_bSwitchShutdown{false};
 };
 
