@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "em_version.h"
 #include "host/exit_code.h"
 #include "host/sandbox.h"
 #include "host/sandbox_command.h"
@@ -14,6 +15,7 @@ namespace {
 int run(int argc, char** argv) {
     CLI::App app("Development host for the em_shutdown module", "volad-dev");
     app.require_subcommand(1);
+    app.set_version_flag("--version", em::kVersion);
     SandboxCommand sandbox;
     const CLI::App* sandboxCommand = addSandboxCommand(app, sandbox);
     try {
