@@ -9,7 +9,8 @@
 
 namespace em {
 
-// What differs in the child's signal mask from that of the thread that starts it.
+// What differs in the child's signal mask from that of the thread that starts it. The shell decides what its
+// programs inherit: dash clears the mask for a simple command, unless that is an "exec".
 enum class ChildSignals {
     BlockEnding,  // SIGINT, SIGTERM, SIGHUP and SIGALRM are added: what ends this process spares the child
     UnblockAlarm, // SIGALRM is taken out

@@ -1,0 +1,250 @@
+#include "osshutdown/job_runner.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+
+#include "osshutdown/os_shutdown.h"
+#include "platform/base/current_directory.h"
+#include "platform/base/unique_fd.h"
+#include "support/temporary_directory.h"
+#include "support/trace_capture.h"
+
+namespace em {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uint32_t kAmple = 20; // seconds
+
+std::string currentDirectory() {
+    std::string directory;
+    EXPECT_TRUE(GetCurrentDirectory(directory));
+    return directory;
+}
+
+std::string lines(const char* what, const std::string& command) {
+    return std::string("COSShutdown         : ExecuteCmd ") + what + command + "\n";
+}
+
+// The process's standard error in a file for a scope.
+class ErrorOutput {
+public:
+    explicit ErrorOutput(const std::string& file)
+        : m_Real(dup(STDERR_FILENO)), m_File(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
+        dup2(m_File.get(), STDERR_FILENO);
+    }
+    ~ErrorOutput() { dup2(m_Real.get(), STDERR_FILENO); }
+    ErrorOutput(const ErrorOutput&) = delete;
+    ErrorOutput& operator=(const ErrorOutput&) = delete;
+
+private:
+    UniqueFd m_Real;
+    UniqueFd m_File;
+};
+
+class JobRunnerTest : public testing::Test {
+protected:
+    JobRunnerTest() { fs::current_path("/"); }
+    ~JobRunnerTest() override {
+        fs::current_path("/");
+        collectAll();
+    }
+
+    // Waits for the end of what was not waited for.
+    static void collectAll() {
+        while (waitpid(-1, nullptr, 0) > 0) {
+        }
+    }
+
+    twin::Scope m_Twin;
+    test::TemporaryDirectory m_Files;
+    COSShutdown m_Executor;
+};
+
+// One way to fail or to end, as both callers of the runner show it.
+struct Ending {
+    const char* name;
+    const char* command;
+    uint32_t timeoutSeconds;
+    void (*script)();
+    int32_t code;       // of ExecuteCmd
+    bool job;           // of RunShutdownJob
+    const char* ends;   // the words of the last ExecuteCmd lines
+    const char* jobEnd; // the job's own line
+};
+
+const Ending kEndings[] = {
+    {"ended", "exit 7", kAmple, [] {}, 0, true, "forked: |finished: ", "Cleanup program finished\n"},
+    {"not waited for", "sleep 0.05", 0, [] {}, 0, true, "forked: |finished: ", "Cleanup program finished\n"},
+    {"collected elsewhere", "true", kAmple, [] { twin::failNth("waitpid", 1, ECHILD); }, 0, true,
+     "forked: ", "Cleanup program finished\n"},
+    {"timed out", "exec sleep 1.3", 1, [] {}, 1, false,
+     "forked: ", "WARNING - Timeout waiting for cleanup program\n"},
+    {"wait failed", "true", kAmple, [] { twin::failNth("waitpid", 1, EINVAL); }, -1, false,
+     "forked: ", "Start cleanup program failed! Error code 22\n"},
+    {"not started", "true", kAmple,
+     [] {
+         twin::failNth("clone", 1, EAGAIN, 0);
+         twin::failNth("fork", 1, EAGAIN, 0);
+     },
+     -1, false, "failed: ", "Start cleanup program failed! Error code 11\n"},
+};
+
+std::string executeLines(const Ending& ending) {
+    std::string text = lines("initiated ", ending.command);
+    const std::string words = ending.ends;
+    for (size_t from = 0; from < words.size();) {
+        const size_t to = std::min(words.find('|', from), words.size());
+        text += lines(words.substr(from, to - from).c_str(), ending.command);
+        from = to + 1;
+    }
+    return text;
+}
+
+TEST_F(JobRunnerTest, CommandsEndInCodesAndLinesAlsoWhileTracingIsOff) {
+    for (const Ending& ending : kEndings) {
+        const ErrorOutput quiet(m_Files.pathOf("error"));
+        const test::TraceCapture capture(0);
+        twin::reset();
+        ending.script();
+        EXPECT_EQ(m_Executor.ExecuteCmd(ending.command, ending.timeoutSeconds), ending.code) << ending.name;
+        EXPECT_EQ(capture.text(), executeLines(ending)) << ending.name;
+        for (const test::TraceLine& line : capture.lines()) {
+            EXPECT_EQ(line.slot, 7U) << line.text;
+        }
+    }
+    EXPECT_EQ(m_Files.read("error"), "true: Resource temporarily unavailable\n");
+}
+
+TEST_F(JobRunnerTest, JobsEndInResultsAndLines) {
+    for (const Ending& ending : kEndings) {
+        const ErrorOutput quiet(m_Files.pathOf("error"));
+        const test::TraceCapture capture(5);
+        twin::reset();
+        ending.script();
+        EXPECT_EQ(m_Executor.RunShutdownJob(ending.command, m_Files.path().c_str(), ending.timeoutSeconds),
+                  ending.job)
+            << ending.name;
+        EXPECT_EQ(capture.text(), "\nCOSShutdown         : -> RunShutdownJob"
+                                  "\nCOSShutdown         : Shutdown job \"" +
+                                      std::string(ending.command) +
+                                      "\" found!"
+                                      "COSShutdown         : Start cleanup job ...\n" +
+                                      executeLines(ending) + "COSShutdown         : " + ending.jobEnd +
+                                      "\nCOSShutdown         : <- RunShutdownJob")
+            << ending.name;
+        EXPECT_EQ(currentDirectory(), m_Files.path());
+    }
+}
+
+TEST_F(JobRunnerTest, NothingToDo) {
+    const test::TraceCapture capture(5);
+    for (const char* none : {static_cast<const char*>(nullptr), ""}) {
+        EXPECT_EQ(m_Executor.ExecuteCmd(none, kAmple), -1);
+        EXPECT_FALSE(m_Executor.RunShutdownJob(none, "/tmp", kAmple));
+    }
+    const std::string once = "\nCOSShutdown         : -> RunShutdownJob"
+                             "\nCOSShutdown         : No shutdown job to perform!"
+                             "\nCOSShutdown         : <- RunShutdownJob";
+    EXPECT_EQ(capture.text(), once + once);
+    EXPECT_EQ(currentDirectory(), "/");
+}
+
+TEST_F(JobRunnerTest, ChoosesTheDirectory) {
+    fs::create_directory(m_Files.pathOf("fallback"));
+    fs::create_directory(m_Files.pathOf("given"));
+    const std::string here = m_Files.path();
+    const std::string fallback = m_Files.pathOf("fallback");
+    const std::string given = m_Files.pathOf("given");
+    const std::string job = here + "/true";
+    const struct {
+        const char* path;
+        const char* directory;
+        std::string expected;
+    } cases[] = {
+        {job.c_str(), nullptr, here},        {job.c_str(), "", here},
+        {job.c_str(), given.c_str(), given}, {job.c_str(), "/no/such/directory", given}, // as before
+        {"/true", nullptr, fallback},        {"//true", nullptr, "/"},
+        {"true --out /tmp/x", nullptr, "/"}, // "true --out /tmp" is no directory
+    };
+    fs::create_symlink("/bin/true", job);
+    for (const auto& [path, directory, expected] : cases) {
+        twin::setPath("jobFallbackDirectory", fallback);
+        EXPECT_TRUE(m_Executor.RunShutdownJob(path, directory, kAmple)) << path;
+        EXPECT_EQ(currentDirectory(), expected) << path;
+    }
+}
+
+TEST_F(JobRunnerTest, JobWithoutAPathStaysAndSaysWhere) {
+    fs::current_path(m_Files.path());
+    const test::TraceCapture capture(1);
+    EXPECT_TRUE(m_Executor.RunShutdownJob("echo done > result", nullptr, kAmple));
+    EXPECT_EQ(m_Files.read("result"), "done\n");
+    EXPECT_NE(capture.text().find(
+                  "found!\nCOSShutdown         : Shutdown job without a path, current directory \"" +
+                  m_Files.path() + "\" is usedCOSShutdown         : Start cleanup job ...\n"),
+              std::string::npos)
+        << capture.text();
+    EXPECT_EQ(twin::calls("chdir"), 0);
+}
+
+TEST_F(JobRunnerTest, CutsLongJobsAndWarns) {
+    for (const size_t length : {259U, 260U}) {
+        const test::TraceCapture capture(1);
+        const std::string job = ": " + std::string(length - 2, 'x');
+        EXPECT_TRUE(m_Executor.RunShutdownJob(job.c_str(), "/", kAmple));
+        EXPECT_TRUE(capture.contains("Shutdown job \"" + job + "\" found!"));
+        EXPECT_TRUE(capture.contains("ExecuteCmd initiated " + job.substr(0, 259) + "\n"));
+        EXPECT_EQ(
+            capture.contains("\nCOSShutdown         : WARNING - shutdown job path cut to 259 characters!"),
+            length > 259);
+    }
+}
+
+TEST_F(JobRunnerTest, JobPastItsLimitRunsOn) {
+    EXPECT_FALSE(m_Executor.RunShutdownJob("sleep 1.2; echo done > result", m_Files.path().c_str(), 1));
+    EXPECT_GT(waitpid(-1, nullptr, 0), 0) << "not collected by the runner";
+    EXPECT_EQ(m_Files.read("result"), "done\n");
+}
+
+TEST_F(JobRunnerTest, ArmsNoAlarmAndLeavesNoDescriptor) {
+    const auto descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), {});
+    for (const uint32_t timeout : {0U, kAmple}) {
+        EXPECT_EQ(m_Executor.ExecuteCmd("true", timeout), 0);
+    }
+    EXPECT_EQ(alarm(0), 0U);
+    EXPECT_EQ(std::distance(fs::directory_iterator("/proc/self/fd"), {}), descriptors);
+}
+
+TEST_F(JobRunnerTest, ThrowingTraceIsAFailure) {
+    const struct {
+        const char* throwing;
+        bool started;
+        bool leaves; // the closing line is written
+    } cases[] = {
+        {"-> RunShutdownJob", false, false}, {"found!", false, false},
+        {"Start cleanup job", false, true},  {"ExecuteCmd initiated", false, true},
+        {"ExecuteCmd forked", true, true},   {"Cleanup program finished", true, true},
+    };
+    for (const auto& [throwing, started, leaves] : cases) {
+        fs::remove(m_Files.pathOf("result"));
+        test::TraceCapture capture(5);
+        capture.throwOn(throwing);
+        EXPECT_FALSE(m_Executor.RunShutdownJob("echo > result", m_Files.path().c_str(), kAmple)) << throwing;
+        collectAll();
+        EXPECT_EQ(fs::exists(m_Files.pathOf("result")), started) << throwing;
+        const std::string end = std::string("\nCOSShutdown         : EXCEPTION executing shutdown job!") +
+                                (leaves ? "\nCOSShutdown         : <- RunShutdownJob" : "");
+        EXPECT_TRUE(capture.text().ends_with(end)) << capture.text();
+    }
+    test::TraceCapture capture(1);
+    capture.throwOn("ExecuteCmd initiated");
+    EXPECT_EQ(m_Executor.ExecuteCmd("true", kAmple), -1);
+    EXPECT_TRUE(capture.text().ends_with("\n\nEM_SHUTDOWN         : ## EXCEPTION in ExecuteCmd! ##"));
+}
+
+} // namespace
+} // namespace em
