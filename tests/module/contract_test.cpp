@@ -1,0 +1,289 @@
+// The binary contract with the host, called by slot number and offset: exports, table, fields, life cycle.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "module/loaded_module.h"
+#include "module/recording.h"
+
+namespace module_test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// What was said since the last call, host calls marked, events' lines left out.
+Lines takeLines() {
+    Lines lines;
+    for (const Record& record : recording().all()) {
+        if (record.text.find("event 0x") == std::string::npos) {
+            lines.push_back((record.kind == Kind::HostCall ? "> " : "") + withVisibleNewlines(record.text));
+        }
+    }
+    recording().clear();
+    return lines;
+}
+
+size_t entriesOf(const char* directory) {
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(directory), {}));
+}
+
+bool isMapped() {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find("em_shutdown.so") != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST(Exports, CreateGivesTheOneModuleAndDeleteTakesIt) {
+    const LoadedModule library(2);
+    EXPECT_STREQ(library.name(), "EM_SHUTDOWN");
+    EXPECT_EQ(library.destroy(), 0U);
+    EXPECT_EQ(takeLines(), (Lines{R"(\nEM DLL (EM_SHUTDOWN) : Module already destroyed!)"}));
+
+    EXPECT_FALSE(library.create(nullptr));
+    takeLines();
+    EXPECT_EQ(library.destroy(), 0U) << "nothing was created for nobody";
+    takeLines();
+
+    void* first = nullptr;
+    void* second = nullptr;
+    EXPECT_TRUE(library.create(&first, 42));
+    EXPECT_EQ(takeLines(), (Lines{R"(\nEM DLL (EM_SHUTDOWN) : Create module)"}));
+    EXPECT_TRUE(library.create(&second));
+    EXPECT_EQ(takeLines(), (Lines{R"(\nEM DLL (EM_SHUTDOWN) : ## ERROR: Module already existing!\n)"}));
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(first, second);
+
+    EXPECT_EQ(library.destroy(), 1U);
+    EXPECT_EQ(takeLines().back(), R"(\nEM DLL (EM_SHUTDOWN) : .. Module destroyed successfully!)");
+    EXPECT_EQ(library.destroy(), 0U);
+    EXPECT_STREQ(library.name(), "EM_SHUTDOWN");
+}
+
+TEST(Exports, SetupActionOnlyWritesItsLine) {
+    const LoadedModule library(1);
+    const std::string known =
+        R"(\n\nEM_SHUTDOWN         : ## Setup action "%" call - no action function defined\n)";
+    const std::array names = {"BACKUP", "RESTORE", "CONVERT", "CLEANUP"};
+    for (uint32_t code = 1; code <= 4; ++code) {
+        EXPECT_EQ(library.setupAction(code), 1U);
+        std::string line = known;
+        line.replace(line.find('%'), 1, names[code - 1]);
+        EXPECT_EQ(takeLines(), Lines{line});
+    }
+    for (const uint32_t code : {0U, 5U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(library.setupAction(code), 1U);
+        EXPECT_EQ(
+            takeLines(),
+            Lines{R"(\n\nEM_SHUTDOWN         : ## ERROR! Setup action call with unknown action type ()" +
+                  std::to_string(static_cast<int>(code)) + R"() - no action defined!\n)"});
+    }
+}
+
+TEST(Exports, DeleteKeepsTheModuleWhenTheTraceThrowsBeforeIt) {
+    const LoadedModule library(1);
+    void* object = nullptr;
+    ASSERT_TRUE(library.create(&object));
+    recording().throwOn("Destroy module...");
+    EXPECT_EQ(library.destroy(), 0U);
+    EXPECT_EQ(takeLines().back(), R"(\nEM DLL (EM_SHUTDOWN) : ## ERROR! Exception while destroying module!)");
+    recording().throwOn("");
+    void* again = nullptr;
+    EXPECT_TRUE(library.create(&again));
+    EXPECT_EQ(again, object);
+    EXPECT_EQ(library.destroy(), 1U);
+}
+
+TEST(Library, IsReallyUnloadedAndCanBeLoadedAgain) {
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_FALSE(isMapped());
+        {
+            HostedModule module(5);
+            ASSERT_TRUE(isMapped());
+            EXPECT_TRUE(module.start());
+            module.afterStart();
+            EXPECT_EQ(module.stop(), 1U);
+            EXPECT_TRUE(module.destroy());
+        }
+#ifndef EM_SANITIZED // a sanitizer keeps its hold on the library
+        EXPECT_FALSE(isMapped());
+#endif
+    }
+}
+
+TEST(Library, LeavesNoThreadAndNoDescriptorOverAHundredLives) {
+    const LoadedModule keep(0);
+    size_t threads = 0;
+    size_t descriptors = 0;
+    for (int life = 0; life < 100; ++life) {
+        HostedModule module(0);
+        ASSERT_TRUE(module.start());
+        module.afterStart();
+        ASSERT_EQ(module.stop(), 1U);
+        ASSERT_TRUE(module.destroy());
+        if (life == 0) { // what the first life opens for good is no leak
+            threads = entriesOf("/proc/self/task");
+            descriptors = entriesOf("/proc/self/fd");
+        }
+    }
+    EXPECT_EQ(entriesOf("/proc/self/task"), threads);
+    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
+}
+
+TEST(Library, EndsItsThreadsWhenItIsDeletedWithoutStop) {
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    module.afterStart();
+    EXPECT_TRUE(module.destroy());
+    EXPECT_EQ(entriesOf("/proc/self/task"), 1U);
+    EXPECT_EQ(recording().count("EXIT THREAD"), 3U);
+}
+
+TEST(Table, HasTheFieldsAtTheirOffsets) {
+    LoadedModule library(0);
+    void* object = nullptr;
+    ASSERT_TRUE(library.create(&object));
+    EXPECT_EQ(fieldAt<void*>(object, 8), nullptr) << "the host fills in its pointer";
+    EXPECT_EQ(fieldAt<uint32_t>(object, 16), 0U);
+    EXPECT_EQ(fieldAt<uint8_t>(object, 20), 0);
+
+    // The second base's own table: after the two destructors its task execution, which adjusts the object.
+    void* const serializer = static_cast<std::byte*>(object) + 24;
+    ASSERT_NE(fieldAt<void*>(object, 24), nullptr);
+    Envelope ignored(withCommand(R"({"OC":600})"));
+    callSlot<void, void*, int>(serializer, 2, &ignored, 0);
+    callSlot<void, void*, int>(object, 24, &ignored, 0);
+    EXPECT_EQ(textOf(ignored), withCommand(R"({"OC":600})"));
+    EXPECT_EQ(library.destroy(), 1U);
+}
+
+TEST(Table, AnswersInEachSlot) {
+    HostedModule module(5);
+    takeLines();
+    EXPECT_STREQ(callSlot<const char*>(module.object, 2), "OS system shutdown handling module");
+    EXPECT_STREQ(callSlot<const char*>(module.object, 14), "EM_SHUTDOWN");
+    EXPECT_EQ(callSlot<unsigned>(module.object, 3), 1U);
+    for (const size_t slot : {9, 11, 12, 19, 20, 21, 22}) {
+        EXPECT_EQ(callSlot<unsigned>(module.object, slot), 0U) << slot;
+    }
+    for (const size_t slot : {15, 16, 17, 18}) {
+        callSlot<void>(module.object, slot);
+    }
+    EXPECT_EQ(takeLines(), Lines{});
+    EXPECT_EQ(callSlot<unsigned>(module.object, 10, uint32_t{12}), 1U);
+    EXPECT_EQ(takeLines(), Lines{R"(\n\nEM_SHUTDOWN         : ## Server cabinet number = 12 ##\n)"});
+}
+
+TEST(Table, RegistersTheEventSourceOfTheAgentlessService) {
+    HostedModule module(3);
+    module.host.setKind(5);
+    EXPECT_TRUE(module.start());
+    EXPECT_TRUE(recording().contains("Register event log source \"Tellmark Agentless Service\" ..."));
+}
+
+TEST(Notifications, ReachTheModuleWhateverTheirCode) {
+    struct Case {
+        uint32_t code;
+        const char* name;   // "" for none
+        const char* detail; // "" for none
+        unsigned result;
+        const char* powerSwitch; // what is asked of the host, "" for nothing
+    };
+    const Case cases[] = {
+        {0x20001, "SCN_SWITCH_REQUEST_ENABLED",
+         "SWITCH start completed (all layers started) - requests enabled", 0, ""},
+        {0x40000, "SCN_POWERSTATE_SUSPEND", "", 1, "Disable"},
+        {0x40001, "SCN_POWERSTATE_STANDBY", "", 1, "Disable"},
+        {0x40002, "SCN_POWERSTATE_RESUME", "", 1, "Enable"},
+        {0x40003, "SCN_POWERSTATE_AC_OFFLINE", "", 0, ""},
+        {0x40004, "SCN_POWERSTATE_AC_ONLINE", "", 0, ""},
+        {0x12, "", "", 0, ""},
+        {0x20000, "SCN_SWITCH_SHUTDOWN", "SWITCH shutdown notification, set SwitchShutdown flag", 1,
+         "Disable"},
+    };
+    HostedModule module(5);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.code);
+        takeLines();
+        EXPECT_EQ(fieldAt<uint8_t>(module.object, 20), 0);
+        EXPECT_EQ(module.notify(c.code, 0x1234567890), c.result);
+        std::array<char, 32> code;
+        std::snprintf(code.data(), code.size(), "%02X", c.code);
+        const std::string tag = R"(\nEM_SHUTDOWN         : )";
+        Lines expected = {R"(\n)" + tag + "## NOTIFY: Code = 0Xx" + code.data() + ", param = 0x34567890"};
+        if (*c.name != '\0') {
+            expected.push_back(tag + "*** " + c.name + R"( *** \n)");
+        }
+        if (*c.detail != '\0') {
+            expected.push_back(tag + "-> " + c.detail);
+        }
+        expected.push_back(tag + "  call OnModuleNotification()...");
+        const bool on = std::string(c.powerSwitch) == "Enable";
+        if (*c.powerSwitch != '\0') {
+            expected.push_back(tag + c.powerSwitch + " Power switch notifications!");
+            expected.push_back(R"(> 5000 {"SIP":{"V":1,"CMD":[{"OC":281,"CA":7,"ST":22,"DA":)" +
+                               std::string(on ? "1" : "0") + "}]}}");
+            expected.push_back(tag + "Power switch notifications " + (on ? "enabled!" : "disabled!"));
+        }
+        expected.push_back(tag + "  ... OnModuleNotification() completed");
+        Lines actual = takeLines();
+        std::erase_if(actual, [](const std::string& line) {
+            return line.find("ModuleConfigFile") != std::string::npos ||
+                   line.find("CRegistry") != std::string::npos;
+        });
+        EXPECT_EQ(actual, expected);
+    }
+    EXPECT_EQ(fieldAt<uint8_t>(module.object, 20), 1) << "set by the last one";
+}
+
+TEST(LifeCycle, StopWithoutStartAndTwice) {
+    HostedModule module(5);
+    takeLines();
+    EXPECT_EQ(module.stop(), 1U);
+    const Lines nothingToStop = takeLines();
+    ASSERT_EQ(nothingToStop.size(), 2U);
+    EXPECT_EQ(nothingToStop[1], R"(\n### Stopping module EM_SHUTDOWN ###\n)");
+
+    ASSERT_TRUE(module.start());
+    EXPECT_EQ(module.stop(), 1U);
+    takeLines();
+    EXPECT_EQ(module.stop(), 1U);
+    EXPECT_EQ(takeLines(), nothingToStop);
+}
+
+TEST(LifeCycle, SecondStartStartsNoSecondThread) {
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    module.afterStart();
+    const size_t threads = entriesOf("/proc/self/task");
+    EXPECT_EQ(threads, 4U);
+    EXPECT_TRUE(module.start());
+    module.afterStart();
+    EXPECT_EQ(entriesOf("/proc/self/task"), threads);
+    EXPECT_EQ(recording().count("completed successfully"), 2U);
+}
+
+TEST(LifeCycle, WorksWithoutAHost) {
+    LoadedModule library(5);
+    void* object = nullptr;
+    ASSERT_TRUE(library.create(&object));
+    EXPECT_TRUE(callSlot<bool>(object, 4));
+    EXPECT_TRUE(recording().contains("event log source \"Tellmark Host Warden\" registered"));
+    EXPECT_EQ(callSlot<unsigned>(object, 5), 1U);
+    EXPECT_EQ(library.destroy(), 1U);
+    for (const Record& record : recording().all()) {
+        EXPECT_NE(record.kind, Kind::HostCall) << record.text;
+    }
+}
+
+} // namespace
+} // namespace module_test

@@ -1,0 +1,310 @@
+// Hosts that answer badly or throw, a debug object that throws, cancels and stops at every moment.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/command_record.h"
+#include "host/sandbox_layout.h"
+#include "module/files.h"
+#include "module/loaded_module.h"
+#include "module/recording.h"
+
+namespace module_test {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kOffNow = R"({"OC":517,"DA":1})"; // by the power switch, so without a delay
+constexpr const char* kCompleted = " at level 0 completed";
+constexpr const char* kCancelled =
+    "\nEM_SHUTDOWN         : CAB 0007: System shutdown was cancelled by ORBA call!";
+
+// A started module and the record of its commands.
+class FaultTest : public testing::Test {
+protected:
+    void start() { ASSERT_TRUE(m_Module.start()); }
+    void requestAndWait(const char* command = kOffNow) {
+        static_cast<void>(m_Module.request(command));
+        ASSERT_TRUE(recording().waitFor(kCompleted)) << recording().shown();
+    }
+    // The commands so far; `expected` of them are waited for, none is awaited for a moment.
+    std::vector<std::string> commands(size_t expected) {
+        static_cast<void>(
+            m_Commands.waitForRecord(expected == 0 ? 300ms : 10s, expected == 0 ? 0 : expected - 1));
+        std::vector<std::string> lines;
+        for (const volad_dev::CommandRecord& record : m_Commands.read()) {
+            lines.push_back(record.commandLine());
+        }
+        return lines;
+    }
+    using Commands = std::vector<std::string>;
+
+    const volad_dev::CommandRecorder m_Commands;
+    HostedModule m_Module{5};
+};
+
+TEST_F(FaultTest, SilentHostLeadsToTheDefaults) {
+    start();
+    requestAndWait();
+    for (const char* line :
+         {"## WARNING! No shutdown delay specified!", "## WARNING! No shutdown force delay specified!",
+          "shutdown force delay available (120 secs.)", "Job timeout (ORBA): 120 sec."}) {
+        EXPECT_EQ(recording().count(line), 1U) << line;
+    }
+    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(m_Module.status(), 3U);
+}
+
+TEST(SettingsAnswers, AreTakenOrReplacedByTheDefault) {
+    struct Case {
+        const char* data; // "" for no "DA"
+        uint32_t status;
+        const char* seconds; // nullptr: no value
+    };
+    const Case cases[] = {
+        {"90", 0, "90"},
+        {"90", 12, "90"},
+        {"90", 21, "90"},
+        {"90", 255, "90"},
+        {"90", 1, nullptr},
+        {"90", 22, nullptr},
+        {"", 0, nullptr},
+        {"null", 0, nullptr},
+        {"\"90\"", 0, "90"},
+        {"\"0x10\"", 0, "16"},
+        {"\"abc\"", 0, nullptr},
+        {"\"\"", 0, nullptr},
+        {"\" 9\"", 0, nullptr},
+        {"1.5", 0, nullptr},
+        {"true", 0, "1"},
+        {"-1", 0, "-1"},
+        {"5000000000", 0, nullptr},
+        {R"({"RAW":[44,1]})", 0, "300"},
+        {R"({"RAW":[]})", 0, nullptr},
+        {"[90]", 0, nullptr},
+        {R"({"a":90})", 0, nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.data) + " with status " + std::to_string(c.status));
+        recording().clear();
+        HostedModule module(3);
+        module.host.answer(kDelay, c.data, c.status);
+        ASSERT_TRUE(module.start());
+        static_cast<void>(module.request(kOffNow));
+        ASSERT_TRUE(recording().waitFor("get shutdown force delay..."));
+        const std::string line =
+            c.seconds == nullptr
+                ? "\nEM_SHUTDOWN         : ## WARNING! No shutdown delay specified!"
+                : "\nEM_SHUTDOWN         :    shutdown delay (ORBA) = " + std::string(c.seconds) + " sec.";
+        EXPECT_EQ(recording().count(line), 1U) << recording().shown();
+    }
+}
+
+TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheRoad) {
+    m_Module.host.throwAlways();
+    start();
+    EXPECT_TRUE(recording().contains("\"Tellmark Host Warden\" registered"));
+    EXPECT_EQ(m_Module.request(kOffNow), "true " + withCommand(R"({"OC":517,"DA":1,"ST":0})"));
+    ASSERT_TRUE(recording().waitFor(kCompleted));
+    EXPECT_TRUE(recording().contains("\n\nEM_SHUTDOWN         : ## EXCEPTION in "));
+    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(m_Module.status(), 3U);
+    EXPECT_EQ(m_Module.stop(), 1U);
+    EXPECT_TRUE(m_Module.destroy());
+}
+
+TEST(ThrowingDebugObject, EndsTheRoadWhereItMust) {
+    struct Case {
+        const char* at;
+        uint32_t status;
+        std::vector<std::string> commands;
+    };
+    const Case cases[] = {
+        {"Checking shutdown settings",
+         5,
+         {}}, // before the execution: as a cancel, so that nothing stays pending
+        {"PERFORMING S H U T D O W N", 5, {}},
+        {"execute shutdown and off", 3, {}}, // during the execution: as if it had run
+        {"PrepareSystemShutdown(): OK!", 3, {}},
+        {"SystemShutdown poweroff", 3, {}},
+        {"going to sleep for", 3, {"/sbin/poweroff", "/sbin/poweroff -f"}}, // the one way to a forced command
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.at);
+        std::filesystem::remove(volad_dev::layout::kCommandRecord);
+        recording().clear();
+        const volad_dev::CommandRecorder recorder;
+        HostedModule module(5);
+        ASSERT_TRUE(module.start());
+        recording().throwOn(c.at);
+        static_cast<void>(module.request(kOffNow));
+        ASSERT_TRUE(recording().waitFor(kCompleted)) << recording().shown();
+        static_cast<void>(recorder.waitForRecord(c.commands.empty() ? 200ms : 10s,
+                                                 c.commands.empty() ? 0 : c.commands.size() - 1));
+        recording().throwOn("");
+        std::vector<std::string> commands;
+        for (const volad_dev::CommandRecord& record : recorder.read()) {
+            commands.push_back(record.commandLine());
+        }
+        std::sort(commands.begin(), commands.end()); // the forced one may come first
+        EXPECT_EQ(commands, c.commands);
+        EXPECT_EQ(module.status(), c.status) << recording().shown();
+    }
+}
+
+TEST_F(FaultTest, ThrowingDebugObjectMakesARequestFail) {
+    start();
+    recording().throwOn("#Request CM_RequestShutdownAndOff #");
+    EXPECT_EQ(m_Module.request(kOffNow), "false " + withCommand(R"({"OC":517,"DA":1,"ST":1})"));
+    recording().throwOn("## NOTIFY");
+    EXPECT_EQ(m_Module.notify(0x30000), 0U);
+    recording().throwOn("## Server cabinet number");
+    EXPECT_EQ(callSlot<unsigned>(m_Module.object, 10, uint32_t{9}), 1U);
+    recording().throwOn("### Stopping module");
+    EXPECT_EQ(m_Module.stop(), 1U);
+    recording().throwOn("");
+    EXPECT_EQ(m_Module.status(), 0U);
+}
+
+TEST_F(FaultTest, CommandGetsNothingOfTheHostButItsStandardStreams) {
+    const auto inherited = ::dup(2); // not close-on-exec
+    start();
+    requestAndWait();
+    ::close(inherited);
+    const auto record = m_Commands.waitForRecord(10s);
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->directory, "/");
+    for (const auto& [descriptor, target] : record->descriptors) {
+        EXPECT_LE(descriptor, 2) << target;
+    }
+}
+
+TEST_F(FaultTest, CancelBeforeTheTaskIsTakenIsHonoured) {
+    EXPECT_EQ(m_Module.request(kOffNow), "true " + withCommand(R"({"OC":517,"DA":1,"ST":0})"));
+    static_cast<void>(m_Module.request(R"({"OC":521})"));
+    start();
+    ASSERT_TRUE(recording().waitFor(kCompleted));
+    EXPECT_EQ(recording().count(kCancelled), 1U);
+    EXPECT_EQ(m_Module.status(), 5U);
+    EXPECT_EQ(commands(0), Commands{});
+}
+
+TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
+    static_cast<void>(m_Module.request(kOffNow));
+    static_cast<void>(m_Module.request(R"({"OC":521})"));
+    static_cast<void>(m_Module.request(R"({"OC":518,"DA":1})"));
+    start();
+    ASSERT_TRUE(recording().waitFor(kCompleted));
+    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"}) << "the first one, the second is purged";
+    EXPECT_FALSE(recording().contains(kCancelled));
+}
+
+TEST_F(FaultTest, CancelFromInsideTheStatusMessageIsLost) {
+    m_Module.host.onMessage([this](uint32_t code, Envelope& envelope) {
+        if (code == 527 && numberOf(commandOf(envelope), "DA", 0) == 1) {
+            static_cast<void>(m_Module.request(R"({"OC":521})"));
+        }
+    });
+    start();
+    requestAndWait();
+    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(m_Module.status(), 3U);
+}
+
+TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
+    HeldJob job;
+    m_Module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
+    start();
+    static_cast<void>(m_Module.request(kOffNow));
+    ASSERT_TRUE(recording().waitFor("ExecuteCmd forked"));
+    EXPECT_EQ(m_Module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(m_Module.status(), 4U);
+    job.release();
+    ASSERT_TRUE(recording().waitFor(kCompleted));
+    EXPECT_EQ(recording().count(kCancelled), 1U);
+    EXPECT_EQ(m_Module.status(), 5U);
+    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_FALSE(recording().contains("Disable all Tasks")) << "the queue stays open";
+}
+
+TEST_F(FaultTest, CancelAfterTheCommandIsRefused) {
+    start();
+    requestAndWait();
+    EXPECT_EQ(m_Module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(recording().count(
+                  "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled"),
+              1U);
+    EXPECT_EQ(m_Module.status(), 3U);
+}
+
+TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
+    HeldJob job;
+    m_Module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
+    m_Module.host.answer(kJobTimeout, "1");
+    start();
+    requestAndWait();
+    EXPECT_EQ(recording().count("COSShutdown         : WARNING - Timeout waiting for cleanup program\n"), 1U);
+    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+}
+
+TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
+    m_Module.host.answer(kDelay, "1");
+    start();
+    static_cast<void>(m_Module.request(R"({"OC":517})"));
+    ASSERT_TRUE(recording().waitFor("Start shutdown delay"));
+    const auto begin = Clock::now();
+    EXPECT_EQ(m_Module.notify(0x30000), 1U);
+    EXPECT_GE(Clock::now() - begin, 4900ms);
+    EXPECT_EQ(recording().count(
+                  "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n"),
+              1U);
+    EXPECT_FALSE(recording().contains("START CM_Disconnect")) << "dropped with the queue";
+}
+
+TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
+    m_Module.host.onMessage([this](uint32_t code, Envelope&) {
+        if (code == kSettings) {
+            static_cast<void>(m_Module.stop());
+        }
+    });
+    start();
+    static_cast<void>(m_Module.request(kOffNow));
+    ASSERT_TRUE(recording().waitFor("EXIT THREAD TaskHandler()!")) << recording().shown();
+    EXPECT_TRUE(recording().contains("ERROR ! ThreadJoin failed"));
+    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_TRUE(m_Module.destroy());
+}
+
+TEST_F(FaultTest, DelayBeyondTheWaitsRangeIsNoShortOne) {
+    m_Module.host.answer(kDelay, "4294968"); // seconds; its milliseconds do not fit 32 bits
+    start();
+    static_cast<void>(m_Module.request(R"({"OC":517})"));
+    ASSERT_TRUE(recording().waitFor("Start shutdown delay 4294968 sec..."));
+    EXPECT_FALSE(recording().waitFor("exceeded", 1, 1500ms));
+}
+
+// In the sandbox of an ordinary user; as root there is nothing to see.
+TEST(Refusal, OfAHostThatIsNotRoot) {
+    if (::getuid() == 0) {
+        GTEST_SKIP() << "runs as root";
+    }
+    const volad_dev::CommandRecorder recorder;
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    std::filesystem::current_path("/tmp");
+    static_cast<void>(module.request(kOffNow));
+    ASSERT_TRUE(recording().waitFor(kCompleted));
+    EXPECT_EQ(recording().count("\nCOSShutdown         : PrepareSystemShutdown(): FAILED!"), 1U);
+    EXPECT_FALSE(recorder.waitForRecord(300ms));
+    EXPECT_EQ(std::filesystem::current_path(), "/tmp");
+    EXPECT_EQ(module.status(), 3U);
+}
+
+} // namespace
+} // namespace module_test

@@ -1,0 +1,56 @@
+// Everything that the module says while a test runs, in the order in which it says it: the lines that it
+// hands to the debug object and the calls that it makes on the host.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace module_test {
+
+enum class Kind { Trace, Print, HostCall };
+
+struct Record {
+    Kind kind;
+    std::string text; // a line with its newlines, or "<slot or time> <argument>" of a host call
+    pid_t thread;
+};
+
+class Recording {
+public:
+    // Any thread. The record is there, and waiters are woken, before this throws what throwOn asked for.
+    void add(Kind kind, std::string text);
+    void clear();
+    // From now on a line that contains the text is thrown back at the module. An empty text ends that.
+    void throwOn(std::string_view part);
+
+    [[nodiscard]] std::vector<Record> all() const;
+    [[nodiscard]] size_t count(std::string_view part) const;
+    [[nodiscard]] bool contains(std::string_view part) const { return count(part) != 0; }
+    // Whether the text has been said `times` times, now or before the limit.
+    [[nodiscard]] bool waitFor(std::string_view part, size_t times = 1,
+                               std::chrono::milliseconds limit = std::chrono::seconds(15)) const;
+    // Everything, one record a line with its newlines shown: for a failed test's message.
+    [[nodiscard]] std::string shown() const;
+
+private:
+    size_t countLocked(std::string_view part) const;
+
+    mutable std::mutex m_Mutex;
+    mutable std::condition_variable m_Added;
+    std::vector<Record> m_Records;
+    std::string m_strThrowOn;
+};
+
+// The process's one: the debug object, which the module finds by its symbol, has no other way to it.
+Recording& recording();
+
+// "\n" as the two characters that a reader and a data file show.
+std::string withVisibleNewlines(std::string_view text);
+
+} // namespace module_test

@@ -1,0 +1,166 @@
+// What the request handler answers to every code and every shape of an envelope.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+
+#include "host/sandbox_layout.h"
+#include "module/loaded_module.h"
+#include "module/recording.h"
+
+namespace module_test {
+namespace {
+
+constexpr const char* kNoPending = "\nEM_SHUTDOWN         : ERROR! No pending system shutdown found!";
+
+TEST(Requests, AnswerMalformedEnvelopes) {
+    struct Case {
+        const char* what;
+        std::string sent;
+        int32_t cursor;
+        std::string answered; // "" means unchanged; the result is false in each case
+    };
+    const Case cases[] = {
+        {"null root", "", 0, "null"},
+        {"root is an array", "[]", 0, ""},
+        {"no SIP", R"({"V":1})", 0, ""},
+        {"SIP is no object", R"({"SIP":[1]})", 0, ""},
+        {"another version", R"({"SIP":{"V":2,"CMD":[{"OC":517}]}})", 0,
+         R"({"SIP":{"V":2,"CMD":[{"OC":517,"ST":20}]}})"},
+        {"version as text", R"({"SIP":{"V":"1","CMD":[{"OC":517}]}})", 0,
+         R"({"SIP":{"V":"1","CMD":[{"OC":517,"ST":20}]}})"},
+        {"no CMD", R"({"SIP":{"V":1}})", 0, ""},
+        {"CMD is no array", R"({"SIP":{"V":1,"CMD":{}}})", 0, ""},
+        {"empty CMD", R"({"SIP":{"V":1,"CMD":[]}})", 0, R"({"SIP":{"V":1,"CMD":[{"ST":1}]}})"},
+        {"element is no object", R"({"SIP":{"V":1,"CMD":[17]}})", 0, R"({"SIP":{"V":1,"CMD":[{"ST":1}]}})"},
+        {"no OC", R"({"SIP":{"V":1,"CMD":[{"oc":517}]}})", 0, R"({"SIP":{"V":1,"CMD":[{"oc":517,"ST":1}]}})"},
+        {"cursor behind the end", R"({"SIP":{"V":1,"CMD":[{"OC":517}]}})", 2,
+         R"({"SIP":{"V":1,"CMD":[{"OC":517},{},{"ST":1}]}})"},
+        {"negative cursor", R"({"SIP":{"V":1,"CMD":[{"OC":517}]}})", -1, ""},
+        {"cursor that would eat the memory", R"({"SIP":{"V":1,"CMD":[{"OC":517}]}})", 65537, ""},
+        {"largest cursor", R"({"SIP":{"V":1,"CMD":[{"OC":517}]}})", 0x7FFFFFFF, ""},
+    };
+    HostedModule module(2);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(module.requestWhole(c.sent, c.cursor),
+                  "false " + (c.answered.empty() ? c.sent : c.answered));
+    }
+    EXPECT_EQ(callSlot<bool>(module.object, 8, static_cast<Envelope*>(nullptr)), false);
+    EXPECT_EQ(module.status(), 0U) << "none of them asked for a shutdown";
+}
+
+TEST(Requests, AreTracedOnEveryWay) {
+    HostedModule module(2);
+    recording().clear();
+    static_cast<void>(module.request(R"({"OC":600,"OE":2,"OI":1,"MI":65538,"CA":3})"));
+    static_cast<void>(module.requestWhole(R"({"SIP":{"V":2,"CMD":[{"OC":600}]}})"));
+    static_cast<void>(module.requestWhole(R"({"SIP":{}})"));
+    std::string lines;
+    for (const Record& record : recording().all()) {
+        lines += record.text;
+    }
+    EXPECT_EQ(lines, "\nEM_SHUTDOWN (REQ)   : OC 0x0258-0x0002 OID 0x0001 CABID 0003 MID 0x00010002 Stat 0x16"
+                     "\nEM_SHUTDOWN (RET)   : OC 0x0258-0x0002 OID 0x0001 CABID 0003 MID 0x00010002 Stat 0x01"
+                     "\nEM_SHUTDOWN (REQ)   : OC 0x0258-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16"
+                     "\nEM_SHUTDOWN (RET)   : OC 0x0258-0x0000 OID 0x0000 MID 0x00000000 Stat 0x14"
+                     "\nEM_SHUTDOWN (REQ)   : OC 0x0000-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16"
+                     "\nEM_SHUTDOWN (RET)   : OC 0x0000-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16");
+}
+
+TEST(Requests, ReadTheCodeInEveryForm) {
+    HostedModule module(0);
+    // All of these ask for the status, so they change nothing.
+    for (const char* code :
+         {"523", "\"523\"", "\"0x20B\"", "\"0X20b\"", "\"01013\"", "\"523 \"", "4294967819"}) {
+        EXPECT_EQ(module.request(std::string(R"({"OC":)") + code + "}"),
+                  "true " + withCommand(std::string(R"({"OC":)") + code + R"(,"DA":0,"ST":0})"));
+    }
+    for (const char* code :
+         {"66059", "-523", "null", "true", "[523]", "{}",  "\"\"", "\" 523\"", "\"0x\"", "0",    "288",
+          "290",   "516",  "519",  "520",  "524",   "525", "526",  "528",      "600",    "65535"}) {
+        EXPECT_EQ(module.request(std::string(R"({"OC":)") + code + "}"),
+                  "false " + withCommand(std::string(R"({"OC":)") + code + R"(,"ST":1})"));
+    }
+    EXPECT_EQ(module.status(), 0U);
+}
+
+TEST(Requests, WorkOnTheCommandAtTheCursor) {
+    HostedModule module(0);
+    EXPECT_EQ(module.requestWhole(R"({"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":"x","ST":9}]}})", 1),
+              R"(true {"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":0,"ST":0}]}})");
+    EXPECT_EQ(module.requestWhole(R"({"SIP":{"CMD":[{"OC":523}]}})"),
+              R"(true {"SIP":{"CMD":[{"OC":523,"DA":0,"ST":0}]}})")
+        << "a missing version passes";
+}
+
+TEST(Requests, RefuseAHaltAndCancelOnlyWhatIsPending) {
+    HostedModule module(2);
+    EXPECT_EQ(module.request(R"({"OC":522})"), "true " + withCommand(R"({"OC":522,"ST":25})"));
+    EXPECT_EQ(module.status(), 0U);
+    EXPECT_EQ(module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(recording().count(kNoPending), 1U);
+    EXPECT_EQ(module.status(), 0U);
+
+    EXPECT_EQ(module.request(R"({"OC":"0x206","ST":255})"),
+              "true " + withCommand(R"({"OC":"0x206","ST":0})"));
+    EXPECT_EQ(module.status(), 1U);
+    EXPECT_EQ(module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(module.status(), 4U);
+    EXPECT_EQ(module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(recording().count(kNoPending), 2U);
+    EXPECT_EQ(module.status(), 4U);
+}
+
+TEST(Requests, TellTheMaintenanceMode) {
+    HostedModule module(2);
+    for (const auto& [answer, expected] : {std::pair{"Enabled", "1"},
+                                           {"Disabled", "0"},
+                                           {"enabled", "0"},
+                                           {" Enabled", "0"},
+                                           {"", "0"},
+                                           {"E", "1"}}) {
+        std::ofstream(volad_dev::layout::kMaintenanceAnswer) << answer << "\n";
+        EXPECT_EQ(module.request(R"({"OC":289,"DA":[1]})"),
+                  "true " + withCommand(std::string(R"({"OC":289,"DA":)") + expected + R"(,"ST":0})"))
+            << answer;
+    }
+    EXPECT_TRUE(recording().contains("\nEM_SHUTDOWN         :  # CM_GetMaintenanceMode #"));
+}
+
+TEST(Requests, KeepNineTasksUntilTheStartAndRefuseTheTenth) {
+    HostedModule module(5);
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(module.request(R"({"OC":517})"), "true " + withCommand(R"({"OC":517,"ST":0})"));
+    }
+    EXPECT_EQ(recording().count("Task with priority 0 inserted into task queue!"), 9U);
+    EXPECT_EQ(recording().count("\nCTaskSerializer     : ## ERROR! Task queue for priority 0 is full"), 1U);
+    EXPECT_EQ(module.status(), 1U);
+}
+
+TEST(Requests, AreRefusedInTheQueueAfterStop) {
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    static_cast<void>(module.stop());
+    EXPECT_EQ(module.request(R"({"OC":517})"), "true " + withCommand(R"({"OC":517,"ST":0})"));
+    EXPECT_TRUE(
+        recording().contains("\nCTaskSerializer     : Manager locked for Tasks at level 0. Task ignored!"));
+    EXPECT_EQ(module.notify(0x30000), 1U) << "and the system's shutdown does not wait";
+    EXPECT_TRUE(recording().contains("\nEM_SHUTDOWN         : ERROR! InsertTask FAILED!"));
+}
+
+TEST(Replies, OfOtherCodesDoNothing) {
+    HostedModule module(5);
+    for (const char* command :
+         {R"({"OC":521})", R"({"OC":523})", R"({"OC":1})", "{}", R"({"OC":[517]})", "17"}) {
+        recording().clear();
+        module.reply(command);
+        EXPECT_TRUE(recording().contains("\nEM_SHUTDOWN         :   <- ApplicationReply()")) << command;
+        EXPECT_FALSE(recording().contains("Task at level")) << command;
+    }
+    callSlot<void>(module.object, 7, static_cast<Envelope*>(nullptr));
+    EXPECT_EQ(module.status(), 0U);
+}
+
+} // namespace
+} // namespace module_test

@@ -1,0 +1,72 @@
+// The maintenance mode watcher against a tool whose answer changes, hangs or is missing.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+
+#include "host/sandbox_layout.h"
+#include "module/files.h"
+#include "module/loaded_module.h"
+#include "module/recording.h"
+
+namespace module_test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kChange = R"(5000 {"SIP":{"V":1,"CMD":[{"OC":513,"CA":7}]}})";
+constexpr const char* kSleeps = "check maintenance thread sleeps 1 seconds for next action";
+
+TEST(Watcher, ReportsEachChangeOnce) {
+    setMaintenance("Disabled");
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    module.afterStart();
+    ASSERT_TRUE(recording().waitFor(kSleeps));
+    EXPECT_EQ(recording().count(kChange), 0U);
+    for (const auto& [answer, reports] : {std::pair{"Enabled", 1U}, {"Disabled", 2U}, {"Enabled", 3U}}) {
+        setMaintenance(answer);
+        ASSERT_TRUE(recording().waitFor(kChange, reports)) << answer;
+    }
+    ASSERT_TRUE(recording().waitFor(kSleeps, recording().count(kSleeps) + 2));
+    EXPECT_EQ(recording().count(kChange), 3U);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(module.stop(), 1U);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 900ms) << "it does not sleep its second out";
+}
+
+TEST(Watcher, EndsWithItsLinesAndSeesAModeThatWasSetBefore) {
+    HostedModule module(2);
+    ASSERT_TRUE(module.start());
+    recording().clear();
+    module.afterStart();
+    ASSERT_TRUE(recording().waitFor(kChange));
+    EXPECT_EQ(module.stop(), 1U);
+    EXPECT_EQ(recording().count("\nEM_SHUTDOWN         : START THREAD CheckMaintenanceThreadProc()"), 1U);
+    EXPECT_EQ(recording().count("\nEM_SHUTDOWN         : EXIT THREAD CheckMaintenanceThreadProc()!"), 1U);
+}
+
+TEST(Watcher, IsNotStartedOnceTheHostSwitches) {
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    static_cast<void>(module.notify(0x20000));
+    recording().clear();
+    module.afterStart();
+    EXPECT_FALSE(recording().contains("maintenance"));
+}
+
+TEST(Watcher, StopDoesNotWaitForAHangingTool) {
+    writeFile(volad_dev::layout::kMaintenanceScript, "#!/bin/sh\nexec sleep 1000\n");
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    module.afterStart();
+    ASSERT_TRUE(recording().waitFor("getMaintenanceMode()"));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(module.stop(), 1U);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+    EXPECT_EQ(recording().count(kChange), 0U);
+    EXPECT_EQ(recording().count("EXIT THREAD CheckMaintenanceThreadProc()!"), 1U);
+}
+
+} // namespace
+} // namespace module_test
