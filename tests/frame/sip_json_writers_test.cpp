@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/json.h"
+
+namespace em {
+namespace {
+
+using test::commandOf;
+using test::commandText;
+using test::documentOf;
+using test::textOf;
+
+SipJson freshEnvelope() {
+    SipJson envelope;
+    envelope.InitEnvelope();
+    return envelope;
+}
+
+TEST(SipJsonWriters, InitEnvelopeReplacesTheDocumentAndNothingElse) {
+    SipJson envelope = commandOf(R"({"OC":1})");
+    envelope.cursor = 3;
+    envelope.text = strdup("kept");
+    envelope.InitEnvelope();
+    EXPECT_EQ(textOf(envelope), R"({"SIP":{"V":1,"CMD":[]}})");
+    EXPECT_EQ(envelope.cursor, 3);
+    EXPECT_STREQ(envelope.text, "kept");
+}
+
+TEST(SipJsonWriters, SetCommandLeavesOutZeroExtensionAndObjectId) {
+    struct Case {
+        uint32_t operationCode, extension, objectId, cabinet, status;
+        const char* command;
+    };
+    for (const Case& each : std::vector<Case>{
+             {0x0100, 0, 0, 0, 0, R"({"OC":256,"CA":0,"ST":0})"},
+             {57345, 0x1700, 0, 3, 22, R"({"OC":57345,"OE":5888,"CA":3,"ST":22})"},
+             {1, 0, 2, 3, SipJson::kKeepStatus, R"({"OC":1,"OI":2,"CA":3})"},
+             {0xFFFFFFFF, 1, 1, 0x80000000, 255,
+              R"({"OC":4294967295,"OE":1,"OI":1,"CA":2147483648,"ST":255})"},
+         }) {
+        SipJson envelope = freshEnvelope();
+        envelope.SetCommand(each.operationCode, each.extension, each.objectId, each.cabinet, each.status);
+        EXPECT_EQ(commandText(envelope), each.command);
+    }
+}
+
+TEST(SipJsonWriters, MembersKeepTheirPlaceAndTheLastOneFillsAGap) {
+    SipJson envelope = commandOf(R"({"ST":7,"OE":1,"OI":2,"MI":9,"DA":"x"})");
+    envelope.SetCommand(5, 0, 0, 6, SipJson::kKeepStatus);
+    // "OC" is appended, then moves to where "OE" was; "DA" moves to where "OI" was; "CA" is appended.
+    EXPECT_EQ(commandText(envelope), R"({"ST":7,"OC":5,"DA":"x","MI":9,"CA":6})");
+    envelope.SetStatus(8);
+    EXPECT_EQ(commandText(envelope), R"({"ST":8,"OC":5,"DA":"x","MI":9,"CA":6})");
+}
+
+TEST(SipJsonWriters, SetOpcodeDropsZeroPartsAndKeepsTheRest) {
+    SipJson envelope = freshEnvelope();
+    envelope.SetOpcode(527, 2, 3);
+    envelope.SetUintMember("DA", 4);
+    EXPECT_EQ(commandText(envelope), R"({"OC":527,"OE":2,"OI":3,"DA":4})");
+    envelope.SetOpcode(528, 0, 0);
+    EXPECT_EQ(commandText(envelope), R"({"OC":528,"DA":4})");
+}
+
+TEST(SipJsonWriters, OfEqualKeysTheFirstIsSetAndRemoved) {
+    SipJson envelope = commandOf(R"({"ST":1,"OE":1,"ST":2,"OE":2})");
+    envelope.SetStatus(9);
+    EXPECT_EQ(commandText(envelope), R"({"ST":9,"OE":1,"ST":2,"OE":2})");
+    envelope.SetOpcode(5, 0, 0);
+    EXPECT_EQ(commandText(envelope), R"({"ST":9,"OC":5,"ST":2,"OE":2})");
+}
+
+TEST(SipJsonWriters, SetNumberDataWritesDataThenAnyStatus) {
+    SipJson envelope = freshEnvelope();
+    envelope.SetNumberData(255, -1);
+    EXPECT_EQ(commandText(envelope), R"({"DA":255,"ST":4294967295})");
+}
+
+TEST(SipJsonWriters, SetRawDataReplacesTheData) {
+    SipJson envelope = commandOf(R"({"DA":{"RAW":[9],"x":1},"ST":0})");
+    const std::vector<uint8_t> bytes = {0, 127, 128, 255};
+    envelope.SetRawData(bytes.data(), 4);
+    EXPECT_EQ(commandText(envelope), R"({"DA":{"RAW":[0,127,128,255]},"ST":0})");
+    envelope.SetRawData(nullptr, 0);
+    EXPECT_EQ(commandText(envelope), R"({"DA":{"RAW":[]},"ST":0})");
+    EXPECT_EQ(envelope.GetDataLength(), 0U);
+    EXPECT_FALSE(envelope.HasValidData());
+}
+
+TEST(SipJsonWriters, WhatIsNoObjectAtTheCursorBecomesOne) {
+    for (const char* element : {"null", "true", "5", "\"text\"", "[1,{\"ST\":3}]"}) {
+        SipJson envelope = commandOf(element);
+        envelope.SetStatus(1);
+        EXPECT_EQ(textOf(envelope), R"({"SIP":{"V":1,"CMD":[{"ST":1}]}})") << element;
+    }
+}
+
+TEST(SipJsonWriters, CommandsAreAppendedUpToTheCursor) {
+    SipJson envelope = commandOf(R"({"OC":1})");
+    envelope.cursor = 2;
+    envelope.SetStatus(1);
+    EXPECT_EQ(textOf(envelope), R"({"SIP":{"V":1,"CMD":[{"OC":1},{},{"ST":1}]}})");
+}
+
+TEST(SipJsonWriters, ACursorFarBeyondTheCommandsChangesNothing) {
+    struct Case {
+        int32_t cursor;
+        bool written;
+    };
+    for (const Case& each : std::vector<Case>{{-1, false},
+                                              {INT32_MIN, false},
+                                              {INT32_MAX, false},
+                                              {65536 + 1, false}, // one command is there already
+                                              {65535 + 1, true}}) {
+        SipJson envelope = commandOf("{}");
+        envelope.cursor = each.cursor;
+        EXPECT_EQ(envelope.CommandAt() != nullptr, each.written) << each.cursor;
+        if (!each.written) {
+            EXPECT_EQ(textOf(envelope), R"({"SIP":{"V":1,"CMD":[{}]}})") << each.cursor;
+        }
+    }
+}
+
+TEST(SipJsonWriters, AnEnvelopeWithoutItsShapeIsLeftAlone) {
+    const std::vector<uint8_t> bytes = {1};
+    for (const char* document :
+         {"null", "true", "5", "\"SIP\"", "[]", "{}", R"({"SIP":null})", R"({"SIP":[{"CMD":[]}]})",
+          R"({"SIP":{}})", R"({"SIP":{"CMD":{}}})", R"({"SIP":{"CMD":"[]"}})", R"({"sip":{"CMD":[]}})",
+          R"({"SIP":1,"SIP":{"CMD":[]}})"}) {
+        SipJson envelope = documentOf(document);
+        envelope.SetCommand(1, 2, 3, 4, 5);
+        envelope.SetOpcode(1, 2, 3);
+        envelope.SetUintMember("MI", 1);
+        envelope.SetStatus(1);
+        envelope.SetNumberData(1, 1);
+        envelope.SetRawData(bytes.data(), 1);
+        EXPECT_EQ(textOf(envelope), document);
+    }
+}
+
+} // namespace
+} // namespace em
