@@ -84,6 +84,7 @@ CommandRecorder::CommandRecorder(std::string file)
 }
 
 std::vector<CommandRecord> CommandRecorder::read() const {
+    takeEvents(m_Watch.get()); // first: what is appended while reading is an event again
     std::vector<CommandRecord> records;
     std::ifstream file(m_strFile);
     for (std::string line; std::getline(file, line) && !file.eof();) {
@@ -109,7 +110,6 @@ std::optional<CommandRecord> CommandRecorder::waitForRecord(std::chrono::millise
             errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
-        takeEvents(m_Watch.get());
     }
 }
 

@@ -35,6 +35,9 @@ public:
     // All whole lines so far. Throws std::runtime_error on a line that is no record.
     [[nodiscard]] std::vector<CommandRecord> read() const;
 
+    // Readable once something was appended since the last read().
+    [[nodiscard]] int fd() const { return m_Watch.get(); }
+
     // The record number `index` (from 0) as soon as it is there; nothing when the time is over.
     [[nodiscard]] std::optional<CommandRecord> waitForRecord(std::chrono::milliseconds timeout,
                                                              size_t index = 0) const;

@@ -32,7 +32,7 @@ constexpr const char* kRecorderName = "volad-dev-recorder";
 // Where the child finds its descriptors; the last two stay open until the command itself starts.
 enum ChildFd : int { kArgumentsFd = 3, kMarkerFd, kAnswerFd, kToolFd, kStatusFd, kErrorFd, kFirstUnusedFd };
 // Single digits, so that the shell can name them.
-static_assert(kFirstUnusedFd <= 10);
+static_assert(kFirstUnusedFd < kFirstPassedFd);
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -133,28 +133,35 @@ struct Launch {
     Pipe status, errors;
 };
 
-// In the child: nothing of the caller's descriptors but the standard three goes on.
-[[noreturn]] void becomeBubblewrap(const Launch& launch, bool interruptible, char* const argv[]) {
-    const std::array<std::pair<int, int>, 6> places = {{{launch.arguments.get(), kArgumentsFd},
-                                                        {launch.marker.get(), kMarkerFd},
-                                                        {launch.answer.get(), kAnswerFd},
-                                                        {launch.tool.get(), kToolFd},
-                                                        {launch.status.writeEnd.get(), kStatusFd},
-                                                        {STDERR_FILENO, kErrorFd}}};
-    std::array<int, 6> lifted{};
-    const int errorsLifted = fcntl(launch.errors.writeEnd.get(), F_DUPFD, kFirstUnusedFd);
-    for (size_t i = 0; i < places.size(); ++i) {
-        lifted[i] = fcntl(places[i].first, F_DUPFD, kFirstUnusedFd);
+// In the child: each descriptor goes to its place, by way of one above all places, and nothing else of the
+// caller's stays open.
+void placeDescriptors(const Launch& launch, const std::vector<int>& passed) {
+    std::vector<std::pair<int, int>> places = {{launch.arguments.get(), kArgumentsFd},
+                                               {launch.marker.get(), kMarkerFd},
+                                               {launch.answer.get(), kAnswerFd},
+                                               {launch.tool.get(), kToolFd},
+                                               {launch.status.writeEnd.get(), kStatusFd},
+                                               {STDERR_FILENO, kErrorFd},
+                                               {launch.errors.writeEnd.get(), STDERR_FILENO}};
+    int next = kFirstPassedFd;
+    for (const int fd : passed) {
+        places.emplace_back(fd, next++);
     }
-    for (size_t i = 0; i < places.size(); ++i) {
-        dup2(lifted[i], places[i].second);
+    for (auto& [fd, place] : places) {
+        fd = fcntl(fd, F_DUPFD, next);
     }
-    dup2(errorsLifted, STDERR_FILENO);
-    close_range(kFirstUnusedFd, ~0U, 0);
+    for (const auto& [fd, place] : places) {
+        dup2(fd, place);
+    }
+    close_range(static_cast<unsigned>(next), ~0U, 0);
+    close_range(kFirstUnusedFd, kFirstPassedFd - 1, 0);
+}
+
+[[noreturn]] void becomeBubblewrap(const Launch& launch, const SandboxOptions& options, char* const argv[]) {
+    placeDescriptors(launch, options.descriptors);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (!interruptible) {
-        signal(SIGINT, SIG_IGN);
-        signal(SIGTERM, SIG_IGN);
+    if (options.ownGroup) {
+        setpgid(0, 0);
     }
     execvp(argv[0], argv);
     dprintf(STDERR_FILENO, "bwrap: %s (Debian package bubblewrap)\n", strerrordesc_np(errno));
@@ -208,7 +215,7 @@ int launchAndWait(const SandboxOptions& options, const std::vector<std::string>&
         fail("fork");
     }
     if (child == 0) {
-        becomeBubblewrap(launch, options.interruptible, argv.data());
+        becomeBubblewrap(launch, options, argv.data());
     }
     const int code = waitFor(child);
     // Bubblewrap tells the command's exit code only when it came as far as starting it.

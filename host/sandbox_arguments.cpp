@@ -51,6 +51,7 @@ bool letThrough(std::string_view assignment) {
 
 void addEnvironment(Arguments& arguments, const SandboxOptions& options, const char* const* environment) {
     add(arguments, {"--clearenv", "--setenv", "PATH", "/usr/sbin:/usr/bin", "--setenv", "HOME", "/tmp"});
+    add(arguments, {"--setenv", layout::kScratchVariable, layout::kScratch});
     for (; *environment != nullptr; ++environment) {
         if (letThrough(*environment)) {
             setVariable(arguments, *environment);

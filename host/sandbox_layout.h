@@ -6,8 +6,10 @@
 
 namespace volad_dev::layout {
 
-// The one writable directory, a job's too. Fixed, so that nobody has to be told.
+// The one writable directory, a job's too.
 inline constexpr const char* kScratch = "/scratch";
+// The environment variable that tells a job where that is.
+inline constexpr const char* kScratchVariable = "VOLAD_SCRATCH";
 // One JSON line for each command that the module started; appended by the recorder.
 inline constexpr const char* kCommandRecord = "/scratch/command-record.jsonl";
 // When there, its first line is what the maintenance tool answers, in place of the start option.

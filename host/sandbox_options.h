@@ -9,6 +9,9 @@ namespace volad_dev {
 // What the maintenance tool says when the scratch directory holds nothing else for it to say.
 enum class Maintenance { On, Off, ToolMissing };
 
+// The standard three aside, the only descriptors that a command finds open.
+inline constexpr int kFirstPassedFd = 10;
+
 struct SandboxOptions {
     unsigned uid = 0; // inside; 0 is root without any capability
     Maintenance maintenance = Maintenance::On;
@@ -16,7 +19,8 @@ struct SandboxOptions {
     std::string scratch;         // writable directory of the machine; empty: in memory, gone at the end
     std::vector<std::string> readOnly;    // further directories or files, bound at their own paths
     std::vector<std::string> environment; // "NAME=value", in addition to what is let through
-    bool interruptible = true;            // false: SIGINT and SIGTERM reach only the command inside
+    bool ownGroup = false;                // a terminal's signals do not reach the command
+    std::vector<int> descriptors;         // come up inside as kFirstPassedFd and those that follow
 };
 
 } // namespace volad_dev

@@ -6,6 +6,9 @@
 
 #include "em_version.h"
 #include "host/exit_code.h"
+#include "host/rehearsal.h"
+#include "host/rehearsal_launch.h"
+#include "host/rehearse_command.h"
 #include "host/sandbox.h"
 #include "host/sandbox_command.h"
 
@@ -17,13 +20,18 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     app.set_version_flag("--version", em::kVersion);
     SandboxCommand sandbox;
+    RehearsalOptions rehearsal;
     const CLI::App* sandboxCommand = addSandboxCommand(app, sandbox);
+    static_cast<void>(addRehearseCommand(app, rehearsal));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kExitAsAsked : kExitUsage;
     }
-    return sandboxCommand->parsed() ? runInSandbox(sandbox.options, sandbox.command) : kExitUsage;
+    if (sandboxCommand->parsed()) {
+        return runInSandbox(sandbox.options, sandbox.command);
+    }
+    return rehearsal.inside ? runRehearsal(rehearsal) : launchRehearsal(rehearsal);
 }
 
 } // namespace

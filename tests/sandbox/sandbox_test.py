@@ -68,7 +68,8 @@ class Inside(unittest.TestCase):
         done = inside("env -0", "--setenv", "TZ=Asia/Tokyo", environment={**listed, **leaks})
         present = dict(pair.split("=", 1) for pair in done.stdout.split("\0") if pair)
         present.pop("PWD")
-        self.assertEqual(present, {**listed, "TZ": "Asia/Tokyo", "PATH": "/usr/sbin:/usr/bin", "HOME": "/tmp"})
+        self.assertEqual(present, {**listed, "TZ": "Asia/Tokyo", "PATH": "/usr/sbin:/usr/bin", "HOME": "/tmp",
+                                   "VOLAD_SCRATCH": "/scratch"})
 
     def test_no_descriptor_comes_in_but_the_standard_ones(self):
         with open(os.devnull) as extra:

@@ -1,0 +1,42 @@
+// The loaded module: a handle of the dynamic loader and the four entry points. Only inside the sandbox.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace em {
+class CIExtensionModule;
+}
+
+namespace volad_dev {
+
+class HostObject;
+
+class ModuleLibrary {
+public:
+    // Throws std::runtime_error with the loader's text when it cannot be loaded or lacks an entry point.
+    explicit ModuleLibrary(const std::string& path);
+
+    // EM_Create, with the host's pointer put where the module looks for it. Null when nothing was created.
+    [[nodiscard]] em::CIExtensionModule* create(HostObject& host) const;
+    // EM_Delete. Must come before the library goes: its threads run its code.
+    [[nodiscard]] bool destroy() const { return m_pDelete() == 1; }
+    [[nodiscard]] const char* name() const { return m_pName(); }
+    [[nodiscard]] unsigned setupAction(uint32_t code) const { return m_pSetup(code); }
+
+private:
+    struct Closer {
+        void operator()(void* handle) const;
+    };
+    template <class Function>
+    Function entry(const char* name) const;
+
+    std::unique_ptr<void, Closer> m_Handle;
+    bool (*m_pCreate)(em::CIExtensionModule**, uint64_t);
+    unsigned (*m_pDelete)();
+    const char* (*m_pName)();
+    unsigned (*m_pSetup)(uint32_t);
+};
+
+} // namespace volad_dev

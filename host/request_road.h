@@ -1,0 +1,55 @@
+// Sends a request into a started module and follows its road to the end.
+#pragma once
+
+#include <atomic>
+#include <optional>
+
+#include "host/command_record.h"
+#include "host/development_host.h"
+#include "host/rehearsal_options.h"
+#include "host/verdict.h"
+
+namespace em {
+class CIExtensionModule;
+}
+
+namespace volad_dev {
+
+class RequestRoad {
+public:
+    // requestTime: where the time of the request goes as soon as it is known, for the trace; 0 until then.
+    // scheduledIn: seconds until the module shall raise the request by itself; nothing: the request is sent.
+    RequestRoad(const RehearsalOptions& options, const Settings& settings, const DevelopmentHost& host,
+                em::CIExtensionModule& module, std::atomic<double>& requestTime,
+                std::optional<double> scheduledIn);
+
+    // Returns when the road has ended, or when the module shall be stopped now.
+    void follow();
+    // After the module was stopped: waits, with a bound, for a command that may still be on its way.
+    [[nodiscard]] Verdict conclude();
+
+private:
+    void sendRequest();
+    void sendCancel() const;
+    void begin(double requestTime);
+    void noticeScheduledRequest();
+    [[nodiscard]] bool actWhenDue();
+    [[nodiscard]] bool hasEnded() const;
+    [[nodiscard]] bool waitForNews() const;
+    [[nodiscard]] End finalEnd();
+
+    const RehearsalOptions& m_Options;
+    const Settings& m_Settings;
+    const DevelopmentHost& m_Host;
+    em::CIExtensionModule& m_Module;
+    std::atomic<double>& m_RequestTime;
+    const CommandRecorder m_Recorder;
+    // On the monotonic clock, each until it is over.
+    std::optional<double> m_CancelAt, m_StopAt;
+    double m_Limit; // longer than the road can take
+    bool m_bScheduled;
+    bool m_bStopAsked = false;
+    std::optional<End> m_End; // what the messages do not tell
+};
+
+} // namespace volad_dev

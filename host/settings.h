@@ -1,0 +1,38 @@
+// What the host knows when the module asks: read from a JSON file. What a file does not give stays unset, and
+// the module is answered as by a host that has no value.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace volad_dev {
+
+struct Settings {
+    uint32_t cabinet = 0;
+    int hostKind = 1;                      // 5 is the agentless service
+    std::optional<uint32_t> shutdownDelay; // seconds
+    std::optional<uint32_t> forceDelay;    // seconds
+    std::string jobName;                   // a command line; relative ones start at the file's directory
+    std::string jobDirectory;              // likewise; the file's directory where a job has none
+    std::optional<uint32_t> jobTimeout;    // seconds
+    std::array<std::optional<uint16_t>, 7> powerOffTimes; // from Sunday on, minutes after midnight
+    std::optional<bool> powerSwitchNotifications;         // the module's own property
+};
+
+// One line: file, key, and what was expected there.
+class SettingsError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+[[nodiscard]] Settings readSettings(const std::string& path);
+// The same from a text; `path` names it and gives relative paths their start.
+[[nodiscard]] Settings parseSettings(const std::string& text, const std::string& path);
+
+// Minutes after midnight of "HH:MM", nothing for any other text.
+[[nodiscard]] std::optional<uint16_t> parseTimeOfDay(const std::string& text);
+
+} // namespace volad_dev
