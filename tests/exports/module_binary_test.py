@@ -1,11 +1,11 @@
-"""module_binary_test.py MODULE SANITIZED: the shared object as its host's loader sees it, read from its tables."""
+"""module_binary_test.py MODULE sanitized|plain: the shared object as its host's loader sees it, read from its tables."""
 
 import re
 import subprocess
 import sys
 import unittest
 
-MODULE, SANITIZED = sys.argv[1], sys.argv[2] != ""
+MODULE, SANITIZED = sys.argv[1], sys.argv[2] == "sanitized"
 EXPORTS = {"EM_Create", "EM_Delete", "EM_GetModuleName", "EM_SetupAction"}
 
 

@@ -1,0 +1,105 @@
+"""rehearsal_test.py VOLAD_DEV MODULE: whole rehearsals of the real module, by exit code, verdict and trace."""
+
+import json
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+VOLAD_DEV, MODULE = sys.argv[1:3]
+JOB = '#!/bin/sh\necho done > "$VOLAD_SCRATCH/left"\npwd > "$VOLAD_SCRATCH/where"\n'
+
+
+class Rehearsal(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = pathlib.Path(directory.name)
+        self.settings = self.directory / "settings.json"
+        job = self.directory / "job.sh"
+        job.write_text(JOB)
+        job.chmod(0o755)
+        self.write(shutdownDelay=0, forceDelay=0, job={"name": "job.sh"})
+
+    def write(self, **settings):
+        self.settings.write_text(json.dumps(settings))
+
+    def command(self, *arguments: str) -> list[str]:
+        return [VOLAD_DEV, "rehearse", "--module", MODULE, "--settings", str(self.settings), *arguments]
+
+    def rehearse(self, *arguments: str) -> tuple[int, dict, str]:
+        verdict = self.directory / "verdict.json"
+        done = subprocess.run(self.command(*arguments, "--json", str(verdict)), capture_output=True, text=True,
+                              timeout=50)
+        self.assertEqual(done.stderr, "")
+        return done.returncode, json.loads(verdict.read_text()), done.stdout
+
+    def test_each_target_ends_in_its_command(self):
+        for target, command, asked_by in (("off", "/sbin/poweroff", "request"), ("reset", "/sbin/reboot", "request"),
+                                          ("halt", "/sbin/halt", "reply")):
+            with self.subTest(target=target):
+                code, verdict, trace = self.rehearse(target, "--reason", "3")
+                self.assertEqual(code, 0)
+                self.assertTrue(verdict["asAsked"])
+                self.assertEqual((verdict["command"]["line"], verdict["command"]["directory"]), (command, "/"))
+                self.assertEqual((verdict["askedBy"], verdict["reason"]), (asked_by, 3))
+                self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
+                self.assertIn("Run shutdown job", trace)
+
+    def test_ends_that_are_asked(self):
+        self.write(shutdownDelay=1)
+        for arguments, end in ((["--maintenance", "off"], "refused at the gate"),
+                               (["--cancel-after", "0.2"], "cancelled"),
+                               (["--stop-after", "0.2"], "stopped before the command")):
+            with self.subTest(end=end):
+                code, verdict, _ = self.rehearse(*arguments)
+                self.assertEqual((code, verdict["command"], verdict["left"]), (0, None, []))
+                self.assertTrue(verdict["end"].startswith(end), verdict["end"])
+
+    def test_an_end_that_is_not_the_asked_one_is_named(self):
+        self.write(shutdownDelay=0)
+        code, verdict, text = self.rehearse("--cancel-after", "30")
+        self.assertEqual((code, verdict["asAsked"], verdict["end"]), (1, False, "the command was started"))
+        self.assertIn("not what was asked", text)
+
+    def test_a_signal_stops_the_module_and_ends_with_130(self):
+        self.write(shutdownDelay=50)
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(number=number):
+                child = subprocess.Popen(self.command(), stdout=subprocess.PIPE, text=True)
+                for line in child.stdout:
+                    if "Start shutdown delay" in line:
+                        break
+                child.send_signal(number)
+                rest = child.stdout.read()
+                child.stdout.close()
+                self.assertEqual(child.wait(20), 130)
+                self.assertIn("Module destroyed successfully", rest)
+                self.assertIn("Verdict: interrupted", rest)
+
+    def test_usage_and_settings_errors(self):
+        for arguments in (["sideways"], ["--reason", "256"], ["--trace", "6"], ["--schedule", "24:00"],
+                          ["--cancel-after", "-1"]):
+            done = subprocess.run(self.command(*arguments), capture_output=True, text=True, timeout=20)
+            self.assertEqual(done.returncode, 2, arguments)
+        self.write(shutdownDelay="3")
+        done = subprocess.run(self.command(), capture_output=True, text=True, timeout=20)
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+        self.assertIn('"shutdownDelay": expected a number', done.stderr)
+
+    def test_without_trace_only_what_is_always_written_is_shown(self):
+        code, _, text = self.rehearse("--trace", "0")
+        self.assertEqual(code, 0)
+        lines = text[:text.index("\nVerdict: ")].splitlines()
+        self.assertTrue(all("] COSShutdown         : ExecuteCmd" in line for line in lines), text)
+
+    def test_without_bubblewrap_nothing_is_rehearsed(self):
+        environment = {"PATH": str(self.directory)}
+        done = subprocess.run(self.command(), capture_output=True, text=True, env=environment, timeout=20)
+        self.assertEqual((done.returncode, done.stdout), (3, ""))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,171 @@
+// The road of a request as read from what the module told the host.
+#include "host/verdict.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include "host/schedule.h"
+#include "host/verdict_output.h"
+#include "shutdown/operation_codes.h"
+
+namespace volad_dev {
+namespace {
+
+Message status(double time, uint32_t value) {
+    return {time, em::opcode::kShutdownStatusChanged, 0, value, false};
+}
+Message setting(double time, uint32_t item) {
+    return {time, em::opcode::kHostSettings, item, 0, true};
+}
+
+std::vector<Message> roadToTheJob() {
+    return {setting(0.5, em::setting::kPowerOffTime),
+            status(1, 1),
+            status(2, 2),
+            setting(2.5, em::setting::kShutdownDelay),
+            setting(3, em::setting::kForceDelay),
+            setting(6, em::setting::kJobName),
+            setting(6.5, em::setting::kJobTimeout)};
+}
+
+CommandRecord commandAt(double time) {
+    CommandRecord record;
+    record.name = "/sbin/poweroff";
+    record.monotonic = time;
+    record.directory = "/";
+    return record;
+}
+
+std::string shown(const std::vector<Phase>& phases) {
+    std::string text;
+    for (const Phase& phase : phases) {
+        text += phase.name + ' ' + std::to_string(phase.seconds).substr(0, 3) + ';';
+    }
+    return text;
+}
+
+TEST(VerdictTest, PhasesOfAnOffRequest) {
+    std::vector<Message> messages = roadToTheJob();
+    messages.push_back({9, em::opcode::kSetPowerOffReason, 0, 3, true});
+    messages.push_back(status(9.4, 3));
+    EXPECT_EQ(shown(phasesOf(messages, 1, commandAt(9.5))),
+              "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;");
+}
+
+TEST(VerdictTest, AResetHasNoStageBetweenJobAndCommand) {
+    std::vector<Message> messages = roadToTheJob();
+    messages.push_back(status(9.4, 3));
+    EXPECT_EQ(shown(phasesOf(messages, 1, commandAt(9.5))),
+              "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 3.0;");
+}
+
+TEST(VerdictTest, ARoadThatEndsEarlyEndsItsStageWithTheLastStatus) {
+    EXPECT_EQ(shown(phasesOf({status(1, 1), status(1.5, 5)}, 1, std::nullopt)), "gate 0.5;");
+    std::vector<Message> cancelled = roadToTheJob();
+    cancelled.resize(5);
+    cancelled.push_back(status(4, 4));
+    cancelled.push_back(status(6, 5));
+    EXPECT_EQ(shown(phasesOf(cancelled, 1, std::nullopt)), "gate 1.0;settings 1.0;delay 3.0;");
+}
+
+TEST(VerdictTest, WhereARoadEnds) {
+    const struct {
+        std::vector<Message> messages;
+        bool stopAsked, commandSeen;
+        std::optional<End> end;
+    } cases[] = {{{}, false, false, std::nullopt},
+                 {{status(1, 1), status(2, 2)}, false, false, std::nullopt},
+                 {{status(1, 1), status(2, 2), status(3, 4)}, false, false, std::nullopt},
+                 {{status(1, 1), status(2, 5)}, false, false, End::Refused},
+                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, false, End::Cancelled},
+                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, true, End::Command},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, false, true, End::Command},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, false, false, End::NothingRan},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, true, false, End::Stopped},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, true, true, End::Command}};
+    for (const auto& each : cases) {
+        EXPECT_EQ(endOf(each.messages, each.stopAsked, each.commandSeen), each.end)
+            << each.messages.size() << each.stopAsked << each.commandSeen;
+    }
+}
+
+TEST(VerdictTest, TheOptionsTellWhichEndIsAsked) {
+    RehearsalOptions options;
+    EXPECT_EQ(askedEnd(options), End::Command);
+    options.cancelAfter = 2;
+    EXPECT_EQ(askedEnd(options), End::Cancelled);
+    options.stopAfter = 1;
+    EXPECT_EQ(askedEnd(options), End::Stopped);
+    options.stopAfter = 3;
+    EXPECT_EQ(askedEnd(options), End::Cancelled);
+    options.maintenance = Maintenance::Off;
+    EXPECT_EQ(askedEnd(options), End::Refused);
+}
+
+TEST(VerdictTest, ProgramsReadTheSame) {
+    Verdict verdict;
+    verdict.end = End::Command;
+    verdict.askedBy = "request";
+    verdict.reason = 3;
+    verdict.requestTime = 1;
+    verdict.command = commandAt(5.5);
+    verdict.phases = {{"gate", 0.25}};
+    verdict.left = {{"state \"x\"", 60}};
+    rapidjson::Document document;
+    document.Parse(verdictJson(verdict).c_str());
+    ASSERT_FALSE(document.HasParseError());
+    EXPECT_STREQ(document["command"]["line"].GetString(), "/sbin/poweroff");
+    EXPECT_EQ(document["command"]["seconds"].GetDouble(), 4.5);
+    EXPECT_FALSE(document["asAsked"].GetBool());
+    EXPECT_EQ(document["reason"].GetUint(), 3U);
+    EXPECT_EQ(document["phases"][0]["seconds"].GetDouble(), 0.25);
+    EXPECT_STREQ(document["left"][0]["file"].GetString(), "state \"x\"");
+    EXPECT_NE(verdictText(verdict).find("/sbin/poweroff, 4.50 s after the request, in \"/\""),
+              std::string::npos);
+}
+
+TEST(VerdictTest, FilesThatAJobLeft) {
+    const std::filesystem::path directory = "/scratch/left";
+    std::filesystem::create_directories(directory / "below");
+    std::ofstream(directory / "below/b") << "12";
+    std::ofstream(directory / "a") << "1";
+    std::ofstream(directory / "command-record.jsonl") << "ours";
+    const std::vector<LeftFile> files = filesLeft(directory);
+    ASSERT_EQ(files.size(), 2U);
+    EXPECT_EQ(files[0].name, "a");
+    EXPECT_EQ(files[1].name, "below/b");
+    EXPECT_EQ(files[1].bytes, 2U);
+}
+
+TEST(ScheduleTest, TheNextMomentAndItsWeekDay) {
+    setenv("TZ", "UTC", 1); // NOLINT(concurrency-mt-unsafe)
+    tzset();
+    constexpr time_t kThursdayNoon = 12 * 3600 + 30; // 1970-01-01 12:00:30
+    const struct {
+        Schedule schedule;
+        time_t moment;
+        size_t day;
+        uint16_t minute;
+    } cases[] = {{{1U, std::nullopt}, 12 * 3600 + 60, 4, 721},
+                 {{12U * 60, std::nullopt}, 24 * 3600, 5, 0},
+                 {{std::nullopt, uint16_t{720}}, 12 * 3600, 4, 720},
+                 {{std::nullopt, uint16_t{800}}, 800 * 60, 4, 800},
+                 {{std::nullopt, uint16_t{719}}, 24 * 3600 + 719 * 60, 5, 719}};
+    for (const auto& each : cases) {
+        const time_t moment = nextMoment(each.schedule, kThursdayNoon);
+        EXPECT_EQ(moment, each.moment);
+        Settings settings;
+        settings.powerOffTimes.fill(1);
+        applySchedule(settings, moment);
+        for (size_t day = 0; day < 7; ++day) {
+            EXPECT_EQ(settings.powerOffTimes[day],
+                      day == each.day ? std::optional(each.minute) : std::nullopt);
+        }
+    }
+}
+
+} // namespace
+} // namespace volad_dev
