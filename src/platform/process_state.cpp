@@ -14,9 +14,6 @@ constexpr const char* kModuleName = "EM_SHUTDOWN";
 [[gnu::constructor]] void onLoad() {
     SetUpProcessState();
 }
-[[gnu::destructor]] void onUnload() {
-    TearDownProcessState();
-}
 
 } // namespace
 

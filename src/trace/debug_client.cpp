@@ -40,10 +40,7 @@ bool qualifies(void* object) {
 
 } // namespace
 
-void* CDebugClient::HostDebug() {
-    if (void* const known = m_pHostDebug) {
-        return known;
-    }
+void* CDebugClient::LookUpHostDebug() {
     for (void* const scope : {RTLD_DEFAULT, RTLD_NEXT}) {
         void* const found = sys::dlsym(scope, kHostSymbol);
         if (qualifies(found)) {
@@ -54,10 +51,10 @@ void* CDebugClient::HostDebug() {
     return nullptr;
 }
 
-void CDebugClient::HandToHost(unsigned slot, const char* format, va_list arguments) {
-    const ErrnoKeeper keeper;
-    if (void* const host = HostDebug()) {
-        errno = keeper.atEntry(); // a "%m" in the format
+void CDebugClient::HandToHost(unsigned slot, int error, const char* format, va_list arguments) {
+    void* const known = m_pHostDebug;
+    if (void* const host = known != nullptr ? known : LookUpHostDebug()) {
+        errno = error; // the look-up may have changed it, and a "%m" in the format shows it
         reinterpret_cast<HostWrite>(slotOf(host, slot))(host, format, arguments, ModuleName());
     }
 }
@@ -79,14 +76,14 @@ void CDebugClient::Trace(uint32_t level, const char* format, ...) {
     }
     ArgumentList arguments;
     va_start(arguments.list, format);
-    errno = keeper.atEntry();
     if (level != 0) {
-        HandToHost(kTrace, format, arguments.list);
+        HandToHost(kTrace, keeper.atEntry(), format, arguments.list);
         return;
     }
     ArgumentList forLog;
     va_copy(forLog.list, arguments.list);
-    HandToHost(kTrace, format, arguments.list);
+    HandToHost(kTrace, keeper.atEntry(), format, arguments.list);
+    errno = keeper.atEntry();
     WriteSystemLog(format, forLog.list);
 }
 
@@ -94,14 +91,14 @@ void CDebugClient::Print(const char* format, ...) {
     const ErrnoKeeper keeper;
     ArgumentList arguments;
     va_start(arguments.list, format);
-    HandToHost(kPrint, format, arguments.list);
+    HandToHost(kPrint, keeper.atEntry(), format, arguments.list);
 }
 
 void CDebugClient::PrintTagged(uint64_t /*ignored*/, const char* format, ...) {
     const ErrnoKeeper keeper;
     ArgumentList arguments;
     va_start(arguments.list, format);
-    HandToHost(kPrint, format, arguments.list);
+    HandToHost(kPrint, keeper.atEntry(), format, arguments.list);
 }
 
 } // namespace em

@@ -23,9 +23,9 @@ public:
 private:
     using HostWrite = void (*)(void*, const char*, va_list, const char*);
 
-    void* HostDebug();
-    void HandToHost(unsigned slot, const char* format, va_list arguments)
-        __attribute__((format(printf, 3, 0)));
+    void* LookUpHostDebug();
+    void HandToHost(unsigned slot, int error, const char* format, va_list arguments)
+        __attribute__((format(printf, 4, 0)));
 
     std::atomic<void*> m_pHostDebug{nullptr}; // kept for good once found
 };

@@ -30,9 +30,6 @@ TEST(Watcher, ReportsEachChangeOnce) {
     }
     ASSERT_TRUE(recording().waitFor(kSleeps, recording().count(kSleeps) + 2));
     EXPECT_EQ(recording().count(kChange), 3U);
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(module.stop(), 1U);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 900ms) << "it does not sleep its second out";
 }
 
 TEST(Watcher, EndsWithItsLinesAndSeesAModeThatWasSetBefore) {

@@ -1,0 +1,92 @@
+// The comparer itself: one that lets a difference pass makes every golden file worthless.
+#include "module/golden_trace.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+
+namespace module_test {
+namespace {
+
+TEST(GoldenTrace, MatchesPlaceholdersAndNothingElse) {
+    struct Case {
+        const char* pattern;
+        const char* text;
+        bool same;
+    };
+    const Case cases[] = {
+        {"plain", "plain", true},
+        {"plain", "plain ", false},
+        {"plain ", "plain", false},
+        {"0x{x}!", "0x00AbF9!", true},
+        {"0x{x}!", "0x!", false},
+        {"0x{x}!", "0x12g!", false},
+        {"({d})", "(-12)", true},
+        {"({d})", "(x)", false},
+        {"a{*}z", "az", true},
+        {"a{*}z", "abzz", true},
+        {"a{*}z", "abzy", false},
+        {"", "", true},
+        {"", "x", false},
+        {"a.c", "abc", false},
+        {"{\"V\":1}", "{\"V\":1}", true},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(matches(c.pattern, c.text), c.same) << c.pattern << " and " << c.text;
+    }
+}
+
+class GoldenTraceTest : public testing::Test {
+protected:
+    GoldenTraceTest() {
+        std::ofstream("/tmp/road.golden") << "# comment\n[host]\n1 \\nfirst\n@part.golden\n";
+        std::ofstream("/tmp/part.golden")
+            << "[host]\n> 0 {}\n?4 maybe\n4 fine\nP always\n[commands]\nP /sbin/halt\n";
+    }
+    static std::string compare(const std::vector<Record>& records, unsigned level,
+                               const std::vector<std::string>& commands = {"/sbin/halt"}) {
+        return differences(loadGolden("/tmp", "road.golden"), records, commands, level);
+    }
+
+    const pid_t m_Self = ::getpid();
+    const Record m_First{Kind::Trace, "\nfirst", m_Self};
+    const Record m_Call{Kind::HostCall, "0 {}", m_Self};
+    const Record m_Maybe{Kind::Trace, "maybe", m_Self};
+    const Record m_Fine{Kind::Trace, "fine", m_Self};
+    const Record m_Always{Kind::Print, "always", m_Self};
+};
+
+TEST_F(GoldenTraceTest, AcceptsTheRoadAtEachLevel) {
+    EXPECT_EQ(compare({m_First, m_Call, m_Fine, m_Always}, 5), "");
+    EXPECT_EQ(compare({m_First, m_Call, m_Maybe, m_Fine, m_Always}, 4), "");
+    EXPECT_EQ(compare({m_First, m_Call, m_Always}, 3), "");
+    EXPECT_EQ(compare({m_Call, m_Always}, 0), "");
+}
+
+TEST_F(GoldenTraceTest, NamesEachDifference) {
+    const std::vector<std::vector<Record>> wrong = {
+        {},                                                           // nothing
+        {m_First, m_Call, m_Fine},                                    // the last is missing
+        {m_Call, m_First, m_Fine, m_Always},                          // another order
+        {m_First, m_Call, m_Fine, m_Always, m_Always},                // one more
+        {m_First, m_Call, {Kind::Print, "fine", m_Self}, m_Always},   // another way to the host
+        {m_First, m_Call, m_Fine, {Kind::Print, "always\n", m_Self}}, // another line end
+        {m_First, m_Call, m_Fine, m_Always, {Kind::Trace, "x", 1}},   // another thread
+    };
+    for (const std::vector<Record>& records : wrong) {
+        EXPECT_NE(compare(records, 5), "");
+    }
+    EXPECT_NE(compare({m_First, m_Call, m_Fine, m_Always}, 3), "") << "written below its level";
+    EXPECT_NE(compare({m_First, m_Call, m_Fine, m_Always}, 5, {}), "") << "no command";
+    EXPECT_NE(compare({m_First, m_Call, m_Fine, m_Always}, 5, {"/sbin/halt", "/sbin/halt"}), "");
+}
+
+TEST_F(GoldenTraceTest, RefusesAFileThatItCannotRead) {
+    EXPECT_THROW(loadGolden("/tmp", "missing.golden"), std::runtime_error);
+    std::ofstream("/tmp/wrong.golden") << "[host]\n6 no such level\n";
+    EXPECT_THROW(loadGolden("/tmp", "wrong.golden"), std::runtime_error);
+}
+
+} // namespace
+} // namespace module_test
