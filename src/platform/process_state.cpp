@@ -1,7 +1,5 @@
 #include "platform/process_state.h"
 
-#include <cstdlib>
-
 #include "platform/base/swallow.h"
 #include "platform/event_state.h"
 #include "trace/debug_client.h"
@@ -15,14 +13,18 @@ constexpr const char* kModuleName = "EM_SHUTDOWN";
     SetUpProcessState();
 }
 
+struct TearDownAtEnd {
+    ~TearDownAtEnd() { TearDownProcessState(); }
+};
+
 } // namespace
 
 void SetUpProcessState() noexcept {
     static_cast<void>(swallow([] { static_cast<void>(processTrace.value.Configure(kModuleName)); }));
     eventState.value.SetUp();
-    // From inside a shared object this runs at its unload too. Where it cannot be registered nothing is torn
-    // down.
-    static_cast<void>(std::atexit(TearDownProcessState));
+    // Registered now, it runs at the library's unload or, at the process's exit, before what the host built
+    // earlier goes. Where it cannot be registered nothing is torn down.
+    static const TearDownAtEnd atEnd;
 }
 
 void TearDownProcessState() noexcept {

@@ -83,7 +83,7 @@ TEST_P(RoadAtLevel, Off) {
     EXPECT_EQ(road.module.request(R"({"OC":517,"DA":0})"),
               "true " + withCommand(R"({"OC":517,"DA":0,"ST":0})"));
     ASSERT_TRUE(recording().waitFor(R"({"OC":527,"DA":3,"CA":7})"));
-    ASSERT_TRUE(recording().waitFor("THREAD_RETURN") || GetParam() == 0) << "the hard-shutdown thread";
+    ASSERT_TRUE(GetParam() == 0 || recording().waitFor("THREAD_RETURN")) << "the hard-shutdown thread";
     road.waitUntilIdle();
     road.end("off.golden");
     std::string directory;
