@@ -1,0 +1,213 @@
+#include "tasks/task_serializer.h"
+
+#include <climits>
+#include <future>
+#include <memory>
+
+#include "frame/sip_json.h"
+#include "platform/base/virtual_slot.h"
+#include "tasks/recording_serializer.h"
+
+namespace em::test {
+namespace {
+
+constexpr const char* kLocked = "\nCTaskSerializer     : Manager locked for Tasks at level ";
+
+TEST_F(TaskSerializerTest, OneTasksLifeInLines) {
+    EventHandle done(false, true);
+    const void* record = nullptr;
+    {
+        RecordingSerializer serializer;
+        // The message lies behind the record's event pointer.
+        serializer.execution = [&](Note& note, int) {
+            record = reinterpret_cast<const char*>(&note) - sizeof(EventHandle*);
+        };
+        ASSERT_TRUE(serializer.insert(1, 0, &done));
+        serializer.StartSerialization();
+        EXPECT_EQ(done.WaitForEvent(10'000, false), EVENT_SIGNALED) << "no later insert wakes the handler";
+        ASSERT_TRUE(capture.WaitForLine("External event object"));
+        EXPECT_TRUE(serializer.IsHandlerAlive());
+    }
+    EXPECT_EQ(lines("CTaskSerializer", true),
+              "\nCTaskSerializer     : Enable all Tasks"
+              "\nCTaskSerializer     : Task at level 0 raised"
+              "\nCTaskSerializer     : Task with priority 0 inserted into task queue!"
+              "\nCTaskSerializer     : StartSerialization!"
+              "\nCTaskSerializer     : TerminateSerialization!"
+              "\nCTaskSerializer     : Disable all Tasks"
+              "\nCTaskSerializer     : All pending tasks removed from queues!"
+              "\nCTaskSerializer     :   terminated"
+              "\nCTaskSerializer     : TerminateSerialization!"
+              "\nCTaskSerializer     :   terminated"
+              "\n\nCTaskSerializer     : Class destroyed!");
+    EXPECT_EQ(lines("CTaskSerializer", false),
+              "\nCTaskSerializer     : START THREAD TaskHandler()!"
+              "\nCTaskSerializer     : Waiting on task queue for next task ..."
+              "\nCTaskSerializer     : Wakeup from (any) task queue!"
+              "\nCTaskSerializer     : Checking Task queue for Task records .."
+              "\nCTaskSerializer     : Process Task (Record " +
+                  hexOf(record) + ") at level 0\nCTaskSerializer     : Task (Record " + hexOf(record) +
+                  ") at level 0 completed"
+                  "\nCTaskSerializer     : External event object " +
+                  hexOf(&done) +
+                  " set!"
+                  "\nCTaskSerializer     : Waiting on task queue for next task ..."
+                  "\nCTaskSerializer     : Wakeup from (any) task queue!"
+                  "\nCTaskSerializer     : Checking Task queue for Task records .."
+                  "\nCTaskSerializer     : Waiting on task queue for next task ..."
+                  "\nCTaskSerializer     : Wakeup from (any) task queue!"
+                  "\nCTaskSerializer     : EXIT THREAD TaskHandler()!");
+    EXPECT_EQ(count("THREAD_RETURN: ## INFO: Thread = 0x"), 1);
+    EXPECT_EQ(lines("SetThreadName", true), "CThread::SetThreadName: ThreadId = 0x00000000, DebugName = "
+                                            "EM_SHUTDOWN, Qualifier = (_TaskHandler)\n");
+    EXPECT_EQ(count("Prio=83, Suspend=0, StackSize=0x00000000, Waitable=1, KillAliveThread=1"), 1);
+    EXPECT_EQ(count("Kill: Thread = 0x000000000 doesn't exist !"), 3)
+        << "at the start, after the join, and in the destructor";
+}
+
+TEST_F(TaskSerializerTest, TheTenthTaskIsRefused) {
+    RecordingSerializer serializer;
+    bool nested = true;
+    serializer.queueFull = [&](const Note& note, int level) {
+        EXPECT_EQ(note.number, 10);
+        serializer.queueFull = nullptr;
+        nested = serializer.InsertTask(note, level, nullptr);
+    };
+    for (int number = 1; number <= 9; ++number) {
+        EXPECT_TRUE(serializer.insert(number)) << number;
+    }
+    capture.clear();
+    EXPECT_FALSE(serializer.insert(10));
+    EXPECT_FALSE(nested) << "the lock is taken again by its owner";
+    EXPECT_EQ(serializer.refusals, 2);
+    EXPECT_EQ(count("\nCTaskSerializer     : ## ERROR! Task queue for priority 0 is full"), 2);
+    EXPECT_EQ(Note::alive, 9);
+
+    serializer.StartSerialization();
+    ASSERT_TRUE(serializer.waitForExecuted(9));
+    EXPECT_EQ(serializer.executed(), (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+}
+
+TEST_F(TaskSerializerTest, ALevelThatIsNotThereRefusesWithoutACopy) {
+    RecordingSerializer serializer;
+    for (const int level : {-1, 1, INT_MAX, INT_MIN}) {
+        capture.clear();
+        EXPECT_FALSE(serializer.insert(1, level));
+        EXPECT_EQ(capture.text(), "\nCTaskSerializer     : Task at level " + std::to_string(level) +
+                                      " raised" + kLocked + std::to_string(level) + ". Task ignored!");
+    }
+    EXPECT_EQ(Note::copies, 0);
+    EXPECT_EQ(serializer.refusals, 0);
+}
+
+TEST_F(TaskSerializerTest, TheHighestLevelGoesFirst) {
+    RecordingSerializer serializer(3);
+    serializer.execution = [&](Note& note, int level) {
+        EXPECT_EQ(note.number / 10, level);
+        if (note.number == 20) {
+            EXPECT_TRUE(serializer.insert(22, 2)) << "chosen afresh after each task";
+        }
+    };
+    std::vector<int> emptied;
+    serializer.queueEmpty = [&](int level) { emptied.push_back(level); };
+    for (const int number : {0, 10, 20, 1, 11, 21}) {
+        ASSERT_TRUE(serializer.insert(number, number / 10));
+    }
+    serializer.StartSerialization();
+    ASSERT_TRUE(serializer.waitForExecuted(7));
+    serializer.TerminateSerialization();
+    EXPECT_EQ(serializer.executed(), (std::vector<int>{20, 21, 22, 10, 11, 0, 1}));
+    EXPECT_EQ(emptied, (std::vector<int>{2, 1, 0}));
+    EXPECT_EQ(serializer.starts, 1);
+    EXPECT_EQ(serializer.exits, 1);
+}
+
+TEST_F(TaskSerializerTest, TerminatingWaitsForTheRunningTaskAndDropsTheOthers) {
+    RecordingSerializer serializer;
+    std::promise<void> open;
+    std::atomic<bool> finished{false};
+    serializer.execution = [&](Note&, int) {
+        open.get_future().wait();
+        finished = true;
+    };
+    EventHandle dropped(false, true);
+    serializer.StartSerialization();
+    ASSERT_TRUE(serializer.insert(1));
+    ASSERT_TRUE(serializer.waitForExecuted(1));
+    ASSERT_TRUE(serializer.insert(2, 0, &dropped));
+    ASSERT_TRUE(serializer.insert(3, 0, &dropped));
+    auto opener = std::async(std::launch::async, [&] {
+        EXPECT_TRUE(capture.WaitForLine("termination with timeout"));
+        open.set_value();
+    });
+    serializer.TerminateSerialization();
+    EXPECT_TRUE(finished);
+    EXPECT_FALSE(serializer.IsHandlerAlive());
+    EXPECT_EQ(serializer.executed(), std::vector<int>{1});
+    EXPECT_FALSE(dropped.CheckEvent());
+    EXPECT_EQ(Note::alive, 0);
+
+    EXPECT_FALSE(serializer.insert(4));
+    serializer.StartSerialization();
+    EXPECT_TRUE(serializer.IsHandlerAlive()) << "the handler may run again";
+    EXPECT_FALSE(serializer.insert(5)) << "but nothing enables the inserts";
+    EXPECT_EQ(count(kLocked), 2);
+}
+
+TEST_F(TaskSerializerTest, ASecondStartFindsTheHandlerRunning) {
+    RecordingSerializer serializer;
+    serializer.StartSerialization();
+    serializer.StartSerialization();
+    EXPECT_EQ(twin::calls("pthread_create"), 1);
+    EXPECT_EQ(twin::calls("clock_nanosleep"), 1);
+}
+
+TEST_F(TaskSerializerTest, AnInsertThatRacesWithAPurgeIsRefused) {
+    RecordingSerializer serializer;
+    const Note note(1, [&] {
+        serializer.DisableAllTasks();
+        serializer.RemoveAllTasks();
+    });
+    EXPECT_FALSE(serializer.InsertTask(note, 0, nullptr)) << "disabled between its first test and the lock";
+    EXPECT_EQ(count("\nCTaskSerializer     : Manager locked for Tasks at level 0. Task ignored!"), 1);
+    EXPECT_EQ(Note::alive, 1) << "only the caller's own";
+    serializer.StartSerialization();
+    EXPECT_EQ(serializer.executed(), std::vector<int>{});
+}
+
+TEST_F(TaskSerializerTest, TheQueuedMessageIsACopyOfItsOwn) {
+    class Envelopes : public CTaskSerializer<SipJson> {
+    public:
+        ~Envelopes() override { TerminateSerialization(); }
+        void OnTaskExecution(SipJson& message, int) override { code.set_value(message.GetUint("OC", 0)); }
+        std::promise<uint32_t> code;
+    } serializer;
+    {
+        SipJson message;
+        message.InitEnvelope();
+        message.SetOpcode(517, 0, 0);
+        ASSERT_TRUE(serializer.InsertTask(message, 0, nullptr));
+    }
+    serializer.StartSerialization();
+    EXPECT_EQ(serializer.code.get_future().get(), 517U);
+}
+
+TEST_F(TaskSerializerTest, VirtualFunctionsStandInTheirSlots) {
+    RecordingSerializer serializer;
+    int empty = 0;
+    serializer.queueEmpty = [&](int level) { empty = level; };
+    Note note(7);
+    callSlot<void>(&serializer, 2, &note, 0);
+    callSlot<void>(&serializer, 3, 5);
+    callSlot<void>(&serializer, 4, &note, 0);
+    callSlot<void>(&serializer, 5);
+    callSlot<void>(&serializer, 6);
+    EXPECT_EQ(serializer.executed(), std::vector<int>{7});
+    EXPECT_EQ(empty, 5);
+    EXPECT_EQ(serializer.refusals, 1);
+    EXPECT_EQ(serializer.starts, 1);
+    EXPECT_EQ(serializer.exits, 1);
+}
+
+} // namespace
+} // namespace em::test
