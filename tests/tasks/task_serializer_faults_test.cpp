@@ -126,8 +126,8 @@ TEST_F(TaskSerializerTest, TerminatingFromATaskReturnsAndTheDestructorJoins) {
     {
         RecordingSerializer serializer;
         serializer.execution = [&](Note&, int) { serializer.TerminateSerialization(); };
-        ASSERT_TRUE(serializer.insert(1));
         serializer.StartSerialization();
+        ASSERT_TRUE(serializer.insert(1));
         ASSERT_TRUE(capture.WaitForLine("EXIT THREAD"));
         EXPECT_EQ(count("ERROR ! ThreadJoin failed"), 2);
     }
