@@ -1,0 +1,151 @@
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "platform/event_test_support.h"
+
+namespace em::test {
+namespace {
+
+using Waits = EventTest;
+
+TEST_F(Waits, EveryWayOfWakingEndsTheWait) {
+    using Operation = bool (EventHandle::*)();
+    for (const Operation wake :
+         {&EventHandle::SetEvent, &EventHandle::PulseEvent, &EventHandle::CloseEvent}) {
+        EventHandle event(false, false);
+        m_Trace.clear();
+        std::thread waiter([&event, own = EventHandle(event)] {
+            EXPECT_EQ(own.WaitForEvent(kLongMs, true), EVENT_SIGNALED);
+        });
+        waitUntilBlocked();
+        EXPECT_TRUE((event.*wake)());
+        waiter.join();
+        EXPECT_FALSE(EventHandle(event).CheckEvent()) << "the wait took the signal";
+        EXPECT_TRUE(m_Trace.contains("SIGNAL(0,0) on event"));
+    }
+}
+
+TEST_F(Waits, PulseWakesAllOfAManualResetEventAndLeavesNoState) {
+    constexpr int waiters = 3;
+    EventHandle event(false, true);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < waiters; ++i) {
+        m_Trace.clear();
+        threads.emplace_back([&] { EXPECT_EQ(event.WaitForEvent(kLongMs, true), EVENT_SIGNALED); });
+        waitUntilBlocked();
+    }
+    EXPECT_FALSE(event.RecreateEvent(true, true)) << "somebody waits";
+    event.PulseEvent();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_FALSE(event.CheckEvent());
+    EXPECT_TRUE(event.RecreateEvent(true, true));
+}
+
+// Two threads hand a turn to and fro. A wake-up that is lost runs into the time-out of a wait.
+TEST_F(Waits, NoWakeUpIsLost) {
+    constexpr int rounds = 5'000;
+    EventHandle toFirst(false, false);
+    EventHandle toSecond(false, false);
+    std::atomic<int> turn{0};
+    std::atomic<bool> bLost{false};
+    const auto play = [&](int mine, EventHandle& wait, EventHandle& wake) {
+        for (int round = mine; round < rounds && !bLost; round += 2) {
+            while (turn != round && !bLost) {
+                if (wait.WaitForEvent(10'000, false) != EVENT_SIGNALED) {
+                    bLost = true;
+                }
+            }
+            ++turn;
+            wake.SetEvent();
+        }
+    };
+    std::thread second([&] { play(1, toSecond, toFirst); });
+    play(0, toFirst, toSecond);
+    second.join();
+    EXPECT_FALSE(bLost);
+}
+
+TEST_F(Waits, GoOnAfterAnInterruptionOnly) {
+    const EventHandle event(false, false);
+    twin::failNth("pthread_cond_timedwait", 1, EINTR, 3);
+    EXPECT_EQ(event.WaitForEvent(0, true), EVENT_TIMEOUT);
+    EXPECT_EQ(twin::calls("pthread_cond_timedwait"), 4);
+    twin::failNth("pthread_cond_wait", 1, EPERM);
+    EXPECT_EQ(event.WaitForEvent(EVENT_WAIT_FOREVER, true), EVENT_FAILED);
+    EXPECT_TRUE(m_Trace.contains("\nwaiting forever on event"));
+    EXPECT_TRUE(m_Trace.contains("FAILURE(0,1) on event"));
+}
+
+void* waitLong(void* argument) {
+    static_cast<void>(static_cast<EventHandle*>(argument)->WaitForEvent(kLongMs, true));
+    return nullptr;
+}
+void* waitForever(void* argument) {
+    static_cast<void>(static_cast<EventHandle*>(argument)->WaitForEvent(EVENT_WAIT_FOREVER, true));
+    return nullptr;
+}
+
+TEST_F(Waits, CancelledThreadLeavesNothingBehind) {
+    struct Wait {
+        void* (*routine)(void*);
+        const char* lastLine;
+    };
+    for (const Wait& wait : {Wait{waitLong, "prepare time"}, Wait{waitForever, "waiting forever"}}) {
+        m_Trace.clear();
+        EventHandle event(false, false);
+        pthread_t thread{};
+        ASSERT_EQ(::pthread_create(&thread, nullptr, wait.routine, &event), 0);
+        ASSERT_TRUE(m_Trace.WaitForLine(wait.lastLine));
+        ASSERT_EQ(::pthread_cancel(thread), 0);
+        void* end = nullptr;
+        ASSERT_EQ(::pthread_join(thread, &end), 0);
+        EXPECT_EQ(end, PTHREAD_CANCELED);
+        EXPECT_TRUE(event.RecreateEvent(true, true)) << "nobody counts as waiting";
+        EXPECT_TRUE(event.ResetEvent()) << "the mutex is free";
+    }
+}
+
+TEST_F(Waits, LastReleaseLetsTheWaitEndFirst) {
+    EventHandle event(false, false);
+    std::thread waiter([&] { EXPECT_EQ(event.WaitForEvent(200, true), EVENT_TIMEOUT); });
+    waitUntilBlocked();
+    twin::failNth("clock_nanosleep", 1, EINVAL, 0); // look again at once instead of once a second
+    event.ReleaseEvent();
+    EXPECT_GT(twin::calls("clock_nanosleep"), 0);
+    waiter.join();
+    const std::string lines = takeLines();
+    EXPECT_NE(lines.find("deleting event"), std::string::npos);
+}
+
+TEST_F(Waits, BrokenMutexFailsTheWaitAndKeepsTheObject) {
+    // Never released: its waiter count stays raised, so that would poll for ever.
+    static EventHandle* const event = new EventHandle(true, false);
+    const auto breakNextLock = [] { twin::failNth("pthread_mutex_lock", 1, EINVAL); };
+    breakNextLock();
+    EXPECT_EQ(event->WaitForEvent(kLongMs, true), EVENT_SIGNALED);
+    EXPECT_FALSE(event->CheckEvent()) << "a signalled event is consumed all the same";
+    breakNextLock();
+    EXPECT_TRUE(event->SetEvent() && event->CheckEvent());
+    breakNextLock();
+    EXPECT_TRUE(event->ResetEvent() && !event->CheckEvent());
+    breakNextLock();
+    EXPECT_EQ(event->WaitForEvent(kLongMs, true), EVENT_FAILED);
+    EXPECT_TRUE(m_Trace.contains("FAILURE(22,0) on event"));
+    EXPECT_FALSE(event->RecreateEvent(true, true));
+}
+
+TEST_F(Waits, FailedWakeUpIsReported) {
+    EventHandle automatic(false, false);
+    EventHandle manual(false, true);
+    twin::failNth("pthread_cond_signal", 1, EINVAL, 2);
+    twin::failNth("pthread_cond_broadcast", 1, EINVAL);
+    EXPECT_FALSE(automatic.SetEvent());
+    EXPECT_FALSE(automatic.CloseEvent());
+    EXPECT_FALSE(manual.PulseEvent());
+}
+
+} // namespace
+} // namespace em::test
