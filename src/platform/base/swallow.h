@@ -9,10 +9,10 @@
 
 namespace em {
 
-// Returns false when the body threw. Not checked for null references: the runtime catches a forced unwind by
-// a reference to nothing.
+// Returns false when the body threw. Not checked for undefined behaviour: the runtime catches a forced
+// unwind by a reference to nothing.
 template <class Body>
-__attribute__((no_sanitize("null"))) bool swallow(Body&& body) {
+__attribute__((no_sanitize("undefined"))) bool swallow(Body&& body) {
     try {
         std::forward<Body>(body)();
         return true;
