@@ -1,0 +1,84 @@
+#include "catalogue/log_msg_xml_file_impl.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+#include "support/trace_capture.h"
+
+namespace em {
+namespace {
+
+constexpr const char* kMessages = R"(<?xml version="1.0"?>
+<EventMsg>
+  <Other/>
+  <Events>
+    <Event/>
+    <Event ErrorCode="0x0E000A">
+      <Messages/>
+      <Messages lang="DE"><Summary>deutsch</Summary></Messages>
+      <Messages lang="en"><Summary>first</Summary><Hint>hint</Hint><Summary> second </Summary></Messages>
+      <Messages lang="en"><Summary>twin</Summary><Late>late</Late></Messages>
+    </Event>
+    <Event ErrorCode="0x0e000a"><Messages lang="fr"><Summary>twin</Summary></Messages></Event>
+    <Event ErrorCode="0x0E0001"><Messages lang="de"><Summary>nur deutsch</Summary></Messages></Event>
+    <Event ErrorCode="0x1234"><Messages lang=""><Summary>no language</Summary></Messages></Event>
+    <event ErrorCode="0x0E0002"><Messages lang="en"><Summary>wrong name</Summary></Messages></event>
+  </Events>
+  <Events><Event ErrorCode="0x0E0003"><Messages lang="en"><Summary>twin</Summary></Messages></Event></Events>
+</EventMsg>)";
+
+struct Case {
+    const char* code;
+    const char* field;
+    const char* language;
+    int32_t index;
+    const char* text;
+};
+
+TEST(CLogMsgXmlFileImpl, LooksUp) {
+    XmlDocument document;
+    ASSERT_TRUE(document.LoadBytes(kMessages, std::string(kMessages).size()).loaded());
+    const CLogMsgXmlFileImpl messages(document);
+    for (const Case& row : {
+             Case{"0x0E000A", "Summary", nullptr, 0, "first"},
+             Case{"0x0e000a", "Summary", "EN", 1, " second "},
+             Case{"0X0E000A", "Hint", nullptr, 0, "hint"},
+             Case{"0x0E000A", "Summary", "de", 0, "deutsch"},
+             Case{"0x0E000A", "Summary", nullptr, 2, ""},
+             Case{"0x0E000A", "Summary", nullptr, -1, ""},
+             Case{"0x0E000A", "Summary", nullptr, std::numeric_limits<int32_t>::max(), ""},
+             Case{"0x0E000A", "Summary", nullptr, std::numeric_limits<int32_t>::min(), ""},
+             Case{"0x0E000A", "summary", nullptr, 0, ""},
+             Case{"0x0E000A", "Late", nullptr, 0, ""},    // no later twin of the language
+             Case{"0x0E000A", "Summary", "fr", 0, ""},    // nor of the code
+             Case{"0x0E000A", "Summary", "", 0, ""},      // a missing attribute never matches
+             Case{"0x0E0001", "Summary", nullptr, 0, ""}, // nor another language instead
+             Case{"0x0E0001", "Summary", "de", 0, "nur deutsch"},
+             Case{"0x1234", "Summary", "", 0, "no language"},
+             Case{"0x0E0002", "Summary", nullptr, 0, ""},
+             Case{"0x0E0003", "Summary", nullptr, 0, ""},
+             Case{nullptr, "Summary", nullptr, 0, ""},
+             Case{"0x0E000A", nullptr, nullptr, 0, ""},
+             Case{"0x0E000A", "", nullptr, 0, ""},
+         }) {
+        EXPECT_EQ(row.text, messages.Search(row.code, row.field, row.language, row.index))
+            << (row.code != nullptr ? row.code : "null") << " " << row.text;
+    }
+}
+
+TEST(CLogMsgXmlFileImpl, SaysWhatItLooksFor) {
+    const XmlDocument nothing;
+    const CLogMsgXmlFileImpl messages(nothing);
+    const test::TraceCapture capture(4);
+    EXPECT_EQ("", messages.Search("0x0E0001", "Summary", nullptr, 0));
+    EXPECT_EQ("", messages.Search(nullptr, nullptr, "de", -3));
+    const std::string begin = "\nCLogMsgXmlFileImpl  : Search message for error code ";
+    EXPECT_EQ(begin + "0x0E0001 (Key: \"Summary\" Lang: \"en\" Index 0)" + begin +
+                  " (Key: \"\" Lang: \"de\" Index -3)",
+              capture.text());
+}
+
+} // namespace
+} // namespace em

@@ -1,0 +1,149 @@
+#include "markup/xml_document.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "markup/xml_cursor.h"
+#include "platform/base/system_twin.h"
+#include "support/temporary_directory.h"
+
+namespace em {
+namespace {
+
+XmlLoadResult load(XmlDocument& document, const std::string& bytes) {
+    return document.LoadBytes(bytes.data(), bytes.size());
+}
+
+std::string nested(unsigned levels) {
+    std::string opening;
+    std::string closing;
+    for (unsigned i = 0; i < levels; ++i) {
+        opening += "<n>";
+        closing += "</n>";
+    }
+    return opening + closing;
+}
+
+TEST(XmlDocument, LoadsWellFormedDocumentsOnly) {
+    struct Case {
+        const char* what;
+        std::string bytes;
+        bool loaded;
+    };
+    const std::vector<Case> cases{
+        {"smallest", "<a/>", true},
+        {"things around", "<?xml version='1.0'?><!-- c --><?p x?>\n<a/>\n<!-- d -->", true},
+        {"nothing", "", false},
+        {"blanks", " \n", false},
+        {"no element", "<!-- c -->", false},
+        {"two document elements", "<a/><b/>", false},
+        {"not closed", "<a><b></a>", false},
+        {"cut", "<a><b>", false},
+        {"junk", "hello", false},
+        {"deepest", nested(256), true},
+        {"too deep", nested(257), false},
+        {"very deep", nested(100000), false},
+        {"side by side", "<a><b/><b/>" + std::string(30000, 'x') + "<b/></a>", true},
+    };
+    XmlDocument document;
+    for (const Case& row : cases) {
+        const XmlLoadResult result = load(document, row.bytes);
+        EXPECT_EQ(row.loaded, result.loaded()) << row.what << ": " << (result.loaded() ? "" : result.reason);
+    }
+}
+
+TEST(XmlDocument, DeclaredEntitiesStayAsWritten) {
+    XmlDocument document;
+    ASSERT_TRUE(load(document, "<!DOCTYPE a [<!ENTITY e SYSTEM 'file:///etc/passwd'><!ENTITY f '&e;&e;'>]>"
+                               "<a b='&f;'>&e;|&f;|&none;|&lt;&gt;&amp;&quot;&apos;|&#65;&#x42;</a>")
+                    .loaded());
+    XmlCursor cursor(document);
+    ASSERT_TRUE(cursor.FindNext("a"));
+    EXPECT_EQ("&e;|&f;|&none;|<>&\"'|AB", cursor.CharacterData());
+    EXPECT_STREQ("&f;", cursor.Attribute("b"));
+}
+
+TEST(XmlDocument, Files) {
+    const twin::Scope scope;
+    const test::TemporaryDirectory directory;
+    directory.write("good.xml", "<a/>");
+    directory.write("empty.xml", "");
+    directory.write("large.xml", "<a>" + std::string(kLargestXmlFile, ' ') + "</a>");
+    ASSERT_EQ(0, ::mkfifo(directory.pathOf("fifo.xml").c_str(), 0600));
+    struct Case {
+        const char* file;
+        const char* reason;
+    };
+    XmlDocument document;
+    for (const Case& row : {Case{"good.xml", nullptr}, Case{"missing.xml", "there is no such file"},
+                            Case{"empty.xml", "it is empty"}, Case{"large.xml", "it is larger than 16 MiB"},
+                            Case{"fifo.xml", "it is no regular file"}, Case{"", "it is no regular file"}}) {
+        const XmlLoadResult result = document.LoadFile(directory.pathOf(row.file).c_str());
+        EXPECT_STREQ(row.reason, result.reason) << row.file;
+        EXPECT_EQ(row.file == std::string("missing.xml"), result.missing);
+    }
+    for (const char* call : {"open", "fstat", "read"}) {
+        twin::reset();
+        twin::failNth(call, 1, EIO);
+        EXPECT_STREQ("it cannot be read", document.LoadFile(directory.pathOf("good.xml").c_str()).reason);
+        EXPECT_FALSE(XmlCursor(document).FindNext("a"));
+    }
+}
+
+TEST(XmlCursor, Walks) {
+    XmlDocument document;
+    ASSERT_TRUE(load(document, "<r><a n='1'><x/></a><b/><a n='2'>t</a></r>").loaded());
+    XmlCursor cursor(document);
+    EXPECT_FALSE(cursor.GoIn());
+    EXPECT_FALSE(cursor.GoOut());
+    EXPECT_FALSE(cursor.FindNext("a"));
+    ASSERT_TRUE(cursor.FindNext("r"));
+    EXPECT_FALSE(cursor.FindNext("r"));
+    ASSERT_TRUE(cursor.GoIn());
+    ASSERT_TRUE(cursor.FindNext("a"));
+    EXPECT_STREQ("1", cursor.Attribute("n"));
+    EXPECT_EQ(nullptr, cursor.Attribute("N"));
+    ASSERT_TRUE(cursor.GoIn());
+    EXPECT_EQ(nullptr, cursor.Attribute("n")); // in front of the first child
+    EXPECT_FALSE(cursor.FindNext("X"));
+    ASSERT_TRUE(cursor.GoOut());
+    ASSERT_TRUE(cursor.FindNext("a"));
+    EXPECT_STREQ("2", cursor.Attribute("n"));
+    EXPECT_FALSE(cursor.FindNext("a"));
+    EXPECT_EQ("t", cursor.CharacterData()); // still where it was
+    ASSERT_TRUE(cursor.GoOut());
+    EXPECT_FALSE(cursor.GoOut());
+    cursor.Reset();
+    EXPECT_TRUE(cursor.FindNext("r"));
+}
+
+TEST(XmlCursor, CharacterData) {
+    struct Case {
+        const char* content;
+        const char* text;
+    };
+    for (const Case& row : {
+             Case{"", ""},
+             Case{" a\n ", " a\n "},
+             Case{"a<![CDATA[<b>]]>c", "a<b>c"},
+             Case{"a<!-- no -->b<x>no</x>c<?p no?>", "abc"},
+             Case{"a\r\nb", "a\nb"},
+             Case{"a&#0;b", "a"},
+             Case{"a&#xD800;b", "a"},
+             Case{"a&#x110000;b", "a"},
+             Case{"%n%s", "%n%s"},
+         }) {
+        XmlDocument document;
+        ASSERT_TRUE(load(document, "<a>" + std::string(row.content) + "</a>").loaded()) << row.content;
+        XmlCursor cursor(document);
+        ASSERT_TRUE(cursor.FindNext("a"));
+        EXPECT_EQ(row.text, cursor.CharacterData());
+    }
+}
+
+} // namespace
+} // namespace em
