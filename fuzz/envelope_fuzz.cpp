@@ -32,7 +32,9 @@ public:
 
     // Mostly an envelope's shape, since little is read from others.
     void fill(SipJson& envelope) {
-        envelope.cursor = m_data.ConsumeBool() ? 0 : m_data.ConsumeIntegral<int32_t>() % 70000;
+        // Rarely far away: each copy of 65,536 commands costs as much as hundreds of others.
+        envelope.cursor = m_data.ConsumeIntegralInRange(0, 255) == 0 ? m_data.ConsumeIntegral<int32_t>()
+                                                                     : m_data.ConsumeIntegralInRange(-1, 4);
         if (m_data.ConsumeIntegralInRange(0, 7) == 0) {
             envelope.root = value(0);
             return;
