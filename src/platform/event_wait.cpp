@@ -40,7 +40,7 @@ int repeatWhileInterrupted(Wait&& wait) {
     return code;
 }
 
-void traceStart(const EventObject& event, uint32_t timeoutMs) {
+[[gnu::cold, gnu::noinline]] void traceStart(const EventObject& event, uint32_t timeoutMs) {
     const void* const address = &event;
     if (timeoutMs == EVENT_WAIT_FOREVER) {
         EM_TRACE_QUIETLY(kLevel, "\nwaiting forever on event %p", address);
@@ -54,10 +54,15 @@ std::optional<EventPicture> pictureForTrace(const EventObject& event, bool trace
     return trace && traceWillWrite(kLevel) ? std::optional<EventPicture>(std::in_place, event) : std::nullopt;
 }
 
-void traceAlreadySignaled(const EventPicture& event) {
-    EM_TRACE_QUIETLY(kLevel,
-                     "event %p <%s> (IsManual=%d) has been already signaled --> New state: IsSignaled=%d\n",
-                     event.address, event.name(), event.manual, event.signaled);
+[[gnu::cold, gnu::noinline]] void traceAndUnlock(EventObject& event, int lockCode) {
+    EventMutexGuard guard(event, lockCode);
+    const std::optional<EventPicture> picture = pictureForTrace(event, true);
+    guard.unlock();
+    if (picture) {
+        EM_TRACE_QUIETLY(
+            kLevel, "event %p <%s> (IsManual=%d) has been already signaled --> New state: IsSignaled=%d\n",
+            picture->address, picture->name(), picture->manual, picture->signaled);
+    }
 }
 
 void traceEnd(const EventPicture& event, const Outcome& outcome) {
@@ -106,24 +111,12 @@ Outcome block(EventObject& event, uint32_t timeoutMs, bool trace) {
     return outcome;
 }
 
-} // namespace
-
-int32_t waitOnEventObject(EventObject& event, uint32_t timeoutMs, bool trace) {
-    if (trace) {
-        traceStart(event, timeoutMs);
-    }
-    EventMutexGuard guard(event);
-    if (event.signaled()) {
-        event.consume();
-        const std::optional<EventPicture> picture = pictureForTrace(event, trace);
-        guard.unlock();
-        if (picture) {
-            traceAlreadySignaled(*picture);
-        }
-        return EVENT_SIGNALED;
-    }
-    Outcome outcome{EVENT_FAILED, guard.result(), 0};
-    if (guard.result() == 0) {
+// Takes the mutex over, if locking it succeeded.
+[[gnu::noinline]] int32_t waitUntilSignaled(EventObject& event, int lockCode, uint32_t timeoutMs,
+                                            bool trace) {
+    EventMutexGuard guard(event, lockCode);
+    Outcome outcome{EVENT_FAILED, lockCode, 0};
+    if (lockCode == 0) {
         outcome = block(event, timeoutMs, trace);
     } else {
         ++event.waiters; // for good: an object whose mutex is broken must never be freed
@@ -134,6 +127,24 @@ int32_t waitOnEventObject(EventObject& event, uint32_t timeoutMs, bool trace) {
         traceEnd(*picture, outcome);
     }
     return outcome.result;
+}
+
+} // namespace
+
+int32_t waitOnEventObject(EventObject& event, uint32_t timeoutMs, bool trace) {
+    const bool traceOn = trace && traceEnabled();
+    if (traceOn) {
+        traceStart(event, timeoutMs);
+    }
+    EventMutexGuard guard(event);
+    if (!event.signaled()) {
+        return waitUntilSignaled(event, guard.release(), timeoutMs, trace);
+    }
+    event.consume();
+    if (traceOn) {
+        traceAndUnlock(event, guard.release());
+    }
+    return EVENT_SIGNALED;
 }
 
 } // namespace em

@@ -15,9 +15,8 @@ TEST_F(Waits, EveryWayOfWakingEndsTheWait) {
          {&EventHandle::SetEvent, &EventHandle::PulseEvent, &EventHandle::CloseEvent}) {
         EventHandle event(false, false);
         m_Trace.clear();
-        std::thread waiter([&event, own = EventHandle(event)] {
-            EXPECT_EQ(own.WaitForEvent(kLongMs, true), EVENT_SIGNALED);
-        });
+        std::thread waiter(
+            [own = EventHandle(event)] { EXPECT_EQ(own.WaitForEvent(kLongMs, true), EVENT_SIGNALED); });
         waitUntilBlocked();
         EXPECT_TRUE((event.*wake)());
         waiter.join();
