@@ -4,8 +4,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -26,7 +28,9 @@ int stopPipe = -1;
 
 void askToStop(int /*signal*/) {
     const int error = errno;
-    static_cast<void>(write(stopPipe, "", 1)); // a full pipe has asked already
+    if (write(stopPipe, "", 1) < 0) {
+        // A full pipe has asked already.
+    }
     errno = error;
 }
 
@@ -100,8 +104,8 @@ int launch(RehearsalOptions& options) {
         sandbox.descriptors.push_back(verdict.get());
         options.jsonFd = kFirstPassedFd + 1;
     }
-    std::vector<std::string> command = argumentsOf(options);
-    command.insert(command.begin(), fs::read_symlink("/proc/self/exe"));
+    std::vector<std::string> command = {fs::read_symlink("/proc/self/exe")};
+    std::ranges::move(argumentsOf(options), std::back_inserter(command));
     return runInSandbox(sandbox, command);
 }
 

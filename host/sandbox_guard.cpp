@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -51,8 +51,9 @@ std::string namespaceFault(const std::string& root, const char* kind, const std:
 
 bool holdsSignature(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    return content.find(layout::kRecorderSignature) != std::string::npos;
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str().find(layout::kRecorderSignature) != std::string::npos;
 }
 
 std::string commandFault(const std::string& path, const std::string& recorder) {

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <span>
+#include <sstream>
 
 #include <fmt/format.h>
 #include <rapidjson/document.h>
@@ -144,11 +144,12 @@ Settings parseSettings(const std::string& text, const std::string& path) {
 
 Settings readSettings(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ostringstream text;
+    text << file.rdbuf();
     if (!file) {
         throw SettingsError(path + ": cannot be read");
     }
-    return parseSettings(text, path);
+    return parseSettings(text.str(), path);
 }
 
 } // namespace volad_dev
