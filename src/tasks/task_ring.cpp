@@ -8,7 +8,7 @@ namespace em {
 TaskRing::TaskRing() : pBuffer(std::make_unique<uint8_t[]>(kCapacity)) {}
 
 bool TaskRing::Push(const void* record) {
-    if (nUsed + kPointerSize >= nCapacity) {
+    if (IsFull()) {
         return false;
     }
     std::array<uint8_t, kPointerSize> bytes;

@@ -18,6 +18,7 @@ public:
     // The oldest pointer; null when there is none.
     [[nodiscard]] void* Pop();
     [[nodiscard]] bool HoldsTask() const { return nUsed >= kPointerSize; }
+    [[nodiscard]] bool IsFull() const { return nUsed + kPointerSize >= nCapacity; }
     [[nodiscard]] bool IsEmpty() const { return nUsed == 0; }
     // Forgets what it holds.
     void Reset();

@@ -51,9 +51,9 @@ public:
     void StartSerialization();
 
     // Queues a copy of the message. The event, null or the inserter's own, is set after the task was
-    // executed, and never when the task is dropped; it must outlive the queue. False when the level does not
-    // exist, is disabled (nothing is copied then) or is full. Any thread. Throws only what copying the
-    // message throws.
+    // executed, and never when the task is dropped; it must outlive the queue. False, without a copy, when
+    // the level does not exist, is disabled or is full. Any thread. Throws what copying the message and
+    // OnTaskQueueFull throw.
     bool InsertTask(const Message& message, int level, EventHandle* hExternalEvent);
 
     // Disables and empties the queues and ends the handler thread, waiting for its task as long as that
@@ -75,6 +75,8 @@ private:
     }
     [[nodiscard]] bool AcceptsTasks(int level) const;
     bool RefuseLocked(int level) const;
+    bool RefusedAsFull(const Message& message, int level);
+    void ReportFull(const Message& message, int level) EM_REQUIRES(m_Lock);
     bool Enqueue(std::unique_ptr<Record>& record, int level) EM_REQUIRES(m_Lock);
     void RearmWakeEvent();
 

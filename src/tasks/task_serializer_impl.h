@@ -81,6 +81,9 @@ bool CTaskSerializer<Message>::InsertTask(const Message& message, int level, Eve
     if (!AcceptsTasks(level)) {
         return RefuseLocked(level);
     }
+    if (RefusedAsFull(message, level)) {
+        return false;
+    }
     std::unique_ptr<Record> record(new Record{hExternalEvent, message, nullptr});
     const RecursiveLockGuard guard(m_Lock);
     // Asked again: a task that slipped into a queue after its purge would still be executed.
@@ -99,12 +102,28 @@ bool CTaskSerializer<Message>::RefuseLocked(int level) const {
     return false;
 }
 
+// Looked at before the message is copied, so that a burst of requests costs no copies.
+template <class Message>
+bool CTaskSerializer<Message>::RefusedAsFull(const Message& message, int level) {
+    const RecursiveLockGuard guard(m_Lock);
+    if (!m_pLevels[static_cast<uint32_t>(level)].queue.IsFull()) {
+        return false;
+    }
+    ReportFull(message, level);
+    return true;
+}
+
+template <class Message>
+void CTaskSerializer<Message>::ReportFull(const Message& message, int level) {
+    EM_TRACE_QUIETLY(1, "\nCTaskSerializer     : ## ERROR! Task queue for priority %d is full", level);
+    OnTaskQueueFull(message, level);
+}
+
 // A refused record stays with the caller, who frees it outside the lock.
 template <class Message>
 bool CTaskSerializer<Message>::Enqueue(std::unique_ptr<Record>& record, int level) {
     if (!m_pLevels[static_cast<uint32_t>(level)].queue.Push(record.get())) {
-        EM_TRACE_QUIETLY(1, "\nCTaskSerializer     : ## ERROR! Task queue for priority %d is full", level);
-        OnTaskQueueFull(record->Message, level);
+        ReportFull(record->Message, level); // others were faster since
         return false;
     }
     static_cast<void>(record.release()); // the queue's now
