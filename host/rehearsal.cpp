@@ -121,6 +121,15 @@ void writeAll(int fd, const std::string& text) {
     }
 }
 
+// The module looks for its message file in the current directory first.
+void standBesideMessages(const std::string& file) {
+    namespace fs = std::filesystem;
+    const fs::path directory = fs::temp_directory_path() / "messages";
+    fs::create_directory(directory);
+    fs::create_symlink(file, directory / "EVENTMSG.XML");
+    fs::current_path(directory);
+}
+
 } // namespace
 
 int runRehearsal(const RehearsalOptions& options) {
@@ -128,6 +137,9 @@ int runRehearsal(const RehearsalOptions& options) {
     keepToOurselves(options.stopFd);
     keepToOurselves(options.jsonFd);
     const Settings settings = options.settings.empty() ? Settings() : readSettings(options.settings);
+    if (!options.messages.empty()) {
+        standBesideMessages(options.messages);
+    }
     configureTrace(options.trace);
     configureProperty(settings);
     Verdict verdict = rehearse(options, settings);

@@ -49,6 +49,9 @@ std::string besideTheTool(const char* name) {
 // Everything that the rehearsal reads, each at its own path.
 std::vector<std::string> filesOf(const RehearsalOptions& options) {
     std::vector<std::string> files = {options.module};
+    if (!options.messages.empty()) {
+        files.push_back(options.messages);
+    }
     if (options.settings.empty()) {
         return files;
     }
@@ -82,6 +85,9 @@ int launch(RehearsalOptions& options) {
     options.module = fs::absolute(options.module);
     if (!options.settings.empty()) {
         options.settings = fs::absolute(options.settings);
+    }
+    if (!options.messages.empty()) {
+        options.messages = fs::absolute(options.messages);
     }
     SandboxOptions sandbox;
     sandbox.maintenance = options.maintenance;

@@ -23,6 +23,7 @@ struct RehearsalOptions {
     std::string module; // path of the shared object
     uint8_t reason = 0;
     std::string settings;              // path, empty for none
+    std::string messages;              // path of a message file, empty for none
     std::optional<double> cancelAfter; // seconds after the request
     std::optional<double> stopAfter;
     Maintenance maintenance = Maintenance::On;

@@ -60,6 +60,9 @@ CLI::App* addRehearseCommand(CLI::App& app, RehearsalOptions& target) {
         ->check(CLI::Range(0, 255));
     rehearse->add_option("--settings", target.settings, "what the host knows, a JSON file")
         ->check(CLI::ExistingFile);
+    rehearse
+        ->add_option("--messages", target.messages, "the host's message file, with the texts of the reasons")
+        ->check(CLI::ExistingFile);
     addSeconds(*rehearse, "--cancel-after", target.cancelAfter, "cancel so many seconds after the request");
     addSeconds(*rehearse, "--stop-after", target.stopAfter,
                "stop the module so many seconds after the request");
@@ -101,6 +104,9 @@ std::vector<std::string> argumentsOf(const RehearsalOptions& options) {
     };
     if (!options.settings.empty()) {
         add("--settings", options.settings);
+    }
+    if (!options.messages.empty()) {
+        add("--messages", options.messages);
     }
     if (options.cancelAfter) {
         add("--cancel-after", fmt::format("{}", *options.cancelAfter));

@@ -6,6 +6,8 @@
 
 #include "em_version.h"
 #include "host/exit_code.h"
+#include "host/messages_command.h"
+#include "host/profile_command.h"
 #include "host/rehearsal.h"
 #include "host/rehearsal_launch.h"
 #include "host/rehearse_command.h"
@@ -21,8 +23,12 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", em::kVersion);
     SandboxCommand sandbox;
     RehearsalOptions rehearsal;
+    MessagesCommand messages;
+    ProfileCommand profile;
     const CLI::App* sandboxCommand = addSandboxCommand(app, sandbox);
     static_cast<void>(addRehearseCommand(app, rehearsal));
+    const CLI::App* messagesCommand = addMessagesCommand(app, messages);
+    const CLI::App* profileCommand = addProfileCommand(app, profile);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -30,6 +36,12 @@ int run(int argc, char** argv) {
     }
     if (sandboxCommand->parsed()) {
         return runInSandbox(sandbox.options, sandbox.command);
+    }
+    if (messagesCommand->parsed()) {
+        return runMessagesCommand(messages);
+    }
+    if (profileCommand->parsed()) {
+        return runProfileCommand(profile);
     }
     return rehearsal.inside ? runRehearsal(rehearsal) : launchRehearsal(rehearsal);
 }

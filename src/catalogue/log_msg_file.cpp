@@ -1,15 +1,60 @@
 #include "catalogue/log_msg_file.h"
 
+#include "catalogue/log_msg_xml_file_impl.h"
+#include "catalogue/message_directory.h"
+#include "platform/base/current_directory.h"
+#include "platform/base/swallow.h"
+#include "platform/installation_roots.h"
+#include "trace/trace.h"
+
 namespace em {
+namespace {
+
+constexpr const char* kEventMessages = "EVENTMSG.XML";
+constexpr const char* kErrorMessages = "ERRMSG.XML";
+
+} // namespace
 
 bool CLogMsgFile::Open(bool eventMessages) {
     m_bEventMessages = eventMessages;
-    return false;
+    m_Document.Clear();
+    const char* const fileName = eventMessages ? kEventMessages : kErrorMessages;
+    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Use event messages file \"%s\" for decoding", fileName);
+    bool opened = false;
+    static_cast<void>(swallow([&] { opened = Find(fileName); }));
+    EM_TRACE_QUIETLY(2, "\nCLogMsgFile         : Event messages %s opened in \"%s\"!",
+                     opened ? "successfully" : "not", m_strPath.c_str());
+    return opened;
 }
 
-std::string CLogMsgFile::LookUp(const char* /*code*/, const char* /*field*/, const char* /*language*/,
-                                int32_t /*index*/) const {
-    return {};
+bool CLogMsgFile::Find(const char* fileName) {
+    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Search for file in current directory ...");
+    std::string current;
+    if (GetCurrentDirectory(current) && TryToOpen(current, fileName)) {
+        return true;
+    }
+    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Search for file in registered directory ...");
+    // An empty text would be the root directory.
+    return TryToOpen(messageDirectory(FindInstallationRoots(), current.empty() ? "." : current), fileName);
+}
+
+bool CLogMsgFile::TryToOpen(const std::string& directory, const char* fileName) {
+    m_strPath = directory + "/" + fileName;
+    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Try to open file \"%s\"", m_strPath.c_str());
+    const XmlLoadResult result = m_Document.LoadFile(m_strPath.c_str());
+    if (!result.loaded() && !result.missing) {
+        EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : ## WARNING! File \"%s\" not loaded: %s (byte %zu)",
+                         m_strPath.c_str(), result.reason, result.offset);
+    }
+    return result.loaded();
+}
+
+std::string CLogMsgFile::LookUp(const char* code, const char* field, const char* language,
+                                int32_t index) const {
+    std::string text;
+    static_cast<void>(
+        swallow([&] { text = CLogMsgXmlFileImpl(m_Document).Search(code, field, language, index); }));
+    return text;
 }
 
 } // namespace em

@@ -48,6 +48,15 @@ class Rehearsal(unittest.TestCase):
                 self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
                 self.assertIn("Run shutdown job", trace)
 
+    def test_the_reason_is_named_by_the_message_file(self):
+        messages = self.directory / "texts.xml"
+        messages.write_text("<EventMsg><Events><Event ErrorCode='0x0E0003'><Messages lang='en'><Summary>100%n late"
+                            "</Summary></Messages></Event></Events></EventMsg>")
+        code, verdict, trace = self.rehearse("--reason", "3", "--messages", str(messages))
+        self.assertEqual((code, verdict["command"]["directory"]), (0, "/"))
+        self.assertIn('Shutdown reason: "100%n late"', trace)
+        self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
+
     def test_ends_that_are_asked(self):
         self.write(shutdownDelay=1)
         for arguments, end in ((["--maintenance", "off"], "refused at the gate"),

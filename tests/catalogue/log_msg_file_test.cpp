@@ -1,0 +1,116 @@
+// Where the message file is searched, and what the trace says of it.
+#include "catalogue/log_msg_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "catalogue/message_directory.h"
+#include "platform/base/system_twin.h"
+#include "support/temporary_directory.h"
+#include "support/trace_capture.h"
+
+namespace em {
+namespace {
+
+std::string messageFile(const std::string& summary) {
+    return "<EventMsg><Events><Event ErrorCode='0x0E0001'><Messages lang='en'><Summary>" + summary +
+           "</Summary></Messages></Event></Events></EventMsg>";
+}
+
+class LogMsgFile : public ::testing::Test {
+protected:
+    LogMsgFile() { std::filesystem::current_path(m_Directory.path()); }
+    ~LogMsgFile() override { std::filesystem::current_path("/"); }
+
+    [[nodiscard]] std::string summary() const { return m_Messages.LookUp("0x0e0001", "Summary", nullptr, 0); }
+
+    const twin::Scope m_Scope;
+    const test::TemporaryDirectory m_Directory;
+    CLogMsgFile m_Messages;
+};
+
+TEST_F(LogMsgFile, FoundInTheCurrentDirectory) {
+    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
+    const test::TraceCapture capture(4);
+    EXPECT_TRUE(m_Messages.Open(true));
+    const std::string path = m_Directory.pathOf("EVENTMSG.XML");
+    EXPECT_EQ("\nCLogMsgFile         : Use event messages file \"EVENTMSG.XML\" for decoding"
+              "\nCLogMsgFile         : Search for file in current directory ..."
+              "\nCLogMsgFile         : Try to open file \"" +
+                  path + "\"\nCLogMsgFile         : Event messages successfully opened in \"" + path + "\"!",
+              capture.text());
+    EXPECT_TRUE(m_Messages.EventMessages());
+    EXPECT_EQ("pressed", summary());
+}
+
+TEST_F(LogMsgFile, NotFoundIsNoError) {
+    const test::TraceCapture capture(4);
+    EXPECT_FALSE(m_Messages.Open(false));
+    const std::string attempt =
+        "\nCLogMsgFile         : Try to open file \"" + m_Directory.pathOf("ERRMSG.XML") + "\"";
+    EXPECT_EQ("\nCLogMsgFile         : Use event messages file \"ERRMSG.XML\" for decoding"
+              "\nCLogMsgFile         : Search for file in current directory ..." +
+                  attempt + "\nCLogMsgFile         : Search for file in registered directory ..." + attempt +
+                  "\nCLogMsgFile         : Event messages not opened in \"" +
+                  m_Directory.pathOf("ERRMSG.XML") + "\"!",
+              capture.text());
+    EXPECT_FALSE(m_Messages.EventMessages());
+    EXPECT_EQ("", summary());
+}
+
+TEST_F(LogMsgFile, OpeningAgainDropsWhatWasThere) {
+    m_Directory.write("EVENTMSG.XML", messageFile("%n%s"));
+    ASSERT_TRUE(m_Messages.Open(true));
+    EXPECT_EQ("%n%s", summary());
+    EXPECT_FALSE(m_Messages.Open(false));
+    EXPECT_EQ("", summary());
+    EXPECT_EQ(m_Directory.pathOf("ERRMSG.XML"), m_Messages.Path());
+}
+
+TEST_F(LogMsgFile, BadFileIsPassedOverWithItsReason) {
+    m_Directory.write("EVENTMSG.XML", "<EventMsg>\xfc</EventMsg>");
+    const test::TraceCapture capture(4);
+    EXPECT_FALSE(m_Messages.Open(true));
+    EXPECT_TRUE(capture.contains("## WARNING! File \"" + m_Directory.pathOf("EVENTMSG.XML") +
+                                 "\" not loaded: it is not valid in its encoding (byte 10)"));
+}
+
+TEST_F(LogMsgFile, UnknownCurrentDirectory) {
+    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
+    twin::failNth("getcwd", 1, ENOENT, 0);
+    EXPECT_TRUE(m_Messages.Open(true));
+    EXPECT_EQ("./EVENTMSG.XML", m_Messages.Path());
+}
+
+TEST_F(LogMsgFile, AThrowingDebugObjectChangesNothing) {
+    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
+    test::TraceCapture capture(4);
+    capture.throwOn("CLogMsg");
+    EXPECT_TRUE(m_Messages.Open(true));
+    EXPECT_EQ("pressed", summary());
+}
+
+TEST(MessageDirectory, FromTheRoots) {
+    struct Case {
+        InstallationRoots roots;
+        const char* directory;
+    };
+    for (const Case& row : {
+             Case{{"/a/bin", "/f"}, "/a/bin"},
+             Case{{"/a/bin/", ""}, "/a/bin"},
+             Case{{"/a/bin\\/\\", ""}, "/a/bin"},
+             Case{{"/", "/f"}, ""},
+             Case{{"", "/f"}, "/f/Bin"},
+             Case{{"", "/f//"}, "/f/Bin"},
+             Case{{"", "/"}, "/Bin"},
+             Case{{"", ""}, "otherwise"},
+         }) {
+        EXPECT_EQ(row.directory, messageDirectory(row.roots, "otherwise"));
+    }
+}
+
+} // namespace
+} // namespace em

@@ -1,0 +1,77 @@
+"""words_commands_test.py VOLAD_DEV EXAMPLE: `volad-dev messages` and `volad-dev profile` by output and exit code."""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+VOLAD_DEV, EXAMPLE = sys.argv[1:3]
+
+
+class WordsCommands(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = pathlib.Path(directory.name)
+
+    def run_tool(self, *arguments: str) -> tuple[int, str, int]:
+        """Exit code, standard output, lines on standard error."""
+        done = subprocess.run([VOLAD_DEV, *arguments], cwd=self.directory, capture_output=True, text=True, timeout=20)
+        return done.returncode, done.stdout, done.stderr.count("\n")
+
+    def test_profile(self):
+        steps = [
+            (("get", "p.ini", "S", "K"), (1, "", 1)),
+            (("list", "p.ini"), (1, "", 1)),
+            (("delete", "p.ini", "S"), (1, "", 1)),
+            (("set", "p.ini", "S", "K", "1"), (0, "", 0)),
+            (("set", "p.ini", "S", "E", ""), (0, "", 0)),
+            (("set", "p.ini", "T", "K", "two words"), (0, "", 0)),
+            (("get", "p.ini", "T", "K"), (0, "two words\n", 0)),
+            (("get", "p.ini", "T", "N"), (1, "", 1)),
+            (("get", "p.ini", "T", "N", "--default", "none"), (0, "none\n", 0)),
+            (("get", "p.ini", "T", "N", "--default", "x" * 5000), (0, "x" * 5000 + "\n", 0)),
+            (("list", "p.ini"), (0, "S\nT\n", 0)),
+            (("list", "p.ini", "S"), (0, "K\nE\n", 0)),
+            (("delete", "p.ini", "S", "N"), (1, "", 1)),
+            (("delete", "p.ini", "S", "E"), (0, "", 0)),
+            (("delete", "p.ini", "S"), (0, "", 0)),
+            (("set", "p.ini", "S]", "K", "1"), (1, "", 1)),
+            (("set", "no/such/p.ini", "S", "K", "1"), (1, "", 1)),
+            (("list", "p.ini"), (0, "T\n", 0)),
+        ]
+        for arguments, expected in steps:
+            with self.subTest(arguments=arguments[:4]):
+                self.assertEqual(self.run_tool("profile", *arguments), expected)
+
+    def test_messages(self):
+        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001"), (1, "", 1))
+        shutil.copy(EXAMPLE, self.directory / "EVENTMSG.XML")
+        self.assertEqual(self.run_tool("messages", "lookup", "0x0e0001"), (0, "The power switch was pressed\n", 0))
+        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001", "--lang", "de"),
+                         (0, "Der Netzschalter wurde gedrückt\n", 0))
+        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001", "--index", "1"), (1, "", 1))
+        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0028"), (1, "", 1))
+        code, text, errors = self.run_tool("messages", "list")
+        self.assertEqual((code, text.count("\n"), errors), (0, 112, 0))
+        self.assertIn("\n0x0E0001 en The power switch was pressed\n", text)
+
+    def test_check(self):
+        self.assertEqual(self.run_tool("messages", "check", EXAMPLE)[0], 0)
+        file = self.directory / "bad.xml"
+        english = "<Messages lang='EN'><Summary>x</Summary></Messages>"
+        for content, problems in ((f"<Event ErrorCode='0xA'>{english}</Event>", 0),
+                                  (f"<Event ErrorCode='0xA'>{english}</Event><Event ErrorCode='0xa'/>", 1),
+                                  ("<Event ErrorCode='0xA'/><Event ErrorCode='0xB'/>", 2),
+                                  ("<Event ErrorCode='0xA'><Messages lang='en'/>" + english + "</Event>", 1),
+                                  ("<Event/>", 1), ("", 1), ("\udcfc", 1)):
+            with self.subTest(content=content):
+                file.write_text(f"<EventMsg><Events>{content}</Events></EventMsg>", errors="surrogateescape")
+                code, _, errors = self.run_tool("messages", "check", str(file))
+                self.assertEqual((code, errors), (1 if problems else 0, problems))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
