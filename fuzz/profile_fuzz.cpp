@@ -1,0 +1,107 @@
+// Any bytes as a profile file, read with any size of buffer: not a byte is written behind the buffer, it is
+// always terminated, and a list ends in two terminators. What was written reads back, and what it did not
+// concern stays.
+#include <fcntl.h>
+#include <fuzzer/FuzzedDataProvider.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "platform/profile_edit.h"
+#include "platform/profile_string.h"
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+// A file in memory that has a path.
+class MemoryFile {
+public:
+    MemoryFile() : m_nFd(::memfd_create("profile", MFD_CLOEXEC)) { require(m_nFd >= 0); }
+    ~MemoryFile() { ::close(m_nFd); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    void fill(const std::string& content) const {
+        require(::ftruncate(m_nFd, 0) == 0);
+        require(::pwrite(m_nFd, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()));
+    }
+    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(m_nFd); }
+
+private:
+    int m_nFd;
+};
+
+void readInto(const char* section, const char* key, const char* defaultText, uint32_t size,
+              const std::string& file) {
+    // Its own block of memory, so that the sanitizer sees the first byte behind it.
+    const std::unique_ptr<char[]> out(new char[size]);
+    std::memset(out.get(), 'x', size);
+    const uint32_t count =
+        em::GetPrivateProfileString(section, key, defaultText, out.get(), size, file.c_str());
+    if (size == 0) {
+        require(count == 0);
+        return;
+    }
+    require(count < size && out[count] == '\0');
+    const bool list = section == nullptr || key == nullptr;
+    require(list ? count == 0 || out[count - 1] == '\0' || out[count + 1] == '\0'
+                 : std::strlen(out.get()) == count);
+}
+
+void writeAndReadBack(const std::string& content, const em::ProfileWrite& write, const std::string& section,
+                      const std::string& key, const MemoryFile& file) {
+    const auto change = em::editProfile(content, write);
+    if (!em::readsBack(write) || !change) {
+        return;
+    }
+    require(change->from <= change->to && change->to <= content.size());
+    std::string changed = content;
+    changed.replace(change->from, change->to - change->from, change->text);
+    file.fill(changed);
+    std::string out(2048, '\0');
+    const uint32_t count = em::GetPrivateProfileString(section.c_str(), key.c_str(), nullptr, out.data(),
+                                                       2048, file.path().c_str());
+    // A ";" cuts a key, a section or a value at reading, and blanks around a value do not count.
+    const bool plain = (section + key).find(';') == std::string::npos && write.value &&
+                       write.value->find_first_of("; \t\v\f") == std::string_view::npos && !key.empty() &&
+                       key.find_last_of(" \t\v\f") != key.size() - 1;
+    // A header that only reading or only writing sees would part what is written from where it is read.
+    if (plain && write.key && content.find(';') == std::string::npos) {
+        require(out.substr(0, count) == *write.value);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    static const MemoryFile file;
+    FuzzedDataProvider data(bytes, size);
+    const uint32_t room = data.ConsumeIntegralInRange<uint32_t>(0, 300);
+    const unsigned given = data.ConsumeIntegral<uint8_t>();
+    // As C texts: they end at a NUL.
+    const std::string section = data.ConsumeRandomLengthString(8).c_str();
+    const std::string key = data.ConsumeRandomLengthString(8).c_str();
+    const std::string value = data.ConsumeRandomLengthString(8).c_str();
+    const std::string content = data.ConsumeRemainingBytesAsString();
+    file.fill(content);
+    readInto((given & 1) != 0 ? section.c_str() : nullptr, (given & 2) != 0 ? key.c_str() : nullptr,
+             (given & 4) != 0 ? value.c_str() : nullptr, room, file.path());
+    em::ProfileWrite write{section, {}, {}};
+    if ((given & 2) != 0) {
+        write.key = key;
+    }
+    if ((given & 4) != 0) {
+        write.value = value;
+    }
+    writeAndReadBack(content, write, section, key, file);
+    return 0;
+}
