@@ -173,10 +173,10 @@ TEST(Table, AnswersInEachSlot) {
     EXPECT_STREQ(callSlot<const char*>(module.object, 2), "OS system shutdown handling module");
     EXPECT_STREQ(callSlot<const char*>(module.object, 14), "EM_SHUTDOWN");
     EXPECT_EQ(callSlot<unsigned>(module.object, 3), 1U);
-    for (const size_t slot : {9, 11, 12, 19, 20, 21, 22}) {
+    for (const size_t slot : {9U, 11U, 12U, 19U, 20U, 21U, 22U}) {
         EXPECT_EQ(callSlot<unsigned>(module.object, slot), 0U) << slot;
     }
-    for (const size_t slot : {15, 16, 17, 18}) {
+    for (const size_t slot : {15U, 16U, 17U, 18U}) {
         callSlot<void>(module.object, slot);
     }
     EXPECT_EQ(takeLines(), Lines{});

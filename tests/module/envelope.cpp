@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -19,6 +20,20 @@ Json parsed(const std::string& json) {
     Json value;
     value.CopyFrom(document, memory);
     return value;
+}
+
+// Null when the value is no object or has no such member.
+Json* memberOf(Json* object, std::string_view key) {
+    if (object == nullptr || !object->IsObject()) {
+        return nullptr;
+    }
+    for (rapidjson::SizeType i = 0; i < object->MemberCount(); ++i) {
+        auto& member = object->MemberBegin()[i];
+        if (key == std::string_view(member.name.GetString(), member.name.GetStringLength())) {
+            return &member.value;
+        }
+    }
+    return nullptr;
 }
 
 } // namespace
@@ -41,14 +56,7 @@ std::string textOf(const Envelope& envelope) {
 }
 
 Json* commandOf(Envelope& envelope) {
-    const auto member = [](Json* object, const char* key) -> Json* {
-        if (object == nullptr || !object->IsObject()) {
-            return nullptr;
-        }
-        const auto found = object->FindMember(key);
-        return found == object->MemberEnd() ? nullptr : &found->value;
-    };
-    Json* const commands = member(member(&envelope.root, "SIP"), "CMD");
+    Json* const commands = memberOf(memberOf(&envelope.root, "SIP"), "CMD");
     if (commands == nullptr || !commands->IsArray() || envelope.cursor < 0 ||
         static_cast<rapidjson::SizeType>(envelope.cursor) >= commands->Size()) {
         return nullptr;
@@ -57,18 +65,14 @@ Json* commandOf(Envelope& envelope) {
     return command.IsObject() ? &command : nullptr;
 }
 
-uint32_t numberOf(const Json* command, const char* key, uint32_t otherwise) {
-    if (command == nullptr) {
-        return otherwise;
-    }
-    const auto found = command->FindMember(key);
-    return found == command->MemberEnd() || !found->value.IsUint() ? otherwise : found->value.GetUint();
+uint32_t numberOf(Json* command, const char* key, uint32_t otherwise) {
+    const Json* const member = memberOf(command, key);
+    return member == nullptr || !member->IsUint() ? otherwise : member->GetUint();
 }
 
 void setMember(Json& command, const char* key, const std::string& json) {
-    const auto found = command.FindMember(key);
-    if (found != command.MemberEnd()) {
-        found->value = parsed(json);
+    if (Json* const member = memberOf(&command, key)) {
+        *member = parsed(json);
         return;
     }
     Json name(key, memory);

@@ -27,7 +27,7 @@ static_assert(sizeof(Envelope) == 32);
 std::string textOf(const Envelope& envelope);
 // The command at the cursor, or null when there is none.
 Json* commandOf(Envelope& envelope);
-uint32_t numberOf(const Json* command, const char* key, uint32_t otherwise);
+uint32_t numberOf(Json* command, const char* key, uint32_t otherwise);
 // Sets or appends the member; its value is JSON text.
 void setMember(Json& command, const char* key, const std::string& json);
 
