@@ -16,10 +16,11 @@ struct CDebugTraceConfig::Name {
     char text[1]; // the rest of the text lies behind
 
     static Name* Create(const char* name, Name* older) {
-        auto* const created = static_cast<Name*>(std::malloc(sizeof(Name) + std::strlen(name)));
+        const size_t length = std::strlen(name);
+        auto* const created = static_cast<Name*>(std::malloc(sizeof(Name) + length));
         if (created != nullptr) {
             created->older = older;
-            std::strcpy(created->text, name);
+            std::memcpy(created->text, name, length + 1);
         }
         return created;
     }

@@ -15,7 +15,7 @@ namespace em {
 namespace {
 
 constexpr size_t kPadding = 16;
-constexpr size_t kLargestFile = 16 * 1024 * 1024;
+constexpr size_t kLargestFile = size_t{16} * 1024 * 1024;
 constexpr const char* kEndMarker = "EndOfFile";
 
 bool equalsIgnoringCase(const char* from, const char* to, const char* name) {

@@ -269,8 +269,8 @@ TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
 
 #ifndef __SANITIZE_THREAD__ // which takes a refused join for one that was done
 TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
-    m_Module.host.onMessage([this](uint32_t code, Envelope&) {
-        if (code == kSettings) {
+    m_Module.host.onMessage([this](uint32_t, Envelope& envelope) {
+        if (numberOf(commandOf(envelope), "OE", 0) == kDelay) {
             static_cast<void>(m_Module.stop());
         }
     });

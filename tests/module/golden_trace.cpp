@@ -43,7 +43,8 @@ void readInto(GoldenRoad& road, const std::string& directory, const std::string&
         const std::string rest = line.substr(optional ? 1 : 0);
         if (section.empty() || rest.size() < 2 || rest[1] != ' ' ||
             std::string_view("012345P>").find(rest[0]) == std::string_view::npos) {
-            throw std::runtime_error(file + ": no golden line: " + line);
+            throw std::runtime_error(
+                std::string("no golden line in ").append(file).append(": ").append(line));
         }
         road[section].push_back({rest[0], optional, rest.substr(2)});
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace module_test {
 
@@ -15,11 +16,12 @@ Recording& recording() {
 void Recording::add(Kind kind, std::string text) {
     std::unique_lock guard(m_Mutex);
     const bool thrown = !m_strThrowOn.empty() && text.find(m_strThrowOn) != std::string::npos;
-    m_Records.push_back({kind, text, ::gettid()});
+    const std::string message = thrown ? "thrown at: " + text : "";
+    m_Records.push_back({kind, std::move(text), ::gettid()});
     guard.unlock();
     m_Added.notify_all();
     if (thrown) {
-        throw std::runtime_error("thrown at: " + text);
+        throw std::runtime_error(message);
     }
 }
 

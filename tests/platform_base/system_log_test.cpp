@@ -29,6 +29,7 @@ std::string lastRecord() {
 TEST(SystemLog, IsOpenedOnceByTheFirstOfManyThreads) {
     const twin::Scope script;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([] { writeLog("x"); });
     }

@@ -1,4 +1,5 @@
 #include "support/trace_capture.h"
+#include "support/environment.h"
 
 #include <algorithm>
 #include <array>
@@ -131,12 +132,12 @@ void configureLevel(uint32_t level) {
     twin::setPath("traceConfigDirectory", "/nonexistent");
     const char* const value = std::getenv(kVariable);
     const std::string former = value == nullptr ? "" : value;
-    ::setenv(kVariable, std::to_string(level).c_str(), 1);
+    setEnvironment(kVariable, std::to_string(level));
     static_cast<void>(processTrace.value.Configure("EM_SHUTDOWN"));
     if (value == nullptr) {
-        ::unsetenv(kVariable);
+        unsetEnvironment(kVariable);
     } else {
-        ::setenv(kVariable, former.c_str(), 1);
+        setEnvironment(kVariable, former);
     }
 }
 

@@ -8,13 +8,13 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/base/system_twin.h"
+#include "support/environment.h"
 #include "support/trace_capture.h"
 #include "trace/trace.h"
 
@@ -67,10 +67,10 @@ protected:
         twin::setPath("traceConfigDirectory", "/nonexistent");
         configure("3");
     }
-    ~DebugClientTest() override { ::unsetenv("TM_LOG_DEBUG_LEVEL"); }
+    ~DebugClientTest() override { test::unsetEnvironment("TM_LOG_DEBUG_LEVEL"); }
 
     void configure(const char* level, const char* module = "EM_SHUTDOWN") {
-        ::setenv("TM_LOG_DEBUG_LEVEL", level, 1);
+        test::setEnvironment("TM_LOG_DEBUG_LEVEL", level);
         ASSERT_TRUE(m_Client.Configure(module));
     }
 
@@ -210,11 +210,12 @@ TEST(Trace, PassesExceptionsOnUnlessQuiet) {
 TEST_F(DebugClientTest, MayBeConfiguredWhileOtherThreadsWrite) {
     const test::TraceCapture capture(1); // keeps lines of several threads apart
     CDebugClient client;
-    ::setenv("TM_LOG_DYNAMIC_UPDATE", "1", 1);
-    ::setenv("TM_LOG_DEBUG_LEVEL", "1", 1);
+    test::setEnvironment("TM_LOG_DYNAMIC_UPDATE", "1");
+    test::setEnvironment("TM_LOG_DEBUG_LEVEL", "1");
     ASSERT_TRUE(client.Configure("first"));
     std::atomic<bool> done{false};
     std::vector<std::thread> writers;
+    writers.reserve(3);
     for (int i = 0; i < 3; ++i) {
         writers.emplace_back([&] {
             while (!done) {
@@ -233,7 +234,7 @@ TEST_F(DebugClientTest, MayBeConfiguredWhileOtherThreadsWrite) {
     for (std::thread& writer : writers) {
         writer.join();
     }
-    ::unsetenv("TM_LOG_DYNAMIC_UPDATE");
+    test::unsetEnvironment("TM_LOG_DYNAMIC_UPDATE");
 }
 
 } // namespace

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <map>
 #include <string>
 
 #include "platform/base/system_twin.h"
+#include "support/environment.h"
 #include "support/temporary_directory.h"
 
 namespace em {
@@ -31,8 +31,8 @@ protected:
     ~DebugTraceConfigTest() override { clearEnvironment(); }
 
     static void clearEnvironment() {
-        ::unsetenv(kLevelVariable);
-        ::unsetenv(kUpdateVariable);
+        test::unsetEnvironment(kLevelVariable);
+        test::unsetEnvironment(kUpdateVariable);
     }
     void withoutDirectory() { twin::setPath("traceConfigDirectory", m_Directory.pathOf("missing")); }
     // The module's own file, configured at second 1000 with an interval of 30 seconds.
@@ -51,7 +51,7 @@ protected:
 };
 
 TEST_F(DebugTraceConfigTest, IsSilentUntilConfiguredAndForNoName) {
-    ::setenv(kLevelVariable, "5", 1);
+    test::setEnvironment(kLevelVariable, "5");
     withoutDirectory();
     EXPECT_FALSE(m_Config.IsOutputSink());
     EXPECT_FALSE(m_Config.Configure(nullptr));
@@ -133,10 +133,10 @@ TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
         SCOPED_TRACE(c.level == nullptr ? "unset" : c.level);
         clearEnvironment();
         if (c.level != nullptr) {
-            ::setenv(kLevelVariable, c.level, 1);
+            test::setEnvironment(kLevelVariable, c.level);
         }
         if (c.update != nullptr) {
-            ::setenv(kUpdateVariable, c.update, 1);
+            test::setEnvironment(kUpdateVariable, c.update);
         }
         ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
         EXPECT_EQ(m_Config.Level(), c.expectedLevel);
@@ -147,7 +147,7 @@ TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
 }
 
 TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyOne) {
-    ::setenv(kLevelVariable, "5", 1);
+    test::setEnvironment(kLevelVariable, "5");
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     EXPECT_FALSE(m_Config.Enabled());
 
@@ -161,7 +161,7 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
 
     // What was configured before stays when the directory holds no file any more.
     twin::setPath("traceConfigDirectory", m_Directory.path());
-    ::setenv(kLevelVariable, "2", 1);
+    test::setEnvironment(kLevelVariable, "2");
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_Config.Level(), 5U);
     EXPECT_TRUE(m_Config.Enabled());
@@ -193,7 +193,7 @@ TEST_F(DebugTraceConfigTest, ForgetsTheLevelOfTheFormerNameAndKeepsTheRest) {
 
 TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassed) {
     configureForUpdates();
-    ::setenv(kLevelVariable, "7", 1); // not asked again
+    test::setEnvironment(kLevelVariable, "7"); // not asked again
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6"),
                       1001);
     twin::setWallClock(2029);
@@ -256,7 +256,7 @@ TEST_F(DebugTraceConfigTest, KeepsItsLevelWhenTheFileGoesOrIsHalfWritten) {
 }
 
 TEST_F(DebugTraceConfigTest, LooksAtNoFileWithoutAnInterval) {
-    ::setenv(kUpdateVariable, "0", 1);
+    test::setEnvironment(kUpdateVariable, "0");
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=2"), 1000);
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4"), 1001);

@@ -146,7 +146,7 @@ inline DIR* opendir(const char* path) {
     return ::opendir(path);
 }
 inline dirent* readdir(DIR* directory) {
-    return ::readdir(directory);
+    return ::readdir(directory); // NOLINT(concurrency-mt-unsafe): one stream a caller
 }
 inline int closedir(DIR* directory) {
     return ::closedir(directory);
@@ -157,7 +157,7 @@ inline uid_t getuid() {
     return ::getuid();
 }
 inline char* getenv(const char* name) {
-    return ::getenv(name);
+    return ::getenv(name); // NOLINT(concurrency-mt-unsafe): the host sets nothing meanwhile
 }
 inline pid_t fork() {
     return ::fork();

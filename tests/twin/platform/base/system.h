@@ -150,7 +150,9 @@ inline DIR* opendir(const char* path) {
     return twin::fails("opendir") ? nullptr : ::opendir(path);
 }
 inline dirent* readdir(DIR* directory) {
-    return twin::fails("readdir") ? nullptr : ::readdir(directory);
+    return twin::fails("readdir")
+               ? nullptr
+               : ::readdir(directory); // NOLINT(concurrency-mt-unsafe): one stream a caller
 }
 inline int closedir(DIR* directory) {
     return twin::fails("closedir") ? -1 : ::closedir(directory);
@@ -161,7 +163,9 @@ inline uid_t getuid() {
     return twin::userId();
 }
 inline char* getenv(const char* name) {
-    return twin::fails("getenv") ? nullptr : ::getenv(name);
+    return twin::fails("getenv")
+               ? nullptr
+               : ::getenv(name); // NOLINT(concurrency-mt-unsafe): the host sets nothing meanwhile
 }
 inline pid_t fork() {
     return twin::fails("fork") ? -1 : ::fork();
