@@ -1,11 +1,10 @@
-// The bodies of CTaskSerializer: what inserters and owners call first, then the handler thread. Lines are
-// written quietly throughout, so that a debug object that throws changes no outcome; only around a task's
-// execution does such an exception count as the task's.
+// Included by task_serializer.h only. The bodies of CTaskSerializer: what inserters and owners call first,
+// then the handler thread. Lines are written quietly throughout, so that a debug object that throws changes
+// no outcome; only around a task's execution does such an exception count as the task's.
 #pragma once
 
 #include "platform/sleep.h"
 #include "platform/thread_border.h"
-#include "tasks/task_serializer.h"
 #include "trace/trace.h"
 
 namespace em {
