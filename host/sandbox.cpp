@@ -170,6 +170,7 @@ void placeDescriptors(const Launch& launch, const std::vector<int>& passed) {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> all;
+    all.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         all.push_back(text.data());
     }
