@@ -51,8 +51,11 @@ CommandRecord parse(const std::string& line) {
     record.monotonic = numberMember(document, "monotonic");
     record.directory = textMember(document, "directory");
     record.blocked = textMember(document, "blocked");
-    for (const auto& descriptor : document["descriptors"].GetObject()) {
-        record.descriptors.emplace(std::stoi(descriptor.name.GetString()), descriptor.value.GetString());
+    // Members lie in a row; RapidJSON's iterators compare ambiguously for clang.
+    const auto& descriptors = document["descriptors"];
+    for (const auto* each = &*descriptors.MemberBegin();
+         each < &*descriptors.MemberBegin() + descriptors.MemberCount(); ++each) {
+        record.descriptors.emplace(std::stoi(each->name.GetString()), each->value.GetString());
     }
     return record;
 }

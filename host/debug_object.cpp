@@ -17,6 +17,9 @@ SinkPlace& place() {
     return instance;
 }
 
+// The formats are the callers' business: they come through a binary interface.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 std::string formatted(const char* format, va_list arguments) {
     va_list measured;
     va_copy(measured, arguments);
@@ -27,6 +30,7 @@ std::string formatted(const char* format, va_list arguments) {
     static_cast<void>(std::vsnprintf(text.data(), text.size() + 1, format, arguments));
     return text;
 }
+#pragma GCC diagnostic pop
 
 // A text may hold several lines, and line breaks around them; each is one line for the sink, empty ones are
 // none.

@@ -127,11 +127,11 @@ Settings parseSettings(const std::string& text, const std::string& path) {
     }
     Settings settings;
     readObject(document, kKeys, path, "", settings);
-    if (const auto job = document.FindMember("job"); job != document.MemberEnd()) {
-        readObject(job->value, kJobKeys, path, "job.", settings);
+    if (document.HasMember("job")) {
+        readObject(document["job"], kJobKeys, path, "job.", settings);
     }
-    if (const auto times = document.FindMember("powerOffTimes"); times != document.MemberEnd()) {
-        readObject(times->value, kDayKeys, path, "powerOffTimes.", settings);
+    if (document.HasMember("powerOffTimes")) {
+        readObject(document["powerOffTimes"], kDayKeys, path, "powerOffTimes.", settings);
     }
     const fs::path directory = fs::absolute(path).parent_path();
     settings.jobName = below(directory, settings.jobName);
