@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/base/cancellation_disabled.h"
 #include "platform/event_object.h"
 #include "platform/event_state.h"
 #include "platform/event_wait.h"
@@ -16,18 +17,6 @@ constinit NeverDestroyed<EventState> eventState;
 namespace {
 
 constexpr uint64_t kDrainPollMs = 1000;
-
-// A thread that is cancelled while it releases an event ends after that.
-class CancellationDisabled {
-public:
-    CancellationDisabled() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_nBefore); }
-    ~CancellationDisabled() { ::pthread_setcancelstate(m_nBefore, nullptr); }
-    CancellationDisabled(const CancellationDisabled&) = delete;
-    CancellationDisabled& operator=(const CancellationDisabled&) = delete;
-
-private:
-    int m_nBefore = PTHREAD_CANCEL_ENABLE;
-};
 
 const void* addressOf(const EventObject& event) {
     return &event;

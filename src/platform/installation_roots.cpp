@@ -1,10 +1,58 @@
 #include "platform/installation_roots.h"
 
-namespace em {
+#include "platform/registry.h"
+#include "platform/registry_path.h"
 
-// Without a registry store nothing is known of the installation.
+namespace em {
+namespace {
+
+constexpr const char* kLocatorValue = "Host Warden";
+constexpr const char* kDefaultProductKey = "SOFTWARE\\Aldmere\\Management\\Host Warden";
+constexpr const char* kSetupKey = "Setup";
+
+std::string productKeyPath() {
+    CRegistry locator;
+    std::string path;
+    const bool found = locator.QueryPointer(kLocatorValue, path) == REG_SUCCESS && !path.empty();
+    return found ? path : kDefaultProductKey;
+}
+
+// A path without a root's name lies under HKEY_LOCAL_MACHINE.
+bool openProductPath(CRegistry& key, const std::string& path, uint32_t rights) {
+    if (beginsWithRoot(path)) {
+        return key.Open(withUpperCaseRoot(path).c_str(), nullptr, rights, -1) == REG_SUCCESS;
+    }
+    const RegistryKeyRef machine = CRegistry::Root(PredefinedRoot::LocalMachine);
+    // A null parent would mean the root node, so a missing root is asked for first.
+    return machine && key.Open(path.c_str(), machine.get(), rights, -1) == REG_SUCCESS;
+}
+
+} // namespace
+
+bool OpenProductKey(CRegistry& key, const char* subkey, bool forWriting) {
+    bool opened = false;
+    static_cast<void>(swallow([&] {
+        const std::string product = productKeyPath();
+        const char separator =
+            product.find('\\') == std::string::npos && product.find('/') != std::string::npos ? '/' : '\\';
+        opened =
+            openProductPath(key, product + separator + subkey, forWriting ? REGISTRY_WRITE : REGISTRY_READ);
+    }));
+    return opened;
+}
+
+std::string ProductText(const char* subkey, const char* name) {
+    CRegistry key;
+    std::string text;
+    if (OpenProductKey(key, subkey)) {
+        static_cast<void>(key.QueryText(name, text));
+    }
+    return text;
+}
+
 InstallationRoots FindInstallationRoots() {
-    return {};
+    const RecursiveLockGuard guard(CRegistry::Lock());
+    return {ProductText(kSetupKey, "BinRoot"), ProductText(kSetupKey, "FileRoot")};
 }
 
 } // namespace em

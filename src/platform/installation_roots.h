@@ -1,26 +1,29 @@
-// Where the host's installation keeps its things, as its product key in the registry store says. Whoever asks
-// several of these holds the registry lock around them: the locator is read anew each time, and another
-// handle may change it in between.
+// Where the host's installation keeps its things, as its product key in the registry store says. The locator
+// of that key is read anew each time. Whoever asks several of these holds CRegistry::Lock() around them. No
+// exception leaves them; no memory counts as "missing". Any thread.
 #pragma once
 
 #include <string>
 
 namespace em {
 
-// Path of the product key: the locator's value or, when the locator's key or value is missing or empty, the
-// default. May begin with a root name; OpenProductKey (platform/registry.h's handle) resolves that.
-[[nodiscard]] std::string ProductKeyPath();
+class CRegistry;
 
-// The text value of that name under the product key's sub-key (expandable strings expanded); empty when key
-// or value is missing or the value is no text.
+// Opens the product key's sub-key of that name: the product key is the locator's value or, when the locator's
+// key or value is missing or empty, the default. False when there is no such key.
+[[nodiscard]] bool OpenProductKey(CRegistry& key, const char* subkey, bool forWriting = false);
+
+// A text value under the product key's sub-key, expanded if it is expandable; empty when key or value is
+// missing or the value is no text.
 [[nodiscard]] std::string ProductText(const char* subkey, const char* name);
 
-// The installation's roots as they stand in the store, nothing joined and nothing cut: who uses one decides
-// about trailing separators. Empty when missing. Taken in one look-up under the registry lock.
+// The installation's roots as they stand in the store: nothing joined, nothing cut, so that each user decides
+// about separators. Empty when missing.
 struct InstallationRoots {
-    std::string binRoot;  // directory of the host's binaries; ends in "/" by convention
-    std::string fileRoot; // directory of the host's files; its binaries lie in "Bin" below it
+    std::string binRoot;  // directory of the host's binaries; by convention it ends in "/"
+    std::string fileRoot; // directory of the host's files; the binaries lie in its "Bin"
 };
+// One look-up under the registry lock.
 [[nodiscard]] InstallationRoots FindInstallationRoots();
 
 } // namespace em

@@ -2,6 +2,7 @@
 
 #include "platform/base/swallow.h"
 #include "platform/event_state.h"
+#include "platform/registry_state.h"
 #include "trace/debug_client.h"
 
 namespace em {
@@ -22,6 +23,7 @@ struct TearDownAtEnd {
 void SetUpProcessState() noexcept {
     static_cast<void>(swallow([] { static_cast<void>(processTrace.value.Configure(kModuleName)); }));
     eventState.value.SetUp();
+    registryState.value.SetUp();
     // Registered now, it runs at the library's unload or, at the process's exit, before what the host built
     // earlier goes. Where it cannot be registered nothing is torn down.
     static const TearDownAtEnd atEnd;
@@ -30,6 +32,7 @@ void SetUpProcessState() noexcept {
 void TearDownProcessState() noexcept {
     // The trace goes first although it came first: nothing may be written from here on.
     processTrace.value.TearDown();
+    registryState.value.TearDown();
     eventState.value.TearDown();
 }
 

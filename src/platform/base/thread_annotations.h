@@ -15,4 +15,5 @@
 #define EM_ACQUIRE(...) EM_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define EM_TRY_ACQUIRE(...) EM_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define EM_RELEASE(...) EM_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+#define EM_RETURN_CAPABILITY(lock) EM_THREAD_ATTRIBUTE(lock_returned(lock))
 #define EM_NO_THREAD_SAFETY_ANALYSIS EM_THREAD_ATTRIBUTE(no_thread_safety_analysis)

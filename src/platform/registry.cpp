@@ -1,0 +1,129 @@
+#include "platform/registry.h"
+
+#include "platform/base/cancellation_disabled.h"
+#include "platform/registry_path.h"
+#include "platform/registry_rules.h"
+#include "platform/registry_state.h"
+#include "trace/trace.h"
+
+namespace em {
+
+CRegistry::~CRegistry() {
+    // Neither an exception nor an unwinding may leave a destructor.
+    const CancellationDisabled whole;
+    m_Node = {};
+    registryState.value.SaveTree(m_bChanged);
+}
+
+void CRegistry::SetupTree(bool forceSetup, const char* directory) {
+    registryState.value.SetupTree(forceSetup, directory);
+}
+
+void CRegistry::InitClass(const char* directory) {
+    registryState.value.InitClass(directory);
+}
+
+void CRegistry::SaveTree() {
+    registryState.value.SaveTree(true);
+}
+
+RecursiveLock& CRegistry::Lock() {
+    return registryState.value.Lock();
+}
+
+RegistryKeyRef CRegistry::Root(PredefinedRoot root) {
+    SetupTree(false);
+    return registryState.value.Root().SubKey(kPredefinedRoots[static_cast<size_t>(root)]);
+}
+
+void CRegistry::MarkChanged() {
+    m_bChanged = true;
+    registryState.value.MarkDirty();
+}
+
+int32_t CRegistry::Open(const char* path, CRegistryNode* parent, uint32_t /*rights*/, int32_t /*reserved*/) {
+    return Run(REG_NO_KEY, [&] {
+        SetupTree(false);
+        EM_TRACE_QUIETLY(2, "\nCRegistry::Open \"%s\", hKey = %d\n", textOr(path, "<null>"),
+                         asInt(reinterpret_cast<uintptr_t>(parent)));
+        return Walk(path, parent, false);
+    });
+}
+
+int32_t CRegistry::CreateKey(CRegistryNode* parent, const char* path) {
+    return Run(REG_NO_KEY, [&] {
+        SetupTree(false);
+        EM_TRACE_QUIETLY(2, "CRegistry::CreateKey \"%s\"\n", textOr(path, "<null>"));
+        return Walk(path, parent, true);
+    });
+}
+
+int32_t CRegistry::Walk(const char* path, CRegistryNode* parent, bool create) {
+    std::string copy = textOr(path);
+    RegistryPath components(copy);
+    RegistryKeyRef key(parent != nullptr ? parent : &registryState.value.Root());
+    while (const auto component = components.Next()) {
+        const std::string name(*component);
+        RegistryKeyRef next = create ? MakeSubKey(*key, name) : key->SubKey(name.c_str());
+        if (!next) {
+            return REG_NO_KEY;
+        }
+        key = std::move(next);
+    }
+    m_Node = std::move(key);
+    m_strPath = std::move(copy);
+    return REG_SUCCESS;
+}
+
+RegistryKeyRef CRegistry::MakeSubKey(CRegistryNode& parent, const std::string& name) {
+    // What another writer put into the file is there under any name.
+    if (RegistryKeyRef existing = parent.SubKey(name.c_str())) {
+        return existing;
+    }
+    const char* const refusal =
+        parent.Depth() >= kRegistryDepth ? "it would lie below the deepest level" : refusalOfKeyName(name);
+    if (refusal != nullptr) {
+        EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Key \"%s\" is refused: %s\n", name.c_str(), refusal);
+        return {};
+    }
+    bool created = false;
+    RegistryKeyRef key = parent.CreateSubKey(name.c_str(), created);
+    if (created) {
+        MarkChanged();
+    }
+    return key;
+}
+
+int32_t CRegistry::OpenPointer(const char* name) {
+    return Run(REG_NO_KEY, [&]() -> int32_t {
+        SetupTree(false);
+        EM_TRACE_QUIETLY(2, "CRegistry::OpenPointer \"%s\"\n", textOr(name, "<null>"));
+        std::string path;
+        if (QueryPointer(name, path) != REG_SUCCESS || !holdsSeparator(path)) {
+            return REG_NO_KEY;
+        }
+        return Open(withUpperCaseRoot(path).c_str());
+    });
+}
+
+int32_t CRegistry::QueryPointer(const char* name, std::string& text) {
+    const RegistryKeyRef machine = Root(PredefinedRoot::LocalMachine);
+    // A null parent would mean the root node.
+    if (!machine || Open(kPointerKey, machine.get()) != REG_SUCCESS) {
+        return m_nResult = REG_NO_KEY;
+    }
+    return QueryText(name, text);
+}
+
+int32_t CRegistry::DeleteKey(const char* name) {
+    return Run(REG_INVALID, [&]() -> int32_t {
+        EM_TRACE_QUIETLY(2, "CRegistry::DeleteKey \"%s\"\n", textOr(name, "<null>"));
+        if (!m_Node || name == nullptr || !m_Node->DeleteSubKey(name)) {
+            return REG_INVALID;
+        }
+        MarkChanged();
+        return REG_SUCCESS;
+    });
+}
+
+} // namespace em

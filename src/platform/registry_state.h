@@ -1,0 +1,58 @@
+// The process's one registry: the tree in memory and where its files lie. CRegistry (registry.h) is how the
+// rest of the system works on it.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "platform/base/never_destroyed.h"
+#include "platform/base/recursive_lock.h"
+#include "platform/registry_node.h"
+
+namespace em {
+
+struct RegistryPaths {
+    explicit RegistryPaths(const std::string& directory);
+
+    std::string directory, main, backup, temporary, fallback;
+};
+
+class RegistryState {
+public:
+    constexpr RegistryState() = default;
+
+    void SetUp();
+    // Frees the tree without saving or tracing it; what another thread has locked right now is left.
+    void TearDown() noexcept;
+
+    [[nodiscard]] CRegistryNode& Root() { return m_Root; }
+    // Serialises set-up and save, and whole look-ups of the callers that want one view.
+    [[nodiscard]] RecursiveLock& Lock() EM_RETURN_CAPABILITY(m_Lock) { return m_Lock; }
+
+    // See CRegistry. The directory is a text, or null for the one in use.
+    void SetupTree(bool forceSetup, const char* directory);
+    void SaveTree(bool changedByCaller);
+    void InitClass(const char* directory);
+    void MarkDirty() { m_bDirty = true; }
+    [[nodiscard]] bool IsDirty() const { return m_bDirty; }
+    [[nodiscard]] bool IsSetup() const { return m_bSetup; }
+
+private:
+    void Restore(const char* directory) EM_REQUIRES(m_Lock);
+    void Save() EM_REQUIRES(m_Lock);
+
+    RecursiveLock m_Lock;
+    CRegistryNode m_Root;
+    std::atomic<bool> m_bSetup{false};
+    std::atomic<bool> m_bDirty{false};
+    std::atomic<bool> m_bTornDown{false};
+    // The main file is there and could not be read: a save would push good data out.
+    bool m_bMainUnreadable EM_GUARDED_BY(m_Lock) = false;
+    std::unique_ptr<RegistryPaths> m_pPaths EM_GUARDED_BY(m_Lock); // since the first set-up
+};
+
+// Built at compile time, set up by the library's load-time initialiser.
+extern constinit NeverDestroyed<RegistryState> registryState;
+
+} // namespace em
