@@ -8,6 +8,7 @@
 #include "host/exit_code.h"
 #include "host/messages_command.h"
 #include "host/profile_command.h"
+#include "host/registry_command.h"
 #include "host/rehearsal.h"
 #include "host/rehearsal_launch.h"
 #include "host/rehearse_command.h"
@@ -29,6 +30,8 @@ int run(int argc, char** argv) {
     static_cast<void>(addRehearseCommand(app, rehearsal));
     const CLI::App* messagesCommand = addMessagesCommand(app, messages);
     const CLI::App* profileCommand = addProfileCommand(app, profile);
+    RegistryCommand registry;
+    const CLI::App* registryCommand = addRegistryCommand(app, registry);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -42,6 +45,9 @@ int run(int argc, char** argv) {
     }
     if (profileCommand->parsed()) {
         return runProfileCommand(profile);
+    }
+    if (registryCommand->parsed()) {
+        return runRegistryCommand(registry);
     }
     return rehearsal.inside ? runRehearsal(rehearsal) : launchRehearsal(rehearsal);
 }

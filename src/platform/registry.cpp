@@ -12,7 +12,7 @@ CRegistry::~CRegistry() {
     // Neither an exception nor an unwinding may leave a destructor.
     const CancellationDisabled whole;
     m_Node = {};
-    registryState.value.SaveTree(m_bChanged);
+    static_cast<void>(registryState.value.SaveTree(m_bChanged)); // a failure has its line
 }
 
 void CRegistry::SetupTree(bool forceSetup, const char* directory) {
@@ -23,8 +23,8 @@ void CRegistry::InitClass(const char* directory) {
     registryState.value.InitClass(directory);
 }
 
-void CRegistry::SaveTree() {
-    registryState.value.SaveTree(true);
+bool CRegistry::SaveTree() {
+    return registryState.value.SaveTree(true);
 }
 
 RecursiveLock& CRegistry::Lock() {

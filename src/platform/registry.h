@@ -36,7 +36,7 @@ public:
     // and sub-keys of the root are replaced. InitClass drops the tree first. SaveTree writes a changed tree.
     static void SetupTree(bool forceSetup, const char* directory = nullptr);
     static void InitClass(const char* directory = nullptr);
-    static void SaveTree();
+    static bool SaveTree(); // false: the change is in memory only
     // Hold it around several operations that must see one another's state. Other handles may still change
     // values under it.
     [[nodiscard]] static RecursiveLock& Lock();

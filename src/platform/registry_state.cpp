@@ -63,29 +63,34 @@ void RegistryState::InitClass(const char* directory) {
     SetupTree(true, directory);
 }
 
-void RegistryState::SaveTree(bool changedByCaller) {
+bool RegistryState::SaveTree(bool changedByCaller) {
     // A change of the caller's own may be on its way to the disk by another thread: the lock waits for that.
     if (m_bTornDown || (!changedByCaller && !m_bDirty)) {
-        return;
+        return true;
     }
     const CancellationDisabled whole;
     const RecursiveLockGuard guard(m_Lock);
     // Cleared before the tree is written: a change made meanwhile is saved by the handle that made it.
-    if (m_bDirty.exchange(false) && !swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { Save(); })) {
+    if (!m_bDirty.exchange(false)) {
+        return true;
+    }
+    bool saved = false;
+    if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { saved = Save(); })) {
         EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Saving failed without memory, the change is in memory only\n");
     }
+    return saved;
 }
 
-void RegistryState::Save() {
+bool RegistryState::Save() {
     if (m_pPaths == nullptr) {
-        return; // no set-up has come as far as the paths, so no file was read and none is replaced
+        return false; // no set-up has come as far as the paths, so no file was read and none is replaced
     }
     if (m_bMainUnreadable) {
         EM_TRACE_QUIETLY(1,
                          "CRegistry: ERROR: \"%s\" could not be read and is not replaced, the change is in "
                          "memory only\n",
                          m_pPaths->main.c_str());
-        return;
+        return false;
     }
     const RegistrySaveOutcome outcome = saveRegistryFile(m_pPaths->directory, writeRegistry(m_Root));
     if (outcome.notOpened) {
@@ -96,10 +101,11 @@ void RegistryState::Save() {
         EM_TRACE_QUIETLY(
             1, "CRegistry: ERROR: Saving \"%s\" failed (%s, error %d), the change is in memory only\n",
             m_pPaths->main.c_str(), outcome.failedAt, outcome.error);
-        return;
+        return false;
     }
     EM_TRACE_QUIETLY(2, "\nCRegistry::SaveTree MPRegistryTemp[%s] \t MPRegistry[%s]",
                      m_pPaths->temporary.c_str(), m_pPaths->main.c_str());
+    return true;
 }
 
 } // namespace em

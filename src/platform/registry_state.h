@@ -32,7 +32,7 @@ public:
 
     // See CRegistry. The directory is a text, or null for the one in use.
     void SetupTree(bool forceSetup, const char* directory);
-    void SaveTree(bool changedByCaller);
+    bool SaveTree(bool changedByCaller); // false: the change is in memory only
     void InitClass(const char* directory);
     void MarkDirty() { m_bDirty = true; }
     [[nodiscard]] bool IsDirty() const { return m_bDirty; }
@@ -40,7 +40,7 @@ public:
 
 private:
     void Restore(const char* directory) EM_REQUIRES(m_Lock);
-    void Save() EM_REQUIRES(m_Lock);
+    bool Save() EM_REQUIRES(m_Lock);
 
     RecursiveLock m_Lock;
     CRegistryNode m_Root;

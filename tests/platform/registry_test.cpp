@@ -210,7 +210,7 @@ TEST_F(RegistryTest, KeysEndAtTheDeepestLevel) {
     EXPECT_EQ(key.CreateKey(nullptr, path.c_str()), 0);
     EXPECT_EQ(key.SetValue("deep", "down"), 1U);
     EXPECT_EQ(key.CreateKey(nullptr, (path + "\\k").c_str()), -1);
-    CRegistry::SaveTree();
+    EXPECT_TRUE(CRegistry::SaveTree());
     m_Directory.load();
     EXPECT_EQ(key.Open(path.c_str()), 0);
     EXPECT_EQ(key.GetValue("deep"), 0);

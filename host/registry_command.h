@@ -1,0 +1,23 @@
+// `volad-dev registry`: works on the registry store's files with the store's own code.
+#pragma once
+
+#include <string>
+
+#include <CLI/App.hpp>
+
+namespace volad_dev {
+
+struct RegistryCommand {
+    std::string directory; // empty: the fixed one
+    bool json = false;
+    bool raw = false; // expandable text as it is stored
+    std::string verb, path, name, type, value, file;
+};
+
+// Adds the subcommand; what it parses lands in `target`, which must outlive the parsing.
+CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target);
+
+// Returns the tool's exit code: 1, with one line on standard error, when something is not there or refused.
+int runRegistryCommand(const RegistryCommand& command);
+
+} // namespace volad_dev
