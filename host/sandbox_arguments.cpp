@@ -116,6 +116,7 @@ void addCallersFiles(Arguments& arguments, const SandboxOptions& options, const 
     } else {
         add(arguments, {"--bind", options.scratch.c_str(), layout::kScratch});
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): before any thread is started
     if (const char* coverage = std::getenv(kCoverageVariable); coverage != nullptr && *coverage != '\0') {
         add(arguments, {"--bind", coverage, kCoverage, "--setenv", kCoverageVariable, kCoverage});
     }

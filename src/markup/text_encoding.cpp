@@ -121,7 +121,7 @@ const char* convert(const TextEncoding& encoding, std::string& text, size_t& off
     if (!converter.valid()) {
         return kUnknownName;
     }
-    std::array<char, 16 * 1024> piece;
+    std::array<char, 16UL * 1024> piece;
     std::string_view input = encoding.content;
     bool flushed = false;
     while (!flushed) {

@@ -7,7 +7,7 @@
 
 namespace em {
 
-constexpr size_t kLargestXmlText = 64 * 1024 * 1024; // bytes of UTF-8
+constexpr size_t kLargestXmlText = 64UL * 1024 * 1024; // bytes of UTF-8
 
 // What the bytes of an XML document say of their encoding.
 struct TextEncoding {

@@ -11,8 +11,8 @@ class xml_document;
 
 namespace em {
 
-constexpr size_t kLargestXmlFile = 16 * 1024 * 1024; // bytes
-constexpr unsigned kDeepestXml = 256;                // elements within elements
+constexpr size_t kLargestXmlFile = 16UL * 1024 * 1024; // bytes
+constexpr unsigned kDeepestXml = 256;                  // elements within elements
 
 struct XmlLoadResult {
     const char* reason = nullptr; // why it was not loaded, a static text; null when it was

@@ -21,7 +21,12 @@ std::string followLinks(std::string path) {
             break;
         }
         const std::string next(target.data(), static_cast<size_t>(size));
-        path = next[0] == '/' ? next : path.substr(0, path.rfind('/') + 1) + next;
+        if (next.front() == '/') {
+            path = next;
+        } else {
+            path.resize(path.rfind('/') + 1);
+            path += next;
+        }
     }
     return path;
 }

@@ -8,8 +8,8 @@
 
 namespace em {
 
-constexpr size_t kLongestProfileLine = 1023;            // characters; what is behind them is skipped
-constexpr size_t kLargestProfile = 16u * 1024u * 1024u; // bytes of a file
+constexpr size_t kLongestProfileLine = 1023;           // characters; what is behind them is skipped
+constexpr size_t kLargestProfile = 16UL * 1024 * 1024; // bytes of a file
 
 struct ProfileLine {
     size_t from = 0; // offsets of the whole line in the file, its line end included

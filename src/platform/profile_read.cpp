@@ -20,7 +20,8 @@ public:
 
     void addName(std::string_view name) {
         add(name);
-        add(std::string_view("", 1));
+        constexpr char terminator = '\0';
+        add(std::string_view(&terminator, 1));
     }
 
     // At most size - 1 characters, terminated.
