@@ -46,6 +46,15 @@ TEST_F(LogMsgFile, FoundInTheCurrentDirectory) {
     EXPECT_EQ("pressed", summary());
 }
 
+// The catalogue's lines; the registry store, which it asks for the registered directory, writes its own.
+std::string ownLines(const test::TraceCapture& capture) {
+    std::string text;
+    for (const test::TraceLine& line : capture.lines()) {
+        text += line.text.find("CLogMsgFile ") != std::string::npos ? line.text : "";
+    }
+    return text;
+}
+
 TEST_F(LogMsgFile, NotFoundIsNoError) {
     const test::TraceCapture capture(4);
     EXPECT_FALSE(m_Messages.Open(false));
@@ -56,7 +65,7 @@ TEST_F(LogMsgFile, NotFoundIsNoError) {
                   attempt + "\nCLogMsgFile         : Search for file in registered directory ..." + attempt +
                   "\nCLogMsgFile         : Event messages not opened in \"" +
                   m_Directory.pathOf("ERRMSG.XML") + "\"!",
-              capture.text());
+              ownLines(capture));
     EXPECT_FALSE(m_Messages.EventMessages());
     EXPECT_EQ("", summary());
 }
