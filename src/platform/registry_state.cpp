@@ -85,26 +85,26 @@ bool RegistryState::Save() {
     if (m_pPaths == nullptr) {
         return false; // no set-up has come as far as the paths, so no file was read and none is replaced
     }
+    const RegistryPaths& paths = *m_pPaths; // the analysis does not look into the bodies of trace lines
     if (m_bMainUnreadable) {
         EM_TRACE_QUIETLY(1,
                          "CRegistry: ERROR: \"%s\" could not be read and is not replaced, the change is in "
                          "memory only\n",
-                         m_pPaths->main.c_str());
+                         paths.main.c_str());
         return false;
     }
-    const RegistrySaveOutcome outcome = saveRegistryFile(m_pPaths->directory, writeRegistry(m_Root));
+    const RegistrySaveOutcome outcome = saveRegistryFile(paths.directory, writeRegistry(m_Root));
     if (outcome.notOpened) {
-        EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Cannot open \"%s\" for writing\n",
-                         m_pPaths->temporary.c_str());
+        EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Cannot open \"%s\" for writing\n", paths.temporary.c_str());
     }
     if (outcome.failedAt != nullptr) {
         EM_TRACE_QUIETLY(
             1, "CRegistry: ERROR: Saving \"%s\" failed (%s, error %d), the change is in memory only\n",
-            m_pPaths->main.c_str(), outcome.failedAt, outcome.error);
+            paths.main.c_str(), outcome.failedAt, outcome.error);
         return false;
     }
-    EM_TRACE_QUIETLY(2, "\nCRegistry::SaveTree MPRegistryTemp[%s] \t MPRegistry[%s]",
-                     m_pPaths->temporary.c_str(), m_pPaths->main.c_str());
+    EM_TRACE_QUIETLY(2, "\nCRegistry::SaveTree MPRegistryTemp[%s] \t MPRegistry[%s]", paths.temporary.c_str(),
+                     paths.main.c_str());
     return true;
 }
 
