@@ -2,14 +2,15 @@
 // always terminated, and a list ends in two terminators. What was written reads back, and what it did not
 // concern stays.
 #include <fcntl.h>
-#include <fuzzer/FuzzedDataProvider.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/profile_edit.h"
 #include "platform/profile_string.h"
@@ -21,6 +22,29 @@ void require(bool holds) {
         std::abort();
     }
 }
+
+// The input: a byte for the buffer's size, a byte that tells which arguments are given (section 1, key 2,
+// value 4), these three as texts that each end in a NUL, and the file.
+class Input {
+public:
+    Input(const char* bytes, size_t size) : m_Bytes(bytes, size) {}
+
+    unsigned number() {
+        const unsigned value = m_Bytes.empty() ? 0 : static_cast<unsigned char>(m_Bytes[0]);
+        m_Bytes.remove_prefix(m_Bytes.empty() ? 0 : 1);
+        return value;
+    }
+    std::string text() {
+        const size_t length = std::min(m_Bytes.find('\0'), m_Bytes.size());
+        const std::string result(m_Bytes.substr(0, length));
+        m_Bytes.remove_prefix(std::min(length + 1, m_Bytes.size()));
+        return result;
+    }
+    [[nodiscard]] std::string rest() const { return std::string(m_Bytes); }
+
+private:
+    std::string_view m_Bytes;
+};
 
 // A file in memory that has a path.
 class MemoryFile {
@@ -84,14 +108,13 @@ void writeAndReadBack(const std::string& content, const em::ProfileWrite& write,
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const MemoryFile file;
-    FuzzedDataProvider data(bytes, size);
-    const uint32_t room = data.ConsumeIntegralInRange<uint32_t>(0, 300);
-    const unsigned given = data.ConsumeIntegral<uint8_t>();
-    // As C texts: they end at a NUL.
-    const std::string section = data.ConsumeRandomLengthString(8).c_str();
-    const std::string key = data.ConsumeRandomLengthString(8).c_str();
-    const std::string value = data.ConsumeRandomLengthString(8).c_str();
-    const std::string content = data.ConsumeRemainingBytesAsString();
+    Input input(reinterpret_cast<const char*>(bytes), size);
+    const uint32_t room = input.number();
+    const unsigned given = input.number();
+    const std::string section = input.text();
+    const std::string key = input.text();
+    const std::string value = input.text();
+    const std::string content = input.rest();
     file.fill(content);
     readInto((given & 1) != 0 ? section.c_str() : nullptr, (given & 2) != 0 ? key.c_str() : nullptr,
              (given & 4) != 0 ? value.c_str() : nullptr, room, file.path());

@@ -1,0 +1,26 @@
+// What the fuzzer of this reader started from or found, once more.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+namespace {
+
+TEST(MarkupCorpus, IsReadWithoutAFinding) {
+    size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(EM_MARKUP_CORPUS)) {
+        SCOPED_TRACE(entry.path());
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
+        EXPECT_EQ(0, LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
+        ++files;
+    }
+    EXPECT_GE(files, 6u);
+}
+
+} // namespace
