@@ -1,96 +1,92 @@
 // Envelopes of every shape through every reader and writer and the copy. RapidJSON's assertions are on: a
 // look-up in a value of the wrong type ends the run, as does what contradicts another reader.
-#include <fuzzer/FuzzedDataProvider.h>
-
-#include <cstdlib>
+#include <cstdint>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "frame/json_text.h"
 #include "frame/json_tree.h"
 #include "frame/sip_json.h"
+#include "input.h"
 
 namespace {
 
 using em::JsonValue;
 using em::SipJson;
+using fuzz::require;
 namespace json = em::json;
 
 constexpr const char* kKeys[] = {"SIP", "V", "CMD", "OC", "OE", "OI", "CA", "ST", "MI", "DA", "RAW", "a"};
 constexpr unsigned kDeepest = 300; // beyond the depth at which the copy changes its way
 
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
-
 class Builder {
 public:
-    explicit Builder(FuzzedDataProvider& data) : m_data(data) {}
+    explicit Builder(fuzz::Input& input) : m_Input(input) {}
 
     // Mostly an envelope's shape, since little is read from others.
     void fill(SipJson& envelope) {
         // Rarely far away: each copy of 65,536 commands costs as much as hundreds of others.
-        envelope.cursor = m_data.ConsumeIntegralInRange(0, 255) == 0 ? m_data.ConsumeIntegral<int32_t>()
-                                                                     : m_data.ConsumeIntegralInRange(-1, 4);
-        if (m_data.ConsumeIntegralInRange(0, 7) == 0) {
+        envelope.cursor =
+            m_Input.below(256) == 0 ? m_Input.number<int32_t>() : static_cast<int>(m_Input.below(6)) - 1;
+        if (m_Input.below(8) == 0) {
             envelope.root = value(0);
             return;
         }
         envelope.InitEnvelope();
-        for (auto commands = m_data.ConsumeIntegralInRange(0, 3); commands > 0; --commands) {
+        for (unsigned commands = m_Input.below(4); commands > 0; --commands) {
             JsonValue* const list = json::member(json::member(&envelope.root, "SIP"), "CMD");
-            json::append(*list, m_data.ConsumeBool() ? object(0) : value(0));
+            json::append(*list, m_Input.flag() ? object(0) : value(0));
         }
-        if (m_data.ConsumeBool()) {
+        if (m_Input.flag()) {
             json::setMember(*json::member(&envelope.root, "SIP"), key(), value(0));
         }
     }
 
     std::string key() {
-        return m_data.ConsumeIntegralInRange(0, 15) == 0 ? m_data.ConsumeRandomLengthString(20)
-                                                         : m_data.PickValueInArray(kKeys);
+        return m_Input.below(16) == 0 ? m_Input.text(21) : kKeys[m_Input.below(std::size(kKeys))];
     }
 
     JsonValue value(unsigned depth) {
-        const auto type = m_data.ConsumeEnum<Kind>();
-        if (m_data.remaining_bytes() == 0 || depth == kDeepest) {
+        const auto type = static_cast<Kind>(m_Input.below(kKinds));
+        if (m_Input.empty() || depth == kDeepest) {
             return {};
         }
         switch (type) {
         case Kind::Bool:
-            return JsonValue(m_data.ConsumeBool());
+            return JsonValue(m_Input.flag());
         case Kind::Object:
             return object(depth);
         case Kind::Array:
             return array(depth);
         case Kind::Text:
-            return json::ownedText(m_data.ConsumeRandomLengthString(40));
+            return json::ownedText(m_Input.text(41));
         case Kind::DigitText:
-            return json::ownedText((m_data.ConsumeBool() ? "0x" : "0") +
-                                   std::to_string(m_data.ConsumeIntegral<uint64_t>()));
+            return json::ownedText((m_Input.flag() ? "0x" : "0") +
+                                   std::to_string(m_Input.number<uint64_t>()));
         case Kind::Word:
-            return json::number(m_data.ConsumeIntegral<uint32_t>());
+            return json::number(m_Input.number<uint32_t>());
         case Kind::Unsigned:
-            return JsonValue(m_data.ConsumeIntegral<uint64_t>());
+            return JsonValue(m_Input.number<uint64_t>());
         case Kind::Signed:
-            return JsonValue(m_data.ConsumeIntegral<int64_t>());
+            return JsonValue(m_Input.number<int64_t>());
         case Kind::Real:
-            return JsonValue(m_data.ConsumeFloatingPoint<double>());
-        case Kind::kMaxValue:
+            return JsonValue(m_Input.number<double>());
+        case Kind::Plain:
             break;
         }
-        return JsonValue(m_data.PickValueInArray({rapidjson::kNullType, rapidjson::kNumberType}));
+        return JsonValue(m_Input.flag() ? rapidjson::kNumberType : rapidjson::kNullType);
     }
 
 private:
-    enum class Kind { Bool, Object, Array, Text, DigitText, Word, Unsigned, Signed, Real, kMaxValue };
+    enum class Kind { Bool, Object, Array, Text, DigitText, Word, Unsigned, Signed, Real, Plain };
+    static constexpr unsigned kKinds = static_cast<unsigned>(Kind::Plain) + 1;
 
     JsonValue object(unsigned depth) {
         JsonValue result = json::newObject(0);
-        for (auto left = m_data.ConsumeIntegralInRange(0, 8); left > 0; --left) {
+        for (unsigned left = m_Input.below(9); left > 0; --left) {
             json::append(result, key(), value(depth + 1));
         }
         return result;
@@ -98,13 +94,13 @@ private:
 
     JsonValue array(unsigned depth) {
         JsonValue result = json::newArray(0);
-        for (auto left = m_data.ConsumeIntegralInRange(0, 6); left > 0; --left) {
+        for (unsigned left = m_Input.below(7); left > 0; --left) {
             json::append(result, value(depth + 1));
         }
         return result;
     }
 
-    FuzzedDataProvider& m_data;
+    fuzz::Input& m_Input;
 };
 
 void read(const SipJson& envelope, const std::string& key) {
@@ -132,10 +128,10 @@ void read(const SipJson& envelope, const std::string& key) {
     json::release(object);
 }
 
-void write(SipJson& envelope, FuzzedDataProvider& data) {
-    const auto word = data.ConsumeIntegral<uint32_t>();
+void write(SipJson& envelope, fuzz::Input& input) {
+    const auto word = input.number<uint32_t>();
     bool written = envelope.CommandAt() != nullptr;
-    switch (data.ConsumeIntegralInRange(0, 5)) {
+    switch (input.below(6)) {
     case 0:
         envelope.SetCommand(word, word & 1, word & 2, word, word);
         require(!written || envelope.HasMember("OE") || (word & 1) == 0);
@@ -150,7 +146,8 @@ void write(SipJson& envelope, FuzzedDataProvider& data) {
         envelope.SetNumberData(static_cast<uint8_t>(word), static_cast<int32_t>(word));
         break;
     case 4: {
-        const auto bytes = data.ConsumeBytes<uint8_t>(word % 64);
+        const std::string_view taken = input.take(word % 64);
+        const std::vector<uint8_t> bytes(taken.begin(), taken.end());
         envelope.SetRawData(bytes.data(), static_cast<uint32_t>(bytes.size()));
         std::vector<uint8_t> back;
         require(!written || (envelope.GetDataBytes(back) && back == bytes));
@@ -166,16 +163,16 @@ void write(SipJson& envelope, FuzzedDataProvider& data) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
-    FuzzedDataProvider data(input, size);
-    Builder builder(data);
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    fuzz::Input input(bytes, size);
+    Builder builder(input);
     SipJson envelope;
     builder.fill(envelope);
-    while (data.remaining_bytes() > 0) {
+    while (!input.empty()) {
         read(envelope, builder.key());
         SipJson copy(envelope);
         require(json::compactText(copy.root) == json::compactText(envelope.root));
-        write(copy, data);
+        write(copy, input);
         envelope = copy;
     }
     return 0;

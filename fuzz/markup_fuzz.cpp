@@ -1,21 +1,17 @@
 // Any bytes as an XML file: loaded or refused with a reason, and every element of what was loaded can be
 // walked. Text that comes out is UTF-8.
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "catalogue/log_msg_xml_file_impl.h"
+#include "input.h"
 #include "markup/utf8.h"
 #include "markup/xml_cursor.h"
 #include "markup/xml_document.h"
 
 namespace {
 
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
+using fuzz::require;
 
 // Down and along by the names that the fuzzer's dictionary and corpus know.
 void walk(em::XmlCursor& cursor, unsigned depth) {

@@ -5,46 +5,18 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "input.h"
 #include "platform/profile_edit.h"
 #include "platform/profile_string.h"
 
 namespace {
 
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
-
-// The input: a byte for the buffer's size, a byte that tells which arguments are given (section 1, key 2,
-// value 4), these three as texts that each end in a NUL, and the file.
-class Input {
-public:
-    Input(const char* bytes, size_t size) : m_Bytes(bytes, size) {}
-
-    unsigned number() {
-        const unsigned value = m_Bytes.empty() ? 0 : static_cast<unsigned char>(m_Bytes[0]);
-        m_Bytes.remove_prefix(m_Bytes.empty() ? 0 : 1);
-        return value;
-    }
-    std::string text() {
-        const size_t length = std::min(m_Bytes.find('\0'), m_Bytes.size());
-        const std::string result(m_Bytes.substr(0, length));
-        m_Bytes.remove_prefix(std::min(length + 1, m_Bytes.size()));
-        return result;
-    }
-    [[nodiscard]] std::string rest() const { return std::string(m_Bytes); }
-
-private:
-    std::string_view m_Bytes;
-};
+using fuzz::require;
 
 // A file in memory that has a path.
 class MemoryFile {
@@ -106,15 +78,17 @@ void writeAndReadBack(const std::string& content, const em::ProfileWrite& write,
 
 } // namespace
 
+// The input: a byte for the buffer's size, a byte that tells which arguments are given (section 1, key 2,
+// value 4), these three as texts that each end in a NUL, and the file.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const MemoryFile file;
-    Input input(reinterpret_cast<const char*>(bytes), size);
-    const uint32_t room = input.number();
-    const unsigned given = input.number();
-    const std::string section = input.text();
-    const std::string key = input.text();
-    const std::string value = input.text();
-    const std::string content = input.rest();
+    fuzz::Input input(bytes, size);
+    const uint32_t room = input.number<uint8_t>();
+    const unsigned given = input.number<uint8_t>();
+    const std::string section = input.cText();
+    const std::string key = input.cText();
+    const std::string value = input.cText();
+    const std::string content(input.take(size));
     file.fill(content);
     readInto((given & 1) != 0 ? section.c_str() : nullptr, (given & 2) != 0 ? key.c_str() : nullptr,
              (given & 4) != 0 ? value.c_str() : nullptr, room, file.path());

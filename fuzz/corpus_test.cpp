@@ -1,4 +1,4 @@
-// What the fuzzer of this reader started from or found, once more.
+// What the fuzzer of this suite started from or found, once more.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -7,13 +7,13 @@
 #include <iterator>
 #include <vector>
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size);
 
 namespace {
 
-TEST(ProfileCorpus, IsReadWithoutAFinding) {
+TEST(FuzzCorpus, IsReadWithoutAFinding) {
     size_t files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(EM_PROFILE_CORPUS)) {
+    for (const auto& entry : std::filesystem::directory_iterator(EM_FUZZ_CORPUS)) {
         SCOPED_TRACE(entry.path());
         std::ifstream file(entry.path(), std::ios::binary);
         const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
