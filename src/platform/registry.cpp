@@ -66,6 +66,7 @@ int32_t CRegistry::Walk(const char* path, CRegistryNode* parent, bool create) {
         const std::string name(*component);
         RegistryKeyRef next = create ? MakeSubKey(*key, name) : key->SubKey(name.c_str());
         if (!next) {
+            m_strPath.clear();
             return REG_NO_KEY;
         }
         key = std::move(next);
@@ -98,11 +99,14 @@ int32_t CRegistry::OpenPointer(const char* name) {
     return Run(REG_NO_KEY, [&]() -> int32_t {
         SetupTree(false);
         EM_TRACE_QUIETLY(2, "CRegistry::OpenPointer \"%s\"\n", textOr(name, "<null>"));
+        RegistryKeyRef before(m_Node.get());
         std::string path;
-        if (QueryPointer(name, path) != REG_SUCCESS || !holdsSeparator(path)) {
-            return REG_NO_KEY;
+        if (QueryPointer(name, path) == REG_SUCCESS && holdsSeparator(path) &&
+            Open(withUpperCaseRoot(path).c_str()) == REG_SUCCESS) {
+            return REG_SUCCESS;
         }
-        return Open(withUpperCaseRoot(path).c_str());
+        m_Node = std::move(before); // what is set through this handle must not end up among the pointers
+        return REG_NO_KEY;
     });
 }
 

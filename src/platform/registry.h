@@ -51,7 +51,7 @@ public:
     // file could not carry (see SetValue) and below 512 levels.
     int32_t CreateKey(CRegistryNode* parent, const char* path);
     // Opens the key that a pointer value names: a path whose first component, whatever its case, is a root
-    // name.
+    // name. 0, or -1: a key that was open then stays so.
     int32_t OpenPointer(const char* name);
     // The text of a pointer value, expanded if need be: 0, 61 when the value is missing or no text, -1
     // without the pointers' key. The handle's key is that key afterwards.

@@ -4,6 +4,7 @@
 #include "platform/deadline.h"
 #include "platform/registry_names.h"
 #include "platform/sleep.h"
+#include "platform/write_all.h"
 
 namespace em {
 namespace {
@@ -38,6 +39,7 @@ private:
 
     bool LockDirectory() {
         m_Directory.reset(sys::open(m_strDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        m_Outcome.notOpened = !m_Directory.valid();
         if (!m_Directory.valid()) {
             return FailAt("open directory", errno);
         }
@@ -61,13 +63,8 @@ private:
     }
 
     bool WriteTemporary() {
-        for (size_t done = 0; done < m_Content.size();) {
-            const ssize_t count =
-                sys::write(m_Temporary.get(), m_Content.data() + done, m_Content.size() - done);
-            if (count == 0 || (count < 0 && errno != EINTR)) {
-                return FailAt("write", count == 0 ? ENOSPC : errno);
-            }
-            done += count < 0 ? 0 : static_cast<size_t>(count);
+        if (const int error = writeAll(m_Temporary.get(), m_Content)) {
+            return FailAt("write", error);
         }
         if (sys::fchmod(m_Temporary.get(), kMode) != 0) {
             return FailAt("set permissions", errno);

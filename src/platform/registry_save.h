@@ -10,7 +10,7 @@ namespace em {
 struct RegistrySaveOutcome {
     const char* failedAt = nullptr; // null: saved; otherwise the step, for the line
     int error = 0;
-    bool notOpened = false; // the temporary file could not be opened
+    bool notOpened = false; // the temporary file, or the directory to make it in, could not be opened
 };
 
 // Writes and syncs the temporary file, exchanges it with the main file and makes what was the main file the

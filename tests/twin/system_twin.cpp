@@ -27,6 +27,9 @@ std::array<Slot, kNames> slots;
 std::atomic<int> allCalls{0};
 std::atomic<void (*)(const char*)> watcher{nullptr};
 
+Files realFiles;
+std::atomic<Files*> standInFiles{nullptr};
+
 std::mutex scriptMutex;
 std::map<std::string, std::string> paths;
 std::optional<uid_t> standInUser;
@@ -70,6 +73,7 @@ void reset() {
     }
     allCalls = 0;
     watcher = nullptr;
+    standInFiles = nullptr;
     paths.clear();
     standInUser.reset();
     standInTime.reset();
@@ -98,6 +102,10 @@ void watch(void (*newWatcher)(const char*)) {
 void setPath(const std::string& function, const std::string& value) {
     const std::lock_guard guard(scriptMutex);
     paths[function] = value;
+}
+
+void setFiles(Files* files) {
+    standInFiles = files;
 }
 
 void setUserId(uid_t user) {
@@ -143,6 +151,11 @@ bool fails(const char* call) {
         errno = error;
     }
     return error != 0;
+}
+
+Files& files() {
+    Files* const standIn = standInFiles;
+    return standIn != nullptr ? *standIn : realFiles;
 }
 
 const char* path(const char* function, const char* real) {

@@ -66,16 +66,16 @@ inline char* strdup(const char* text) {
 
 // Files and directories.
 inline int open(const char* path, int flags, mode_t mode = 0) {
-    return twin::fails("open") ? -1 : ::open(path, flags, mode);
+    return twin::fails("open") ? -1 : twin::files().open(path, flags, mode);
 }
 inline int close(int fd) {
-    return twin::fails("close") ? -1 : ::close(fd);
+    return twin::fails("close") ? -1 : twin::files().close(fd);
 }
 inline ssize_t read(int fd, void* buffer, size_t size) {
-    return twin::fails("read") ? -1 : ::read(fd, buffer, size);
+    return twin::fails("read") ? -1 : twin::files().read(fd, buffer, size);
 }
 inline ssize_t write(int fd, const void* data, size_t size) {
-    return twin::fails("write") ? -1 : ::write(fd, data, size);
+    return twin::fails("write") ? -1 : twin::files().write(fd, data, size);
 }
 inline ssize_t pread(int fd, void* buffer, size_t size, off_t at) {
     return twin::fails("pread") ? -1 : ::pread(fd, buffer, size, at);
@@ -84,7 +84,7 @@ inline ssize_t pwrite(int fd, const void* data, size_t size, off_t at) {
     return twin::fails("pwrite") ? -1 : ::pwrite(fd, data, size, at);
 }
 inline int fsync(int fd) {
-    return twin::fails("fsync") ? -1 : ::fsync(fd);
+    return twin::fails("fsync") ? -1 : twin::files().fsync(fd);
 }
 inline int ftruncate(int fd, off_t size) {
     return twin::fails("ftruncate") ? -1 : ::ftruncate(fd, size);
@@ -95,19 +95,19 @@ inline int posix_fallocate(int fd, off_t at, off_t size) {
     return error != 0 ? error : ::posix_fallocate(fd, at, size);
 }
 inline int fchmod(int fd, mode_t mode) {
-    return twin::fails("fchmod") ? -1 : ::fchmod(fd, mode);
+    return twin::fails("fchmod") ? -1 : twin::files().fchmod(fd, mode);
 }
 inline int fchown(int fd, uid_t user, gid_t group) {
     return twin::fails("fchown") ? -1 : ::fchown(fd, user, group);
 }
 inline int flock(int fd, int operation) {
-    return twin::fails("flock") ? -1 : ::flock(fd, operation);
+    return twin::fails("flock") ? -1 : twin::files().flock(fd, operation);
 }
 inline int fstat(int fd, struct stat* status) {
-    return twin::fails("fstat") ? -1 : ::fstat(fd, status);
+    return twin::fails("fstat") ? -1 : twin::files().fstat(fd, status);
 }
 inline int stat(const char* path, struct stat* status) {
-    return twin::fails("stat") ? -1 : ::stat(path, status);
+    return twin::fails("stat") ? -1 : twin::files().stat(path, status);
 }
 inline int lstat(const char* path, struct stat* status) {
     return twin::fails("lstat") ? -1 : ::lstat(path, status);
@@ -116,23 +116,23 @@ inline int access(const char* path, int mode) {
     return twin::fails("access") ? -1 : ::access(path, mode);
 }
 inline int openat(int dir, const char* name, int flags, mode_t mode = 0) {
-    return twin::fails("openat") ? -1 : ::openat(dir, name, flags, mode);
+    return twin::fails("openat") ? -1 : twin::files().openat(dir, name, flags, mode);
 }
 inline int renameat(int fromDir, const char* from, int toDir, const char* to) {
-    return twin::fails("renameat") ? -1 : ::renameat(fromDir, from, toDir, to);
+    return twin::fails("renameat") ? -1 : twin::files().renameat(fromDir, from, toDir, to);
 }
 inline int rename(const char* from, const char* to) {
     return twin::fails("rename") ? -1 : ::rename(from, to);
 }
 // Exchanges two names (RENAME_EXCHANGE) or renames without replacing (RENAME_NOREPLACE).
 inline int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) {
-    return twin::fails("renameat2") ? -1 : ::renameat2(fromDir, from, toDir, to, flags);
+    return twin::fails("renameat2") ? -1 : twin::files().renameat2(fromDir, from, toDir, to, flags);
 }
 inline int unlink(const char* path) {
     return twin::fails("unlink") ? -1 : ::unlink(path);
 }
 inline int unlinkat(int dir, const char* name, int flags) {
-    return twin::fails("unlinkat") ? -1 : ::unlinkat(dir, name, flags);
+    return twin::fails("unlinkat") ? -1 : twin::files().unlinkat(dir, name, flags);
 }
 inline ssize_t readlink(const char* path, char* buffer, size_t size) {
     return twin::fails("readlink") ? -1 : ::readlink(path, buffer, size);

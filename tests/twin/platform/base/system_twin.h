@@ -2,7 +2,11 @@
 #pragma once
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <ctime>
 #include <functional>
@@ -38,6 +42,37 @@ void setWallClock(time_t now);
 enum class Object { Other, Own };
 void setSymbol(const std::string& name, void* address, Object object = Object::Other);
 
+// The file system that these calls reach: the real one, or another that a test derives from it. Not owned;
+// null gives the real one back.
+class Files {
+public:
+    Files() = default;
+    virtual ~Files() = default;
+    Files(const Files&) = delete;
+    Files& operator=(const Files&) = delete;
+
+    virtual int open(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
+    virtual int openat(int dir, const char* name, int flags, mode_t mode) {
+        return ::openat(dir, name, flags, mode);
+    }
+    virtual int close(int fd) { return ::close(fd); }
+    virtual ssize_t read(int fd, void* buffer, size_t size) { return ::read(fd, buffer, size); }
+    virtual ssize_t write(int fd, const void* data, size_t size) { return ::write(fd, data, size); }
+    virtual int fsync(int fd) { return ::fsync(fd); }
+    virtual int fchmod(int fd, mode_t mode) { return ::fchmod(fd, mode); }
+    virtual int flock(int fd, int operation) { return ::flock(fd, operation); }
+    virtual int fstat(int fd, struct stat* status) { return ::fstat(fd, status); }
+    virtual int stat(const char* path, struct stat* status) { return ::stat(path, status); }
+    virtual int renameat(int fromDir, const char* from, int toDir, const char* to) {
+        return ::renameat(fromDir, from, toDir, to);
+    }
+    virtual int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) {
+        return ::renameat2(fromDir, from, toDir, to, flags);
+    }
+    virtual int unlinkat(int dir, const char* name, int flags) { return ::unlinkat(dir, name, flags); }
+};
+void setFiles(Files* files);
+
 struct LogRecord {
     int priority;
     std::string text;
@@ -46,9 +81,10 @@ std::vector<LogRecord> logRecords();
 // One text for each openlog: "identity options facility", the numbers in decimal.
 std::vector<std::string> logOpenings();
 
-// Asked by the twin's calls. Of these, fails() and injected() allocate nothing.
+// Asked by the twin's calls. Of these, fails(), injected() and files() allocate nothing.
 bool fails(const char* call);
 int injected(const char* call);
+Files& files();
 const char* path(const char* function, const char* real);
 uid_t userId();
 time_t wallClock();
