@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "platform/base/cancellation_disabled.h"
 #include "shutdown/shutdown_module.h"
 #include "trace/border.h"
 
@@ -43,7 +44,10 @@ unsigned deleteInstance() {
         return 0;
     }
     EM_TRACE(1, "\nEM DLL (%-10s) : Destroy module...", kModuleName);
-    delete instance;
+    {
+        const em::CancellationDisabled whole; // the destructor joins, which must not unwind it half-way
+        delete instance;
+    }
     instance = nullptr; // before a line that may throw: a kept pointer would dangle
     EM_TRACE(1, "\nEM DLL (%-10s) : .. Module destroyed successfully!", kModuleName);
     return 1;

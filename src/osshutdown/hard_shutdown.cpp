@@ -30,7 +30,7 @@ void forceShutdown(uint32_t kind) {
 } // namespace
 
 void* COSShutdown::HardShutdown(void* executor) {
-    return runThreadBody("HardShutdown", [executor] {
+    return runThreadBody("HardShutdown()", [executor] {
         if (executor != nullptr) {
             static_cast<const COSShutdown*>(executor)->AnnounceHardShutdown();
         }

@@ -11,7 +11,7 @@ namespace {
 constexpr int32_t kHardShutdownPriority = 83;
 
 // The privilege check: the real user id counts.
-bool prepareSystemShutdown() {
+bool PrepareSystemShutdown() {
     EM_TRACE(5, "\nCOSShutdown         : -> PrepareSystemShutdown");
     const bool allowed = sys::getuid() == 0;
     EM_TRACE(1, "\nCOSShutdown         : PrepareSystemShutdown(): %s!", allowed ? "OK" : "FAILED");
@@ -49,7 +49,7 @@ bool COSShutdown::SystemShutdown(uint32_t kind, uint32_t forceDelaySeconds, cons
 
 bool COSShutdown::EndSystem(uint32_t kind, uint32_t forceDelaySeconds) {
     EM_TRACE(5, "\nCOSShutdown         : -> SystemShutdown");
-    const bool allowed = prepareSystemShutdown();
+    const bool allowed = PrepareSystemShutdown();
     if (allowed) {
         static_cast<void>(sys::chdir("/")); // the command needs no particular directory
         const ShutdownKind& row = shutdownKind(kind);
@@ -64,7 +64,7 @@ bool COSShutdown::EndSystem(uint32_t kind, uint32_t forceDelaySeconds) {
 }
 
 int32_t COSShutdown::ExecuteCmd(const char* command, uint32_t timeoutSeconds) {
-    return atBorder("ExecuteCmd", -1, [&] {
+    return atBorder("ExecuteCmd()", -1, [&] {
         switch (RunCommand(command, timeoutSeconds).end) {
         case CommandEnd::Finished:
         case CommandEnd::CollectedElsewhere:

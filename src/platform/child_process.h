@@ -9,8 +9,9 @@
 
 namespace em {
 
-// What differs in the child's signal mask from that of the thread that starts it. The shell decides what its
-// programs inherit: dash clears the mask for a simple command, unless that is an "exec".
+// What differs in the child's signal mask from that of the thread that starts it. The shell begins with that
+// mask and decides what its programs inherit: bash hands it on, dash empties it when it starts a program,
+// unless by "exec".
 enum class ChildSignals {
     BlockEnding,  // SIGINT, SIGTERM, SIGHUP and SIGALRM are added: what ends this process spares the child
     UnblockAlarm, // SIGALRM is taken out

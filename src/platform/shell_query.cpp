@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 
+#include "platform/base/cancellation_disabled.h"
 #include "platform/base/unique_fd.h"
 #include "platform/child_process.h"
 #include "platform/deadline.h"
@@ -81,6 +82,7 @@ public:
     }
     ~GroupLeader() {
         if (m_bRunning) {
+            const CancellationDisabled whole;
             static_cast<void>(sys::kill(-m_Child.pid, SIGKILL));
             static_cast<void>(WaitForChild(m_Child, Deadline::in(kKilledEndsMs)));
         }

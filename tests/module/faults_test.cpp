@@ -1,5 +1,6 @@
 // Hosts that answer badly or throw, a debug object that throws, cancels and stops at every moment.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -282,6 +283,23 @@ TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
     EXPECT_TRUE(m_Module.destroy());
 }
 #endif
+
+// A destructor cannot be unwound: a cancellation that took effect in its joins would end the host.
+TEST_F(FaultTest, CancelledHostThreadDeletesTheWholeModule) {
+    start();
+    pthread_t thread{};
+    const auto cancelled = [](void* module) -> void* {
+        ::pthread_cancel(::pthread_self());
+        EXPECT_TRUE(static_cast<HostedModule*>(module)->destroy());
+        ::pthread_testcancel();
+        return nullptr;
+    };
+    ASSERT_EQ(::pthread_create(&thread, nullptr, cancelled, &m_Module), 0);
+    void* value = nullptr;
+    ASSERT_EQ(::pthread_join(thread, &value), 0);
+    EXPECT_EQ(value, PTHREAD_CANCELED);
+    EXPECT_TRUE(recording().contains("EXIT THREAD TaskHandler()!"));
+}
 
 TEST_F(FaultTest, DelayBeyondTheWaitsRangeIsNoShortOne) {
     m_Module.host.answer(kDelay, "4294968"); // seconds; its milliseconds do not fit 32 bits

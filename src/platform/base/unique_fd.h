@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "platform/base/cancellation_disabled.h"
 #include "platform/base/errno_keeper.h"
 #include "platform/base/system.h"
 
@@ -28,6 +29,7 @@ public:
         const int old = std::exchange(m_nFd, fd);
         if (old >= 0) {
             const ErrnoKeeper keeper;
+            const CancellationDisabled whole;   // close is a cancellation point, and destructors come here
             static_cast<void>(sys::close(old)); // nothing was written through it that close could still lose
         }
     }
