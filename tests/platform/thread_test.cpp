@@ -74,33 +74,17 @@ protected:
     }
 };
 
-TEST_F(ThreadTest, AJoinableThreadsLifeInLines) {
-    ASSERT_TRUE(thread.Start(&returnsArgument, &capture, 63, true, 0x1000, false, true));
-    const std::string id = hex(thread.Handle());
-    EXPECT_TRUE(thread.WaitForTermination(0xFFFFFFFF));
-    EXPECT_EQ(thread.Handle(), 0U);
-    char value[32];
-    std::snprintf(value, sizeof value, "%p", static_cast<void*>(&capture));
-    EXPECT_EQ(capture.text(),
-              "\nCThread::Start: Start a thread, Prio=63, Suspend=1, StackSize=0x00001000, Waitable=1, "
-              "KillAliveThread=0"
-              "\npthread_attr_init: 0"
-              "\nThreadPrio=63"
-              "\nCThread::Start: thread=" +
-                  id +
-                  " created, Prio=63, Waitable=1, StackSize=0x1000"
-                  "\nCThread::WaitForTermination: a joinable Thread = " +
-                  id + " has terminated, pstat=" + value);
-}
-
 TEST_F(ThreadTest, WithoutAThread) {
     EXPECT_TRUE(thread.WaitForTermination(0));
     EXPECT_FALSE(thread.Kill());
     thread.JoinSilently();
     EXPECT_FALSE(thread.IsAlive());
-    EXPECT_EQ(capture.text(), "\nCThread::WaitForTermination: Thread = 0x000000000 doesn't exist !"
-                              "\nCThread::Kill: Try to kill the Thread = 0x00000000"
-                              "\nCThread::Kill: Thread = 0x000000000 doesn't exist !");
+    CThread::SetThreadName(0x112345678, nullptr, "_TaskHandler");
+    EXPECT_EQ(capture.text(),
+              "\nCThread::WaitForTermination: Thread = 0x000000000 doesn't exist !"
+              "\nCThread::Kill: Try to kill the Thread = 0x00000000"
+              "\nCThread::Kill: Thread = 0x000000000 doesn't exist !"
+              "CThread::SetThreadName: ThreadId = 0x12345678, DebugName = , Qualifier = (_TaskHandler)\n");
     EXPECT_EQ(twin::calls("pthread_join") + twin::calls("pthread_getschedparam"), 0);
 }
 
@@ -118,8 +102,9 @@ TEST_F(ThreadTest, AFiniteLimitIsWarnedAboutAndNotKept) {
     EXPECT_FALSE(thread.IsAlive());
 }
 
-TEST_F(ThreadTest, KillJoinsAJoinableThread) {
+TEST_F(ThreadTest, StartKillsARecordedThreadWhenAskedAndKillJoins) {
     Gate gate;
+    thread.SetKillAliveThread(true);
     ASSERT_TRUE(start(&Gate::routine, &gate, true));
     const std::string id = hex(thread.Handle());
     capture.clear();
@@ -127,13 +112,21 @@ TEST_F(ThreadTest, KillJoinsAJoinableThread) {
         EXPECT_TRUE(capture.WaitForLine("Try to join a joinable"));
         gate.open.set_value();
     });
-    EXPECT_TRUE(thread.Kill());
+    ASSERT_TRUE(thread.Start(&returnsArgument, nullptr, 0, true, 0x1000, false, true));
     EXPECT_TRUE(gate.passed);
     EXPECT_EQ(twin::calls("pthread_cancel"), 0);
-    EXPECT_EQ(capture.text(), "\nCThread::Kill: Try to kill the Thread = " + id +
-                                  "\nCThread::Kill: Try to join a joinable Thread = " + id +
-                                  "\nCThread::Kill: a joinable Thread = " + id +
-                                  " has terminated, pstat=(nil)");
+    EXPECT_EQ(capture.text(),
+              "\nCThread::Start: Start a thread, Prio=0, Suspend=1, StackSize=0x00001000, Waitable=1, "
+              "KillAliveThread=1"
+              "\nCThread::Kill: Try to kill the Thread = " +
+                  id + "\nCThread::Kill: Try to join a joinable Thread = " + id +
+                  "\nCThread::Kill: a joinable Thread = " + id +
+                  " has terminated, pstat=(nil)"
+                  "\npthread_attr_init: 0"
+                  "\nThreadPrio=0"
+                  "\nCThread::Start: thread=" +
+                  hex(thread.Handle()) + " created, Prio=0, Waitable=1, StackSize=0x1000");
+    thread.JoinSilently();
 }
 
 TEST_F(ThreadTest, AJoinThatFailsKeepsTheHandle) {
@@ -199,17 +192,6 @@ TEST_F(ThreadTest, PriorityGoesIntoTheAttributeAndNowhereElse) {
     thread.JoinSilently();
     EXPECT_EQ(twin::calls("pthread_attr_setschedparam"), 1);
     EXPECT_EQ(policy, SCHED_OTHER) << "the creator's scheduling is inherited";
-}
-
-TEST_F(ThreadTest, StartKillsARecordedThreadWhenAsked) {
-    ASSERT_TRUE(start(&returnsArgument, nullptr, true));
-    thread.SetKillAliveThread(true);
-    capture.clear();
-    ASSERT_TRUE(start(&returnsArgument, nullptr, true));
-    EXPECT_EQ(twin::calls("pthread_join"), 1);
-    EXPECT_NE(capture.lines().at(0).text.find("KillAliveThread=1"), std::string::npos);
-    EXPECT_NE(capture.lines().at(1).text.find("Try to kill"), std::string::npos);
-    thread.JoinSilently();
 }
 
 TEST_F(ThreadTest, ADetachedThreadIsCancelled) {
@@ -285,12 +267,6 @@ TEST_F(ThreadTest, TheBorderOfARoutine) {
     EXPECT_EQ(own, "\n\nEM_SHUTDOWN         : ## EXCEPTION in WorkerThread()! ##"
                    "THREAD_RETURN: ## INFO: Thread = " +
                        id + " exited, Return = 0x00000000##\n");
-}
-
-TEST_F(ThreadTest, NamingIsALine) {
-    CThread::SetThreadName(0x112345678, nullptr, "_TaskHandler");
-    EXPECT_EQ(capture.text(),
-              "CThread::SetThreadName: ThreadId = 0x12345678, DebugName = , Qualifier = (_TaskHandler)\n");
 }
 
 } // namespace

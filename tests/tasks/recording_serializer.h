@@ -101,15 +101,6 @@ protected:
     }
     ~TaskSerializerTest() override { EXPECT_EQ(Note::alive, 0) << "a record was not freed"; }
 
-    // The lines that hold the part, of this thread or of all others, one after the other.
-    [[nodiscard]] std::string lines(const char* part, bool ofThisThread) const {
-        std::string text;
-        for (const TraceLine& line : capture.lines()) {
-            const bool own = line.thread == std::this_thread::get_id();
-            text += own == ofThisThread && line.text.find(part) != std::string::npos ? line.text : "";
-        }
-        return text;
-    }
     [[nodiscard]] int count(const char* part) const {
         int found = 0;
         for (const TraceLine& line : capture.lines()) {
@@ -121,11 +112,5 @@ protected:
     TraceCapture capture{5};
     twin::Scope scope;
 };
-
-inline std::string hexOf(const void* pointer) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(reinterpret_cast<uintptr_t>(pointer)));
-    return text;
-}
 
 } // namespace em::test
