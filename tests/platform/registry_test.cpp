@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/base/system_twin.h"
+#include "platform/registry_reader.h"
 #include "support/registry_directory.h"
 #include "support/trace_capture.h"
 
@@ -282,8 +283,13 @@ TEST_F(RegistryTest, NoUpdateOfAnotherThreadIsLost) {
                     static_cast<void>(doomed.Open("HKEY_LOCAL_MACHINE"));
                     static_cast<void>(doomed.DeleteKey("doomed"));
                 }
-                EXPECT_NE(m_Directory.read("registry").find(name + "=d="), std::string::npos)
-                    << "on disk when the handle has gone";
+                const std::string file = m_Directory.read("registry");
+                EXPECT_NE(file.find(name + "=d="), std::string::npos) << "on disk when the handle has gone";
+                CRegistryNode read(0);
+                readRegistry(file, read, [&](const RegistryFinding& finding) {
+                    ADD_FAILURE() << "torn in line " << finding.line << ": " << finding.reason << "\n"
+                                  << file;
+                });
             }
         });
     }
