@@ -47,8 +47,8 @@ unsigned deleteInstance() {
     {
         const em::CancellationDisabled whole; // the destructor joins, which must not unwind it half-way
         delete instance;
+        instance = nullptr; // before a line that may throw: a kept pointer would dangle
     }
-    instance = nullptr; // before a line that may throw: a kept pointer would dangle
     EM_TRACE(1, "\nEM DLL (%-10s) : .. Module destroyed successfully!", kModuleName);
     return 1;
 }

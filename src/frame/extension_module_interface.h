@@ -8,9 +8,8 @@ namespace em {
 
 struct SipJson;
 
-// Slots may be called from any host thread, slots 7, 8 and 13 also at the same time. While the host is inside
-// slots 4, 5, 6, 8, 13 or EM_Delete it must hold no lock that its own send-message slot needs: Stop waits for
-// threads that may be in there.
+// Slots may be called from any host thread, slots 7, 8 and 13 also at the same time. host_interface.h tells
+// which locks the host must not hold meanwhile.
 class CIExtensionModule {
 public:
     virtual ~CIExtensionModule() = default;                                                       // 0, 1

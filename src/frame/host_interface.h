@@ -2,8 +2,12 @@
 // exception of the host's in. A host that throws is traced and counts as one that did not answer.
 //
 // The send-message slot is called from the task handler, the worker, the watcher and from host threads, also
-// at the same time, and never under a lock of the module. The envelope stays the module's own: the host
-// copies what it wants to keep before it returns.
+// at the same time, and never under a lock of the module. While the host is inside the module's slots 4, 5,
+// 6, 8, 13 or EM_Delete it must hold no lock that this slot needs: they may wait for a thread that is in
+// there. The envelope stays the module's own: the host copies what it wants to keep before it returns.
+//
+// The host's debug object also gets lines while the module holds a lock. It must neither call back into the
+// module nor wait for one of its threads.
 #pragma once
 
 #include <cstdint>

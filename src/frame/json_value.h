@@ -113,8 +113,7 @@ inline bool fitsWord(const JsonValue& value) {
     return value.IsInt() || value.IsUint();
 }
 
-// Changing a value
-// -------------------------------------------------------------------------------------------
+// Changing a value ------------------------------------------------------------------------------------------
 
 inline JsonValue number(uint32_t value) {
     return JsonValue(value);

@@ -47,8 +47,7 @@ struct SipJson {
     SipJson& operator=(const SipJson& other);
     ~SipJson();
 
-    // Writers. A member that is there keeps its place; a new one comes last.
-    // ----------------------------------
+    // Writers: a member that is there keeps its place, a new one comes last.
 
     // {"SIP":{"V":1,"CMD":[]}}; cursor and text stay.
     void InitEnvelope();
@@ -74,8 +73,7 @@ struct SipJson {
     static constexpr uint32_t kKeepStatus = 0xFFFFFFFF;
     static constexpr int64_t kMostNewCommands = 65536;
 
-    // Readers
-    // -------------------------------------------------------------------------------------------------
+    // Readers.
 
     // A number's low 32 bits, or the number in a text ("0x1F", "017", "15"); anything else gives the default.
     [[nodiscard]] uint32_t GetUint(std::string_view name, uint32_t fallback) const;
@@ -102,7 +100,9 @@ struct SipJson {
     [[nodiscard]] bool GetDataString(std::string& value) const;
     // A copy of an object "DA", null for any other.
     void GetDataObject(JsonValue& value) const;
-    // A status of success (0, 12, 21, 255) and data that is a number or has a length.
+    // Whether the status is one of success: 0, 12, 21 or 255.
+    [[nodiscard]] bool IsSuccess() const;
+    // A status of success, and data that is a number or has a length.
     [[nodiscard]] bool HasValidData() const;
 
     // A setting in an answer: GetDataUint, or a text that begins with a digit. Other texts are no number;

@@ -48,12 +48,13 @@ bool SipJson::IsStructuredData() const {
     return !list.empty() && json::isObject(&list.front());
 }
 
-bool SipJson::HasValidData() const {
+bool SipJson::IsSuccess() const {
     const uint32_t status = GetUint(key::Status, kMissingStatus);
-    if (std::ranges::find(kStatusesOfSuccess, status) == kStatusesOfSuccess.end()) {
-        return false;
-    }
-    return json::isNumber(FindData()) || GetDataLength() != 0;
+    return std::ranges::find(kStatusesOfSuccess, status) != kStatusesOfSuccess.end();
+}
+
+bool SipJson::HasValidData() const {
+    return IsSuccess() && (json::isNumber(FindData()) || GetDataLength() != 0);
 }
 
 bool SipJson::GetOpcode(uint32_t& operationCode) const {

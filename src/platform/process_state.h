@@ -1,5 +1,5 @@
 // The process-wide objects of the library, set up in a fixed order when it is loaded and torn down in reverse
-// when it is unloaded or the process exits. Nothing else in the library has a static constructor.
+// when it is unloaded or the process exits. No other object of ours is built at load.
 #pragma once
 
 namespace em {

@@ -1,8 +1,5 @@
 // Replies and notifications of other applications that the host hands on: the one way to a halt, and the
 // restart of the management agents.
-#include <algorithm>
-#include <array>
-
 #include "frame/message_trace.h"
 #include "shutdown/agents_restart.h"
 #include "shutdown/operation_codes.h"
@@ -10,11 +7,6 @@
 #include "trace/border.h"
 
 namespace em {
-namespace {
-
-constexpr std::array<uint32_t, 4> kSuccess{0, 12, 21, 255};
-
-} // namespace
 
 void CShutdownExtensionModule::ApplicationReply(SipJson* reply) {
     if (reply == nullptr) {
@@ -55,8 +47,7 @@ void CShutdownExtensionModule::DispatchReply(SipJson& reply) {
 }
 
 void CShutdownExtensionModule::RestartAgents(SipJson& reply) {
-    const uint32_t result = reply.GetUint("ST", status::kMissing);
-    if (std::find(kSuccess.begin(), kSuccess.end(), result) != kSuccess.end()) {
+    if (reply.IsSuccess()) {
         uint32_t reason = 0;
         static_cast<void>(reply.GetDataUint(reason)); // no reason counts as 0
         EM_TRACE(2, "\nEM_SHUTDOWN         : Agent service restart request reason: %d", asInt(reason & 0xFF));

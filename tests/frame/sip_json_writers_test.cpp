@@ -56,38 +56,22 @@ TEST(SipJsonWriters, MembersKeepTheirPlaceAndTheLastOneFillsAGap) {
     EXPECT_EQ(commandText(envelope), R"({"ST":8,"OC":5,"DA":"x","MI":9,"CA":6})");
 }
 
-TEST(SipJsonWriters, SetOpcodeDropsZeroPartsAndKeepsTheRest) {
-    SipJson envelope = freshEnvelope();
-    envelope.SetOpcode(527, 2, 3);
-    envelope.SetUintMember("DA", 4);
-    EXPECT_EQ(commandText(envelope), R"({"OC":527,"OE":2,"OI":3,"DA":4})");
-    envelope.SetOpcode(528, 0, 0);
-    EXPECT_EQ(commandText(envelope), R"({"OC":528,"DA":4})");
-}
-
 TEST(SipJsonWriters, OfEqualKeysTheFirstIsSetAndRemoved) {
     SipJson envelope = commandOf(R"({"ST":1,"OE":1,"ST":2,"OE":2})");
     envelope.SetStatus(9);
-    EXPECT_EQ(commandText(envelope), R"({"ST":9,"OE":1,"ST":2,"OE":2})");
     envelope.SetOpcode(5, 0, 0);
     EXPECT_EQ(commandText(envelope), R"({"ST":9,"OC":5,"ST":2,"OE":2})");
 }
 
-TEST(SipJsonWriters, SetNumberDataWritesDataThenAnyStatus) {
+TEST(SipJsonWriters, DataIsReplacedWhereItStands) {
     SipJson envelope = freshEnvelope();
     envelope.SetNumberData(255, -1);
     EXPECT_EQ(commandText(envelope), R"({"DA":255,"ST":4294967295})");
-}
-
-TEST(SipJsonWriters, SetRawDataReplacesTheData) {
-    SipJson envelope = commandOf(R"({"DA":{"RAW":[9],"x":1},"ST":0})");
     const std::vector<uint8_t> bytes = {0, 127, 128, 255};
     envelope.SetRawData(bytes.data(), 4);
-    EXPECT_EQ(commandText(envelope), R"({"DA":{"RAW":[0,127,128,255]},"ST":0})");
+    EXPECT_EQ(commandText(envelope), R"({"DA":{"RAW":[0,127,128,255]},"ST":4294967295})");
     envelope.SetRawData(nullptr, 0);
-    EXPECT_EQ(commandText(envelope), R"({"DA":{"RAW":[]},"ST":0})");
-    EXPECT_EQ(envelope.GetDataLength(), 0U);
-    EXPECT_FALSE(envelope.HasValidData());
+    EXPECT_EQ(commandText(envelope), R"({"DA":{"RAW":[]},"ST":4294967295})");
 }
 
 TEST(SipJsonWriters, WhatIsNoObjectAtTheCursorBecomesOne) {
@@ -98,30 +82,19 @@ TEST(SipJsonWriters, WhatIsNoObjectAtTheCursorBecomesOne) {
     }
 }
 
-TEST(SipJsonWriters, CommandsAreAppendedUpToTheCursor) {
-    SipJson envelope = commandOf(R"({"OC":1})");
-    envelope.cursor = 2;
-    envelope.SetStatus(1);
-    EXPECT_EQ(textOf(envelope), R"({"SIP":{"V":1,"CMD":[{"OC":1},{},{"ST":1}]}})");
-}
-
-TEST(SipJsonWriters, ACursorFarBeyondTheCommandsChangesNothing) {
-    struct Case {
-        int32_t cursor;
-        bool written;
-    };
-    for (const Case& each : std::vector<Case>{{-1, false},
-                                              {INT32_MIN, false},
-                                              {INT32_MAX, false},
-                                              {65536 + 1, false}, // one command is there already
-                                              {65535 + 1, true}}) {
-        SipJson envelope = commandOf("{}");
-        envelope.cursor = each.cursor;
-        EXPECT_EQ(envelope.CommandAt() != nullptr, each.written) << each.cursor;
-        if (!each.written) {
-            EXPECT_EQ(textOf(envelope), R"({"SIP":{"V":1,"CMD":[{}]}})") << each.cursor;
-        }
+TEST(SipJsonWriters, CommandsAreAppendedUpToTheCursorUnlessItIsAbsurd) {
+    SipJson near = commandOf(R"({"OC":1})");
+    near.cursor = 2;
+    near.SetStatus(1);
+    EXPECT_EQ(textOf(near), R"({"SIP":{"V":1,"CMD":[{"OC":1},{},{"ST":1}]}})");
+    SipJson far = commandOf("{}");
+    for (const int32_t cursor : {-1, INT32_MIN, INT32_MAX, 65536 + 1}) { // one command is there already
+        far.cursor = cursor;
+        EXPECT_EQ(far.CommandAt(), nullptr) << cursor;
     }
+    EXPECT_EQ(textOf(far), R"({"SIP":{"V":1,"CMD":[{}]}})");
+    far.cursor = 65536;
+    EXPECT_NE(far.CommandAt(), nullptr);
 }
 
 TEST(SipJsonWriters, AnEnvelopeWithoutItsShapeIsLeftAlone) {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -189,62 +188,58 @@ TEST(Table, AnswersInEachSlot) {
     EXPECT_EQ(takeLines(), Lines{});
     EXPECT_EQ(callSlot<unsigned>(module.object, 10, uint32_t{12}), 1U);
     EXPECT_EQ(takeLines(), Lines{R"(\n\nEM_SHUTDOWN         : ## Server cabinet number = 12 ##\n)"});
-}
-
-TEST(Table, RegistersTheEventSourceOfTheAgentlessService) {
-    HostedModule module(3);
     module.host.setKind(5);
     EXPECT_TRUE(module.start());
     EXPECT_TRUE(recording().contains("Register event log source \"Tellmark Agentless Service\" ..."));
 }
 
 TEST(Notifications, ReachTheModuleWhateverTheirCode) {
-    struct Case {
+    const std::string tag = R"(\nEM_SHUTDOWN         : )";
+    const Lines disable = {tag + "Disable Power switch notifications!",
+                           R"(> 5000 {"SIP":{"V":1,"CMD":[{"OC":281,"CA":7,"ST":22,"DA":0}]}})",
+                           tag + "Power switch notifications disabled!"};
+    const Lines enable = {tag + "Enable Power switch notifications!",
+                          R"(> 5000 {"SIP":{"V":1,"CMD":[{"OC":281,"CA":7,"ST":22,"DA":1}]}})",
+                          tag + "Power switch notifications enabled!"};
+    const struct {
         uint32_t code;
+        const char* shownCode;
         unsigned result;
-        const char* name;        // "" for none
-        const char* detail;      // "" for none
-        const char* powerSwitch; // what is asked of the host, "" for nothing
-    };
-    const Case cases[] = {
-        {0x20001, 0, "SCN_SWITCH_REQUEST_ENABLED",
-         "SWITCH start completed (all layers started) - requests enabled", ""},
-        {0x40000, 1, "SCN_POWERSTATE_SUSPEND", "", "Disable"},
-        {0x40001, 1, "SCN_POWERSTATE_STANDBY", "", "Disable"},
-        {0x40002, 1, "SCN_POWERSTATE_RESUME", "", "Enable"},
-        {0x40003, 0, "SCN_POWERSTATE_AC_OFFLINE", "", ""},
-        {0x40004, 0, "SCN_POWERSTATE_AC_ONLINE", "", ""},
-        {0x12, 0, "", "", ""},
-        {0x20000, 1, "SCN_SWITCH_SHUTDOWN", "SWITCH shutdown notification, set SwitchShutdown flag",
-         "Disable"},
+        Lines announced;
+        Lines done;
+    } cases[] = {
+        {0x20001,
+         "20001",
+         0,
+         {R"(*** SCN_SWITCH_REQUEST_ENABLED *** \n)",
+          "-> SWITCH start completed (all layers started) - requests enabled"},
+         {}},
+        {0x40000, "40000", 1, {R"(*** SCN_POWERSTATE_SUSPEND *** \n)"}, disable},
+        {0x40001, "40001", 1, {R"(*** SCN_POWERSTATE_STANDBY *** \n)"}, disable},
+        {0x40002, "40002", 1, {R"(*** SCN_POWERSTATE_RESUME *** \n)"}, enable},
+        {0x40003, "40003", 0, {R"(*** SCN_POWERSTATE_AC_OFFLINE *** \n)"}, {}},
+        {0x40004, "40004", 0, {R"(*** SCN_POWERSTATE_AC_ONLINE *** \n)"}, {}},
+        {0x2, "02", 0, {}, {}},
+        {0x20000,
+         "20000",
+         1,
+         {R"(*** SCN_SWITCH_SHUTDOWN *** \n)", "-> SWITCH shutdown notification, set SwitchShutdown flag"},
+         disable},
     };
     HostedModule module(5);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.code);
+    for (const auto& each : cases) {
         takeLines();
         EXPECT_EQ(fieldAt<uint8_t>(module.object, 20), 0);
-        EXPECT_EQ(module.notify(c.code, 0x1234567890), c.result);
-        std::array<char, 32> code;
-        std::snprintf(code.data(), code.size(), "%02X", c.code);
-        const std::string tag = R"(\nEM_SHUTDOWN         : )";
-        Lines expected = {R"(\n)" + tag + "## NOTIFY: Code = 0Xx" + code.data() + ", param = 0x34567890"};
-        if (*c.name != '\0') {
-            expected.push_back(tag + "*** " + c.name + R"( *** \n)");
-        }
-        if (*c.detail != '\0') {
-            expected.push_back(tag + "-> " + c.detail);
+        EXPECT_EQ(module.notify(each.code, 0x1234567890), each.result);
+        Lines expected = {R"(\n)" + tag + "## NOTIFY: Code = 0Xx" + each.shownCode + ", param = 0x34567890"};
+        for (const std::string& line : each.announced) {
+            expected.push_back(tag + line);
         }
         expected.push_back(tag + "  call OnModuleNotification()...");
-        const bool on = std::string(c.powerSwitch) == "Enable";
-        if (*c.powerSwitch != '\0') {
-            expected.push_back(tag + c.powerSwitch + " Power switch notifications!");
-            expected.push_back(R"(> 5000 {"SIP":{"V":1,"CMD":[{"OC":281,"CA":7,"ST":22,"DA":)" +
-                               std::string(on ? "1" : "0") + "}]}}");
-            expected.push_back(tag + "Power switch notifications " + (on ? "enabled!" : "disabled!"));
-        }
+        expected.insert(expected.end(), each.done.begin(), each.done.end());
         expected.push_back(tag + "  ... OnModuleNotification() completed");
         Lines actual = takeLines();
-        std::erase_if(actual, [](const std::string& line) {
+        std::erase_if(actual, [](const std::string& line) { // of the property that is asked for
             return line.find("ModuleConfigFile") != std::string::npos ||
                    line.find("CRegistry") != std::string::npos;
         });
