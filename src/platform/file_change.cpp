@@ -10,7 +10,9 @@
 namespace em {
 namespace {
 
-constexpr int kMostLinks = 40; // as many as the kernel follows
+constexpr int kMostLinks = 40;                 // as many as the kernel follows
+constexpr mode_t kPrivate = S_IRUSR | S_IWUSR; // until the file has its owner
+constexpr mode_t kStreamMode = 0666;           // less the process's mask
 
 // The path behind the symbolic links that its last component may be; the file itself need not be there.
 std::string followLinks(std::string path) {
@@ -35,8 +37,11 @@ std::string followLinks(std::string path) {
 class Replacement {
 public:
     explicit Replacement(const char* path) : m_strPath(followLinks(path)) {
+        constexpr std::string_view kSuffix = ".new";
         const size_t name = m_strPath.rfind('/') + 1;
-        m_strNew = m_strPath.substr(0, name) + "." + m_strPath.substr(name) + ".new";
+        m_strNew = m_strPath.substr(0, name) + ".";
+        m_strNew += m_strPath.substr(name, NAME_MAX - 1 - kSuffix.size());
+        m_strNew += kSuffix;
     }
     ~Replacement() {
         if (m_File.valid()) {
@@ -46,11 +51,12 @@ public:
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
 
-    // One that a kill left over is taken away first. Returns 0 or the error number, like the next ones.
-    [[nodiscard]] int Create() {
+    // One that a kill left over is taken away first. The process's mask lessens the mode. Returns 0 or the
+    // error number, like the next ones.
+    [[nodiscard]] int Create(mode_t mode) {
         constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
         static_cast<void>(sys::unlink(m_strNew.c_str())); // usually there is none
-        m_File.reset(sys::open(m_strNew.c_str(), kFlags, S_IRUSR | S_IWUSR));
+        m_File.reset(sys::open(m_strNew.c_str(), kFlags, mode));
         return m_File.valid() ? 0 : errno;
     }
 
@@ -76,13 +82,22 @@ private:
     UniqueFd m_File;
 };
 
+FileChangeResult createAsStream(const char* path, std::string_view content) {
+    Replacement replacement(path);
+    if (const int error = replacement.Create(kStreamMode)) {
+        return {error, true};
+    }
+    const int error = replacement.Write(content);
+    return {error == 0 ? replacement.TakePlace() : error};
+}
+
 std::string_view contentOf(const FileContent& content) {
     return {content.data.get(), content.size};
 }
 
 FileChangeResult replace(const char* path, const FileContent& old, const FileChange& change) {
     Replacement replacement(path);
-    if (const int error = replacement.Create()) {
+    if (const int error = replacement.Create(kPrivate)) {
         return {error, true};
     }
     const std::string_view content = contentOf(old);
@@ -139,7 +154,7 @@ int changeInPlace(int fd, const FileContent& old, const FileChange& change) {
 
 FileChangeResult CreateFile(const char* path, std::string_view content, mode_t mode) {
     Replacement replacement(path);
-    if (const int error = replacement.Create()) {
+    if (const int error = replacement.Create(kPrivate)) {
         return {error, true};
     }
     int error = replacement.SetMode(mode);
@@ -157,6 +172,21 @@ FileChangeResult ChangeFile(const char* path, int fd, const FileContent& old, co
         }
     }
     return {changeInPlace(fd, old, change)};
+}
+
+FileChangeResult ReplaceFile(const char* path, std::string_view content) {
+    const UniqueFd opened(sys::open(path, O_RDWR | O_CLOEXEC | O_NONBLOCK));
+    if (!opened.valid()) {
+        return errno == ENOENT ? createAsStream(path, content) : FileChangeResult{errno, true};
+    }
+    FileContent truncated;
+    if (sys::fstat(opened.get(), &truncated.status) != 0) {
+        return {errno, true};
+    }
+    if (!S_ISREG(truncated.status.st_mode)) {
+        return {writeAll(opened.get(), content)};
+    }
+    return ChangeFile(path, opened.get(), truncated, {0, 0, std::string(content)});
 }
 
 } // namespace em

@@ -1,5 +1,5 @@
-// Changes a range of a regular file's bytes so that a failure, or a kill at any time, leaves the old content
-// or the new.
+// Gives a regular file new content so that a failure, or a kill at any time, leaves the old content or the
+// new. Callers serialise the changes to a file. May throw bad_alloc, before anything was changed.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +23,6 @@ struct FileChangeResult {
 };
 
 // Makes a new file with exactly these permissions. The name may be a symbolic link to where it is to be.
-// May throw bad_alloc, like the next one.
 [[nodiscard]] FileChangeResult CreateFile(const char* path, std::string_view content, mode_t mode);
 
 // Changes the file at the path, open for writing as fd, whose content and status are `old`. A new file with
@@ -33,5 +32,9 @@ struct FileChangeResult {
 // does not.
 [[nodiscard]] FileChangeResult ChangeFile(const char* path, int fd, const FileContent& old,
                                           const FileChange& change);
+
+// Makes the file that a stream opened with "w+" makes, or replaces what is there as ChangeFile does; in
+// place, only a failure then leaves it empty. What is no regular file takes the content as it comes.
+[[nodiscard]] FileChangeResult ReplaceFile(const char* path, std::string_view content);
 
 } // namespace em

@@ -2,10 +2,11 @@
 
 #include <array>
 #include <cstring>
+#include <mutex>
 
 #include "platform/base/system.h"
 #include "platform/child_process.h"
-#include "platform/replaced_file.h"
+#include "platform/file_change.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -15,22 +16,25 @@ constexpr const char* kRestartAgents = "/usr/sbin/ombrad restart";
 constexpr const char* kRestartAgentlessManaged = "/opt/Orlendix/vital/etc/ombrad/StartupScripts/brix restart";
 constexpr const char* kRestartAgentless = "/etc/init.d/brix restart";
 
+constinit std::mutex jobFileMutex; // two requests may come at once; nothing is traced under it
+
+FileChangeResult replaceJobFile(const char* file, const char* command) {
+    const std::lock_guard guard(jobFileMutex);
+    return ReplaceFile(file, command);
+}
+
 bool writeJobFile(const char* command) {
     EM_TRACE(1,
              "CTellmarkAgents: we are running on a System with systemctl (e.g. RHEL7 or SLES12 or higher\n");
     const char* const file = sys::paths::restartJobFile();
-    switch (ReplaceFile(file, command)) {
-    case Replaced::Written:
+    const FileChangeResult result = replaceJobFile(file, command);
+    if (result.error == 0) {
         EM_TRACE(1, "CTellmarkAgents: Restart Agents Job created: \"%s\"\n", file);
         EM_TRACE(1, "CTellmarkAgents: This Job will be executed by ombradAction script\n");
-        return true;
-    case Replaced::NotOpened:
+    } else if (result.notOpened) {
         EM_TRACE(1, "CTellmarkAgents: cannot open \"%s\"\n", file);
-        return false;
-    case Replaced::NotWritten:
-        return false;
     }
-    return false;
+    return result.error == 0;
 }
 
 bool startRestart(const char* command) {

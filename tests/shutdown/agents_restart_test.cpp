@@ -76,7 +76,7 @@ TEST_F(AgentsRestartTest, UnwritableJobFileFails) {
     } cases[] = {
         {"open", EROFS, "CTellmarkAgents: cannot open \"" + m_strJob + "\"\n"},
         {"write", ENOSPC, ""},
-        {"close", EIO, ""},
+        {"fsync", EIO, ""},
     };
     for (const auto& [call, error, line] : cases) {
         const test::TraceCapture capture(4);

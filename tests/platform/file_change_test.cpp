@@ -1,0 +1,124 @@
+// How a file's content is replaced; the profile calls' tests fail and kill the changes at each of their
+// calls.
+#include "platform/file_change.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "platform/base/system_twin.h"
+#include "support/temporary_directory.h"
+
+namespace em {
+namespace {
+
+namespace fs = std::filesystem;
+
+class FileChangeTest : public testing::Test {
+protected:
+    [[nodiscard]] struct stat statusOf(const char* name) const {
+        struct stat status = {};
+        EXPECT_EQ(::stat(m_Files.pathOf(name).c_str(), &status), 0);
+        return status;
+    }
+    [[nodiscard]] std::ptrdiff_t files() const {
+        return std::distance(fs::directory_iterator(m_Files.path()), {});
+    }
+    [[nodiscard]] FileChangeResult replace(const char* name, const char* content) const {
+        return ReplaceFile(m_Files.pathOf(name).c_str(), content);
+    }
+
+    const twin::Scope m_Scope;
+    const test::TemporaryDirectory m_Files;
+};
+
+TEST_F(FileChangeTest, ReplacesInOneStepAndKeepsTheMode) {
+    const mode_t mask = ::umask(027);
+    EXPECT_EQ(replace("job", "first, the longer one").error, 0);
+    ::umask(mask);
+    const struct stat first = statusOf("job");
+    EXPECT_EQ(first.st_mode & ALLPERMS, 0640U);
+    ::chmod(m_Files.pathOf("job").c_str(), 0600);
+
+    EXPECT_EQ(replace("job", "second").error, 0);
+    EXPECT_EQ(m_Files.read("job"), "second");
+    EXPECT_EQ(statusOf("job").st_mode & ALLPERMS, 0600U);
+    EXPECT_NE(statusOf("job").st_ino, first.st_ino) << "a reader of the first would see half of the second";
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(FileChangeTest, LinksStayLinks) {
+    m_Files.write("target", "a longer content");
+    fs::create_symlink("target", m_Files.pathOf("link"));
+    fs::create_symlink(m_Files.pathOf("made"), m_Files.pathOf("dangling"));
+    fs::create_symlink("/dev/null", m_Files.pathOf("device"));
+    for (const char* link : {"link", "dangling", "device"}) {
+        EXPECT_EQ(replace(link, "new").error, 0) << link;
+        EXPECT_TRUE(fs::is_symlink(m_Files.pathOf(link))) << link;
+    }
+    EXPECT_EQ(m_Files.read("target"), "new");
+    EXPECT_EQ(m_Files.read("made"), "new");
+    EXPECT_EQ(CreateFile(m_Files.pathOf("dangling").c_str(), "exact", 0644).error, 0);
+    EXPECT_EQ(m_Files.read("made"), "exact");
+
+    fs::create_hard_link(m_Files.pathOf("target"), m_Files.pathOf("twin"));
+    EXPECT_EQ(replace("twin", "in place").error, 0);
+    EXPECT_EQ(m_Files.read("target"), "in place");
+}
+
+TEST_F(FileChangeTest, FaultsLeaveTheOldContentOrTheNewAndNothingElse) {
+    const struct {
+        const char* call;
+        int nth;
+        int error;
+        bool written;
+        bool notOpened = false;
+    } cases[] = {
+        {"open", 1, EACCES, false, true},
+        {"open", 2, ENOSPC, false, true}, // the file beside it
+        {"write", 1, ENOSPC, false},
+        {"fsync", 1, EIO, false},
+        // No other file can take its place: written in place.
+        {"open", 2, EACCES, true},
+        {"open", 2, EROFS, true},
+        {"fchown", 1, EPERM, true},
+        {"fchown", 1, EINVAL, true},
+        {"fchmod", 1, EPERM, true},
+        {"rename", 1, EBUSY, true},
+    };
+    for (const auto& [call, nth, error, written, notOpened] : cases) {
+        SCOPED_TRACE(std::string(call) + " " + std::to_string(error));
+        twin::reset();
+        m_Files.write("job", "old content");
+        const ino_t before = statusOf("job").st_ino;
+        twin::failNth(call, nth, error);
+        const FileChangeResult result = replace("job", "new");
+        EXPECT_EQ(result.error, written ? 0 : error);
+        EXPECT_EQ(result.notOpened, notOpened);
+        EXPECT_EQ(m_Files.read("job"), written ? "new" : "old content");
+        EXPECT_EQ(statusOf("job").st_ino, before);
+        EXPECT_EQ(files(), 1);
+    }
+}
+
+TEST_F(FileChangeTest, WhatCannotBeOpened) {
+    for (const auto& [name, error] : {std::pair(".", EISDIR), std::pair("missing/job", ENOENT)}) {
+        const FileChangeResult result = replace(name, "x");
+        EXPECT_EQ(result.error, error) << name;
+        EXPECT_TRUE(result.notOpened) << name;
+    }
+}
+
+TEST_F(FileChangeTest, LongestName) {
+    const std::string name(NAME_MAX, 'n');
+    EXPECT_EQ(replace(name.c_str(), "first").error, 0);
+    EXPECT_EQ(replace(name.c_str(), "second").error, 0);
+    EXPECT_EQ(m_Files.read(name), "second");
+    EXPECT_EQ(files(), 1);
+}
+
+} // namespace
+} // namespace em
