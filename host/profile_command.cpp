@@ -51,7 +51,9 @@ int fail(const ProfileCommand& command, std::string_view why) {
 int get(const ProfileCommand& command) {
     const std::string value =
         read(command.section->c_str(), command.key->c_str(), textOrNull(command.defaultText), command.file);
-    if (value.empty() && !command.defaultText) {
+    // For an empty value the call gives nothing, as for a missing one.
+    if (value.empty() && !command.defaultText &&
+        !contains(names(command.section->c_str(), command.file), *command.key)) {
         return fail(command, fmt::format("no value of {} in [{}]", *command.key, *command.section));
     }
     fmt::print("{}\n", value);
@@ -78,9 +80,11 @@ int remove(const ProfileCommand& command) {
 
 int list(const ProfileCommand& command) {
     const std::vector<std::string> found = names(textOrNull(command.section), command.file);
-    if (found.empty()) {
-        return fail(command,
-                    command.section ? fmt::format("no key in [{}]", *command.section) : "no section");
+    if (found.empty() && !command.section) {
+        return fail(command, "no section");
+    }
+    if (found.empty() && !contains(names(nullptr, command.file), *command.section)) {
+        return fail(command, fmt::format("no section [{}]", *command.section));
     }
     for (const std::string& name : found) {
         fmt::print("{}\n", name);

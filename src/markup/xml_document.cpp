@@ -111,8 +111,10 @@ XmlLoadResult XmlDocument::Decode(const char* bytes, size_t size) {
 
 XmlLoadResult XmlDocument::Parse() {
     m_pTree = std::make_unique<pugi::xml_document>();
-    const pugi::xml_parse_result parsed = m_pTree->load_buffer_inplace(
-        m_strText.data(), m_strText.size(), pugi::parse_default, pugi::encoding_utf8);
+    // Blanks are text, too, also between two CDATA sections.
+    constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata;
+    const pugi::xml_parse_result parsed =
+        m_pTree->load_buffer_inplace(m_strText.data(), m_strText.size(), kFlags, pugi::encoding_utf8);
     if (!parsed) {
         return {parsed.description(), static_cast<size_t>(parsed.offset)};
     }

@@ -52,7 +52,13 @@ std::string ProductText(const char* subkey, const char* name) {
 
 InstallationRoots FindInstallationRoots() {
     const RecursiveLockGuard guard(CRegistry::Lock());
-    return {ProductText(kSetupKey, "BinRoot"), ProductText(kSetupKey, "FileRoot")};
+    InstallationRoots roots;
+    CRegistry setup;
+    if (OpenProductKey(setup, kSetupKey) &&
+        (setup.QueryText("BinRoot", roots.binRoot) != REG_SUCCESS || roots.binRoot.empty())) {
+        static_cast<void>(setup.QueryText("FileRoot", roots.fileRoot));
+    }
+    return roots;
 }
 
 } // namespace em
