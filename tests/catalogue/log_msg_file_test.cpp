@@ -32,20 +32,6 @@ protected:
     CLogMsgFile m_Messages;
 };
 
-TEST_F(LogMsgFile, FoundInTheCurrentDirectory) {
-    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
-    const test::TraceCapture capture(4);
-    EXPECT_TRUE(m_Messages.Open(true));
-    const std::string path = m_Directory.pathOf("EVENTMSG.XML");
-    EXPECT_EQ("\nCLogMsgFile         : Use event messages file \"EVENTMSG.XML\" for decoding"
-              "\nCLogMsgFile         : Search for file in current directory ..."
-              "\nCLogMsgFile         : Try to open file \"" +
-                  path + "\"\nCLogMsgFile         : Event messages successfully opened in \"" + path + "\"!",
-              capture.text());
-    EXPECT_TRUE(m_Messages.EventMessages());
-    EXPECT_EQ("pressed", summary());
-}
-
 // The catalogue's lines; the registry store, which it asks for the registered directory, writes its own.
 std::string ownLines(const test::TraceCapture& capture) {
     std::string text;
@@ -55,28 +41,34 @@ std::string ownLines(const test::TraceCapture& capture) {
     return text;
 }
 
-TEST_F(LogMsgFile, NotFoundIsNoError) {
+TEST_F(LogMsgFile, FoundInTheCurrentDirectory) {
+    m_Directory.write("EVENTMSG.XML", messageFile("%n%s"));
+    const test::TraceCapture capture(4);
+    EXPECT_TRUE(m_Messages.Open(true));
+    const std::string path = m_Directory.pathOf("EVENTMSG.XML");
+    EXPECT_EQ("\nCLogMsgFile         : Use event messages file \"EVENTMSG.XML\" for decoding"
+              "\nCLogMsgFile         : Search for file in current directory ..."
+              "\nCLogMsgFile         : Try to open file \"" +
+                  path + "\"\nCLogMsgFile         : Event messages successfully opened in \"" + path + "\"!",
+              capture.text());
+    EXPECT_TRUE(m_Messages.EventMessages());
+    EXPECT_EQ("%n%s", summary());
+}
+
+TEST_F(LogMsgFile, NotFoundIsNoErrorAndDropsWhatWasThere) {
+    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
+    ASSERT_TRUE(m_Messages.Open(true));
     const test::TraceCapture capture(4);
     EXPECT_FALSE(m_Messages.Open(false));
-    const std::string attempt =
-        "\nCLogMsgFile         : Try to open file \"" + m_Directory.pathOf("ERRMSG.XML") + "\"";
+    const std::string path = m_Directory.pathOf("ERRMSG.XML");
+    const std::string attempt = "\nCLogMsgFile         : Try to open file \"" + path + "\"";
     EXPECT_EQ("\nCLogMsgFile         : Use event messages file \"ERRMSG.XML\" for decoding"
               "\nCLogMsgFile         : Search for file in current directory ..." +
                   attempt + "\nCLogMsgFile         : Search for file in registered directory ..." + attempt +
-                  "\nCLogMsgFile         : Event messages not opened in \"" +
-                  m_Directory.pathOf("ERRMSG.XML") + "\"!",
+                  "\nCLogMsgFile         : Event messages not opened in \"" + path + "\"!",
               ownLines(capture));
     EXPECT_FALSE(m_Messages.EventMessages());
     EXPECT_EQ("", summary());
-}
-
-TEST_F(LogMsgFile, OpeningAgainDropsWhatWasThere) {
-    m_Directory.write("EVENTMSG.XML", messageFile("%n%s"));
-    ASSERT_TRUE(m_Messages.Open(true));
-    EXPECT_EQ("%n%s", summary());
-    EXPECT_FALSE(m_Messages.Open(false));
-    EXPECT_EQ("", summary());
-    EXPECT_EQ(m_Directory.pathOf("ERRMSG.XML"), m_Messages.Path());
 }
 
 TEST_F(LogMsgFile, BadFileIsPassedOverWithItsReason) {
@@ -103,20 +95,14 @@ TEST_F(LogMsgFile, AThrowingDebugObjectChangesNothing) {
 }
 
 TEST(MessageDirectory, FromTheRoots) {
-    struct Case {
+    const struct {
         InstallationRoots roots;
         const char* directory;
+    } cases[] = {
+        {{"/a/bin", "/f"}, "/a/bin"}, {{"/a/bin\\/\\", ""}, "/a/bin"}, {{"/", "/f"}, ""},
+        {{"", "/f"}, "/f/Bin"},       {{"", "/f//"}, "/f/Bin"},        {{"", ""}, "otherwise"},
     };
-    for (const Case& row : {
-             Case{{"/a/bin", "/f"}, "/a/bin"},
-             Case{{"/a/bin/", ""}, "/a/bin"},
-             Case{{"/a/bin\\/\\", ""}, "/a/bin"},
-             Case{{"/", "/f"}, ""},
-             Case{{"", "/f"}, "/f/Bin"},
-             Case{{"", "/f//"}, "/f/Bin"},
-             Case{{"", "/"}, "/Bin"},
-             Case{{"", ""}, "otherwise"},
-         }) {
+    for (const auto& row : cases) {
         EXPECT_EQ(row.directory, messageDirectory(row.roots, "otherwise"));
     }
 }

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <string>
-#include <vector>
 
 #include "markup/xml_cursor.h"
 #include "platform/base/system_twin.h"
@@ -29,28 +28,23 @@ std::string nested(unsigned levels) {
 }
 
 TEST(XmlDocument, LoadsWellFormedDocumentsOnly) {
-    struct Case {
+    const struct {
         const char* what;
         std::string bytes;
         bool loaded;
-    };
-    const std::vector<Case> cases{
-        {"smallest", "<a/>", true},
+    } cases[] = {
         {"things around", "<?xml version='1.0'?><!-- c --><?p x?>\n<a/>\n<!-- d -->", true},
         {"nothing", "", false},
-        {"blanks", " \n", false},
         {"no element", "<!-- c -->", false},
         {"two document elements", "<a/><b/>", false},
         {"not closed", "<a><b></a>", false},
-        {"cut", "<a><b>", false},
         {"junk", "hello", false},
         {"deepest", nested(256), true},
         {"too deep", nested(257), false},
-        {"very deep", nested(100000), false},
-        {"side by side", "<a><b/><b/>" + std::string(30000, 'x') + "<b/></a>", true},
+        {"deep enough for a stack", nested(100000), false},
     };
     XmlDocument document;
-    for (const Case& row : cases) {
+    for (const auto& row : cases) {
         const XmlLoadResult result = load(document, row.bytes);
         EXPECT_EQ(row.loaded, result.loaded()) << row.what << ": " << (result.loaded() ? "" : result.reason);
     }
@@ -86,35 +80,26 @@ TEST(XmlDocument, Files) {
         EXPECT_STREQ(row.reason, result.reason) << row.file;
         EXPECT_EQ(row.file == std::string("missing.xml"), result.missing);
     }
-    for (const char* call : {"open", "fstat", "read"}) {
-        twin::reset();
-        twin::failNth(call, 1, EIO);
-        EXPECT_STREQ("it cannot be read", document.LoadFile(directory.pathOf("good.xml").c_str()).reason);
-        EXPECT_FALSE(XmlCursor(document).FindNext("a"));
-    }
+    ASSERT_TRUE(document.LoadFile(directory.pathOf("good.xml").c_str()).loaded());
+    twin::failNth("read", 1, EIO);
+    EXPECT_STREQ("it cannot be read", document.LoadFile(directory.pathOf("good.xml").c_str()).reason);
+    EXPECT_FALSE(XmlCursor(document).FindNext("a")) << "the document of before is gone";
 }
 
 TEST(XmlCursor, Walks) {
     XmlDocument document;
     ASSERT_TRUE(load(document, "<r><a n='1'><x/></a><b/><a n='2'>t</a></r>").loaded());
     XmlCursor cursor(document);
-    EXPECT_FALSE(cursor.GoIn());
-    EXPECT_FALSE(cursor.GoOut());
-    EXPECT_FALSE(cursor.FindNext("a"));
-    ASSERT_TRUE(cursor.FindNext("r"));
-    EXPECT_FALSE(cursor.FindNext("r"));
-    ASSERT_TRUE(cursor.GoIn());
-    ASSERT_TRUE(cursor.FindNext("a"));
+    EXPECT_FALSE(cursor.GoIn() || cursor.GoOut() || cursor.FindNext("a"));
+    ASSERT_TRUE(cursor.FindNext("r") && !cursor.FindNext("r") && cursor.GoIn() && cursor.FindNext("a"));
     EXPECT_STREQ("1", cursor.Attribute("n"));
     EXPECT_EQ(nullptr, cursor.Attribute("N"));
     ASSERT_TRUE(cursor.GoIn());
-    EXPECT_EQ(nullptr, cursor.Attribute("n")); // in front of the first child
-    EXPECT_FALSE(cursor.FindNext("X"));
-    ASSERT_TRUE(cursor.GoOut());
-    ASSERT_TRUE(cursor.FindNext("a"));
+    EXPECT_EQ(nullptr, cursor.Attribute("n")) << "in front of the first child";
+    ASSERT_TRUE(!cursor.FindNext("X") && cursor.GoOut() && cursor.FindNext("a"));
     EXPECT_STREQ("2", cursor.Attribute("n"));
     EXPECT_FALSE(cursor.FindNext("a"));
-    EXPECT_EQ("t", cursor.CharacterData()); // still where it was
+    EXPECT_EQ("t", cursor.CharacterData()) << "still where it was";
     ASSERT_TRUE(cursor.GoOut());
     EXPECT_FALSE(cursor.GoOut());
     cursor.Reset();
@@ -127,14 +112,13 @@ TEST(XmlCursor, CharacterData) {
         const char* text;
     };
     for (const Case& row : {
-             Case{"", ""},
              Case{" a\n ", " a\n "},
-             Case{"a<![CDATA[<b>]]>c", "a<b>c"},
+             Case{" a <![CDATA[<b>]]> <![CDATA[c]]> ", " a <b> c "},
+             Case{" ", " "},
              Case{"a<!-- no -->b<x>no</x>c<?p no?>", "abc"},
              Case{"a\r\nb", "a\nb"},
              Case{"a&#0;b", "a"},
              Case{"a&#xD800;b", "a"},
-             Case{"a&#x110000;b", "a"},
              Case{"%n%s", "%n%s"},
          }) {
         XmlDocument document;
