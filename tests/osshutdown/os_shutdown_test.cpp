@@ -111,6 +111,12 @@ TEST_F(OsShutdownTest, ForceDelayBeyondTheFormatsRange) {
 }
 
 TEST_F(OsShutdownTest, NoThreadWithoutForceDelayAndNoLineWithoutTracing) {
+    {
+        const test::TraceCapture capture(5);
+        EXPECT_EQ(COSShutdown::HardShutdown(nullptr), nullptr);
+        EXPECT_EQ(capture.lines().size(), 1U);
+        EXPECT_TRUE(capture.contains("THREAD_RETURN: ## INFO: Thread = 0x"));
+    }
     const test::TraceCapture capture(0);
     {
         COSShutdown executor;
@@ -121,13 +127,6 @@ TEST_F(OsShutdownTest, NoThreadWithoutForceDelayAndNoLineWithoutTracing) {
     }
     EXPECT_EQ(COSShutdown::HardShutdown(nullptr), nullptr);
     EXPECT_EQ(capture.lines().size(), 6U) << "the three lines of each command";
-}
-
-TEST_F(OsShutdownTest, HardShutdownOfNobodyOnlyReturns) {
-    const test::TraceCapture capture(5);
-    EXPECT_EQ(COSShutdown::HardShutdown(nullptr), nullptr);
-    EXPECT_EQ(capture.lines().size(), 1U);
-    EXPECT_TRUE(capture.contains("THREAD_RETURN: ## INFO: Thread = 0x"));
 }
 
 TEST_F(OsShutdownTest, TraceThatThrows) {
@@ -184,21 +183,13 @@ TEST_F(OsShutdownTest, SecondShutdownWaitsForTheFirstThread) {
     EXPECT_FALSE(capture.contains("WaitForTermination"));
 }
 
-TEST_F(OsShutdownTest, ThrowingTraceDoesNotDisturbTheEnd) {
+TEST_F(OsShutdownTest, ThrowingTraceDisturbsNeitherBeginNorEnd) {
     test::TraceCapture capture(5);
-    {
-        COSShutdown executor;
-        EXPECT_TRUE(capture.contains("(IsSignaled=0,IsManual=1) --> (IsSignaled=0,IsManual=0)\n"));
-        capture.clear();
-        capture.throwOn("~COSShutdown");
-    }
-    const char* const starts[] = {"\nCOSShutdown         : -> ~COSShutdown", "Set event ", "Close event ",
-                                  "\nCOSShutdown         : <- ~COSShutdown", "deleting event "};
-    const auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), std::size(starts)) << capture.text();
-    for (size_t i = 0; i < lines.size(); ++i) {
-        EXPECT_TRUE(lines[i].text.starts_with(starts[i])) << lines[i].text;
-    }
+    capture.throwOn(" ");
+    { const COSShutdown executor; }
+    EXPECT_TRUE(capture.contains("(IsSignaled=0,IsManual=1) --> (IsSignaled=0,IsManual=0)\n"));
+    EXPECT_TRUE(capture.contains("\nCOSShutdown         : <- ~COSShutdown"));
+    EXPECT_TRUE(capture.contains("deleting event "));
 }
 
 } // namespace

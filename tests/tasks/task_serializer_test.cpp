@@ -1,10 +1,8 @@
 #include "tasks/task_serializer.h"
 
-#include <cerrno>
 #include <climits>
 #include <future>
 
-#include "platform/base/virtual_slot.h"
 #include "tasks/recording_serializer.h"
 
 namespace em::test {
@@ -101,16 +99,6 @@ TEST_F(TaskSerializerTest, TerminatingWaitsForTheRunningTaskAndDropsTheOthers) {
     EXPECT_EQ(count(kLocked), 2);
 }
 
-TEST_F(TaskSerializerTest, ASecondStartFindsTheHandlerRunning) {
-    RecordingSerializer serializer;
-    twin::failNth("clock_nanosleep", 1, EINTR);
-    serializer.StartSerialization();
-    EXPECT_EQ(twin::calls("clock_nanosleep"), 2) << "a signal does not shorten the settling time";
-    serializer.StartSerialization();
-    EXPECT_EQ(twin::calls("pthread_create"), 1);
-    EXPECT_EQ(twin::calls("clock_nanosleep"), 2);
-}
-
 TEST_F(TaskSerializerTest, AnInsertThatRacesWithAPurgeIsRefused) {
     RecordingSerializer serializer;
     const Note note(1, [&] {
@@ -122,23 +110,6 @@ TEST_F(TaskSerializerTest, AnInsertThatRacesWithAPurgeIsRefused) {
     EXPECT_EQ(Note::alive, 1) << "only the caller's own";
     serializer.StartSerialization();
     EXPECT_EQ(serializer.executed(), std::vector<int>{});
-}
-
-TEST_F(TaskSerializerTest, VirtualFunctionsStandInTheirSlots) {
-    RecordingSerializer serializer;
-    int empty = 0;
-    serializer.queueEmpty = [&](int level) { empty = level; };
-    Note note(7);
-    callSlot<void>(&serializer, 2, &note, 0);
-    callSlot<void>(&serializer, 3, 5);
-    callSlot<void>(&serializer, 4, &note, 0);
-    callSlot<void>(&serializer, 5);
-    callSlot<void>(&serializer, 6);
-    EXPECT_EQ(serializer.executed(), std::vector<int>{7});
-    EXPECT_EQ(empty, 5);
-    EXPECT_EQ(serializer.refusals, 1);
-    EXPECT_EQ(serializer.starts, 1);
-    EXPECT_EQ(serializer.exits, 1);
 }
 
 } // namespace
