@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -30,6 +31,8 @@ namespace {
 // The trace switches and the property that the module reads from the machine, all of it the sandbox's own.
 constexpr const char* kTraceLevelVariable = "TM_LOG_DEBUG_LEVEL";
 constexpr const char* kRegistry = "/opt/Orlendix/vital/etc/ombrad/registry";
+constexpr std::array kModuleKey = {"HKEY_LOCAL_MACHINE", "SOFTWARE",    "Aldmere",
+                                   "Management",         "Host Warden", "EM_SHUTDOWN"};
 
 void configureTrace(unsigned level) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs before the module is loaded
@@ -41,9 +44,15 @@ void configureProperty(const Settings& settings) {
         return;
     }
     std::filesystem::create_directories(std::filesystem::path(kRegistry).parent_path());
-    std::ofstream(kRegistry) << "[SOFTWARE]\n[Aldmere]\n[Management]\n[Host Warden]\n[EM_SHUTDOWN]\n"
-                             << "PowerSwitchEvent (ON/OFF)=d=" << int{*settings.powerSwitchNotifications}
-                             << "\n\n\n\n\n\n\n";
+    std::ofstream file(kRegistry);
+    for (const char* key : kModuleKey) {
+        file << '[' << key << "]\n";
+    }
+    file << "PowerSwitchEvent (ON/OFF)=d=" << int{*settings.powerSwitchNotifications} << '\n'
+         << std::string(kModuleKey.size() + 1, '\n'); // closes each key, and the root
+    if (!file.flush()) {
+        throw std::runtime_error("the sandbox's registry cannot be written");
+    }
 }
 
 // The module's children find the standard descriptors only.

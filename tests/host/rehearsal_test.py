@@ -57,6 +57,17 @@ class Rehearsal(unittest.TestCase):
         self.assertIn('Shutdown reason: "100%n late"', trace)
         self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
 
+    def test_the_power_switch_property_reaches_the_module(self):
+        for settings, asked in (({}, True), ({"powerSwitchNotifications": True}, True),
+                                ({"powerSwitchNotifications": False}, False)):
+            with self.subTest(settings=settings):
+                self.write(shutdownDelay=0, **settings)
+                code, _, trace = self.rehearse("--trace", "4")
+                self.assertEqual(code, 0)
+                self.assertEqual("EM_SHUTDOWN         : Enable Power switch notifications!" in trace, asked)
+                value = 'Read module property "PowerSwitchEvent (ON/OFF)" = %d' % asked
+                self.assertEqual(value in trace, bool(settings))
+
     def test_ends_that_are_asked(self):
         self.write(shutdownDelay=1)
         for arguments, end in ((["--maintenance", "off"], "refused at the gate"),
