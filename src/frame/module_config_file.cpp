@@ -13,15 +13,9 @@ namespace {
 
 constexpr const char* kDataKey = "DATA";
 
-// What the search needs of the store, read in one look-up.
-struct Registered {
-    std::string entry, dataRoot;
-    InstallationRoots roots;
-};
-
-Registered readRegistered(const char* module) {
+std::string registered(const char* name) {
     const RecursiveLockGuard guard(CRegistry::Lock());
-    return {ProductText(kDataKey, module), ProductText(kDataKey, "DataRoot"), FindInstallationRoots()};
+    return ProductText(kDataKey, name);
 }
 
 bool exists(const std::string& path) {
@@ -47,7 +41,8 @@ std::optional<std::string> inCurrentDirectory(const std::string& name) {
     return fileIn(directory, name);
 }
 
-std::optional<std::string> inDataRoot(const std::string& dataRoot, const std::string& name) {
+std::optional<std::string> inDataRoot(const std::string& name) {
+    const std::string dataRoot = registered("DataRoot");
     if (dataRoot.empty()) {
         EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Could not find data root directory");
         return std::nullopt;
@@ -67,8 +62,8 @@ std::optional<std::string> binaryPath(const InstallationRoots& roots) {
     return last == std::string::npos ? std::nullopt : std::optional(path.substr(0, last));
 }
 
-std::optional<std::string> inBinaryPath(const InstallationRoots& roots, const std::string& name) {
-    const std::optional<std::string> path = binaryPath(roots);
+std::optional<std::string> inBinaryPath(const std::string& name) {
+    const std::optional<std::string> path = binaryPath(FindInstallationRoots());
     if (!path) {
         EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Could not find the Hostwarden binary path");
         return std::nullopt;
@@ -83,16 +78,16 @@ std::optional<std::string> search(const char* module, const char* extension) {
     if (module == nullptr || *module == '\0') {
         return std::nullopt;
     }
-    const Registered registered = readRegistered(module);
-    const std::string name = (registered.entry.empty() ? module : registered.entry) + "." + textOr(extension);
+    const std::string entry = registered(module);
+    const std::string name = (entry.empty() ? module : entry) + "." + textOr(extension);
     EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Extension module config file requested: \"%s\"",
                      name.c_str());
     std::optional<std::string> found = inCurrentDirectory(name);
     if (!found) {
-        found = inDataRoot(registered.dataRoot, name);
+        found = inDataRoot(name);
     }
     if (!found) {
-        found = inBinaryPath(registered.roots, name);
+        found = inBinaryPath(name);
     }
     if (!found) {
         EM_TRACE_QUIETLY(1, "\nModuleConfigFile    : ## ERROR! Module specific config file %s not found!",

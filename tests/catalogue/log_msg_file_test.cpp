@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <string>
 
-#include "catalogue/message_directory.h"
 #include "platform/base/system_twin.h"
 #include "support/temporary_directory.h"
 #include "support/trace_capture.h"
@@ -92,19 +91,6 @@ TEST_F(LogMsgFile, AThrowingDebugObjectChangesNothing) {
     capture.throwOn("CLogMsg");
     EXPECT_TRUE(m_Messages.Open(true));
     EXPECT_EQ("pressed", summary());
-}
-
-TEST(MessageDirectory, FromTheRoots) {
-    const struct {
-        InstallationRoots roots;
-        const char* directory;
-    } cases[] = {
-        {{"/a/bin", "/f"}, "/a/bin"}, {{"/a/bin\\/\\", ""}, "/a/bin"}, {{"/", "/f"}, ""},
-        {{"", "/f"}, "/f/Bin"},       {{"", "/f//"}, "/f/Bin"},        {{"", ""}, "otherwise"},
-    };
-    for (const auto& row : cases) {
-        EXPECT_EQ(row.directory, messageDirectory(row.roots, "otherwise"));
-    }
 }
 
 } // namespace
