@@ -1,9 +1,16 @@
 #include "host/registry_check.h"
 
 #include <cerrno>
+#include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
+#include <fmt/format.h>
+
+#include "host/exit_code.h"
+#include "host/registry_text.h"
 #include "platform/base/file_content.h"
+#include "platform/base/system.h"
 #include "platform/registry_names.h"
 #include "platform/registry_node.h"
 #include "platform/registry_reader.h"
@@ -32,6 +39,45 @@ std::vector<RegistryComplaint> checkRegistryFile(const std::string& path) {
         complaints.push_back({path, 0, "holds no value and is passed over when the store is read"});
     }
     return complaints;
+}
+
+std::vector<RegistryComplaint> checkRegistryFiles(const std::string& directory) {
+    std::vector<RegistryComplaint> complaints;
+    for (const char* name : {em::kRegistryMain, em::kRegistryBackup, em::kRegistryDefault}) {
+        for (RegistryComplaint& complaint : checkRegistryFile(directory + "/" + name)) {
+            complaints.push_back(std::move(complaint));
+        }
+    }
+    return complaints;
+}
+
+std::string complaintText(const RegistryComplaint& complaint) {
+    return complaint.line == 0 ? fmt::format("{}: {}", complaint.file, complaint.reason)
+                               : fmt::format("{}:{}: {}", complaint.file, complaint.line, complaint.reason);
+}
+
+int printComplaints(const std::vector<RegistryComplaint>& complaints, bool json) {
+    std::vector<std::string> values;
+    for (const RegistryComplaint& complaint : complaints) {
+        if (json) {
+            values.push_back(fmt::format(R"({{"file":{},"line":{},"reason":{}}})", jsonText(complaint.file),
+                                         complaint.line, jsonText(complaint.reason)));
+        } else {
+            fmt::print("{}\n", complaintText(complaint));
+        }
+    }
+    if (json) {
+        printJsonArray(values);
+    }
+    return complaints.empty() ? kExitAsAsked : kExitOtherwise;
+}
+
+std::string registryDirectory(const std::string& given) {
+    const std::string directory = given.empty() ? em::sys::paths::registryDirectory() : given;
+    if (!std::filesystem::is_directory(directory)) {
+        throw std::runtime_error(fmt::format("there is no directory \"{}\"", directory));
+    }
+    return directory;
 }
 
 } // namespace volad_dev

@@ -1,4 +1,4 @@
-// What a registry file's reader would skip or cut.
+// What is wrong with a registry's files: each line that their reader would skip or cut.
 #pragma once
 
 #include <string>
@@ -13,6 +13,17 @@ struct RegistryComplaint {
 };
 
 // Looks through one file; a missing one has nothing to complain about.
-std::vector<RegistryComplaint> checkRegistryFile(const std::string& path);
+[[nodiscard]] std::vector<RegistryComplaint> checkRegistryFile(const std::string& path);
+// The files of a directory that the store reads, in the order in which it tries them.
+[[nodiscard]] std::vector<RegistryComplaint> checkRegistryFiles(const std::string& directory);
+
+// "file:line: reason", without a line "file: reason".
+[[nodiscard]] std::string complaintText(const RegistryComplaint& complaint);
+// A line each, or as JSON. Returns the tool's exit code, 1 when there is one.
+[[nodiscard]] int printComplaints(const std::vector<RegistryComplaint>& complaints, bool json);
+
+// The store's directory that a command means: the fixed one when it gave none. Throws std::runtime_error when
+// there is no such directory.
+[[nodiscard]] std::string registryDirectory(const std::string& given);
 
 } // namespace volad_dev

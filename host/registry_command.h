@@ -1,6 +1,7 @@
 // `volad-dev registry`: works on the registry store's files with the store's own code.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include <CLI/App.hpp>
@@ -11,7 +12,8 @@ struct RegistryCommand {
     std::string directory; // empty: the fixed one
     bool json = false;
     bool raw = false; // expandable text as it is stored
-    std::string verb, path, name, type, value, file;
+    std::string verb, path, type, value, file;
+    std::optional<std::string> name; // an empty one is a name, too
 };
 
 // Adds the subcommand; what it parses lands in `target`, which must outlive the parsing.

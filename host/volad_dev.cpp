@@ -1,10 +1,14 @@
 // volad-dev, the development host: the tool's entry.
+#include <cerrno>
+#include <cstdio>
 #include <exception>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "em_version.h"
+#include "host/check_command.h"
 #include "host/exit_code.h"
 #include "host/messages_command.h"
 #include "host/profile_command.h"
@@ -32,6 +36,8 @@ int run(int argc, char** argv) {
     const CLI::App* profileCommand = addProfileCommand(app, profile);
     RegistryCommand registry;
     const CLI::App* registryCommand = addRegistryCommand(app, registry);
+    CheckCommand check;
+    const CLI::App* checkCommand = addCheckCommand(app, check);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -49,6 +55,9 @@ int run(int argc, char** argv) {
     if (registryCommand->parsed()) {
         return runRegistryCommand(registry);
     }
+    if (checkCommand->parsed()) {
+        return runCheckCommand(check);
+    }
     return rehearsal.inside ? runRehearsal(rehearsal) : launchRehearsal(rehearsal);
 }
 
@@ -57,7 +66,11 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
-        return volad_dev::run(argc, argv);
+        const int code = volad_dev::run(argc, argv);
+        if (std::fflush(stdout) != 0) {
+            throw std::system_error(errno, std::generic_category(), "standard output");
+        }
+        return code;
     } catch (const std::exception& exception) {
         fmt::print(stderr, "volad-dev: {}\n", exception.what());
         return volad_dev::kExitOtherwise;

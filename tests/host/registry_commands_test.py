@@ -1,0 +1,128 @@
+"""registry_commands_test.py VOLAD_DEV: `volad-dev registry` and `volad-dev check` by output and exit code."""
+
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+VOLAD_DEV = sys.argv[1]
+KEY = "HKEY_LOCAL_MACHINE/SOFTWARE/A"
+SETUP = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Aldmere\\Management\\Host Warden\\Setup"
+TREE = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[A]\nCount=d=-1\nData=b=0a ff 03 \nPath=es=%PATH%%%\nText=s=two words\n" + 4 * "\n"
+
+
+class RegistryCommands(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = pathlib.Path(directory.name)
+        self.main = self.directory / "registry"
+
+    def run_tool(self, *arguments: str) -> tuple[int, str, int]:
+        """Exit code, standard output, lines on standard error."""
+        done = subprocess.run([VOLAD_DEV, *arguments, "--dir", str(self.directory)], cwd=self.directory,
+                              env={"PATH": "/bin"}, capture_output=True, text=True, timeout=20)
+        return done.returncode, done.stdout, done.stderr.count("\n")
+
+    def registry(self, *arguments: str) -> tuple[int, str, int]:
+        return self.run_tool("registry", *arguments)
+
+    def test_what_is_set_is_read_listed_and_exported(self):
+        for name, kind, value in (("Text", "string", "two words"), ("Path", "expand", "%PATH%%%"),
+                                  ("Data", "binary", "0a FF 3"), ("Count", "dword", "0xFFFFFFFF")):
+            self.assertEqual(self.registry("set", KEY, name, kind, value), (0, "", 0))
+        for arguments, output in (
+                (("get", "hkey_local_machine\\SOFTWARE\\A", "Text"), "two words\n"),
+                (("get", KEY, "Path"), "/bin%\n"),
+                (("get", KEY, "Path", "--raw"), "%PATH%%%\n"),
+                (("get", KEY, "Data"), "0a ff 03\n"),
+                (("get", KEY, "Count"), "-1\n"),
+                (("get", KEY, "Count", "--json"), '{"name":"Count","type":"dword","value":-1}\n'),
+                (("list",), "[HKEY_LOCAL_MACHINE]\n"),
+                (("list", KEY), "Count dword -1\nData binary 0a ff 03\nPath expand %PATH%%%\nText string two words\n"),
+                (("list", "HKEY_LOCAL_MACHINE/SOFTWARE", "--json"), '[{"name":"A","type":"key"}]\n'),
+                (("export",), TREE), (("check",), ""), (("check", "--json"), "[]\n")):
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.registry(*arguments), (0, output, 0))
+        self.assertEqual(self.main.read_text(), TREE)
+
+    def test_what_is_not_there_or_refused_changes_nothing(self):
+        self.main.write_text(TREE)
+        for arguments in (("get", KEY, "No"), ("get", KEY + "/No", "Text"), ("get", "SOFTWARE/A", "Text"),
+                          ("get", "HKEY_LOCAL_MACHINE/SOFTWARE", "A"), ("list", "HKEY_USERS"),
+                          ("delete", KEY, "No"), ("delete", KEY, ""), ("delete", KEY + "/Text"),
+                          ("delete", "HKEY_LOCAL_MACHINE/SOFTWARE", "A"),
+                          ("set", "HKEY_LOCAL_MACHINE/SOFTWARE", "A", "string", "x"),
+                          ("set", KEY + "/Text", "N", "string", "x"),
+                          ("set", KEY + "/New/a]b", "N", "string", "x"),
+                          ("set", KEY + "/New", "a=b", "string", "x"), ("set", KEY + "/New", "", "string", "x"),
+                          ("set", KEY + "/New", "N", "string", "a\nb"),
+                          ("set", KEY + "/New", "N", "string", "x" * 1019),
+                          ("set", KEY + "/New", "N", "binary", "0a 100"),
+                          ("set", KEY + "/New", "N", "binary", "0x1"),
+                          ("set", KEY + "/New", "N", "dword", "4294967296"), ("set", KEY + "/New", "N", "dword", "1x"),
+                          ("import", "no-such-file")):
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.registry(*arguments), (1, "", 1))
+                self.assertEqual(self.main.read_text(), TREE)
+        for arguments in (("set", KEY, "N", "text", "x"), ("get", KEY), ("sideways",), ()):
+            self.assertEqual(self.registry(*arguments)[:2], (2, ""), arguments)
+
+    def test_values_and_keys_are_deleted(self):
+        # A tree without any value would not be read again: its backup would.
+        self.main.write_text(TREE[:-1] + "[HKEY_USERS]\nText=s=u\n\n\n")
+        self.assertEqual(self.registry("delete", KEY, "Text"), (0, "", 0))
+        self.assertEqual(self.registry("get", KEY, "Text")[0], 1)
+        self.assertEqual(self.registry("delete", "HKEY_LOCAL_MACHINE\\SOFTWARE\\A"), (0, "", 0))
+        self.assertEqual(self.registry("list", "HKEY_LOCAL_MACHINE/SOFTWARE"), (0, "", 0))
+
+    def test_import_replaces_roots_and_takes_whole_files_only(self):
+        self.main.write_text(TREE)
+        other = self.directory / "other"
+        other.write_text("[HKEY_USERS]\nText=s=u\n\n\n")
+        self.assertEqual(self.registry("import", "other"), (0, "", 0))
+        self.assertEqual(self.main.read_text(), TREE[:-1] + other.read_text())
+        other.write_text("[HKEY_LOCAL_MACHINE]\nText=s=m\nlost\n\n\n")
+        self.assertEqual(self.registry("import", "other"), (1, "", 1))
+        self.assertEqual(self.registry("get", KEY, "Text"), (0, "two words\n", 0))
+
+    def test_a_save_that_fails_is_told(self):
+        self.main.mkdir()
+        self.assertEqual(self.registry("set", KEY, "Text", "string", "x"), (1, "", 1))
+
+    def test_check_names_file_line_and_reason(self):
+        self.main.write_bytes(b"[A]\nText=s=x\nlost\nCount=d=\n\n\n")
+        (self.directory / "registry.old").write_bytes(b"[A]\r\nText=s=x\r\n\r\n")
+        (self.directory / "registry.default").write_bytes(b"")
+        for command in (("registry", "check"), ("check",)):
+            code, text, errors = self.run_tool(*command, "--json")
+            self.assertEqual((code, errors), (1, 0))
+            lines = [(pathlib.Path(row["file"]).name, row["line"]) for row in json.loads(text)]
+            self.assertEqual(lines, [("registry", 3), ("registry", 4), ("registry.old", 1), ("registry.old", 3),
+                                     ("registry.old", 3), ("registry.default", 0)])
+            code, text, _ = self.run_tool(*command)
+            self.assertEqual((code, text.splitlines()[0]), (1, f'{self.main}:3: has no "=" and is skipped'))
+
+    def test_check_warns_of_a_binary_root_without_its_separator(self):
+        for root, problems in (("/a/b/", 0), ("/a/b", 1), ("b", 1), ("", 0)):
+            self.assertEqual(self.registry("set", SETUP, "BinRoot", "string", root), (0, "", 0))
+            code, text, _ = self.run_tool("check")
+            self.assertEqual((code, text.count("\n")), (problems, problems), root)
+
+    def test_no_directory(self):
+        self.directory /= "missing"
+        self.assertEqual(subprocess.run([VOLAD_DEV, "check", "--dir", str(self.directory)], capture_output=True,
+                                        timeout=20).returncode, 1)
+
+    def test_an_output_that_is_lost_is_told(self):
+        self.main.write_text(TREE)
+        with open("/dev/full", "w") as full:
+            done = subprocess.run([VOLAD_DEV, "registry", "export", "--dir", str(self.directory)], stdout=full,
+                                  stderr=subprocess.PIPE, text=True, timeout=20)
+        self.assertEqual((done.returncode, done.stderr.count("\n")), (1, 1))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
