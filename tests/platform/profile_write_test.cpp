@@ -90,19 +90,9 @@ TEST_F(ProfileWrite, WhatWouldNotReadBackIsRefused) {
         const char* section;
         const char* key;
         const char* value;
-    } cases[] = {
-        {nullptr, "K", "2"},
-        {"S", "", "2"},
-        {"S", "a=b", "2"},
-        {"S", "a\nb", "2"},
-        {"S", "[a", "2"},
-        {"S", ";a", "2"},
-        {"S", " a", "2"},
-        {"S]", "K", "2"},
-        {"S\n", "K", "2"},
-        {"S", "K", "2\nL=3"},
-        {"S", "K", tooLong.c_str()},
-    };
+    } cases[] = {{nullptr, "K", "2"}, {"S", "", "2"},       {"S", "a=b", "2"},          {"S", "a\nb", "2"},
+                 {"S", "[a", "2"},    {"S", ";a", "2"},     {"S", " a", "2"},           {"S]", "K", "2"},
+                 {"S\n", "K", "2"},   {"S", "K", "2\nL=3"}, {"S", "K", tooLong.c_str()}};
     for (const auto& [section, key, value] : cases) {
         EXPECT_EQ(0u, WritePrivateProfileString(section, key, value, m_strFile.c_str()))
             << key << "=" << value;
