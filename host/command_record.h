@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "host/owned_fd.h"
 #include "host/sandbox_layout.h"
+#include "platform/base/unique_fd.h"
 
 namespace volad_dev {
 
@@ -44,7 +44,7 @@ public:
 
 private:
     std::string m_strFile;
-    OwnedFd m_Watch;
+    em::UniqueFd m_Watch;
 };
 
 } // namespace volad_dev

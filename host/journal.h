@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "host/owned_fd.h"
+#include "platform/base/unique_fd.h"
 
 namespace volad_dev {
 
@@ -36,7 +36,7 @@ public:
 private:
     mutable std::mutex m_Mutex;
     std::vector<Message> m_Messages; // under the mutex
-    OwnedFd m_Event;
+    em::UniqueFd m_Event;
 };
 
 } // namespace volad_dev

@@ -13,10 +13,10 @@
 #include <fmt/format.h>
 
 #include "host/exit_code.h"
-#include "host/owned_fd.h"
 #include "host/rehearse_command.h"
 #include "host/sandbox.h"
 #include "host/settings.h"
+#include "platform/base/unique_fd.h"
 
 namespace volad_dev {
 namespace {
@@ -67,11 +67,11 @@ std::vector<std::string> filesOf(const RehearsalOptions& options) {
     return files;
 }
 
-OwnedFd openVerdictFile(const std::string& path) {
+em::UniqueFd openVerdictFile(const std::string& path) {
     if (path.empty()) {
         return {};
     }
-    OwnedFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    em::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
     if (!file.valid()) {
         throw std::system_error(errno, std::generic_category(), path);
     }
@@ -94,13 +94,13 @@ int launch(RehearsalOptions& options) {
     sandbox.readOnly = filesOf(options);
     sandbox.ownGroup = true;
 
-    const OwnedFd verdict = openVerdictFile(options.json);
+    const em::UniqueFd verdict = openVerdictFile(options.json);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");
     }
-    const OwnedFd readEnd(ends[0]);
-    const OwnedFd writeEnd(ends[1]);
+    const em::UniqueFd readEnd(ends[0]);
+    const em::UniqueFd writeEnd(ends[1]);
     stopPipe = writeEnd.get();
     catchSignals();
 

@@ -18,9 +18,9 @@
 #include <fmt/format.h>
 
 #include "host/exit_code.h"
-#include "host/owned_fd.h"
 #include "host/sandbox_arguments.h"
 #include "host/sandbox_layout.h"
+#include "platform/base/unique_fd.h"
 
 namespace volad_dev {
 namespace {
@@ -38,8 +38,8 @@ static_assert(kFirstUnusedFd < kFirstPassedFd);
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-OwnedFd fileInMemory(const std::string& content) {
-    OwnedFd file(memfd_create("volad-dev", MFD_CLOEXEC));
+em::UniqueFd fileInMemory(const std::string& content) {
+    em::UniqueFd file(memfd_create("volad-dev", MFD_CLOEXEC));
     for (size_t done = 0; file.valid() && done < content.size();) {
         const ssize_t count = write(file.get(), content.data() + done, content.size() - done);
         if (count < 0) {
@@ -54,7 +54,7 @@ OwnedFd fileInMemory(const std::string& content) {
 }
 
 struct Pipe {
-    OwnedFd readEnd, writeEnd;
+    em::UniqueFd readEnd, writeEnd;
 };
 
 Pipe makePipe() {
@@ -62,7 +62,7 @@ Pipe makePipe() {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         fail("pipe2");
     }
-    return {OwnedFd(ends[0]), OwnedFd(ends[1])};
+    return {em::UniqueFd(ends[0]), em::UniqueFd(ends[1])};
 }
 
 // What the pipe holds now; nobody writes any more, though an inherited end may still be open.
@@ -129,7 +129,7 @@ std::vector<std::string> commandLine(const std::vector<std::string>& command) {
 }
 
 struct Launch {
-    OwnedFd arguments, marker, answer, tool;
+    em::UniqueFd arguments, marker, answer, tool;
     Pipe status, errors;
 };
 

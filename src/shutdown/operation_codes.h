@@ -1,9 +1,7 @@
 // The operation codes ("OC") of the module's messages, the items ("OE") of the host's settings, and the
-// status values
-// ("ST") that the module gives. The tools print their tables from here.
+// status values ("ST") that the module gives. The tools print their tables from here.
 #pragma once
 
-#include <array>
 #include <cstdint>
 
 namespace em {

@@ -16,8 +16,7 @@ tm localTime() {
     if (now == 0) {
         now = sys::time();
     }
-    ::tzset(); // NOLINT(concurrency-mt-unsafe): the zone is the process's, and it is read under libc's own
-               // lock
+    ::tzset(); // NOLINT(concurrency-mt-unsafe): libc reads the zone under its own lock
     tm local{};
     ::localtime_r(&now, &local);
     return local;
@@ -28,9 +27,8 @@ tm localTime() {
 void PowerOffWorker::Run() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : START THREAD WorkerThread()");
     while (!m_Module.m_bStop) {
-        bool raised = false;
-        atBorder("WorkerThread()",
-                 [&] { raised = Pass(); }); // a pass that fails counts as one without a valid time
+        bool raised = false; // stays so when the pass fails: that counts as no valid time
+        atBorder("WorkerThread()", [&] { raised = Pass(); });
         Sleep(raised);
     }
     EM_TRACE(2, "\nEM_SHUTDOWN         : EXIT THREAD WorkerThread()!");

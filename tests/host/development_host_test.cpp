@@ -15,7 +15,7 @@ extern "C" volad_dev::DebugObject Debug;
 namespace volad_dev {
 namespace {
 
-constexpr unsigned kSendMessage = 9, kNotice = 11, kKind = 27;
+constexpr unsigned kSendMessage = 9;
 constexpr uint32_t kRequest = 5000;
 
 em::SipJson message(uint32_t opcode, uint32_t extension = 0, uint32_t objectId = 0) {
@@ -33,21 +33,11 @@ em::SipJson send(DevelopmentHost& host, em::SipJson envelope, uint32_t timeoutMs
 
 Settings example() {
     Settings settings;
-    settings.hostKind = 5;
     settings.shutdownDelay = 7;
     settings.jobName = "/x/job";
     settings.powerOffTimes[0] = 15;
     settings.powerOffTimes[3] = 1290;
     return settings;
-}
-
-TEST(DevelopmentHostTest, TheThreeSlotsStandAtTheirPlaces) {
-    DevelopmentHost host(example());
-    HostObject* const object = &host;
-    EXPECT_EQ(em::callSlot<int>(object, kKind), 5);
-    em::callSlot<void>(object, kNotice, static_cast<void*>(nullptr), true);
-    send(host, message(em::opcode::kShutdownStatusChanged), 0);
-    ASSERT_EQ(host.journal().messages().size(), 1U);
 }
 
 TEST(DevelopmentHostTest, SettingsAreAnsweredWithStatusAndDataOrWithoutBoth) {

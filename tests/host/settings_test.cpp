@@ -37,17 +37,12 @@ TEST(SettingsTest, EveryKeyHasItsPlace) {
     EXPECT_EQ(settings.powerSwitchNotifications, false);
 }
 
-TEST(SettingsTest, WhatIsNotGivenHasNoValue) {
-    const Settings settings = parseSettings("{}", kPath);
-    EXPECT_FALSE(settings.shutdownDelay || settings.forceDelay || settings.jobTimeout);
-    EXPECT_FALSE(settings.powerSwitchNotifications.has_value());
-    EXPECT_EQ(settings.jobName + settings.jobDirectory, "");
-}
-
-TEST(SettingsTest, ARelativeJobStartsAndRunsAtTheFile) {
+TEST(SettingsTest, WhatIsNotGivenHasNoValueAndARelativeJobIsTheFilesNeighbour) {
     const Settings settings = parseSettings(R"({"job": {"name": "job.sh -x"}})", kPath);
     EXPECT_EQ(settings.jobName, "/somewhere/job.sh -x");
     EXPECT_EQ(settings.jobDirectory, "/somewhere");
+    EXPECT_FALSE(settings.shutdownDelay || settings.forceDelay || settings.jobTimeout ||
+                 settings.powerSwitchNotifications);
 }
 
 TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {
@@ -59,14 +54,12 @@ TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {
         {R"({"job": {"path": 3}})", "unknown key \"job.path\", expected one of name, directory, timeout"},
         {R"({"powerOffTimes": {"Sunday": null}})", "unknown key \"powerOffTimes.Sunday\""},
         {R"({"shutdownDelay": "3"})", "\"shutdownDelay\": expected a number from 0"},
-        {R"({"shutdownDelay": -1})", "\"shutdownDelay\": expected a number from 0"},
         {R"({"shutdownDelay": 4294967296})", "\"shutdownDelay\": expected a number from 0"},
         {R"({"forceDelay": 1.5})", "\"forceDelay\": expected a number from 0"},
         {R"({"hostKind": true})", "\"hostKind\": expected a whole number"},
         {R"({"job": "job.sh"})", "\"job\": expected an object"},
         {R"({"job": {"name": 3}})", "\"job.name\": expected a text"},
         {R"({"powerOffTimes": {"monday": "24:00"}})", "\"powerOffTimes.monday\": expected a time"},
-        {R"({"powerOffTimes": {"monday": 1290}})", "\"powerOffTimes.monday\": expected a time"},
         {R"({"powerSwitchNotifications": 1})", "\"powerSwitchNotifications\": expected true or false"},
         {"[]", "expected an object"},
         {R"({"cabinet": )", "at byte 12: "},
@@ -84,10 +77,6 @@ TEST(SettingsTest, TimesOfDay) {
     for (const char* text : {"", "9:00", "24:00", "12:60", "1a:00", "12-00", "12:000", "-1:00"}) {
         EXPECT_FALSE(parseTimeOfDay(text).has_value()) << text;
     }
-}
-
-TEST(SettingsTest, AFileThatCannotBeReadIsNamed) {
-    EXPECT_THROW(static_cast<void>(readSettings("/scratch/none.json")), SettingsError);
 }
 
 } // namespace

@@ -1,9 +1,6 @@
 // The road of a request as read from what the module told the host.
 #include "host/verdict.h"
 
-#include <filesystem>
-#include <fstream>
-
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
@@ -21,14 +18,16 @@ Message setting(double time, uint32_t item) {
     return {time, em::opcode::kHostSettings, item, 0, true};
 }
 
-std::vector<Message> roadToTheJob() {
-    return {setting(0.5, em::setting::kPowerOffTime),
-            status(1, 1),
-            status(2, 2),
-            setting(2.5, em::setting::kShutdownDelay),
-            setting(3, em::setting::kForceDelay),
-            setting(6, em::setting::kJobName),
-            setting(6.5, em::setting::kJobTimeout)};
+std::vector<Message> roadToTheJobAnd(std::vector<Message> rest) {
+    std::vector<Message> road = {setting(0.5, em::setting::kPowerOffTime),
+                                 status(1, 1),
+                                 status(2, 2),
+                                 setting(2.5, em::setting::kShutdownDelay),
+                                 setting(3, em::setting::kForceDelay),
+                                 setting(6, em::setting::kJobName),
+                                 setting(6.5, em::setting::kJobTimeout)};
+    road.insert(road.end(), rest.begin(), rest.end());
+    return road;
 }
 
 CommandRecord commandAt(double time) {
@@ -47,28 +46,24 @@ std::string shown(const std::vector<Phase>& phases) {
     return text;
 }
 
-TEST(VerdictTest, PhasesOfAnOffRequest) {
-    std::vector<Message> messages = roadToTheJob();
-    messages.push_back({9, em::opcode::kSetPowerOffReason, 0, 3, true});
-    messages.push_back(status(9.4, 3));
-    EXPECT_EQ(shown(phasesOf(messages, 1, commandAt(9.5))),
-              "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;");
-}
-
-TEST(VerdictTest, AResetHasNoStageBetweenJobAndCommand) {
-    std::vector<Message> messages = roadToTheJob();
-    messages.push_back(status(9.4, 3));
-    EXPECT_EQ(shown(phasesOf(messages, 1, commandAt(9.5))),
-              "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 3.0;");
-}
-
-TEST(VerdictTest, ARoadThatEndsEarlyEndsItsStageWithTheLastStatus) {
-    EXPECT_EQ(shown(phasesOf({status(1, 1), status(1.5, 5)}, 1, std::nullopt)), "gate 0.5;");
-    std::vector<Message> cancelled = roadToTheJob();
-    cancelled.resize(5);
-    cancelled.push_back(status(4, 4));
-    cancelled.push_back(status(6, 5));
-    EXPECT_EQ(shown(phasesOf(cancelled, 1, std::nullopt)), "gate 1.0;settings 1.0;delay 3.0;");
+TEST(VerdictTest, PhasesOfARoad) {
+    const struct {
+        std::vector<Message> messages;
+        std::optional<CommandRecord> command;
+        const char* phases;
+    } cases[] = {
+        {roadToTheJobAnd({{9, em::opcode::kSetPowerOffReason, 0, 3, true}, status(9.4, 3)}), commandAt(9.5),
+         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;"},
+        {roadToTheJobAnd({status(9.4, 3)}), commandAt(9.5), // a reset has nothing between job and command
+         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 3.0;"},
+        {{status(1, 1), status(1.5, 5)}, std::nullopt, "gate 0.5;"},
+        {{status(1, 1), status(2, 2), setting(3, em::setting::kForceDelay), status(4, 4), status(6, 5)},
+         std::nullopt,
+         "gate 1.0;settings 1.0;delay 3.0;"},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(shown(phasesOf(each.messages, 1, each.command)), each.phases);
+    }
 }
 
 TEST(VerdictTest, WhereARoadEnds) {
@@ -111,33 +106,20 @@ TEST(VerdictTest, ProgramsReadTheSame) {
     verdict.askedBy = "request";
     verdict.reason = 3;
     verdict.requestTime = 1;
-    verdict.command = commandAt(5.5);
+    verdict.command = commandAt(6.0);
     verdict.phases = {{"gate", 0.25}};
     verdict.left = {{"state \"x\"", 60}};
     rapidjson::Document document;
     document.Parse(verdictJson(verdict).c_str());
     ASSERT_FALSE(document.HasParseError());
     EXPECT_STREQ(document["command"]["line"].GetString(), "/sbin/poweroff");
-    EXPECT_EQ(document["command"]["seconds"].GetDouble(), 4.5);
+    EXPECT_EQ(document["command"]["seconds"].GetDouble(), 5.0);
     EXPECT_FALSE(document["asAsked"].GetBool());
     EXPECT_EQ(document["reason"].GetUint(), 3U);
     EXPECT_EQ(document["phases"][0]["seconds"].GetDouble(), 0.25);
     EXPECT_STREQ(document["left"][0]["file"].GetString(), "state \"x\"");
-    EXPECT_NE(verdictText(verdict).find("/sbin/poweroff, 4.50 s after the request, in \"/\""),
+    EXPECT_NE(verdictText(verdict).find("/sbin/poweroff, 5.00 s after the request, in \"/\""),
               std::string::npos);
-}
-
-TEST(VerdictTest, FilesThatAJobLeft) {
-    const std::filesystem::path directory = "/scratch/left";
-    std::filesystem::create_directories(directory / "below");
-    std::ofstream(directory / "below/b") << "12";
-    std::ofstream(directory / "a") << "1";
-    std::ofstream(directory / "command-record.jsonl") << "ours";
-    const std::vector<LeftFile> files = filesLeft(directory);
-    ASSERT_EQ(files.size(), 2U);
-    EXPECT_EQ(files[0].name, "a");
-    EXPECT_EQ(files[1].name, "below/b");
-    EXPECT_EQ(files[1].bytes, 2U);
 }
 
 TEST(ScheduleTest, TheNextMomentAndItsWeekDay) {

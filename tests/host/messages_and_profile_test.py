@@ -1,4 +1,4 @@
-"""words_commands_test.py VOLAD_DEV EXAMPLE: `volad-dev messages` and `volad-dev profile` by output and exit code."""
+"""messages_and_profile_test.py VOLAD_DEV EXAMPLE: `volad-dev messages` and `volad-dev profile` by output and exit code."""
 
 import pathlib
 import shutil
@@ -10,7 +10,7 @@ import unittest
 VOLAD_DEV, EXAMPLE = sys.argv[1:3]
 
 
-class WordsCommands(unittest.TestCase):
+class MessagesAndProfile(unittest.TestCase):
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
