@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 #include "catalogue/log_msg_file.h"
 #include "frame/cabinet_number.h"
@@ -40,7 +41,7 @@ void traceDefaultMessageUsed() {
 } // namespace
 
 void AlertSequence::Run() {
-    Outcome outcome = Outcome::Aborted;
+    Outcome outcome = Outcome::Ended;
     if (!atBorder("OnTaskExecution()", [&] { outcome = Prepare(); })) {
         // Nothing may be left "pending" with no task behind it.
         static_cast<void>(swallow([&] { m_Module.Cancel(true); }));
@@ -55,40 +56,45 @@ void AlertSequence::Run() {
 }
 
 AlertSequence::Outcome AlertSequence::Prepare() {
-    for (Outcome (AlertSequence::*const step)() :
-         {&AlertSequence::Announce, &AlertSequence::CheckMaintenanceMode, &AlertSequence::AcceptRequest,
-          &AlertSequence::ReadReason, &AlertSequence::ReadDelays, &AlertSequence::WaitDelay,
-          &AlertSequence::CheckCancelled, &AlertSequence::CheckStopped, &AlertSequence::AnnounceShutdown,
-          &AlertSequence::RunJob}) {
-        const Outcome outcome = (this->*step)();
-        if (outcome != Outcome::GoOn) {
-            return outcome;
-        }
+    Announce();
+    if (!PassesGate()) {
+        return Outcome::Ended;
     }
+    AcceptRequest();
+    ReadReason();
+    ReadDelays();
+    WaitDelay();
+    if (EndsCancelled()) {
+        return Outcome::Ended;
+    }
+    if (m_Module.m_bStop) {
+        return Outcome::Stopped;
+    }
+    AnnounceShutdown();
+    RunJob();
     return Outcome::GoOn;
 }
 
 AlertSequence::Outcome AlertSequence::Execute() {
-    static_cast<void>(ShutDown());
-    return CheckCancelled();
+    ShutDown();
+    return EndsCancelled() ? Outcome::Ended : Outcome::GoOn;
 }
 
-AlertSequence::Outcome AlertSequence::Announce() {
+void AlertSequence::Announce() {
     EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: ## CM_RequestShutdownAndXXX ##",
              asInt(m_Request.GetUint("CA", 0)));
-    return Outcome::GoOn;
 }
 
-AlertSequence::Outcome AlertSequence::CheckMaintenanceMode() {
+bool AlertSequence::PassesGate() {
     if (m_Module.QueryMaintenanceMode() == MaintenanceMode::Enabled) {
-        return Outcome::GoOn;
+        return true;
     }
     EM_TRACE(1, "\nEM_SHUTDOWN         : Maintenance Mode not set. Shutdown aborted!");
     m_Module.Cancel(true);
-    return Outcome::Aborted;
+    return false;
 }
 
-AlertSequence::Outcome AlertSequence::AcceptRequest() {
+void AlertSequence::AcceptRequest() {
     if (m_Request.GetUint("ST", status::kMissing) != status::kNotEchoed) {
         m_Module.SendNotification(m_Request);
     }
@@ -96,10 +102,9 @@ AlertSequence::Outcome AlertSequence::AcceptRequest() {
     if (&m_Module.m_PendingRequest != &m_Request) {
         m_Module.m_PendingRequest = m_Request;
     }
-    return Outcome::GoOn;
 }
 
-AlertSequence::Outcome AlertSequence::ReadReason() {
+void AlertSequence::ReadReason() {
     uint32_t data = 0;
     if (!m_Request.GetDataUint(data)) {
         data = 0;
@@ -112,7 +117,6 @@ AlertSequence::Outcome AlertSequence::ReadReason() {
         m_strReason = TableText();
     }
     EM_TRACE(1, "\nEM_SHUTDOWN         : Shutdown reason: \"%s\"", m_strReason.c_str());
-    return Outcome::GoOn;
 }
 
 std::string AlertSequence::CatalogueText() const {
@@ -137,7 +141,7 @@ std::string AlertSequence::TableText() const {
     return name.text;
 }
 
-AlertSequence::Outcome AlertSequence::ReadDelays() {
+void AlertSequence::ReadDelays() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : Checking shutdown settings");
     EM_TRACE(3, "\nEM_SHUTDOWN         :    get shutdown delay...");
     if (const auto delay = ReadNumberSetting(m_Module, setting::kShutdownDelay)) {
@@ -155,45 +159,38 @@ AlertSequence::Outcome AlertSequence::ReadDelays() {
         m_nForceDelay = kDefaultForceDelay;
         EM_TRACE(3, "\nEM_SHUTDOWN         : ## WARNING! No shutdown force delay specified!");
     }
-    return Outcome::GoOn;
 }
 
 // A cancel does not end the delay, it is found behind it; only Stop does.
-AlertSequence::Outcome AlertSequence::WaitDelay() {
+void AlertSequence::WaitDelay() {
     if (m_nReason == kReasonPowerSwitch) {
-        return Outcome::GoOn;
+        return;
     }
     EM_TRACE(3, "\nEM_SHUTDOWN         :    suppress shutdown cancel message box - no user is logged in!");
     EM_TRACE(3, "\nEM_SHUTDOWN         : Start shutdown delay %d sec...", asInt(m_nDelay));
     m_Module.SleepOn(m_Module.m_DelayEvent, delayMs(m_nDelay), false);
     EM_TRACE(3, "\nEM_SHUTDOWN         : ...shutdown delay %d exceeded", asInt(m_nDelay));
-    return Outcome::GoOn;
 }
 
-AlertSequence::Outcome AlertSequence::CheckCancelled() {
+bool AlertSequence::EndsCancelled() {
     if (!m_Module.m_bCancel) {
-        return Outcome::GoOn;
+        return false;
     }
     EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: System shutdown was cancelled by ORBA call!",
              asInt(cabinetNumber()));
     m_Module.Cancel(true);
-    return Outcome::Cancelled;
+    return true;
 }
 
-AlertSequence::Outcome AlertSequence::CheckStopped() {
-    return m_Module.m_bStop ? Outcome::Stopped : Outcome::GoOn;
-}
-
-AlertSequence::Outcome AlertSequence::AnnounceShutdown() {
+void AlertSequence::AnnounceShutdown() {
     EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: ###  PERFORMING S H U T D O W N  ####!\n\n",
              asInt(m_Request.GetUint("CA", 0)));
     m_strMessage = "System shutdown due to a " + m_strReason + " event!";
     traceDefaultMessageUsed(); // the message's text is never looked up
     m_Module.m_Executor.DisplayShutdownAction(kTitle, m_strMessage.c_str());
-    return Outcome::GoOn;
 }
 
-AlertSequence::Outcome AlertSequence::RunJob() {
+void AlertSequence::RunJob() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : Checking shutdown job settings ..");
     EM_TRACE(3, "\nEM_SHUTDOWN         : Reading shutdwon job settings ..");
     const std::string job = ReadTextSetting(m_Module, setting::kJobName);
@@ -207,15 +204,14 @@ AlertSequence::Outcome AlertSequence::RunJob() {
     EM_TRACE(3, "\nEM_SHUTDOWN         :   Shutdown job timeout = %d", asInt(timeout));
     if (job.empty()) {
         EM_TRACE(2, "\nEM_SHUTDOWN         : No shutdown job configured");
-        return Outcome::GoOn;
+        return;
     }
     EM_TRACE(2, "\nEM_SHUTDOWN         : Run shutdown job (%s)!", job.c_str());
     // A job that fails does not keep the system up; its own lines tell.
     static_cast<void>(m_Module.m_Executor.RunShutdownJob(job.c_str(), directory.c_str(), timeout));
-    return Outcome::GoOn;
 }
 
-AlertSequence::Outcome AlertSequence::ShutDown() {
+void AlertSequence::ShutDown() {
     switch (m_Request.GetUint("OC", 0)) {
     case opcode::CM_RequestShutdownAndReset:
         EM_TRACE(3, "\nEM_SHUTDOWN         : CM_RequestShutdownAndReset: execute shutdown and restart");
@@ -231,7 +227,6 @@ AlertSequence::Outcome AlertSequence::ShutDown() {
     default:
         break;
     }
-    return Outcome::GoOn;
 }
 
 void AlertSequence::PowerOff() {

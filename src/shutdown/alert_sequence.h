@@ -21,28 +21,24 @@ public:
 private:
     enum class Outcome {
         GoOn,
-        Aborted,   // no maintenance mode: cancelled, nothing was started
-        Cancelled, // a cancel request was found
-        Stopped,   // Stop has begun: no command, but the status and the queue end as after one
+        Ended,   // cancelled, or refused at the gate
+        Stopped, // Stop has begun: no command, but the status and the queue end as after one
     };
 
-    Outcome Prepare();
-    Outcome Execute();
+    Outcome Prepare(); // up to the point of no return
+    Outcome Execute(); // from there on
     void Finish();
 
-    // Before the point of no return.
-    Outcome Announce();
-    Outcome CheckMaintenanceMode();
-    Outcome AcceptRequest();
-    Outcome ReadReason();
-    Outcome ReadDelays();
-    Outcome WaitDelay();
-    Outcome CheckCancelled();
-    Outcome CheckStopped();
-    Outcome AnnounceShutdown();
-    Outcome RunJob();
-    // From there on.
-    Outcome ShutDown();
+    void Announce();
+    [[nodiscard]] bool PassesGate();
+    void AcceptRequest();
+    void ReadReason();
+    void ReadDelays();
+    void WaitDelay();
+    [[nodiscard]] bool EndsCancelled();
+    void AnnounceShutdown();
+    void RunJob();
+    void ShutDown();
 
     void PowerOff();
     std::string CatalogueText() const;

@@ -14,8 +14,10 @@
 namespace em {
 namespace {
 
-constexpr const char* kSeparator =
-    "------------------------------------------------------------------------------------------";
+constexpr char kOpening[] =
+    "\n\n------------------------------------------------------------------------------------------";
+constexpr char kClosing[] =
+    "\n------------------------------------------------------------------------------------------\n";
 constexpr int32_t kWorkerPriority = 63;
 constexpr uint32_t kFailedWaitSliceMs = 100;
 
@@ -43,7 +45,7 @@ bool CShutdownExtensionModule::HasThreads() const {
 
 bool CShutdownExtensionModule::Start() {
     return atBorder("Start()", true, [this] {
-        EM_TRACE(1, "\n\n%s", kSeparator);
+        EM_TRACE(1, kOpening);
         EM_TRACE(1, "\n### Starting module %s ###\n", ModuleName());
         RegisterEventLogSource();
         StartSerialization();
@@ -56,20 +58,20 @@ bool CShutdownExtensionModule::Start() {
         }
         m_bStarted = true;
         EM_TRACE(1, "\n\n### Start of module %s completed successfully ###", ModuleName());
-        EM_TRACE(1, "\n%s\n", kSeparator);
+        EM_TRACE(1, kClosing);
         return true;
     });
 }
 
 unsigned CShutdownExtensionModule::Stop() {
     return atBorder("Stop()", 1U, [this] {
-        EM_TRACE(1, "\n\n%s", kSeparator);
+        EM_TRACE(1, kOpening);
         EM_TRACE(1, "\n### Stopping module %s ###\n", ModuleName());
         if (m_bStarted) {
             StopThreads();
             m_bStarted = false;
             EM_TRACE(1, "\n\n### Stop of module %s completed successfully ###", ModuleName());
-            EM_TRACE(1, "\n%s\n", kSeparator);
+            EM_TRACE(1, kClosing);
         }
         return 1U;
     });
