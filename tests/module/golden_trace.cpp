@@ -97,11 +97,6 @@ std::map<std::string, std::vector<std::string>> bySection(const std::vector<Reco
     return sections;
 }
 
-bool isSeen(const GoldenLine& line, unsigned traceLevel) {
-    return std::isdigit(static_cast<unsigned char>(line.level)) == 0 ||
-           static_cast<unsigned>(line.level - '0') <= traceLevel;
-}
-
 bool matchesLine(const GoldenLine& expected, const std::string& actual) {
     const char mark = std::isdigit(static_cast<unsigned char>(expected.level)) != 0 ? 'T' : expected.level;
     return mark == actual[0] && matches(expected.text, std::string_view(actual).substr(2));
@@ -145,6 +140,11 @@ bool matches(std::string_view pattern, std::string_view text) {
         return length != 0 && matches(pattern.substr(3), text.substr(length));
     }
     return !text.empty() && pattern[0] == text[0] && matches(pattern.substr(1), text.substr(1));
+}
+
+bool isSeen(const GoldenLine& line, unsigned traceLevel) {
+    return std::isdigit(static_cast<unsigned char>(line.level)) == 0 ||
+           static_cast<unsigned>(line.level - '0') <= traceLevel;
 }
 
 GoldenRoad loadGolden(const std::string& directory, const std::string& file) {

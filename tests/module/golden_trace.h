@@ -28,6 +28,9 @@ struct GoldenLine {
 };
 using GoldenRoad = std::map<std::string, std::vector<GoldenLine>>;
 
+// Whether a trace at that level holds the line.
+bool isSeen(const GoldenLine& line, unsigned traceLevel);
+
 // Throws std::runtime_error on a file that cannot be read or a line that is none of the above.
 GoldenRoad loadGolden(const std::string& directory, const std::string& file);
 
