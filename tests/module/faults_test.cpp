@@ -42,32 +42,6 @@ protected:
     HostedModule m_Module{5};
 };
 
-TEST(SettingsAnswers, AreTakenOrReplacedByTheDefault) {
-    struct Case {
-        const char* data; // "" for no "DA"
-        uint32_t status;
-        const char* seconds; // nullptr: no value
-    };
-    const Case cases[] = {
-        {"90", 12, "90"},      {"90", 1, nullptr},      {"", 0, nullptr},
-        {"\"0x10\"", 0, "16"}, {"\"abc\"", 0, nullptr}, {R"({"RAW":[44,1]})", 255, "300"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.data) + " with status " + std::to_string(c.status));
-        recording().clear();
-        HostedModule module(3);
-        module.host.answer(kDelay, c.data, c.status);
-        ASSERT_TRUE(module.start());
-        static_cast<void>(module.request(kOffNow));
-        ASSERT_TRUE(recording().waitFor("get shutdown force delay..."));
-        const std::string line =
-            c.seconds == nullptr
-                ? "\nEM_SHUTDOWN         : ## WARNING! No shutdown delay specified!"
-                : "\nEM_SHUTDOWN         :    shutdown delay (ORBA) = " + std::string(c.seconds) + " sec.";
-        EXPECT_EQ(recording().count(line), 1U) << recording().shown();
-    }
-}
-
 TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheRoad) {
     m_Module.host.throwAlways();
     start();

@@ -8,7 +8,6 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <ostream>
 #include <string>
 #include <tuple>
@@ -31,8 +30,7 @@ constexpr const char* kJobDirectories = "/opt/Orlendix/vital/etc/ombrad";
 constexpr const char* kJobFile = "/opt/Orlendix/vital/etc/ombrad/ombradAction.file";
 
 struct Road {
-    const char* name; // of its golden file
-    std::map<uint32_t, const char*> settings;
+    const char* name;     // of its golden file
     const char* lastCall; // with which the module has told the host everything before Stop
     void (*prepare)(HostedModule&);
     void (*walk)(HostedModule&);
@@ -44,10 +42,29 @@ constexpr const char* kIdle = "Waiting on task queue for next task";
 constexpr const char* kWorkerAsks = "\"OE\":161";
 constexpr const char* kForceDelayAsked = "\"OE\":5889";
 
-void prepareNothing(HostedModule& /*module*/) {}
+void nothing(HostedModule& /*module*/) {}
+
+void answerDelays(HostedModule& module, const char* delay, const char* forceDelay) {
+    module.host.answer(kDelay, delay);
+    module.host.answer(kForceDelay, forceDelay);
+}
 
 void requestOff(HostedModule& module) {
     EXPECT_EQ(module.request(R"({"OC":517,"DA":0})"), "true " + withCommand(R"({"OC":517,"DA":0,"ST":0})"));
+}
+
+void layOutJob(HostedModule& module) {
+    writeFile("/scratch/job.sh", "#!/bin/sh\npwd > /scratch/job.done\n");
+    answerDelays(module, "1", "2");
+    module.host.answer(kJobName, R"("/scratch/job.sh")");
+    module.host.answer(kJobDirectory, R"("/tmp")");
+    module.host.answer(kJobTimeout, "20");
+}
+
+// Answers that are no settings: of a host that refuses, and of one that has no number.
+void answerNoSettings(HostedModule& module) {
+    module.host.answer(kDelay, "90", 1);
+    module.host.answer(kForceDelay, R"("abc")");
 }
 
 void requestReset(HostedModule& module) {
@@ -55,14 +72,11 @@ void requestReset(HostedModule& module) {
               "true " + withCommand(R"({"OC":518,"CA":3,"ST":0,"DA":1})"));
 }
 
-void layOutJob(HostedModule& /*module*/) {
-    writeFile("/scratch/job.sh", "#!/bin/sh\npwd > /scratch/job.done\n");
-}
-
 // A message file without a text for the reason; it is looked for in the current directory.
-void layOutMessages(HostedModule& /*module*/) {
+void layOutMessages(HostedModule& module) {
     std::filesystem::current_path("/scratch");
     writeFile("EVENTMSG.XML", "<EventMsg><Events><Event ErrorCode='0x0E0003'/></Events></EventMsg>");
+    answerDelays(module, "0", "0");
 }
 
 void replyHalt(HostedModule& module) {
@@ -86,6 +100,7 @@ void disconnect(HostedModule& module) {
 
 // The worker asks at once, so the answer is there before the start: this minute.
 void schedulePowerOff(HostedModule& module) {
+    answerDelays(module, "0", "0");
     module.host.onMessage([&host = module.host](uint32_t, Envelope& envelope) {
         if (numberOf(commandOf(envelope), "OE", 0) == kPowerOffTime) {
             const std::time_t now = std::time(nullptr);
@@ -102,28 +117,16 @@ void layOutJobFile(HostedModule& /*module*/) {
 }
 
 const Road kRoads[] = {
-    {"off",
-     {{kDelay, "1"},
-      {kForceDelay, "2"},
-      {kJobName, R"("/scratch/job.sh")"},
-      {kJobDirectory, R"("/tmp")"},
-      {kJobTimeout, "20"}},
-     kExecuted,
-     layOutJob,
-     requestOff},
-    {"reset", {}, kExecuted, prepareNothing, requestReset},
-    {"halt", {{kDelay, "0"}, {kForceDelay, "0"}}, kExecuted, layOutMessages, replyHalt},
-    {"cancelled", {{kDelay, "1"}, {kForceDelay, "2"}}, kCancelled, prepareNothing, cancelDuringTheDelay},
-    {"aborted",
-     {},
-     kCancelled,
-     [](HostedModule&) {
-         setMaintenance("enabled"); /* not "Enabled" */
-     },
-     requestOff},
-    {"stopped", {{kDelay, "1800"}, {kForceDelay, "2"}}, kForceDelayAsked, prepareNothing, requestOff},
-    {"disconnect", {}, R"({"OC":523,"CA":7})", prepareNothing, disconnect},
-    {"schedule", {{kDelay, "0"}, {kForceDelay, "0"}}, kExecuted, schedulePowerOff, prepareNothing},
+    {"off", kExecuted, layOutJob, requestOff},
+    {"reset", kExecuted, answerNoSettings, requestReset},
+    {"halt", kExecuted, layOutMessages, replyHalt},
+    {"cancelled", kCancelled, [](HostedModule& module) { answerDelays(module, "1", "2"); },
+     cancelDuringTheDelay},
+    {"aborted", kCancelled, [](HostedModule&) { setMaintenance("enabled"); }, requestOff}, // not "Enabled"
+    {"stopped", kForceDelayAsked,
+     [](HostedModule& module) { answerDelays(module, R"("1800")", R"({"RAW":[2,0]})"); }, requestOff},
+    {"disconnect", R"({"OC":523,"CA":7})", nothing, disconnect},
+    {"schedule", kExecuted, schedulePowerOff, nothing},
 };
 
 // How often the handler says on its road that it has nothing to do; Stop then meets it idle.
@@ -139,11 +142,9 @@ class RoadAtLevel : public testing::TestWithParam<std::tuple<Road, unsigned>> {}
 // Start, road, Stop, delete; then the comparison.
 void walk(const Road& road, unsigned level) {
     const GoldenRoad golden = loadGolden(EM_ROADS_DIRECTORY, std::string(road.name) + ".golden");
+    recording().clear();
     const volad_dev::CommandRecorder recorder;
     HostedModule module(level);
-    for (const auto& [item, data] : road.settings) {
-        module.host.answer(item, data);
-    }
     road.prepare(module);
     ASSERT_TRUE(module.start());
     // A worker that meets Stop before its first pass would take another road.
@@ -184,18 +185,12 @@ INSTANTIATE_TEST_SUITE_P(Roads, RoadAtLevel,
 
 TEST(AgentsRestart, WithAndWithoutTheServiceManager) {
     const bool withServiceManager = ::access(volad_dev::layout::kServiceManager, F_OK) == 0;
-    const Road road = withServiceManager
-                          ? Road{"agents_restart_job_file",
-                                 {},
-                                 kWorkerAsks,
-                                 layOutJobFile,
-                                 [](HostedModule& module) { module.reply(R"({"OC":551,"ST":5,"DA":5})"); }}
-                          : Road{"agents_restart", {}, kWorkerAsks, layOutJobFile, [](HostedModule& module) {
-                                     module.reply(R"({"OC":551,"ST":0,"DA":5})");
-                                 }};
+    const Road jobFile{"agents_restart_job_file", kWorkerAsks, layOutJobFile,
+                       [](HostedModule& module) { module.reply(R"({"OC":551,"ST":5,"DA":5})"); }};
+    const Road command{"agents_restart", kWorkerAsks, layOutJobFile,
+                       [](HostedModule& module) { module.reply(R"({"OC":551,"ST":0,"DA":5})"); }};
     for (unsigned level = 0; level <= 5; ++level) {
-        recording().clear();
-        walk(road, level);
+        walk(withServiceManager ? jobFile : command, level);
     }
     if (withServiceManager) {
         std::ifstream file(kJobFile);
