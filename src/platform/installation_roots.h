@@ -20,9 +20,8 @@ class CRegistry;
 // The installation's roots as they stand in the store: nothing joined, nothing cut, so that each user decides
 // about separators. Empty when missing.
 struct InstallationRoots {
-    std::string binRoot; // directory of the host's binaries; by convention it ends in "/"
-    std::string
-        fileRoot; // directory of the host's files, the binaries lie in its "Bin"; without binRoot only
+    std::string binRoot;  // directory of the host's binaries; by convention it ends in "/"
+    std::string fileRoot; // only without binRoot: directory of the host's files; binaries lie in its "Bin"
 };
 // One look-up under the registry lock.
 [[nodiscard]] InstallationRoots FindInstallationRoots();
