@@ -8,8 +8,6 @@
 namespace em {
 namespace {
 
-constexpr const char* kModuleName = "EM_SHUTDOWN";
-
 [[gnu::constructor]] void onLoad() {
     SetUpProcessState();
 }
@@ -21,7 +19,8 @@ struct TearDownAtEnd {
 } // namespace
 
 void SetUpProcessState() noexcept {
-    static_cast<void>(swallow([] { static_cast<void>(processTrace.value.Configure(kModuleName)); }));
+    CDebugClient& trace = processTrace.value;
+    static_cast<void>(swallow([&] { static_cast<void>(trace.Configure(trace.ModuleName())); }));
     eventState.value.SetUp();
     registryState.value.SetUp();
     // Registered now, it runs at the library's unload or, at the process's exit, before what the host built

@@ -3,6 +3,7 @@
 #include "platform/base/errno_keeper.h"
 #include "platform/base/system.h"
 #include "platform/base/system_log.h"
+#include "platform/base/virtual_slot.h"
 
 namespace em {
 
@@ -12,16 +13,10 @@ namespace {
 
 constexpr const char* kHostSymbol = "Debug";
 
-// Slots of the host's debug object. It is called through its raw table: no class of ours pretends to be the
-// host's.
+// Slots of the host's debug object.
 constexpr unsigned kIsOutputSink = 2;
 constexpr unsigned kPrint = 7;
 constexpr unsigned kTrace = 8;
-
-void* slotOf(void* object, unsigned slot) {
-    void** const table = *static_cast<void***>(object);
-    return table[slot];
-}
 
 bool liesInThisLibrary(const void* address) {
     Dl_info theirs{};
@@ -31,11 +26,8 @@ bool liesInThisLibrary(const void* address) {
 }
 
 bool qualifies(void* object) {
-    if (object == nullptr || liesInThisLibrary(object) || *static_cast<void**>(object) == nullptr) {
-        return false;
-    }
-    using IsOutputSink = bool (*)(void*);
-    return reinterpret_cast<IsOutputSink>(slotOf(object, kIsOutputSink))(object);
+    return object != nullptr && !liesInThisLibrary(object) && *static_cast<void**>(object) != nullptr &&
+           callSlot<bool>(object, kIsOutputSink);
 }
 
 } // namespace
@@ -55,7 +47,7 @@ void CDebugClient::HandToHost(unsigned slot, int error, const char* format, va_l
     void* const known = m_pHostDebug;
     if (void* const host = known != nullptr ? known : LookUpHostDebug()) {
         errno = error; // the look-up may have changed it, and a "%m" in the format shows it
-        reinterpret_cast<HostWrite>(slotOf(host, slot))(host, format, arguments, ModuleName());
+        callSlot<void>(host, slot, format, arguments, ModuleName());
     }
 }
 

@@ -21,8 +21,6 @@ public:
     virtual void PrintTagged(uint64_t ignored, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 private:
-    using HostWrite = void (*)(void*, const char*, va_list, const char*);
-
     void* LookUpHostDebug();
     void HandToHost(unsigned slot, int error, const char* format, va_list arguments)
         __attribute__((format(printf, 4, 0)));

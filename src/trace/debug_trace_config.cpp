@@ -4,8 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "platform/base/errno_keeper.h"
 #include "platform/base/swallow.h"
 #include "platform/base/system.h"
 
@@ -14,16 +16,6 @@ namespace em {
 struct CDebugTraceConfig::Name {
     Name* older;
     char text[1]; // the rest of the text lies behind
-
-    static Name* Create(const char* name, Name* older) {
-        const size_t length = std::strlen(name);
-        auto* const created = static_cast<Name*>(std::malloc(sizeof(Name) + length));
-        if (created != nullptr) {
-            created->older = older;
-            std::memcpy(created->text, name, length + 1);
-        }
-        return created;
-    }
 };
 
 struct FileNames {
@@ -61,16 +53,16 @@ FileNames listConfigurationFiles() {
     return files;
 }
 
+uint32_t configuredOrZero(uint32_t value) {
+    return value == UINT32_MAX ? 0 : value;
+}
+
 // The decimal value of the variable, or the number from the files, where 0xFFFFFFFF stands for none.
 uint32_t environmentOr(const char* variable, uint32_t fromFile) {
     if (const char* const value = sys::getenv(variable)) {
         return static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
     }
-    return fromFile == UINT32_MAX ? 0 : fromFile;
-}
-
-uint32_t configuredOrZero(uint32_t value) {
-    return value == UINT32_MAX ? 0 : value;
+    return configuredOrZero(fromFile);
 }
 
 void readInto(std::atomic<uint32_t>& field, const IniSectionFile& section, const char* key) {
@@ -90,20 +82,16 @@ bool CDebugTraceConfig::IsOutputSink() {
     return false;
 }
 
-const char* CDebugTraceConfig::ModuleName() const {
-    const Name* const name = m_pModuleName;
-    return name == nullptr ? "" : name->text;
-}
-
 bool CDebugTraceConfig::ReplaceModuleName(const char* name) {
-    Name* older = m_pModuleName;
-    Name* const created = Name::Create(name, older);
+    const size_t length = std::strlen(name);
+    auto* const created = static_cast<Name*>(std::malloc(sizeof(Name) + length));
     if (created == nullptr) {
         return false;
     }
-    while (!m_pModuleName.compare_exchange_weak(older, created)) {
-        created->older = older;
-    }
+    std::memcpy(created->text, name, length + 1);
+    created->older = m_pNames;
+    m_pNames = created;
+    m_pModuleName = created->text;
     return true;
 }
 
@@ -167,19 +155,20 @@ void CDebugTraceConfig::UpdateWhenDue() {
     }
     if (m_FilesMutex.try_lock()) {
         const std::lock_guard guard(m_FilesMutex, std::adopt_lock);
+        const ErrnoKeeper keeper;
         ReloadChanged();
     }
 }
 
 void CDebugTraceConfig::ReloadChanged() {
-    if (m_GlobalIni.HasPath() && m_GlobalIni.LoadIfNewer(kGlobalSection) == IniSectionFile::Update::Loaded) {
+    if (m_GlobalIni.HasPath() && m_GlobalIni.LoadIfNewer(kGlobalSection)) {
         uint32_t interval = 0;
         if (m_GlobalIni.GetIntValue(kDynamicUpdate, interval)) {
             m_nDynamicUpdateFile = interval;
             m_nDynamicUpdate = configuredOrZero(interval);
         }
     }
-    if (m_ModuleIni.HasPath() && m_ModuleIni.LoadIfNewer(ModuleName()) == IniSectionFile::Update::Loaded) {
+    if (m_ModuleIni.HasPath() && m_ModuleIni.LoadIfNewer(ModuleName())) {
         uint32_t level = 0;
         if (m_ModuleIni.GetIntValue(kFileDebugLevel, level)) {
             m_nFileLevel = level;
@@ -195,17 +184,15 @@ void CDebugTraceConfig::TearDown() noexcept {
     m_nLevel = 0;
     m_bEnabled = false;
     m_nDynamicUpdate = 0;
-    // Held by a thread that the host did not stop: then the sections stay with it.
+    // Held by a thread that the host did not stop: then it keeps the sections and the names.
     if (m_FilesMutex.try_lock()) {
         const std::lock_guard guard(m_FilesMutex, std::adopt_lock);
         m_GlobalIni.Clear();
         m_ModuleIni.Clear();
-    }
-    Name* name = m_pModuleName.exchange(nullptr);
-    while (name != nullptr) {
-        Name* const older = name->older;
-        std::free(name);
-        name = older;
+        m_pModuleName = kNameAtLoad;
+        while (m_pNames != nullptr) {
+            std::free(std::exchange(m_pNames, m_pNames->older));
+        }
     }
 }
 

@@ -25,13 +25,14 @@ public:
     virtual bool Configure(const char* moduleName);
 
     [[nodiscard]] bool Enabled() const { return m_bEnabled.load(std::memory_order_relaxed); }
-    [[nodiscard]] const char* ModuleName() const;
+    [[nodiscard]] const char* ModuleName() const { return m_pModuleName; }
     [[nodiscard]] uint32_t Level() const { return m_nLevel; }
     [[nodiscard]] uint32_t TraceFlags() const { return m_nTraceFlags; }
     [[nodiscard]] uint32_t MemoryTracesFlag() const { return m_nMemoryTracesFlag; }
     [[nodiscard]] uint32_t DynamicUpdate() const { return m_nDynamicUpdate; }
 
     // Looks for newer files when the interval has passed, then tells whether a line of this level is written.
+    // Leaves errno alone.
     [[nodiscard]] bool WillWrite(uint32_t level);
 
     // Switches everything off and frees what is held; the object stays usable and silent.
@@ -40,6 +41,7 @@ public:
 private:
     struct Name;
     static constexpr uint32_t kNotConfigured = 0xFFFFFFFF;
+    static constexpr const char* kNameAtLoad = "EM_SHUTDOWN";
 
     bool ReplaceModuleName(const char* name);
     void ReadConfiguration();
@@ -53,8 +55,9 @@ private:
     std::atomic<uint32_t> m_nFileLevel{kNotConfigured};
     std::atomic<uint32_t> m_nTraceFlags{0};
     std::atomic<bool> m_bEnabled{false};
-    std::atomic<Name*> m_pModuleName{nullptr}; // names in use by other threads stay until the object goes
-    std::mutex m_FilesMutex;                   // guards the two sections; nothing is traced under it
+    std::atomic<const char*> m_pModuleName{kNameAtLoad};
+    std::mutex m_FilesMutex;  // guards the names and the two sections; nothing is traced under it
+    Name* m_pNames = nullptr; // given by Configure; they stay until the tear-down, since a host may keep them
     IniSectionFile m_GlobalIni;
     IniSectionFile m_ModuleIni;
     std::atomic<uint32_t> m_nDynamicUpdateFile{kNotConfigured};

@@ -1,7 +1,5 @@
 #include "trace/ini_section_file.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -9,7 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/base/system.h"
+#include "platform/base/ascii.h"
+#include "platform/base/unique_fd.h"
 
 namespace em {
 namespace {
@@ -17,11 +16,6 @@ namespace {
 constexpr size_t kPadding = 16;
 constexpr size_t kLargestFile = size_t{16} * 1024 * 1024;
 constexpr const char* kEndMarker = "EndOfFile";
-
-bool equalsIgnoringCase(const char* from, const char* to, const char* name) {
-    const size_t length = static_cast<size_t>(to - from);
-    return length == std::strlen(name) && strncasecmp(from, name, length) == 0;
-}
 
 // Cuts the text at the "[" of the closing marker. False when there is none.
 bool cutAtEndMarker(char* text, size_t size) {
@@ -31,7 +25,8 @@ bool cutAtEndMarker(char* text, size_t size) {
         return false;
     }
     const size_t open = content.rfind('[', close);
-    if (open == std::string_view::npos || !equalsIgnoringCase(text + open + 1, text + close, kEndMarker)) {
+    if (open == std::string_view::npos ||
+        !equalsIgnoringAsciiCase(content.substr(open + 1, close - open - 1), kEndMarker)) {
         return false;
     }
     text[open] = '\0';
@@ -45,7 +40,7 @@ char* findBody(char* text, const char* section) {
         if (close == nullptr) {
             return nullptr;
         }
-        if (equalsIgnoringCase(open + 1, close, section)) {
+        if (equalsIgnoringAsciiCase({open + 1, close}, section)) {
             return close + 1;
         }
         open = std::strchr(close + 1, '[');
@@ -56,12 +51,7 @@ char* findBody(char* text, const char* section) {
 } // namespace
 
 void IniSectionFile::Clear() {
-    m_pBuffer.reset();
-    m_pBody = nullptr;
-    m_pEnd = nullptr;
-    m_pPath.reset();
-    m_nSize = 0;
-    m_nModified = 0;
+    *this = {};
 }
 
 bool IniSectionFile::LoadSection(const char* section, const char* file, const char* directory) {
@@ -73,54 +63,52 @@ bool IniSectionFile::LoadSection(const char* section, const char* file, const ch
     }
     std::snprintf(m_pPath.get(), size, "%s/%s", directory, file);
     const Outcome outcome = Read(section);
-    if (outcome == Outcome::Unreadable) {
+    if (outcome == Outcome::NotOpened || outcome == Outcome::NotRead) {
         Clear();
     }
     return outcome == Outcome::Loaded;
 }
 
-IniSectionFile::Update IniSectionFile::LoadIfNewer(const char* section) {
+bool IniSectionFile::LoadIfNewer(const char* section) {
     struct stat status;
     if (sys::stat(m_pPath.get(), &status) != 0) {
         Clear();
-        return Update::Gone;
+        return false;
     }
     if (status.st_mtime <= m_nModified) {
-        return Update::None;
+        return false;
     }
     IniSectionFile newer;
     newer.m_pPath = std::move(m_pPath);
     const Outcome outcome = newer.Read(section);
-    m_pPath = std::move(newer.m_pPath);
-    if (outcome != Outcome::Loaded) {
-        return Update::Unusable;
+    if (outcome == Outcome::Loaded) {
+        *this = std::move(newer);
+    } else if (outcome == Outcome::NotOpened) {
+        Clear();
+    } else {
+        m_pPath = std::move(newer.m_pPath); // and the old time with it: the next call tries again
     }
-    m_pBuffer = std::move(newer.m_pBuffer);
-    m_pBody = newer.m_pBody;
-    m_pEnd = newer.m_pEnd;
-    m_nSize = newer.m_nSize;
-    m_nModified = newer.m_nModified;
-    return Update::Loaded;
+    return outcome == Outcome::Loaded;
 }
 
 IniSectionFile::Outcome IniSectionFile::Read(const char* section) {
-    FileContent content;
-    if (ReadRegularFile(m_pPath.get(), kLargestFile, kPadding, content) != 0) {
-        return Outcome::Unreadable;
+    const UniqueFd file(sys::open(m_pPath.get(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file.valid()) {
+        return Outcome::NotOpened;
     }
-    m_pBuffer = std::move(content.data);
-    m_nSize = content.status.st_size;
+    FileContent content;
+    if (ReadRegularFile(file.get(), kLargestFile, kPadding, content) != 0) {
+        return Outcome::NotRead;
+    }
     m_nModified = content.status.st_mtime;
     char* const body =
-        cutAtEndMarker(m_pBuffer.get(), content.size) ? findBody(m_pBuffer.get(), section) : nullptr;
+        cutAtEndMarker(content.data.get(), content.size) ? findBody(content.data.get(), section) : nullptr;
     if (body == nullptr) {
-        m_pBuffer.reset();
         return Outcome::NoSection;
     }
-    char* const end = body + std::strcspn(body, "[");
-    *end = '\0';
+    body[std::strcspn(body, "[")] = '\0';
+    m_pBuffer = std::move(content.data);
     m_pBody = body;
-    m_pEnd = end;
     return Outcome::Loaded;
 }
 

@@ -18,11 +18,10 @@ public:
     // header [EndOfFile], in any case.
     [[nodiscard]] bool LoadSection(const char* section, const char* file, const char* directory);
 
-    enum class Update { None, Gone, Unusable, Loaded };
     // Loads the section again from the same file when its modification time is later than at the last load.
-    // Gone: its status cannot be read, the object is now empty. Unusable: the new content cannot be used and
-    // the old stays, so that the next call tries again.
-    [[nodiscard]] Update LoadIfNewer(const char* section);
+    // True when that was done. A file that is gone or cannot be opened leaves the object empty; one whose new
+    // content cannot be used changes nothing, so that the next call tries again. Needs a path.
+    [[nodiscard]] bool LoadIfNewer(const char* section);
 
     // The first occurrence of the key as plain text in the section, the next "=" behind it, and the number
     // there in the base of its prefix (low 32 bits; no digits give 0). False without touching the value when
@@ -33,14 +32,12 @@ public:
     void Clear();
 
 private:
-    enum class Outcome { Unreadable, NoSection, Loaded };
+    enum class Outcome { NotOpened, NotRead, NoSection, Loaded };
     Outcome Read(const char* section);
 
     std::unique_ptr<char, FreeDeleter> m_pBuffer; // the whole file plus 16 zero bytes
     const char* m_pBody = nullptr;                // first byte behind the section's header
-    const char* m_pEnd = nullptr;                 // where the body was cut
     std::unique_ptr<char, FreeDeleter> m_pPath;
-    int64_t m_nSize = 0;
     time_t m_nModified = 0;
 };
 

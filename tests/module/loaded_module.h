@@ -17,6 +17,8 @@ constexpr uint32_t kCabinet = 7;
 // The shared object. Loading it at a trace level sets the environment that it reads then.
 class LoadedModule {
 public:
+    static constexpr uint32_t kLevelFromFiles = 0xFFFFFFFF; // nothing is set in the environment
+
     explicit LoadedModule(uint32_t traceLevel);
     ~LoadedModule();
     LoadedModule(const LoadedModule&) = delete;

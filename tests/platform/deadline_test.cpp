@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/wait_deadline.h"
+
 namespace em::test {
 namespace {
 
@@ -25,6 +27,26 @@ TEST(Deadline, RemainingTimeIsRoundedUpAndBounded) {
     };
     for (const auto& row : cases) {
         EXPECT_EQ(Deadline(row.start, row.span).remainingMs(row.now), row.left);
+    }
+}
+
+TEST(WaitDeadline, CarriesNanosecondsIntoSeconds) {
+    constexpr int64_t beyond32Bits = 0x1'0000'0000;
+    const struct {
+        timespec now;
+        uint32_t timeoutMs;
+        timespec end;
+    } cases[] = {
+        {{100, 600'000'000}, 1'500, {102, 100'000'000}},
+        {{100, 600'000'000}, 0, {100, 600'000'000}},
+        {{100, 1'000'000}, 999, {101, 0}},
+        {{100, 999'999'999}, 0xFFFF'FFFE, {100 + 4'294'967 + 1, 293'999'999}},
+        {{beyond32Bits, 0}, 2'000, {beyond32Bits + 2, 0}},
+    };
+    for (const auto& row : cases) {
+        const timespec end = waitDeadline(row.now, row.timeoutMs);
+        EXPECT_EQ(end.tv_sec, row.end.tv_sec) << row.timeoutMs;
+        EXPECT_EQ(end.tv_nsec, row.end.tv_nsec) << row.timeoutMs;
     }
 }
 

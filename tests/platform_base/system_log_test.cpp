@@ -50,14 +50,11 @@ TEST(SystemLog, WritesTheFormattedTextWithASafeSecondPass) {
         const char* logged;
     };
     const Case cases[] = {
-        {"Shutdown", "Shutdown"},
         {"100%", "100%"},
         {"a%%b", "a%b"},
-        {"%%%%", "%%"},
         {"%s%n%d", "%s%n%d"},
         {"why: %m", "why: No such file or directory"},
         {"%%m", "%m"},
-        {"%5m", "%5m"},
         {"\n\nkept", "\n\nkept"},
         {"", ""},
     };
@@ -70,18 +67,17 @@ TEST(SystemLog, WritesTheFormattedTextWithASafeSecondPass) {
     }
 }
 
-TEST(SystemLog, LogsAFormatOfNewlinesAsItStands) {
+TEST(SystemLog, LogsAFormatOfNewlinesAsItStandsAndWhatCannotBeFormatted) {
     const twin::Scope script;
     const char* volatile newlines = "\n\n"; // hidden from the compiler, which warns of it
-    const char* volatile nothing = "";
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     writeLog(newlines);
-    EXPECT_EQ(lastRecord(), "\n\n");
-    writeLog(nothing);
-    EXPECT_EQ(lastRecord(), "");
 #pragma GCC diagnostic pop
+    EXPECT_EQ(lastRecord(), "\n\n");
+    writeLog("%lc", static_cast<wint_t>(0x7FFFFFFF)); // no character of any locale
+    EXPECT_EQ(lastRecord(), "ERROR: cann't format message");
 }
 
 TEST(SystemLog, CutsAfter1023BytesBeforeTheSecondPass) {
@@ -90,14 +86,6 @@ TEST(SystemLog, CutsAfter1023BytesBeforeTheSecondPass) {
     EXPECT_EQ(lastRecord(), std::string(1023, 'x'));
     writeLog("%s", (std::string(1022, 'x') + "%%").c_str());
     EXPECT_EQ(lastRecord(), std::string(1022, 'x') + "%") << "half of a cut pair stands literally";
-    writeLog("%s", (std::string(1022, 'x') + "\xC3\xA4").c_str());
-    EXPECT_EQ(lastRecord(), std::string(1022, 'x') + "\xC3");
-}
-
-TEST(SystemLog, SaysThatATextCannotBeFormatted) {
-    const twin::Scope script;
-    writeLog("%lc", static_cast<wint_t>(0x7FFFFFFF)); // no character of any locale
-    EXPECT_EQ(lastRecord(), "ERROR: cann't format message");
 }
 
 } // namespace

@@ -2,6 +2,9 @@
 // for negative values.
 #pragma once
 
+#include <algorithm>
+#include <string_view>
+
 namespace em {
 
 constexpr bool isAsciiBlank(char c) {
@@ -20,10 +23,9 @@ constexpr char asciiLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-constexpr bool equalsIgnoringAsciiCase(const char* left, const char* right) {
-    for (; *left != '\0' && asciiLower(*left) == asciiLower(*right); ++left, ++right) {
-    }
-    return asciiLower(*left) == asciiLower(*right);
+constexpr bool equalsIgnoringAsciiCase(std::string_view left, std::string_view right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](char l, char r) { return asciiLower(l) == asciiLower(r); });
 }
 
 } // namespace em
