@@ -61,7 +61,7 @@ HostedModule::HostedModule(uint32_t traceLevel) : library(traceLevel) {
         throw std::runtime_error("EM_Create gave no module");
     }
     host.expectedModule = object;
-    const auto table = reinterpret_cast<uintptr_t>(static_cast<HostTable*>(&host));
+    const auto table = reinterpret_cast<uintptr_t>(static_cast<HostObject*>(&host));
     std::memcpy(static_cast<std::byte*>(object) + 8, &table, sizeof table);
     static_cast<void>(callSlot<unsigned>(object, 10, kCabinet));
 }

@@ -1,5 +1,6 @@
 #include "module/scripted_host.h"
 
+#include <array>
 #include <stdexcept>
 #include <utility>
 
@@ -7,8 +8,24 @@
 
 namespace module_test {
 
-void HostTable::unexpected(int slot) {
-    recording().add(Kind::HostCall, "unexpected slot " + std::to_string(slot));
+namespace {
+
+void unexpected(ScriptedHost* /*host*/) {
+    recording().add(Kind::HostCall, "unexpected slot");
+}
+
+} // namespace
+
+ScriptedHost::ScriptedHost() : HostObject{nullptr} {
+    static const std::array<void*, 28> slots = [] {
+        std::array<void*, 28> all;
+        all.fill(reinterpret_cast<void*>(&unexpected));
+        all[9] = reinterpret_cast<void*>(&send);
+        all[11] = reinterpret_cast<void*>(&notice);
+        all[27] = reinterpret_cast<void*>(&kind);
+        return all;
+    }();
+    table = slots.data();
 }
 
 void ScriptedHost::answer(uint32_t item, const std::string& data, uint32_t status) {
@@ -31,18 +48,22 @@ void ScriptedHost::record(void* module, std::string text) const {
     }
 }
 
-void ScriptedHost::send(void* module, Envelope* envelope, uint32_t milliseconds) {
-    record(module, std::to_string(milliseconds) + " " + textOf(*envelope));
-    Json* const command = commandOf(*envelope);
+void ScriptedHost::send(ScriptedHost* host, void* module, Envelope* envelope, uint32_t milliseconds) {
+    host->record(module, std::to_string(milliseconds) + " " + textOf(*envelope));
+    host->answerTo(*envelope, milliseconds != 0);
+}
+
+void ScriptedHost::answerTo(Envelope& envelope, bool isRequest) {
+    Json* const command = commandOf(envelope);
     const uint32_t code = numberOf(command, "OC", 0);
     std::unique_lock guard(m_Mutex);
     if (const auto hook = m_Hook) {
         guard.unlock(); // it may call the module, which may send again
-        hook(code, *envelope);
+        hook(code, envelope);
         guard.lock();
     }
     const auto found = code == kSettings ? m_Answers.find(numberOf(command, "OE", 0)) : m_Answers.end();
-    if (found != m_Answers.end() && milliseconds != 0) {
+    if (isRequest && found != m_Answers.end()) {
         setMember(*command, "ST", std::to_string(found->second.status));
         if (!found->second.data.empty()) {
             setMember(*command, "DA", found->second.data);
@@ -50,13 +71,13 @@ void ScriptedHost::send(void* module, Envelope* envelope, uint32_t milliseconds)
     }
 }
 
-void ScriptedHost::notice(void* module, bool value) {
-    record(module, value ? "notice true" : "notice false");
+void ScriptedHost::notice(ScriptedHost* host, void* module, bool value) {
+    host->record(module, value ? "notice true" : "notice false");
 }
 
-int ScriptedHost::kind() {
-    record(expectedModule, "kind");
-    return m_nKind;
+int ScriptedHost::kind(ScriptedHost* host) {
+    host->record(host->expectedModule, "kind");
+    return host->m_nKind;
 }
 
 } // namespace module_test
