@@ -133,15 +133,5 @@ TEST_F(Waits, BrokenMutexFailsTheWaitAndKeepsTheObject) {
     EXPECT_FALSE(event->RecreateEvent(true, true));
 }
 
-TEST_F(Waits, FailedWakeUpIsReported) {
-    EventHandle automatic(false, false);
-    EventHandle manual(false, true);
-    twin::failNth("pthread_cond_signal", 1, EINVAL, 2);
-    twin::failNth("pthread_cond_broadcast", 1, EINVAL);
-    EXPECT_FALSE(automatic.SetEvent());
-    EXPECT_FALSE(automatic.CloseEvent());
-    EXPECT_FALSE(manual.PulseEvent());
-}
-
 } // namespace
 } // namespace em::test

@@ -66,76 +66,59 @@ TEST_F(DebugTraceConfigTest, IsSilentUntilConfiguredForAName) {
 }
 
 TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
-    const std::string section3 = closed("[EM_SHUTDOWN]\nFileDebugLevel=0x3");
-    struct Case {
-        const char* what;
+    const char* const three = "[EM_SHUTDOWN]\nFileDebugLevel=0x3";
+    const char* const four = "[em_shutdown]\nFileDebugLevel=4";
+    const char* const other = "[Other]\nFileDebugLevel=5";
+    const struct {
         Files files;
         uint32_t level;
+    } cases[] = {
+        {{{"b.ini", three}, {"a.ini", four}}, 4},
+        {{{"a.ini", three}, {"Z.ini", four}}, 4}, // byte order, not the locale's
+        {{{"a.ini", other}, {"b.ini", three}}, 3},
+        {{{"a.ini", "[EM_SHUTDOWN]\nOther=1"}, {"b.ini", three}}, 0}, // the section decides, not the key
+        {{{"global_trace.ini", three}, {"x.ini", four}}, 3},
+        {{{"em.ini.bak", three}}, 3},
+        {{{".#em.ini", three}, {"other.ini", other}}, 0}, // an editor's lock file
+        {{{"em.ini", "[EM_SHUTDOWN]\nMyFileDebugLevel=9\nFileDebugLevel=3"}}, 9},
     };
-    const Case cases[] = {
-        {"first by name", {{"b.ini", section3}, {"a.ini", closed("[em_shutdown]\nFileDebugLevel=4")}}, 4},
-        {"byte order, not the locale's",
-         {{"a.ini", section3}, {"Z.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4")}},
-         4},
-        {"a file without the section is passed over",
-         {{"a.ini", closed("[Other]\nFileDebugLevel=4")}, {"b.ini", section3}},
-         3},
-        {"the first section counts, also without the key",
-         {{"a.ini", closed("[EM_SHUTDOWN]\nOther=1")}, {"b.ini", section3}},
-         0},
-        {"the global file takes part",
-         {{"global_trace.ini", section3}, {"x.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4")}},
-         3},
-        {".ini anywhere in the name", {{"em.ini.bak", section3}}, 3},
-        {"an editor's lock file", {{".#em.ini", section3}, {"other.ini", closed("[Other]")}}, 0},
-        {"longer key first", {{"em.ini", closed("[EM_SHUTDOWN]\nMyFileDebugLevel=9\nFileDebugLevel=3")}}, 9},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.files.begin()->first);
         const test::TemporaryDirectory directory;
         twin::setPath("traceConfigDirectory", directory.path());
-        for (const auto& [name, content] : c.files) {
-            directory.write(name, content);
+        for (const auto& [name, content] : row.files) {
+            directory.write(name, closed(content));
         }
         CDebugTraceConfig config;
         EXPECT_TRUE(config.Configure("EM_SHUTDOWN"));
-        EXPECT_EQ(config.Level(), c.level);
-        EXPECT_EQ(config.Enabled(), c.level != 0);
+        EXPECT_EQ(config.Level(), row.level);
+        EXPECT_EQ(config.Enabled(), row.level != 0);
     }
 }
 
 TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
     m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3\nTraceFlags=0x10"));
-    struct Case {
-        const char* level;
-        const char* update;
-        uint32_t expectedLevel;
-        uint32_t expectedUpdate;
+    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
+    EXPECT_EQ(m_Config.Level(), 3U);
+    EXPECT_EQ(m_Config.DynamicUpdate(), 30U);
+    EXPECT_EQ(m_Config.TraceFlags(), 0x10U);
+    const struct {
+        const char* text;
+        uint32_t number;
+    } cases[] = {
+        {"5", 5},          {"", 0},     // set counts, also to nothing
+        {"0x5", 0},        {"010", 10}, // decimal only
+        {"4294967297", 1}, {"-1", 0xFFFFFFFF},
     };
-    const Case cases[] = {
-        {nullptr, nullptr, 3, 30},
-        {"5", "7", 5, 7},
-        {"0", "0", 0, 0},
-        {"", "", 0, 0},        // set counts, also to nothing
-        {"0x5", "010", 0, 10}, // decimal only
-        {"4294967297", nullptr, 1, 30},
-        {"-1", nullptr, 0xFFFFFFFF, 30},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.level == nullptr ? "unset" : c.level);
-        clearEnvironment();
-        if (c.level != nullptr) {
-            test::setEnvironment(kLevelVariable, c.level);
-        }
-        if (c.update != nullptr) {
-            test::setEnvironment(kUpdateVariable, c.update);
-        }
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.text);
+        test::setEnvironment(kLevelVariable, row.text);
+        test::setEnvironment(kUpdateVariable, row.text);
         ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-        EXPECT_EQ(m_Config.Level(), c.expectedLevel);
-        EXPECT_EQ(m_Config.DynamicUpdate(), c.expectedUpdate);
-        EXPECT_EQ(m_Config.TraceFlags(), 0x10U);
-        EXPECT_EQ(m_Config.Enabled(), c.expectedLevel != 0);
+        EXPECT_EQ(m_Config.Level(), row.number);
+        EXPECT_EQ(m_Config.DynamicUpdate(), row.number);
+        EXPECT_EQ(m_Config.Enabled(), row.number != 0);
     }
 }
 
