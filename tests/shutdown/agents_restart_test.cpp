@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
 
 #include "platform/base/system.h"
 #include "support/temporary_directory.h"
@@ -77,19 +82,19 @@ TEST_F(AgentsRestartTest, WithoutServiceManagerTheCommandIsStarted) {
 TEST_F(AgentsRestartTest, FailuresAreToldByTheirOwnLinesOnly) {
     const std::string execute = "CTellmarkAgents: Execute Restart Job: /usr/sbin/ombrad restart\n";
     const struct {
-        bool managed;
         std::vector<const char*> calls;
-        int error;
         std::string lines;
+        int error;
+        bool managed;
     } cases[] = {
-        {true, {"open"}, EROFS, kManagedLine + ("CTellmarkAgents: cannot open \"" + m_strJob + "\"\n")},
-        {true, {"write"}, ENOSPC, kManagedLine},
-        {true, {"fsync"}, EIO, kManagedLine},
-        {false,
-         {"clone", "fork"},
-         EAGAIN,
+        {{"open"}, kManagedLine + ("CTellmarkAgents: cannot open \"" + m_strJob + "\"\n"), EROFS, true},
+        {{"write"}, kManagedLine, ENOSPC, true},
+        {{"fsync"}, kManagedLine, EIO, true},
+        {{"clone", "fork"},
          execute + "CTellmarkAgents: Execution of Restart Job \"/usr/sbin/ombrad restart\" failed, errno = "
-                   "Resource temporarily unavailable\n"},
+                   "Resource temporarily unavailable\n",
+         EAGAIN,
+         false},
     };
     for (const auto& each : cases) {
         const test::TraceCapture capture(4);
