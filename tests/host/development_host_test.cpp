@@ -1,8 +1,6 @@
 // The host as the module reaches it: by slot numbers, with answers in the envelope that it sent.
 #include "host/development_host.h"
 
-#include <poll.h>
-
 #include <gtest/gtest.h>
 
 #include "frame/sip_json.h"
@@ -25,9 +23,9 @@ em::SipJson message(uint32_t opcode, uint32_t extension = 0, uint32_t objectId =
     return envelope;
 }
 
-em::SipJson send(DevelopmentHost& host, em::SipJson envelope, uint32_t timeoutMs = kRequest) {
+em::SipJson send(DevelopmentHost& host, em::SipJson envelope) {
     em::callSlot<void>(static_cast<HostObject*>(&host), kSendMessage, static_cast<void*>(nullptr), &envelope,
-                       timeoutMs);
+                       kRequest);
     return envelope;
 }
 
@@ -60,24 +58,6 @@ TEST(DevelopmentHostTest, SettingsAreAnsweredWithStatusAndDataOrWithoutBoth) {
     std::string name;
     EXPECT_TRUE(send(host, message(em::opcode::kHostSettings, em::setting::kJobName)).GetAnswerText(name));
     EXPECT_EQ(name, "/x/job");
-}
-
-TEST(DevelopmentHostTest, ANotificationIsTakenAndNotAnswered) {
-    DevelopmentHost host(example());
-    em::SipJson notification = message(em::opcode::kShutdownStatusChanged);
-    notification.SetUintMember(em::key::Data, 3);
-    EXPECT_FALSE(send(host, notification, 0).HasMember(em::key::Status));
-    EXPECT_EQ(send(host, message(em::opcode::kSetPowerOffReason)).GetUint(em::key::Status, 99), 0U);
-    EXPECT_EQ(send(host, message(9999)).GetUint(em::key::Status, 99), 1U);
-
-    pollfd news = {host.journal().fd(), POLLIN, 0};
-    EXPECT_EQ(poll(&news, 1, 0), 1);
-    const std::vector<Message> messages = host.journal().messages();
-    EXPECT_EQ(poll(&news, 1, 0), 0);
-    ASSERT_EQ(messages.size(), 3U);
-    EXPECT_EQ(messages[0].data, 3U);
-    EXPECT_FALSE(messages[0].isRequest);
-    EXPECT_TRUE(messages[1].isRequest);
 }
 
 [[gnu::format(printf, 2, 3)]] void callDebug(unsigned slot, const char* format, ...) {

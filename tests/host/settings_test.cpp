@@ -52,13 +52,10 @@ TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {
     } cases[] = {
         {R"({"delay": 3})", "unknown key \"delay\", expected one of cabinet, "},
         {R"({"job": {"path": 3}})", "unknown key \"job.path\", expected one of name, directory, timeout"},
-        {R"({"powerOffTimes": {"Sunday": null}})", "unknown key \"powerOffTimes.Sunday\""},
         {R"({"shutdownDelay": "3"})", "\"shutdownDelay\": expected a number from 0"},
         {R"({"shutdownDelay": 4294967296})", "\"shutdownDelay\": expected a number from 0"},
         {R"({"forceDelay": 1.5})", "\"forceDelay\": expected a number from 0"},
-        {R"({"hostKind": true})", "\"hostKind\": expected a whole number"},
         {R"({"job": "job.sh"})", "\"job\": expected an object"},
-        {R"({"job": {"name": 3}})", "\"job.name\": expected a text"},
         {R"({"powerOffTimes": {"monday": "24:00"}})", "\"powerOffTimes.monday\": expected a time"},
         {R"({"powerSwitchNotifications": 1})", "\"powerSwitchNotifications\": expected true or false"},
         {"[]", "expected an object"},

@@ -87,19 +87,6 @@ TEST(VerdictTest, WhereARoadEnds) {
     }
 }
 
-TEST(VerdictTest, TheOptionsTellWhichEndIsAsked) {
-    RehearsalOptions options;
-    EXPECT_EQ(askedEnd(options), End::Command);
-    options.cancelAfter = 2;
-    EXPECT_EQ(askedEnd(options), End::Cancelled);
-    options.stopAfter = 1;
-    EXPECT_EQ(askedEnd(options), End::Stopped);
-    options.stopAfter = 3;
-    EXPECT_EQ(askedEnd(options), End::Cancelled);
-    options.maintenance = Maintenance::Off;
-    EXPECT_EQ(askedEnd(options), End::Refused);
-}
-
 TEST(VerdictTest, ProgramsReadTheSame) {
     Verdict verdict;
     verdict.end = End::Command;
