@@ -164,7 +164,8 @@ int remove(const RegistryCommand& command) {
 
 int exportTree(const RegistryCommand& /*command*/) {
     CRegistry::SetupTree(false);
-    const std::string text = em::writeRegistry(em::registryState.value.Root());
+    const em::GrowingText written = em::writeRegistry(em::registryState.value.Root());
+    const std::string_view text = written.view();
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() ? kExitAsAsked : kExitOtherwise;
 }
 

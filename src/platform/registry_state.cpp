@@ -93,7 +93,7 @@ bool RegistryState::Save() {
                          paths.main.c_str());
         return false;
     }
-    const RegistrySaveOutcome outcome = saveRegistryFile(paths.directory, writeRegistry(m_Root));
+    const RegistrySaveOutcome outcome = saveRegistryFile(paths.directory, writeRegistry(m_Root).view());
     if (outcome.notOpened) {
         EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Cannot open \"%s\" for writing\n", paths.temporary.c_str());
     }

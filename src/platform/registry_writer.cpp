@@ -1,6 +1,8 @@
 #include "platform/registry_writer.h"
 
 #include <deque>
+#include <string>
+#include <string_view>
 
 #include "platform/registry_node.h"
 #include "platform/registry_value_text.h"
@@ -8,30 +10,34 @@
 namespace em {
 namespace {
 
-void appendValue(std::string& out, const RegistryEntry& entry, const RegistryValueType& type) {
-    out.append(entry.name).append(type.marker);
-    switch (type.type) {
-    case REG_TYPE_BINARY:
-        appendHex(out, dataOf(entry));
-        break;
-    case REG_TYPE_DWORD:
-        appendDecimal(out, entry.value.number);
-        break;
-    default:
-        out.append(entry.value.text);
+constexpr std::string_view kLineEnd = "\n";
+
+void appendNumbers(GrowingText& out, const RegistryEntry& entry, std::string_view marker) {
+    std::string digits;
+    if (entry.extra == REG_TYPE_BINARY) {
+        appendHex(digits, dataOf(entry));
+    } else {
+        appendDecimal(digits, entry.value.number);
     }
-    out += '\n';
+    out.append(std::string_view(entry.name), marker, digits, kLineEnd);
 }
 
 // An open key on the writer's own stack.
 class Level {
 public:
-    Level(CRegistryNode& key, std::string& out) EM_NO_THREAD_SAFETY_ANALYSIS
+    Level(CRegistryNode& key, GrowingText& out) EM_NO_THREAD_SAFETY_ANALYSIS
         : m_Guard(key.Lock()),
           m_Entries(key.Table().entries()) {
+        const RegistryValueType* type = nullptr; // looked up where it changes only
         for (const RegistryEntry& entry : m_Entries) {
-            if (const RegistryValueType* const type = valueTypeOf(entry.extra)) {
-                appendValue(out, entry, *type);
+            if (type == nullptr || type->type != entry.extra) {
+                type = valueTypeOf(entry.extra);
+            }
+            if (type != nullptr && isText(entry.extra)) {
+                out.append(std::string_view(entry.name), type->marker, std::string_view(entry.value.text),
+                           kLineEnd);
+            } else if (type != nullptr) {
+                appendNumbers(out, entry, type->marker);
             }
         }
     }
@@ -55,16 +61,17 @@ private:
 
 } // namespace
 
-std::string writeRegistry(CRegistryNode& root) {
-    std::string out;
+GrowingText writeRegistry(CRegistryNode& root) {
+    using namespace std::string_view_literals;
+    GrowingText out;
     std::deque<Level> levels;
     levels.emplace_back(root, out);
     while (!levels.empty()) {
         if (const RegistryEntry* const subKey = levels.back().NextSubKey()) {
-            out.append("[").append(subKey->name).append("]\n");
+            out.append("["sv, std::string_view(subKey->name), "]\n"sv);
             levels.emplace_back(*subKey->value.key, out);
         } else {
-            out += '\n';
+            out.append(kLineEnd);
             levels.pop_back();
         }
     }

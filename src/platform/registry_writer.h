@@ -1,7 +1,7 @@
 // Writes a tree in the registry's file format.
 #pragma once
 
-#include <string>
+#include "platform/growing_text.h"
 
 namespace em {
 
@@ -10,6 +10,6 @@ class CRegistryNode;
 // The whole file's text: of each key its values, then its sub-keys, both sorted by name, then an empty line.
 // Each key's lock is held while what lies below it is written, so the text is a tree that was there. Throws
 // std::bad_alloc.
-[[nodiscard]] std::string writeRegistry(CRegistryNode& root);
+[[nodiscard]] GrowingText writeRegistry(CRegistryNode& root);
 
 } // namespace em

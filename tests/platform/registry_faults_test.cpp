@@ -52,7 +52,7 @@ std::string treeOf(const Image& image) {
     SimulatedDisk disk(image, true, kWriteLimit);
     twin::setFiles(&disk);
     CRegistry::InitClass(SimulatedDisk::kDirectory);
-    return writeRegistry(registryState.value.Root());
+    return std::string(writeRegistry(registryState.value.Root()).view());
 }
 
 struct Fault {

@@ -82,13 +82,13 @@ TEST(RegistryRoundTrip, RandomTreesComeBackEqual) {
     for (uint32_t seed = 0; seed < 60 && !testing::Test::HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
         RandomTree tree(seed);
-        const std::string written = writeRegistry(tree.root);
+        const std::string written(writeRegistry(tree.root).view());
         CRegistryNode read(0);
         readRegistry(written, read, [](const RegistryFinding& finding) {
             ADD_FAILURE() << "line " << finding.line << " " << finding.reason;
         });
         entries += requireEqual(tree.root, read);
-        EXPECT_EQ(writeRegistry(read), written);
+        EXPECT_EQ(writeRegistry(read).view(), written);
     }
     EXPECT_GT(entries, 1000U);
 }

@@ -1,0 +1,146 @@
+#include "bench/registry_peers.h"
+
+#define SI_NO_CONVERSION // its letters are bytes here
+#include <SimpleIni.h>
+#include <glib.h>
+#include <ini.h>
+#include <sqlite3.h>
+
+#include <boost/property_tree/ini_parser.hpp>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <stdexcept>
+
+#include "bench/stopwatch.h"
+
+namespace em::bench {
+
+void require(bool holds, const char* what) {
+    if (!holds) {
+        throw std::runtime_error(what);
+    }
+}
+
+namespace {
+
+std::string iniFile(const std::string& directory, size_t count, bool tree) {
+    const std::string path = directory + "/peer.ini";
+    std::string text = tree ? "" : "[section]\n";
+    for (size_t i = 0; i < count; ++i) {
+        if (tree) {
+            text += "[" + valueName(i) + "]\n";
+        }
+        text += valueName(i) + "=" + valueText(i) + "\n";
+    }
+    writeFile(path, text);
+    return path;
+}
+
+Timed gKeyFile(const std::string& directory, size_t count, bool tree) {
+    return [path = iniFile(directory, count, tree)] {
+        const std::unique_ptr<GKeyFile, void (*)(GKeyFile*)> file(g_key_file_new(), g_key_file_unref);
+        const Stopwatch watch;
+        const bool loaded =
+            g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr) != 0;
+        const double seconds = watch.seconds();
+        require(loaded, "GKeyFile");
+        return seconds;
+    };
+}
+
+Timed simpleIni(const std::string& directory, size_t count, bool tree) {
+    return [path = iniFile(directory, count, tree)] {
+        CSimpleIniCaseA file;
+        const Stopwatch watch;
+        const bool loaded = file.LoadFile(path.c_str()) == SI_OK;
+        const double seconds = watch.seconds();
+        require(loaded, "SimpleIni");
+        return seconds;
+    };
+}
+
+using Map = std::map<std::string, std::string>;
+
+int takeIntoMap(void* user, const char* section, const char* name, const char* value) {
+    static_cast<Map*>(user)->emplace(std::string(section) + "\\" + name, value);
+    return 1;
+}
+
+Timed inihAndMap(const std::string& directory, size_t count, bool tree) {
+    return [path = iniFile(directory, count, tree)] {
+        Map map;
+        const Stopwatch watch;
+        const bool loaded = ini_parse(path.c_str(), takeIntoMap, &map) == 0;
+        const double seconds = watch.seconds();
+        require(loaded, "inih");
+        return seconds;
+    };
+}
+
+Timed propertyTree(const std::string& directory, size_t count, bool tree) {
+    return [path = iniFile(directory, count, tree)] {
+        boost::property_tree::ptree values;
+        const Stopwatch watch;
+        boost::property_tree::read_ini(path, values);
+        return watch.seconds();
+    };
+}
+
+// One row a value, all of them read into a map.
+Timed sqlite(const std::string& directory, size_t count, bool tree) {
+    const std::string path = directory + "/peer.sqlite";
+    static_cast<void>(std::remove(path.c_str()));
+    sqlite3* database = nullptr;
+    require(sqlite3_open(path.c_str(), &database) == SQLITE_OK, "sqlite3");
+    std::string script = "create table v(name text primary key, value text) without rowid; begin;";
+    for (size_t i = 0; i < count; ++i) {
+        const std::string section = tree ? valueName(i) : "section";
+        script += "insert into v values('" + section + "\\" + valueName(i) + "','" + valueText(i) + "');";
+    }
+    require(sqlite3_exec(database, (script + "commit;").c_str(), nullptr, nullptr, nullptr) == SQLITE_OK,
+            "sqlite3");
+    sqlite3_close(database);
+    return [path] {
+        Map map;
+        sqlite3* opened = nullptr;
+        const Stopwatch watch;
+        require(sqlite3_open(path.c_str(), &opened) == SQLITE_OK, "sqlite3");
+        const auto take = [](void* user, int, char** row, char**) {
+            auto& values = *static_cast<Map*>(user);
+            values.emplace_hint(values.end(), row[0], row[1]);
+            return 0;
+        };
+        const int result =
+            sqlite3_exec(opened, "select name, value from v order by name", take, &map, nullptr);
+        const double seconds = watch.seconds();
+        sqlite3_close(opened);
+        require(result == SQLITE_OK, "sqlite3");
+        return seconds;
+    };
+}
+
+} // namespace
+
+const std::array<Peer, 5> kPeers{{
+    {"GKeyFile", gKeyFile, 0.5},
+    {"SimpleIni", simpleIni, 0},
+    {"inih and std::map", inihAndMap, 0},
+    {"Boost property_tree", propertyTree, 0},
+    {"sqlite3", sqlite, 0},
+}};
+
+std::string valueName(size_t index) {
+    std::string digits = std::to_string(index);
+    return "value" + std::string(6 - digits.size(), '0') + digits;
+}
+
+std::string valueText(size_t index) {
+    return "/opt/somewhere/" + std::to_string(index);
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    require(static_cast<bool>(std::ofstream(path, std::ios::binary) << content), "writing a file");
+}
+
+} // namespace em::bench
