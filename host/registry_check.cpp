@@ -73,7 +73,7 @@ int printComplaints(const std::vector<RegistryComplaint>& complaints, bool json)
 }
 
 std::string registryDirectory(const std::string& given) {
-    const std::string directory = given.empty() ? em::sys::paths::registryDirectory() : given;
+    std::string directory = given.empty() ? em::sys::paths::registryDirectory() : given;
     if (!std::filesystem::is_directory(directory)) {
         throw std::runtime_error(fmt::format("there is no directory \"{}\"", directory));
     }
