@@ -52,8 +52,8 @@ constexpr const char* kRegistryBackup = "registry.old";
 constexpr const char* kRegistryTemporary = "registry.new";
 constexpr const char* kRegistryDefault = "registry.default";
 
-constexpr uint32_t kRegistryDepth = 512;                   // levels of keys below the root node
-constexpr size_t kRegistryLargestFile = 64U * 1024 * 1024; // bytes that are read
+constexpr uint32_t kRegistryDepth = 512;                          // levels of keys below the root node
+constexpr size_t kRegistryLargestFile = size_t{64} * 1024 * 1024; // bytes that are read
 // Characters of a line without its newline: a reader with a buffer of 1,024 bytes takes it whole, newline and
 // terminator included. Binds what is set, not what is read.
 constexpr size_t kRegistryLongestLine = 1022;

@@ -22,6 +22,7 @@ TEST(RegistryThreads, NoUpdateOfAnotherThreadIsLost) {
         ASSERT_EQ(key.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\shared"), 0);
     }
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([thread, &directory] {
             for (int value = 0; value < kValues; ++value) {
