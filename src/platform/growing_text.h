@@ -20,8 +20,9 @@ public:
     template <class... Pieces>
     void append(const Pieces&... pieces) {
         makeRoom((pieces.size() + ...));
-        char* next = m_pData.get() + m_nSize; // a local: what is written could be any member, for all the
-        ((next += pieces.copy(next, pieces.size())), ...); // compiler knows
+        // A local, since for all the compiler knows the characters are written over the members.
+        char* next = m_pData.get() + m_nSize;
+        ((next += pieces.copy(next, pieces.size())), ...);
         m_nSize = static_cast<size_t>(next - m_pData.get());
     }
 
@@ -30,7 +31,8 @@ private:
         if (size <= m_nCapacity - m_nSize) {
             return;
         }
-        const size_t capacity = 2 * m_nCapacity + size + 1024;
+        // Fourfold, so that little is copied on the way; pages that are never touched cost nothing.
+        const size_t capacity = 4 * m_nCapacity + size + 1024;
         auto* const grown = static_cast<char*>(sys::realloc(m_pData.get(), capacity));
         if (grown == nullptr) {
             throw std::bad_alloc();
