@@ -6,6 +6,9 @@
 #include <array>
 #include <cmath>
 
+#include <fmt/format.h>
+
+#include "catalogue/log_msg_xml_file_impl.h"
 #include "frame/extension_module_interface.h"
 #include "frame/sip_json.h"
 #include "osshutdown/shutdown_kind.h"
@@ -50,6 +53,17 @@ std::string askedBy(const RehearsalOptions& options, bool scheduled, uint8_t rea
         return "power switch";
     }
     return options.target == Target::Halt ? "reply" : "request";
+}
+
+// What the module makes of it: the message file's text, else the table's.
+std::string reasonText(uint8_t reason, const std::string& messages) {
+    em::XmlDocument document;
+    std::string text;
+    if (!messages.empty() && document.LoadFile(messages.c_str()).loaded()) {
+        const std::string code = fmt::format("0x{:06X}", em::kReasonEventCodes + reason);
+        text = em::CLogMsgXmlFileImpl(document).Search(code.c_str(), "Summary", nullptr, 0);
+    }
+    return text.empty() ? em::LookUpReason(reason).text : text;
 }
 
 } // namespace
@@ -178,7 +192,7 @@ Verdict RequestRoad::conclude() {
         (verdict.end == End::Command ? records.size() == 1 && records[0].commandLine() == commandOf(target)
                                      : records.empty());
     verdict.reason = m_bScheduled ? em::kReasonRealtimeClock : m_Options.reason;
-    verdict.reasonName = em::LookUpReason(verdict.reason).text;
+    verdict.reasonName = reasonText(verdict.reason, m_Options.messages);
     verdict.askedBy = askedBy(m_Options, m_bScheduled, verdict.reason);
     verdict.requestTime = m_RequestTime;
     verdict.phases = phasesOf(m_Host.journal().messages(), m_RequestTime, verdict.command);

@@ -58,7 +58,7 @@ std::string verdictText(const Verdict& verdict) {
     std::string text = fmt::format("Verdict: {}{}\n", textOf(verdict.end),
                                    verdict.asAsked ? ", as asked" : ", which is not what was asked");
     text +=
-        fmt::format("  asked by   {}, reason {} {}\n", verdict.askedBy, verdict.reason, verdict.reasonName);
+        fmt::format("  asked by   {}, reason {}: {}\n", verdict.askedBy, verdict.reason, verdict.reasonName);
     if (verdict.command) {
         text += fmt::format("  command    {}, {:.2f} s after the request, in \"{}\"\n",
                             verdict.command->commandLine(), verdict.command->monotonic - verdict.requestTime,

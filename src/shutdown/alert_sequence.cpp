@@ -20,7 +20,6 @@ constexpr uint32_t kDefaultDelay = 60;       // seconds
 constexpr uint32_t kDefaultForceDelay = 120; // seconds
 constexpr uint32_t kDefaultJobTimeout = 120; // seconds
 constexpr int kLanguageId = 1033;            // English
-constexpr uint32_t kReasonEventCodes = 0xE0000;
 
 // Kinds of the executor.
 constexpr uint32_t kRestart = 2;

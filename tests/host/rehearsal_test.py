@@ -54,6 +54,7 @@ class Rehearsal(unittest.TestCase):
         code, verdict, trace = self.rehearse("--reason", "3", "--messages", str(messages))
         self.assertEqual((code, verdict["command"]["directory"]), (0, "/"))
         self.assertIn('Shutdown reason: "100%n late"', trace)
+        self.assertEqual(verdict["reasonName"], "100%n late")
         self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
 
     def test_the_power_switch_property_reaches_the_module(self):
