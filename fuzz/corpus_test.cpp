@@ -11,7 +11,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size);
 
 namespace {
 
+// One thread reads; and the thread sanitizer's order check holds 64 locks, which deep trees exceed.
 TEST(FuzzCorpus, IsReadWithoutAFinding) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP();
+#endif
     size_t files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(EM_FUZZ_CORPUS)) {
         SCOPED_TRACE(entry.path());

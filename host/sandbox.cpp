@@ -1,8 +1,10 @@
 #include "host/sandbox.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/pidfd.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -178,7 +180,12 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return all;
 }
 
+// Waits in poll, where a caller's signal handler runs at once also under the thread sanitizer.
 int waitFor(pid_t child) {
+    const em::UniqueFd ended(pidfd_open(child, 0)); // without one, waitpid does the waiting
+    pollfd watched = {ended.get(), POLLIN, 0};
+    while (ended.valid() && poll(&watched, 1, -1) < 0 && errno == EINTR) {
+    }
     int status = 0;
     while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) {

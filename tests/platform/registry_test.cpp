@@ -200,7 +200,11 @@ TEST_F(RegistryTest, WhatTheFileCannotCarryBackIsRefusedWithItsReason) {
     EXPECT_EQ(key.SetValue("sub", "text"), 0U) << "replacing a key would lose a whole subtree";
 }
 
+// A save holds the locks of all levels; the thread sanitizer's order check knows 64.
 TEST_F(RegistryTest, KeysEndAtTheDeepestLevel) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP();
+#endif
     CRegistry key;
     std::string path = "HKEY_LOCAL_MACHINE";
     for (uint32_t level = 1; level < kRegistryDepth; ++level) {
