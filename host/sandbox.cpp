@@ -4,10 +4,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/pidfd.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -182,7 +183,8 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 // Waits in poll, where a caller's signal handler runs at once also under the thread sanitizer.
 int waitFor(pid_t child) {
-    const em::UniqueFd ended(pidfd_open(child, 0)); // without one, waitpid does the waiting
+    // Without this one, waitpid does the waiting. By number: C++ cannot link this glibc's pidfd_open.
+    const em::UniqueFd ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
     pollfd watched = {ended.get(), POLLIN, 0};
     while (ended.valid() && poll(&watched, 1, -1) < 0 && errno == EINTR) {
     }

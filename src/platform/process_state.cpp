@@ -19,8 +19,10 @@ struct TearDownAtEnd {
 } // namespace
 
 void SetUpProcessState() noexcept {
-    CDebugClient& trace = processTrace.value;
-    static_cast<void>(swallow([&] { static_cast<void>(trace.Configure(trace.ModuleName())); }));
+    static_cast<void>(swallow([] {
+        CDebugClient& trace = processTrace.value;
+        static_cast<void>(trace.Configure(trace.ModuleName()));
+    }));
     eventState.value.SetUp();
     registryState.value.SetUp();
     // Registered now, it runs at the library's unload or, at the process's exit, before what the host built
