@@ -62,6 +62,7 @@ std::string blockedSignals() {
 std::string openDescriptors() {
     std::string list;
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir("/proc/self/fd"), closedir);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the recorder has one thread
     while (const dirent* entry = directory ? readdir(directory.get()) : nullptr) {
         const bool own = std::atoi(entry->d_name) == dirfd(directory.get());
         if (entry->d_name[0] == '.' || own) {

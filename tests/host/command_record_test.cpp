@@ -23,8 +23,7 @@ protected:
 
 TEST_F(CommandRecordTest, TheRealRecorderIsReadBack) {
     const CommandRecorder recorder;
-    ASSERT_EQ(std::system("cd /tmp && /sbin/reboot -f 'quoted \"text\"'"),
-              0); // NOLINT(concurrency-mt-unsafe)
+    ASSERT_EQ(std::system("cd /tmp && /sbin/reboot -f 'quoted \"text\"'"), 0);
     const auto record = recorder.waitForRecord(5s);
     ASSERT_TRUE(record.has_value());
     EXPECT_EQ(record->name, "/sbin/reboot");

@@ -110,7 +110,7 @@ TEST(VerdictTest, ProgramsReadTheSame) {
 }
 
 TEST(ScheduleTest, TheNextMomentAndItsWeekDay) {
-    setenv("TZ", "UTC", 1); // NOLINT(concurrency-mt-unsafe)
+    setenv("TZ", "UTC", 1);
     tzset();
     constexpr time_t kThursdayNoon = 12 * 3600 + 30; // 1970-01-01 12:00:30
     const struct {

@@ -8,16 +8,14 @@
 namespace module_test {
 
 LoadedModule::LoadedModule(uint32_t traceLevel) {
-    // NOLINTBEGIN(concurrency-mt-unsafe): no thread of the module runs before it is loaded
     if (traceLevel == kLevelFromFiles) {
         ::unsetenv("TM_LOG_DEBUG_LEVEL");
     } else {
         ::setenv("TM_LOG_DEBUG_LEVEL", std::to_string(traceLevel).c_str(), 1);
     }
-    // NOLINTEND(concurrency-mt-unsafe)
     m_pHandle = ::dlopen(EM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
     if (m_pHandle == nullptr) {
-        throw std::runtime_error(::dlerror()); // NOLINT(concurrency-mt-unsafe): per thread in glibc
+        throw std::runtime_error(::dlerror());
     }
 }
 

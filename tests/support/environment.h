@@ -7,10 +7,10 @@
 namespace em::test {
 
 inline void setEnvironment(const char* name, const std::string& value) {
-    ::setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+    ::setenv(name, value.c_str(), 1);
 }
 inline void unsetEnvironment(const char* name) {
-    ::unsetenv(name); // NOLINT(concurrency-mt-unsafe)
+    ::unsetenv(name);
 }
 
 } // namespace em::test

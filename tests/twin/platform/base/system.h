@@ -150,9 +150,7 @@ inline DIR* opendir(const char* path) {
     return twin::fails("opendir") ? nullptr : ::opendir(path);
 }
 inline dirent* readdir(DIR* directory) {
-    return twin::fails("readdir")
-               ? nullptr
-               : ::readdir(directory); // NOLINT(concurrency-mt-unsafe): one stream a caller
+    return twin::fails("readdir") ? nullptr : ::readdir(directory);
 }
 inline int closedir(DIR* directory) {
     return twin::fails("closedir") ? -1 : ::closedir(directory);
@@ -163,9 +161,7 @@ inline uid_t getuid() {
     return twin::userId();
 }
 inline char* getenv(const char* name) {
-    return twin::fails("getenv")
-               ? nullptr
-               : ::getenv(name); // NOLINT(concurrency-mt-unsafe): the host sets nothing meanwhile
+    return twin::fails("getenv") ? nullptr : ::getenv(name);
 }
 inline pid_t fork() {
     return twin::fails("fork") ? -1 : ::fork();
