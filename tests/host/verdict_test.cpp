@@ -112,17 +112,19 @@ TEST(VerdictTest, ProgramsReadTheSame) {
 TEST(ScheduleTest, TheNextMomentAndItsWeekDay) {
     setenv("TZ", "UTC", 1);
     tzset();
-    constexpr time_t kThursdayNoon = 12 * 3600 + 30; // 1970-01-01 12:00:30
+    constexpr time_t kMinute = 60;
+    constexpr time_t kHour = 60 * kMinute;
+    constexpr time_t kThursdayNoon = 12 * kHour + 30; // 1970-01-01 12:00:30
     const struct {
         Schedule schedule;
         time_t moment;
         size_t day;
         uint16_t minute;
-    } cases[] = {{{1U, std::nullopt}, 12 * 3600 + 60, 4, 721},
-                 {{12U * 60, std::nullopt}, 24 * 3600, 5, 0},
-                 {{std::nullopt, uint16_t{720}}, 12 * 3600, 4, 720},
-                 {{std::nullopt, uint16_t{800}}, 800 * 60, 4, 800},
-                 {{std::nullopt, uint16_t{719}}, 24 * 3600 + 719 * 60, 5, 719}};
+    } cases[] = {{{1U, std::nullopt}, 12 * kHour + kMinute, 4, 721},
+                 {{12U * 60, std::nullopt}, 24 * kHour, 5, 0},
+                 {{std::nullopt, uint16_t{720}}, 12 * kHour, 4, 720},
+                 {{std::nullopt, uint16_t{800}}, 800 * kMinute, 4, 800},
+                 {{std::nullopt, uint16_t{719}}, 24 * kHour + 719 * kMinute, 5, 719}};
     for (const auto& each : cases) {
         const time_t moment = nextMoment(each.schedule, kThursdayNoon);
         EXPECT_EQ(moment, each.moment);

@@ -150,6 +150,7 @@ inline DIR* opendir(const char* path) {
     return twin::fails("opendir") ? nullptr : ::opendir(path);
 }
 inline dirent* readdir(DIR* directory) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): one stream a caller
     return twin::fails("readdir") ? nullptr : ::readdir(directory);
 }
 inline int closedir(DIR* directory) {
@@ -161,6 +162,7 @@ inline uid_t getuid() {
     return twin::userId();
 }
 inline char* getenv(const char* name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing is set meanwhile
     return twin::fails("getenv") ? nullptr : ::getenv(name);
 }
 inline pid_t fork() {
