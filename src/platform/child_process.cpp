@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "platform/base/cancellation_disabled.h"
 #include "platform/base/errno_keeper.h"
 
 namespace em {
@@ -98,13 +99,11 @@ public:
     Undisturbed() {
         sigset_t all;
         sigfillset(&all);
-        static_cast<void>(::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_nCancelState));
         static_cast<void>(sys::pthread_sigmask(SIG_SETMASK, &all, &m_Mask));
     }
     ~Undisturbed() {
         const ErrnoKeeper keeper;
         static_cast<void>(sys::pthread_sigmask(SIG_SETMASK, &m_Mask, nullptr));
-        static_cast<void>(::pthread_setcancelstate(m_nCancelState, nullptr));
     }
     Undisturbed(const Undisturbed&) = delete;
     Undisturbed& operator=(const Undisturbed&) = delete;
@@ -112,8 +111,8 @@ public:
     [[nodiscard]] const sigset_t& maskBefore() const { return m_Mask; }
 
 private:
+    CancellationDisabled m_Uncancelled; // first in, last out
     sigset_t m_Mask = {};
-    int m_nCancelState = PTHREAD_CANCEL_ENABLE;
 };
 
 sigset_t childMask(sigset_t mask, ChildSignals signals) {

@@ -74,9 +74,6 @@ inline ssize_t read(int fd, void* buffer, size_t size) {
 inline ssize_t write(int fd, const void* data, size_t size) {
     return ::write(fd, data, size);
 }
-inline ssize_t pread(int fd, void* buffer, size_t size, off_t at) {
-    return ::pread(fd, buffer, size, at);
-}
 inline ssize_t pwrite(int fd, const void* data, size_t size, off_t at) {
     return ::pwrite(fd, data, size, at);
 }
@@ -105,9 +102,6 @@ inline int fstat(int fd, struct stat* status) {
 inline int stat(const char* path, struct stat* status) {
     return ::stat(path, status);
 }
-inline int lstat(const char* path, struct stat* status) {
-    return ::lstat(path, status);
-}
 inline int access(const char* path, int mode) {
     return ::access(path, mode);
 }
@@ -132,9 +126,6 @@ inline int unlinkat(int dir, const char* name, int flags) {
 }
 inline ssize_t readlink(const char* path, char* buffer, size_t size) {
     return ::readlink(path, buffer, size);
-}
-inline char* realpath(const char* path, char* resolved) {
-    return ::realpath(path, resolved);
 }
 inline char* getcwd(char* buffer, size_t size) {
     return ::getcwd(buffer, size);

@@ -77,9 +77,6 @@ inline ssize_t read(int fd, void* buffer, size_t size) {
 inline ssize_t write(int fd, const void* data, size_t size) {
     return twin::fails("write") ? -1 : twin::files().write(fd, data, size);
 }
-inline ssize_t pread(int fd, void* buffer, size_t size, off_t at) {
-    return twin::fails("pread") ? -1 : ::pread(fd, buffer, size, at);
-}
 inline ssize_t pwrite(int fd, const void* data, size_t size, off_t at) {
     return twin::fails("pwrite") ? -1 : ::pwrite(fd, data, size, at);
 }
@@ -109,9 +106,6 @@ inline int fstat(int fd, struct stat* status) {
 inline int stat(const char* path, struct stat* status) {
     return twin::fails("stat") ? -1 : twin::files().stat(path, status);
 }
-inline int lstat(const char* path, struct stat* status) {
-    return twin::fails("lstat") ? -1 : ::lstat(path, status);
-}
 inline int access(const char* path, int mode) {
     return twin::fails("access") ? -1 : ::access(path, mode);
 }
@@ -136,9 +130,6 @@ inline int unlinkat(int dir, const char* name, int flags) {
 }
 inline ssize_t readlink(const char* path, char* buffer, size_t size) {
     return twin::fails("readlink") ? -1 : ::readlink(path, buffer, size);
-}
-inline char* realpath(const char* path, char* resolved) {
-    return twin::fails("realpath") ? nullptr : ::realpath(path, resolved);
 }
 inline char* getcwd(char* buffer, size_t size) {
     return twin::fails("getcwd") ? nullptr : ::getcwd(buffer, size);
