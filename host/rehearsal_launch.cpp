@@ -92,7 +92,7 @@ int launch(RehearsalOptions& options) {
     SandboxOptions sandbox;
     sandbox.maintenance = options.maintenance;
     sandbox.readOnly = filesOf(options);
-    sandbox.ownGroup = true;
+    sandbox.ownSession = true;
 
     const em::UniqueFd verdict = openVerdictFile(options.json);
     int ends[2];

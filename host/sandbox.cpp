@@ -163,8 +163,8 @@ void placeDescriptors(const Launch& launch, const std::vector<int>& passed) {
 [[noreturn]] void becomeBubblewrap(const Launch& launch, const SandboxOptions& options, char* const argv[]) {
     placeDescriptors(launch, options.descriptors);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (options.ownGroup) {
-        setpgid(0, 0);
+    if (options.ownSession) {
+        setsid();
     }
     execvp(argv[0], argv);
     dprintf(STDERR_FILENO, "bwrap: %s (Debian package bubblewrap)\n", strerrordesc_np(errno));

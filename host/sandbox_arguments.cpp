@@ -90,6 +90,8 @@ void addSystem(Arguments& arguments, const SandboxOptions& options, const std::s
     add(arguments, {"--symlink", "usr/bin", "/bin", "--symlink", "usr/sbin", "/sbin"});
     add(arguments, {"--symlink", "usr/lib", "/lib", "--symlink", "usr/lib64", "/lib64"});
     add(arguments, {"--ro-bind", "/etc", "/etc", "--proc", "/proc", "--dev", "/dev"});
+    // A root without capabilities still owns the kernel's settings, most of which are the whole machine's.
+    add(arguments, {"--ro-bind", layout::kKernelSettings, layout::kKernelSettings});
     add(arguments, {"--tmpfs", "/tmp", "--tmpfs", "/opt"});
 }
 

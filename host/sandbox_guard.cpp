@@ -82,6 +82,23 @@ std::string capabilityFault(const std::string& root) {
     return seen == 2 ? "" : "the capabilities cannot be told";
 }
 
+// By the mount on top, the last one that is listed.
+std::string kernelSettingsFault(const std::string& root) {
+    std::ifstream file(root + "/proc/self/mountinfo");
+    bool readOnly = false;
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream fields(line);
+        std::string skipped;
+        std::string place;
+        std::string options;
+        fields >> skipped >> skipped >> skipped >> skipped >> place >> options;
+        if (place == layout::kKernelSettings) {
+            readOnly = options == "ro" || options.starts_with("ro,");
+        }
+    }
+    return readOnly ? "" : fmt::format("{} is not read-only", layout::kKernelSettings);
+}
+
 std::string socketFault(const std::string& root) {
     for (const char* path : kServiceSockets) {
         struct stat status = {};
@@ -112,6 +129,9 @@ std::string sandboxFault(const std::string& root) {
     }
     if (fault.empty()) {
         fault = capabilityFault(root);
+    }
+    if (fault.empty()) {
+        fault = kernelSettingsFault(root);
     }
     return fault.empty() ? socketFault(root) : fault;
 }

@@ -21,6 +21,9 @@ inline constexpr const char* kMaintenanceScript = "/scratch/localcli";
 inline constexpr const char* kMarker = "/run/volad-dev/marker";
 inline constexpr const char* kMaintenanceDefault = "/run/volad-dev/maintenance";
 
+// The machine's own, read-only.
+inline constexpr const char* kKernelSettings = "/proc/sys";
+
 inline constexpr const char* kMaintenanceTool = "/usr/sbin/localcli";
 inline constexpr const char* kServiceManager = "/usr/bin/systemctl";
 

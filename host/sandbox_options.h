@@ -19,8 +19,10 @@ struct SandboxOptions {
     std::string scratch;         // writable directory of the machine; empty: in memory, gone at the end
     std::vector<std::string> readOnly;    // further directories or files, bound at their own paths
     std::vector<std::string> environment; // "NAME=value", in addition to what is let through
-    bool ownGroup = false;                // a terminal's signals do not reach the command
-    std::vector<int> descriptors;         // come up inside as kFirstPassedFd and those that follow
+    // The terminal's signals do not reach the command, and it cannot type into the caller's shell, which
+    // whoever has the terminal for its own may. A shell in there has no job control then.
+    bool ownSession = false;
+    std::vector<int> descriptors; // come up inside as kFirstPassedFd and those that follow
 };
 
 } // namespace volad_dev

@@ -1,7 +1,9 @@
 """rehearsal_test.py VOLAD_DEV MODULE: whole rehearsals of the real module, by exit code, verdict and trace."""
 
 import json
+import os
 import pathlib
+import pty
 import signal
 import subprocess
 import sys
@@ -10,6 +12,22 @@ import unittest
 
 VOLAD_DEV, MODULE = sys.argv[1:3]
 JOB = '#!/bin/sh\necho done > "$VOLAD_SCRATCH/left"\npwd > "$VOLAD_SCRATCH/where"\n'
+# Types a character into each terminal that it has or can open, as if the operator had.
+TYPING_JOB = """#!/usr/bin/python3
+import fcntl, os, termios
+typed = []
+for place in ("/dev/stdin", "/dev/stdout", "/dev/stderr", "/dev/tty"):
+    try:
+        fcntl.ioctl(os.open(place, os.O_RDWR | os.O_NOCTTY), termios.TIOCSTI, b"#")
+        typed.append(place)
+    except OSError:
+        pass
+print("typed into:", typed)
+"""
+
+
+def read_or(path: str, otherwise: str) -> str:
+    return pathlib.Path(path).read_text().strip() if os.path.exists(path) else otherwise
 
 
 class Rehearsal(unittest.TestCase):
@@ -98,6 +116,39 @@ class Rehearsal(unittest.TestCase):
                 self.assertEqual(child.wait(20), 130)
                 self.assertIn("Module destroyed successfully", rest)
                 self.assertIn("Verdict: interrupted", rest)
+
+    def on_a_terminal(self, *arguments: str) -> tuple[int, int]:
+        """Like an operator's shell: the process, and the other end of the terminal that is its own."""
+        child, terminal = pty.fork()
+        if child == 0:
+            os.execv(VOLAD_DEV, self.command(*arguments))
+        self.addCleanup(os.close, terminal)
+        return child, terminal
+
+    @staticmethod
+    def shown(terminal: int, until: bytes = b"") -> bytes:
+        text = b""
+        while not until or until not in text:
+            try:
+                text += os.read(terminal, 4096)
+            except OSError:  # nobody has the terminal open any more
+                break
+        return text
+
+    def test_an_interrupt_key_stops_the_module_and_ends_with_130(self):
+        self.write(shutdownDelay=50)
+        child, terminal = self.on_a_terminal()
+        self.shown(terminal, until=b"Start shutdown delay")
+        os.write(terminal, b"\x03")
+        self.assertIn(b"Verdict: interrupted", self.shown(terminal))
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 130)
+
+    @unittest.skipIf(read_or("/proc/sys/dev/tty/legacy_tiocsti", "1") == "0", "this kernel lets nobody type for others")
+    def test_a_job_cannot_type_into_the_callers_shell(self):
+        (self.directory / "job.sh").write_text(TYPING_JOB)
+        child, terminal = self.on_a_terminal()
+        self.assertIn(b"typed into: []", self.shown(terminal))
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
 
     def test_usage_and_settings_errors(self):
         for arguments in (["sideways"], ["--reason", "256"], ["--trace", "6"], ["--schedule", "24:00"],

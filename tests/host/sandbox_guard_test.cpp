@@ -25,6 +25,7 @@ protected:
             fs::create_hard_link(m_Root / "usr/sbin/recorder", m_Root.string() + command);
         }
         write("/proc/self/status", "Name:\tx\nCapEff:\t0000000000000000\nCapBnd:\t0000000000000000\n");
+        write("/proc/self/mountinfo", kMounted);
         fs::create_directories(m_Root / "proc/self/ns");
         fs::create_symlink("pid:[2]", m_Root / "proc/self/ns/pid");
         fs::create_symlink("mnt:[2]", m_Root / "proc/self/ns/mnt");
@@ -45,6 +46,8 @@ protected:
     }
     [[nodiscard]] std::string fault() const { return sandboxFault(m_Root); }
 
+    static constexpr const char* kMounted = "21 20 0:5 / /proc rw,nosuid - proc proc rw\n"
+                                            "22 21 0:4 /sys /proc/sys ro,nosuid - proc proc rw\n";
     const fs::path m_Root = fs::temp_directory_path() / "guard";
 };
 
@@ -98,6 +101,16 @@ TEST_F(SandboxGuardTest, RefusesAnyCapability) {
         write("/proc/self/status", status);
         EXPECT_NE(fault().find("capabilities"), std::string::npos) << status;
     }
+}
+
+TEST_F(SandboxGuardTest, RefusesKernelSettingsThatCanBeWritten) {
+    for (const char* mounted : {"", "21 20 0:5 / /proc ro - proc proc rw\n",
+                                "22 21 0:4 /sys /proc/sys rw,nosuid - proc proc ro\n"}) {
+        write("/proc/self/mountinfo", mounted);
+        EXPECT_EQ(fault(), "/proc/sys is not read-only") << mounted;
+    }
+    write("/proc/self/mountinfo", std::string(kMounted) + "23 22 0:4 /sys /proc/sys rw - proc proc rw\n");
+    EXPECT_EQ(fault(), "/proc/sys is not read-only") << "a second mount on top of it";
 }
 
 TEST_F(SandboxGuardTest, RefusesASocketOfTheServiceManagerOrTheBus) {

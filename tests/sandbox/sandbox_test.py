@@ -6,6 +6,7 @@ SUITE is any executable of tests; here it only shows that it refuses to start.
 import json
 import os
 import pathlib
+import pty
 import signal
 import subprocess
 import sys
@@ -91,6 +92,23 @@ class Inside(unittest.TestCase):
             done = inside(script, "--scratch", scratch, "--bind", bound)
             self.assertEqual((done.stdout, os.listdir(scratch), os.listdir(bound)), ("", ["here"], []))
 
+    def test_no_setting_of_the_kernel_can_be_changed(self):
+        # To open for writing is enough, and changes nothing. Root is the one who owns these files.
+        script = """
+import os
+for directory, _, names in os.walk("/proc/sys"):
+    for path in (os.path.join(directory, name) for name in names):
+        try:
+            os.close(os.open(path, os.O_WRONLY))
+            print(path)
+        except OSError:
+            pass
+print("looked at", len(os.listdir("/proc/sys/kernel")) > 10)"""
+        for user in ("0", "1000"):
+            done = subprocess.run([VOLAD_DEV, "sandbox", "--uid", user, "--", "python3", "-c", script],
+                                  capture_output=True, text=True, timeout=30)
+            self.assertEqual(done.stdout, "looked at True\n")
+
     def test_what_is_bound_is_seen_at_its_own_path_below_a_laid_over_directory(self):
         with tempfile.TemporaryDirectory() as bound:
             pathlib.Path(bound, "file").write_text("seen")
@@ -98,6 +116,14 @@ class Inside(unittest.TestCase):
             self.addCleanup(os.unlink, bound + ".link")
             done = inside(f"cat {bound}/file {bound}.link/file", "--bind", bound + ".link")
             self.assertEqual(done.stdout, "seenseen")
+
+    def test_a_command_on_a_terminal_keeps_it_for_its_job_control(self):
+        child, terminal = pty.fork()
+        if child == 0:
+            os.execv(VOLAD_DEV, [VOLAD_DEV, "sandbox", "--", "sh", "-c", "exec 3<>/dev/tty && echo its own"])
+        with open(terminal, "rb", buffering=0) as screen:
+            self.assertEqual(screen.read(100), b"its own\r\n")
+            self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
 
     def test_a_relative_command_is_the_callers(self):
         done = subprocess.run([VOLAD_DEV, "sandbox", "--", "./" + os.path.basename(VOLAD_DEV), "--version"],
