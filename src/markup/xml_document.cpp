@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <new>
 
+#include "markup/nul_reference.h"
 #include "markup/text_encoding.h"
 #include "platform/base/file_content.h"
 #include "platform/base/swallow.h"
@@ -49,12 +51,24 @@ pugi::xml_node nextNode(pugi::xml_node node, unsigned& depth) {
     return node ? node.next_sibling() : node;
 }
 
-// What the parser lets pass: more than one document element, elements nested without an end.
+bool isElement(const pugi::xml_node& node) {
+    return node.type() == pugi::node_element;
+}
+
+bool isText(const pugi::xml_node& node) {
+    return node.type() == pugi::node_cdata ||
+           (node.type() == pugi::node_pcdata &&
+            std::strspn(node.value(), " \t\r\n") != std::strlen(node.value()));
+}
+
+// What the parser lets pass: not just one document element, text beside it, elements nested without an end.
 const char* checkShape(const pugi::xml_document& tree) {
-    const auto elements = tree.children();
-    const auto isElement = [](const pugi::xml_node& node) { return node.type() == pugi::node_element; };
-    if (std::count_if(elements.begin(), elements.end(), isElement) != 1) {
-        return "it has more than one document element";
+    const auto nodes = tree.children();
+    if (std::any_of(nodes.begin(), nodes.end(), isText)) {
+        return "it has text outside its document element";
+    }
+    if (std::count_if(nodes.begin(), nodes.end(), isElement) != 1) {
+        return "it does not have just one document element";
     }
     unsigned depth = 1;
     for (pugi::xml_node node = tree.first_child(); node; node = nextNode(node, depth)) {
@@ -111,8 +125,10 @@ XmlLoadResult XmlDocument::Decode(const char* bytes, size_t size) {
 
 XmlLoadResult XmlDocument::Parse() {
     m_pTree = std::make_unique<pugi::xml_document>();
-    // Blanks are text, too, also between two CDATA sections.
-    constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata;
+    // Blanks are text, too, also between two CDATA sections; as a fragment, text beside the document element
+    // is seen instead of skipped.
+    constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata | pugi::parse_fragment;
+    SpoilNulReferences(m_strText);
     const pugi::xml_parse_result parsed =
         m_pTree->load_buffer_inplace(m_strText.data(), m_strText.size(), kFlags, pugi::encoding_utf8);
     if (!parsed) {

@@ -12,14 +12,6 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
-int hexDigit(char c) {
-    if (isAsciiDigit(c)) {
-        return c - '0';
-    }
-    const char lower = asciiLower(c);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 // value * 10 + digit, held at the largest magnitude that the sign allows.
 uint64_t accumulate(uint64_t value, unsigned digit, uint64_t largest) {
     return value > (largest - digit) / 10 ? largest : value * 10 + digit;

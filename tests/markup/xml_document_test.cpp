@@ -38,6 +38,9 @@ TEST(XmlDocument, LoadsWellFormedDocumentsOnly) {
         {"nothing", "", false},
         {"no element", "<!-- c -->", false},
         {"two document elements", "<a/><b/>", false},
+        {"text in front", "x<a/>", false},
+        {"text behind", "<a/>\n&amp;", false},
+        {"CDATA behind", "<a/><![CDATA[ ]]>", false},
         {"not closed", "<a><b></a>", false},
         {"deepest", nested(256), true},
         {"too deep", nested(257), false},
@@ -116,7 +119,11 @@ TEST(XmlCursor, CharacterData) {
              Case{" ", " "},
              Case{"a<!-- no -->b<x>no</x>c<?p no?>", "abc"},
              Case{"a\r\nb", "a\nb"},
-             Case{"a&#0;b", "a"},
+             Case{"a&#0;b<![CDATA[c]]>d", "a"}, // whatever the piece that it stands in
+             Case{"a&#x000;b", "a"},
+             Case{"a&#4294967296;b", "a"}, // as the parser counts
+             Case{"a<![CDATA[&#0;]]><!-- &#0; --><?p &#0;?>b", "a&#0;b"},
+             Case{"a&#;&#x;&#0 b&#10;", "a&#;&#x;&#0 b\n"},
              Case{"a&#xD800;b", "a"},
              Case{"%n%s", "%n%s"},
          }) {

@@ -23,6 +23,12 @@ constexpr char asciiLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+// The value of a hexadecimal digit of either case; -1 for another character.
+constexpr int hexDigit(char c) {
+    const char lower = asciiLower(c);
+    return isAsciiDigit(c) ? c - '0' : lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
 constexpr bool equalsIgnoringAsciiCase(std::string_view left, std::string_view right) {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                       [](char l, char r) { return asciiLower(l) == asciiLower(r); });

@@ -1,0 +1,68 @@
+#include "markup/nul_reference.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/base/ascii.h"
+
+namespace em {
+namespace {
+
+constexpr char kNoUtf8 = '\xFF';
+
+struct Section {
+    std::string_view opening, closing;
+};
+constexpr std::array<Section, 3> kVerbatim = {{{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}}};
+
+// Behind the section that begins there; the same place when none does.
+size_t behindVerbatim(std::string_view text, size_t at) {
+    for (const Section& section : kVerbatim) {
+        if (text.substr(at).starts_with(section.opening)) {
+            const size_t end = text.find(section.closing, at + section.opening.size());
+            return end == std::string_view::npos ? text.size() : end + section.closing.size();
+        }
+    }
+    return at;
+}
+
+// The length of the reference to NUL that begins with the text; 0 when none does. Numbers wrap as the
+// parser's.
+size_t nulReferenceLength(std::string_view text) {
+    if (!text.starts_with("&#")) {
+        return 0;
+    }
+    const bool isHex = text.substr(2).starts_with('x');
+    const size_t digits = isHex ? 3 : 2;
+    uint32_t number = 0;
+    size_t at = digits;
+    for (; at < text.size(); ++at) {
+        const int digit = hexDigit(text[at]);
+        if (digit < 0 || (digit > 9 && !isHex)) {
+            break;
+        }
+        number = number * (isHex ? 16 : 10) + static_cast<uint32_t>(digit);
+    }
+    return number == 0 && at > digits && text.substr(at).starts_with(';') ? at + 1 : 0;
+}
+
+} // namespace
+
+void SpoilNulReferences(std::string& document) {
+    if (document.find("&#") == std::string::npos) {
+        return;
+    }
+    const std::string_view text = document;
+    size_t at = 0;
+    while ((at = text.find_first_of("<&", at)) != std::string_view::npos) {
+        const size_t behind = behindVerbatim(text, at);
+        const size_t length = behind == at ? nulReferenceLength(text.substr(at)) : 0;
+        std::fill_n(document.begin() + static_cast<ptrdiff_t>(at), length, kNoUtf8);
+        at = behind == at ? at + std::max<size_t>(length, 1) : behind;
+    }
+}
+
+} // namespace em
