@@ -10,10 +10,14 @@ constexpr const char* kLocatorValue = "Host Warden";
 constexpr const char* kDefaultProductKey = "SOFTWARE\\Aldmere\\Management\\Host Warden";
 constexpr const char* kSetupKey = "Setup";
 
+// The size is asked for first, as every reader of the locator does: both look-ups show in the trace.
 std::string productKeyPath() {
     CRegistry locator;
+    uint32_t size = 0;
     std::string path;
-    const bool found = locator.QueryPointer(kLocatorValue, path) == REG_SUCCESS && !path.empty();
+    const bool found = locator.OpenPointersKey() == REG_SUCCESS &&
+                       locator.QueryValue(nullptr, kLocatorValue, &size) == REG_SUCCESS &&
+                       locator.QueryText(kLocatorValue, path) == REG_SUCCESS && !path.empty();
     return found ? path : kDefaultProductKey;
 }
 
@@ -32,11 +36,8 @@ bool openProductPath(CRegistry& key, const std::string& path, uint32_t rights) {
 bool OpenProductKey(CRegistry& key, const char* subkey, bool forWriting) {
     bool opened = false;
     static_cast<void>(swallow([&] {
-        const std::string product = productKeyPath();
-        const char separator =
-            product.find('\\') == std::string::npos && product.find('/') != std::string::npos ? '/' : '\\';
-        opened =
-            openProductPath(key, product + separator + subkey, forWriting ? REGISTRY_WRITE : REGISTRY_READ);
+        opened = openProductPath(key, productKeyPath() + '\\' + subkey,
+                                 forWriting ? REGISTRY_WRITE : REGISTRY_READ);
     }));
     return opened;
 }

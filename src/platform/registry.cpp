@@ -110,13 +110,15 @@ int32_t CRegistry::OpenPointer(const char* name) {
     });
 }
 
-int32_t CRegistry::QueryPointer(const char* name, std::string& text) {
+int32_t CRegistry::OpenPointersKey() {
     const RegistryKeyRef machine = Root(PredefinedRoot::LocalMachine);
     // A null parent would mean the root node.
-    if (!machine || Open(kPointerKey, machine.get()) != REG_SUCCESS) {
-        return m_nResult = REG_NO_KEY;
-    }
-    return QueryText(name, text);
+    const bool opened = machine && Open(kPointerKey, machine.get()) == REG_SUCCESS;
+    return m_nResult = opened ? REG_SUCCESS : REG_NO_KEY;
+}
+
+int32_t CRegistry::QueryPointer(const char* name, std::string& text) {
+    return OpenPointersKey() == REG_SUCCESS ? QueryText(name, text) : m_nResult;
 }
 
 int32_t CRegistry::DeleteKey(const char* name) {

@@ -53,6 +53,8 @@ public:
     // Opens the key that a pointer value names: a path whose first component, whatever its case, is a root
     // name. 0, or -1: a key that was open then stays so.
     int32_t OpenPointer(const char* name);
+    // Opens the key that holds the pointer values: 0 or -1.
+    int32_t OpenPointersKey();
     // The text of a pointer value, expanded if need be: 0, 61 when the value is missing or no text, -1
     // without the pointers' key. The handle's key is that key afterwards.
     int32_t QueryPointer(const char* name, std::string& text);

@@ -103,10 +103,10 @@ TEST_F(ModuleProperties, TheLocatorNamesTheProductKey) {
     set("HKEY_USERS\\Here\\M", "P", uint32_t{3});
     for (const auto& [locator, expected] : {std::pair{"", 1U},
                                             {"Here\\There", 2U},
-                                            {"Here/There", 2U},
+                                            {"Here/There", 0U}, // a backslash is put behind it all the same
                                             {"\\Here\\There\\", 2U},
                                             {"hkey_users\\Here", 3U},
-                                            {"HKEY_Users/Here", 3U},
+                                            {"HKEY_Users/Here", 0U},
                                             {"here\\There", 0U},
                                             {"HKEY_CURRENT_USER\\Here", 0U}}) {
         locate(locator);
@@ -114,6 +114,13 @@ TEST_F(ModuleProperties, TheLocatorNamesTheProductKey) {
         EXPECT_EQ(expected != 0, GetModuleProperty("M", number, "P")) << locator;
         EXPECT_EQ(expected, number) << locator;
     }
+    locate("Here\\There");
+    const test::TraceCapture capture(4);
+    uint32_t number = 0;
+    EXPECT_EQ(1U, GetModuleProperty("M", number, "P"));
+    const std::string text = capture.text();
+    const std::string read = "CRegistry::GetValue \"Host Warden\" --> len 10\n";
+    EXPECT_NE(text.find(read), text.rfind(read)) << "its size, then its value: " << text;
 }
 
 // A missing root must not be taken for "from the root node".
