@@ -1,7 +1,6 @@
 #include "platform/event_handle.h"
 
 #include <optional>
-#include <utility>
 
 #include "platform/base/cancellation_disabled.h"
 #include "platform/event_object.h"
@@ -150,41 +149,44 @@ bool wake(EventObject& event, bool newState, void (*traceLine)(const EventObject
 EventHandle::EventHandle(bool initialState, bool manualReset, const char* name) : EventHandle() {
     EventFailure failure;
     bool joined = false;
+    EventObject* event = nullptr;
     if (name == nullptr) {
-        m_pObject = createEventObject(initialState, manualReset, nullptr, failure);
+        event = createEventObject(initialState, manualReset, nullptr, failure);
     } else {
         const RecursiveLockGuard guard(eventState.value.objectLock);
-        m_pObject = eventState.value.names.Find(name);
-        joined = m_pObject != nullptr;
+        event = eventState.value.names.Find(name);
+        joined = event != nullptr;
         if (joined) {
-            ++m_pObject->refCount;
+            ++event->refCount;
         } else {
-            m_pObject = createListed(initialState, manualReset, name, failure);
+            event = createListed(initialState, manualReset, name, failure);
         }
     }
+    m_pObject = event;
     if (joined) {
-        traceJoined(*m_pObject, manualReset);
-    } else if (m_pObject == nullptr) {
+        traceJoined(*event, manualReset);
+    } else if (event == nullptr) {
         traceFailure(failure, name, initialState);
     } else {
-        EM_TRACE_QUIETLY(5, "creating event %p <%s> (IsSignaled=%d)\n", addressOf(*m_pObject),
-                         shownEventName(name), m_pObject->signaled());
+        EM_TRACE_QUIETLY(5, "creating event %p <%s> (IsSignaled=%d)\n", addressOf(*event),
+                         shownEventName(name), event->signaled());
     }
 }
 
 EventHandle::EventHandle(const EventHandle& source) : EventHandle() {
-    if (source.m_pObject == nullptr) {
+    EventObject* const event = source.m_pObject;
+    if (event == nullptr) {
         return;
     }
     const RecursiveLockGuard guard(eventState.value.objectLock);
-    m_pObject = source.m_pObject;
-    ++m_pObject->refCount;
-    EM_TRACE_QUIETLY(5, "incr refcount on event %p <%s> (IsSignaled=%d,IsManual=%d)\n", addressOf(*m_pObject),
-                     shownEventName(m_pObject->name), m_pObject->signaled(), m_pObject->manual());
+    m_pObject = event;
+    ++event->refCount;
+    EM_TRACE_QUIETLY(5, "incr refcount on event %p <%s> (IsSignaled=%d,IsManual=%d)\n", addressOf(*event),
+                     shownEventName(event->name), event->signaled(), event->manual());
 }
 
 void EventHandle::ReleaseEvent() noexcept {
-    EventObject* const event = std::exchange(m_pObject, nullptr);
+    EventObject* const event = m_pObject.exchange(nullptr);
     if (event == nullptr) {
         return;
     }

@@ -29,7 +29,9 @@ public:
     ~EventHandle() { ReleaseEvent(); }
 
     // Drops the reference; the handle then has no object. The last one waits, looking once a second, until no
-    // thread is blocked on the object, and cannot be cancelled meanwhile.
+    // thread is blocked on the object, and cannot be cancelled meanwhile. It may run while other threads wait
+    // through the same handle; beside a call that has not begun to wait yet it is the caller's error, since
+    // the object may be gone when that call gets to it.
     void ReleaseEvent() noexcept;
 
     // Changes kind and state. False while a thread waits on the object.
@@ -54,9 +56,9 @@ public:
 private:
     EventHandle() = default;
     // Null when closed.
-    [[nodiscard]] EventObject* UsableObject() const { return m_bClosed ? nullptr : m_pObject; }
+    [[nodiscard]] EventObject* UsableObject() const { return m_bClosed ? nullptr : m_pObject.load(); }
 
-    EventObject* m_pObject = nullptr;
+    std::atomic<EventObject*> m_pObject{nullptr};
     std::atomic<bool> m_bClosed{false};
 };
 
