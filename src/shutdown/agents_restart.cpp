@@ -29,7 +29,7 @@ bool writeJobFile(const char* command) {
     const char* const file = sys::paths::restartJobFile();
     const FileChangeResult result = replaceJobFile(file, command);
     if (result.error == 0) {
-        EM_TRACE(1, "CTellmarkAgents: Restart Agents Job created: \"%s\"\n", file);
+        EM_TRACE(1, "CTellmarkAgents: Restart Agents Job created: \"%s\"\n", command);
         EM_TRACE(1, "CTellmarkAgents: This Job will be executed by ombradAction script\n");
     } else if (result.notOpened) {
         EM_TRACE(1, "CTellmarkAgents: cannot open \"%s\"\n", file);

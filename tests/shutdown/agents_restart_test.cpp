@@ -59,7 +59,7 @@ TEST_F(AgentsRestartTest, ServiceManagerGetsAJobFile) {
         EXPECT_TRUE(CTellmarkAgents(product.identifier).RestartAgents());
         EXPECT_EQ(m_Files.read("ombradAction.file"), product.managed);
         EXPECT_EQ(capture.text(), std::string(product.detection) + kManagedLine +
-                                      "CTellmarkAgents: Restart Agents Job created: \"" + m_strJob +
+                                      "CTellmarkAgents: Restart Agents Job created: \"" + product.managed +
                                       "\"\n"
                                       "CTellmarkAgents: This Job will be executed by ombradAction script\n");
     }
