@@ -19,32 +19,32 @@ bool CLogMsgFile::Open(bool eventMessages) {
     m_bEventMessages = eventMessages;
     m_Document.Clear();
     const char* const fileName = eventMessages ? kEventMessages : kErrorMessages;
-    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Use event messages file \"%s\" for decoding", fileName);
+    EM_TRACE(4, "\nCLogMsgFile         : Use event messages file \"%s\" for decoding", fileName);
     bool opened = false;
     static_cast<void>(swallow([&] { opened = Find(fileName); }));
-    EM_TRACE_QUIETLY(2, "\nCLogMsgFile         : Event messages %s opened in \"%s\"!",
-                     opened ? "successfully" : "not", m_strPath.c_str());
+    EM_TRACE(2, "\nCLogMsgFile         : Event messages %s opened in \"%s\"!",
+             opened ? "successfully" : "not", m_strPath.c_str());
     return opened;
 }
 
 bool CLogMsgFile::Find(const char* fileName) {
-    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Search for file in current directory ...");
+    EM_TRACE(4, "\nCLogMsgFile         : Search for file in current directory ...");
     std::string current;
     if (GetCurrentDirectory(current) && TryToOpen(current, fileName)) {
         return true;
     }
-    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Search for file in registered directory ...");
+    EM_TRACE(4, "\nCLogMsgFile         : Search for file in registered directory ...");
     // An empty text would be the root directory.
     return TryToOpen(messageDirectory(FindInstallationRoots(), current.empty() ? "." : current), fileName);
 }
 
 bool CLogMsgFile::TryToOpen(const std::string& directory, const char* fileName) {
     m_strPath = directory + "/" + fileName;
-    EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : Try to open file \"%s\"", m_strPath.c_str());
+    EM_TRACE(4, "\nCLogMsgFile         : Try to open file \"%s\"", m_strPath.c_str());
     const XmlLoadResult result = m_Document.LoadFile(m_strPath.c_str());
     if (!result.loaded() && !result.missing) {
-        EM_TRACE_QUIETLY(4, "\nCLogMsgFile         : ## WARNING! File \"%s\" not loaded: %s (byte %zu)",
-                         m_strPath.c_str(), result.reason, result.offset);
+        EM_TRACE(4, "\nCLogMsgFile         : ## WARNING! File \"%s\" not loaded: %s (byte %zu)",
+                 m_strPath.c_str(), result.reason, result.offset);
     }
     return result.loaded();
 }

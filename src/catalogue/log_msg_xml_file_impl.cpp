@@ -36,9 +36,9 @@ bool findNth(XmlCursor& cursor, const char* element, int32_t index) {
 std::string CLogMsgXmlFileImpl::Search(const char* code, const char* field, const char* language,
                                        int32_t index) const {
     const char* const lang = textOr(language, "en");
-    EM_TRACE_QUIETLY(
-        4, "\nCLogMsgXmlFileImpl  : Search message for error code %s (Key: \"%s\" Lang: \"%s\" Index %d)",
-        textOr(code), textOr(field), lang, index);
+    EM_TRACE(4,
+             "\nCLogMsgXmlFileImpl  : Search message for error code %s (Key: \"%s\" Lang: \"%s\" Index %d)",
+             textOr(code), textOr(field), lang, index);
     XmlCursor cursor(m_Document);
     if (code == nullptr || field == nullptr || index < 0 || !enter(cursor, "EventMsg") ||
         !enter(cursor, "Events") || !enterMatching(cursor, "Event", "ErrorCode", code) ||

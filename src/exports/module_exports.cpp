@@ -43,13 +43,13 @@ unsigned deleteInstance() {
         EM_TRACE(1, "\nEM DLL (%-10s) : Module already destroyed!", kModuleName);
         return 0;
     }
-    EM_TRACE(1, "\nEM DLL (%-10s) : Destroy module...", kModuleName);
+    EM_TRACE_OR_THROW(1, "\nEM DLL (%-10s) : Destroy module...", kModuleName);
     {
         const em::CancellationDisabled whole; // the destructor joins, which must not unwind it half-way
         delete instance;
         instance = nullptr; // before a line that may throw: a kept pointer would dangle
     }
-    EM_TRACE(1, "\nEM DLL (%-10s) : .. Module destroyed successfully!", kModuleName);
+    EM_TRACE_OR_THROW(1, "\nEM DLL (%-10s) : .. Module destroyed successfully!", kModuleName);
     return 1;
 }
 
@@ -68,7 +68,7 @@ extern "C" {
 [[gnu::visibility("default")]] unsigned EM_Delete() {
     unsigned result = 0;
     if (!em::swallow([&] { result = deleteInstance(); })) {
-        EM_TRACE_QUIETLY(1, "\nEM DLL (%-10s) : ## ERROR! Exception while destroying module!", kModuleName);
+        EM_TRACE(1, "\nEM DLL (%-10s) : ## ERROR! Exception while destroying module!", kModuleName);
         return 0;
     }
     return result;

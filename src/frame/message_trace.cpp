@@ -3,6 +3,7 @@
 #include <string>
 
 #include "frame/json_text.h"
+#include "platform/base/swallow.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -65,10 +66,7 @@ int dataNumber(const SipJson& envelope) {
     return envelope.GetDataUint(number) ? asInt(number) : 0;
 }
 
-void traceMessage(const char* moduleName, const char* tag, const SipJson& envelope, uint32_t level) {
-    if (!traceWillWrite(level)) {
-        return;
-    }
+void writeMessage(const char* moduleName, const char* tag, const SipJson& envelope, uint32_t level) {
     const std::string name = std::string(textOr(moduleName)) + tag;
     if (!envelope.HasData()) {
         writeLine<kHeaderOnly>(level, name, envelope);
@@ -78,6 +76,13 @@ void traceMessage(const char* moduleName, const char* tag, const SipJson& envelo
         writeLine<kStructured>(level, name, envelope, json::compactText(*envelope.FindData()).c_str());
     } else {
         writeLine<kBytes>(level, name, envelope, asInt(envelope.GetDataByteCount()));
+    }
+}
+
+// A line whose text cannot be made, for want of memory, is dropped like one that cannot be written.
+void traceMessage(const char* moduleName, const char* tag, const SipJson& envelope, uint32_t level) {
+    if (traceWillWrite(level)) {
+        static_cast<void>(swallow([&] { writeMessage(moduleName, tag, envelope, level); }));
     }
 }
 

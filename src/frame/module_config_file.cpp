@@ -3,6 +3,7 @@
 
 #include "frame/module_properties.h"
 #include "platform/base/current_directory.h"
+#include "platform/base/swallow.h"
 #include "platform/base/system.h"
 #include "platform/installation_roots.h"
 #include "platform/registry.h"
@@ -32,23 +33,23 @@ std::optional<std::string> inCurrentDirectory(const std::string& name) {
     std::string directory;
     if (!GetCurrentDirectory(directory)) {
         const int error = errno;
-        EM_TRACE_QUIETLY(1, "\nModuleConfigFile    : ## ERROR 0x%X! GetCurrentDir() FAILED!",
-                         static_cast<unsigned>(error));
+        EM_TRACE(1, "\nModuleConfigFile    : ## ERROR 0x%X! GetCurrentDir() FAILED!",
+                 static_cast<unsigned>(error));
         return std::nullopt;
     }
-    EM_TRACE_QUIETLY(3, "\nCExtensionModule    : Check for config file in current directory %s...",
-                     directory.c_str());
+    EM_TRACE(3, "\nCExtensionModule    : Check for config file in current directory %s...",
+             directory.c_str());
     return fileIn(directory, name);
 }
 
 std::optional<std::string> inDataRoot(const std::string& name) {
     const std::string dataRoot = registered("DataRoot");
     if (dataRoot.empty()) {
-        EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Could not find data root directory");
+        EM_TRACE(3, "\nModuleConfigFile    : Could not find data root directory");
         return std::nullopt;
     }
-    EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Check for config file in Hostwarden/volad data root %s...",
-                     dataRoot.c_str());
+    EM_TRACE(3, "\nModuleConfigFile    : Check for config file in Hostwarden/volad data root %s...",
+             dataRoot.c_str());
     return fileIn(dataRoot, name);
 }
 
@@ -65,23 +66,22 @@ std::optional<std::string> binaryPath(const InstallationRoots& roots) {
 std::optional<std::string> inBinaryPath(const std::string& name) {
     const std::optional<std::string> path = binaryPath(FindInstallationRoots());
     if (!path) {
-        EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Could not find the Hostwarden binary path");
+        EM_TRACE(3, "\nModuleConfigFile    : Could not find the Hostwarden binary path");
         return std::nullopt;
     }
-    EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Check for config file in Hostwarden/volad binary path %s...",
-                     path->c_str());
+    EM_TRACE(3, "\nModuleConfigFile    : Check for config file in Hostwarden/volad binary path %s...",
+             path->c_str());
     return fileIn(*path, name);
 }
 
 std::optional<std::string> search(const char* module, const char* extension) {
-    EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : GetModuleConfigFile: \"%s\"", textOr(module, "<null>"));
+    EM_TRACE(3, "\nModuleConfigFile    : GetModuleConfigFile: \"%s\"", textOr(module, "<null>"));
     if (module == nullptr || *module == '\0') {
         return std::nullopt;
     }
     const std::string entry = registered(module);
     const std::string name = (entry.empty() ? module : entry) + "." + textOr(extension);
-    EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Extension module config file requested: \"%s\"",
-                     name.c_str());
+    EM_TRACE(3, "\nModuleConfigFile    : Extension module config file requested: \"%s\"", name.c_str());
     std::optional<std::string> found = inCurrentDirectory(name);
     if (!found) {
         found = inDataRoot(name);
@@ -90,11 +90,11 @@ std::optional<std::string> search(const char* module, const char* extension) {
         found = inBinaryPath(name);
     }
     if (!found) {
-        EM_TRACE_QUIETLY(1, "\nModuleConfigFile    : ## ERROR! Module specific config file %s not found!",
-                         name.c_str());
+        EM_TRACE(1, "\nModuleConfigFile    : ## ERROR! Module specific config file %s not found!",
+                 name.c_str());
         return std::nullopt;
     }
-    EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : Config file path: \"%s\"", found->c_str());
+    EM_TRACE(3, "\nModuleConfigFile    : Config file path: \"%s\"", found->c_str());
     return found;
 }
 

@@ -14,7 +14,7 @@ bool given(const char* text) {
 // The guard comes before the handle, so that the handle ends under the lock.
 template <class Query>
 unsigned query(const char* module, const char* property, Query&& run) {
-    EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : GetModuleProperty: \"%s\"", textOr(property, "<null>"));
+    EM_TRACE(3, "\nModuleConfigFile    : GetModuleProperty: \"%s\"", textOr(property, "<null>"));
     if (!given(module) || !given(property)) {
         return 0;
     }
@@ -29,7 +29,7 @@ unsigned GetModuleProperty(const char* module, const char* property, std::string
     const unsigned result =
         query(module, property, [&](CRegistry& key) { return key.QueryText(property, value); });
     if (result != 0) {
-        EM_TRACE_QUIETLY(4, "\n%-20s: Read module property \"%s\" = \"%s\"", module, property, value.c_str());
+        EM_TRACE(4, "\n%-20s: Read module property \"%s\" = \"%s\"", module, property, value.c_str());
     }
     return result;
 }
@@ -38,14 +38,14 @@ unsigned GetModuleProperty(const char* module, uint32_t& value, const char* prop
     const unsigned result =
         query(module, property, [&](CRegistry& key) { return key.QueryNumber(property, value); });
     if (result != 0) {
-        EM_TRACE_QUIETLY(4, "\n%-20s: Read module property \"%s\" = %d (0x%02X)", module, property,
-                         asInt(value), value);
+        EM_TRACE(4, "\n%-20s: Read module property \"%s\" = %d (0x%02X)", module, property, asInt(value),
+                 value);
     }
     return result;
 }
 
 unsigned SetModuleProperty(const char* module, const char* property, uint32_t value) {
-    EM_TRACE_QUIETLY(3, "\nModuleConfigFile    : SetModuleProperty: \"%s\"", textOr(property, "<null>"));
+    EM_TRACE(3, "\nModuleConfigFile    : SetModuleProperty: \"%s\"", textOr(property, "<null>"));
     if (!given(module)) {
         return 0;
     }
@@ -55,8 +55,8 @@ unsigned SetModuleProperty(const char* module, const char* property, uint32_t va
         CRegistry key;
         result = OpenProductKey(key, module, true) ? key.SetValue(property, value) : 0;
     }
-    EM_TRACE_QUIETLY(4, "\n%-20s: Write module property \"%s\" = %d (%s)", module, textOr(property, "<null>"),
-                     asInt(value), result != 0 ? "OK" : "FAILED");
+    EM_TRACE(4, "\n%-20s: Write module property \"%s\" = %d (%s)", module, textOr(property, "<null>"),
+             asInt(value), result != 0 ? "OK" : "FAILED");
     return result;
 }
 

@@ -15,9 +15,9 @@ constexpr uint64_t kExtraDelaySeconds = 180;
 
 bool announceSleep(uint32_t forceDelaySeconds) {
     return swallow([&] {
-        EM_TRACE(1, "COSShutdown         : HardShutdown: Thread is going to sleep for %d msec.\n",
-                 asInt((forceDelaySeconds + kExtraDelaySeconds) * 1000));
-        EM_TRACE(1, "COSShutdown         : HardShutdown: Thread is not going to sleep really !!!\n");
+        EM_TRACE_OR_THROW(1, "COSShutdown         : HardShutdown: Thread is going to sleep for %d msec.\n",
+                          asInt((forceDelaySeconds + kExtraDelaySeconds) * 1000));
+        EM_TRACE_OR_THROW(1, "COSShutdown         : HardShutdown: Thread is not going to sleep really !!!\n");
     });
 }
 

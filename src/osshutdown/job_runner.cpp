@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/base/current_directory.h"
+#include "platform/base/swallow.h"
 #include "platform/child_process.h"
 #include "trace/trace.h"
 
@@ -147,9 +148,9 @@ bool RunJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
     if (unharmed) {
         return ended;
     }
-    EM_TRACE_QUIETLY(1, "\nCOSShutdown         : EXCEPTION executing shutdown job!");
+    EM_TRACE(1, "\nCOSShutdown         : EXCEPTION executing shutdown job!");
     if (found) {
-        EM_TRACE_QUIETLY(5, "\nCOSShutdown         : <- RunShutdownJob");
+        EM_TRACE(5, "\nCOSShutdown         : <- RunShutdownJob");
     }
     return false;
 }

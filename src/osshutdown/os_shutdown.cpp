@@ -29,12 +29,12 @@ COSShutdown::COSShutdown() : m_Event(false, true), m_strTitle("System Shutdown")
 }
 
 COSShutdown::~COSShutdown() {
-    EM_TRACE_QUIETLY(5, "\nCOSShutdown         : -> ~COSShutdown");
+    EM_TRACE(5, "\nCOSShutdown         : -> ~COSShutdown");
     m_bTerminate = true;
     m_Event.SetEvent();
     m_Event.CloseEvent();
     m_HardShutdownThread.JoinSilently(); // it must not run in freed memory or unloaded code
-    EM_TRACE_QUIETLY(5, "\nCOSShutdown         : <- ~COSShutdown");
+    EM_TRACE(5, "\nCOSShutdown         : <- ~COSShutdown");
 }
 
 bool COSShutdown::SystemShutdown(uint32_t kind, uint32_t forceDelaySeconds, const char* /*message*/) {
@@ -42,8 +42,8 @@ bool COSShutdown::SystemShutdown(uint32_t kind, uint32_t forceDelaySeconds, cons
     if (swallow([&] { done = EndSystem(kind, forceDelaySeconds); })) {
         return done;
     }
-    EM_TRACE_QUIETLY(1, "\n\nCOSShutdown         : EXCEPTION during execution of SystemShutdown()!\n");
-    EM_TRACE_QUIETLY(5, "\nCOSShutdown         : <- SystemShutdown");
+    EM_TRACE(1, "\n\nCOSShutdown         : EXCEPTION during execution of SystemShutdown()!\n");
+    EM_TRACE(5, "\nCOSShutdown         : <- SystemShutdown");
     return false;
 }
 
@@ -85,13 +85,13 @@ bool COSShutdown::RunShutdownJob(const char* path, const char* directory, uint32
 }
 
 void COSShutdown::DisplayShutdownAction(const char* /*title*/, const char* /*text*/) {
-    EM_TRACE_QUIETLY(5, "\nCOSShutdown         : -> DisplayShutdownAction");
-    EM_TRACE_QUIETLY(5, "\nCOSShutdown         : <- DisplayShutdownAction");
+    EM_TRACE(5, "\nCOSShutdown         : -> DisplayShutdownAction");
+    EM_TRACE(5, "\nCOSShutdown         : <- DisplayShutdownAction");
 }
 
 void COSShutdown::AbortShutdownAction(const char* /*title*/, const char* /*text*/) {
-    EM_TRACE_QUIETLY(5, "\nCOSShutdown         : -> AbortShutdownAction");
-    EM_TRACE_QUIETLY(5, "\nCOSShutdown         : <- AbortShutdownAction");
+    EM_TRACE(5, "\nCOSShutdown         : -> AbortShutdownAction");
+    EM_TRACE(5, "\nCOSShutdown         : <- AbortShutdownAction");
 }
 
 void COSShutdown::StartHardShutdown(uint32_t kind, uint32_t forceDelaySeconds) {

@@ -29,54 +29,52 @@ void traceFailure(const EventFailure& failure, const char* name, bool initialSta
     case EventFailure::Stage::Memory:
         break;
     case EventFailure::Stage::Clock:
-        EM_TRACE_QUIETLY(3,
-                         "pthread_condattr_setclock(): ## ERROR ##: Set CLOCK_MONOTONIC failed (ret=%d) for "
-                         "event %p <%s> (IsSignaled=%d)\n",
-                         failure.error, address, shown, initialState);
+        EM_TRACE(3,
+                 "pthread_condattr_setclock(): ## ERROR ##: Set CLOCK_MONOTONIC failed (ret=%d) for "
+                 "event %p <%s> (IsSignaled=%d)\n",
+                 failure.error, address, shown, initialState);
         break;
     case EventFailure::Stage::Condition:
-        EM_TRACE_QUIETLY(
-            3,
-            "pthread_cond_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=%d) on event %p <%s> "
-            "(IsSignaled=%d)\n",
-            failure.error, address, shown, initialState);
+        EM_TRACE(3,
+                 "pthread_cond_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=%d) on event %p <%s> "
+                 "(IsSignaled=%d)\n",
+                 failure.error, address, shown, initialState);
         break;
     case EventFailure::Stage::Mutex:
-        EM_TRACE_QUIETLY(
-            3,
-            "pthread_mutex_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=%d) on event %p <%s> "
-            "(IsSignaled=%d)\n",
-            failure.error, address, shown, initialState);
+        EM_TRACE(3,
+                 "pthread_mutex_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=%d) on event %p <%s> "
+                 "(IsSignaled=%d)\n",
+                 failure.error, address, shown, initialState);
         break;
     }
 }
 
 void traceJoined(const EventObject& event, bool manualReset) {
-    EM_TRACE_QUIETLY(3, "refCount for event %p <%s> incremented (IsSignaled=%d)\n", addressOf(event),
-                     shownEventName(event.name), event.signaled());
+    EM_TRACE(3, "refCount for event %p <%s> incremented (IsSignaled=%d)\n", addressOf(event),
+             shownEventName(event.name), event.signaled());
     if (event.manual() != manualReset) {
-        EM_TRACE_QUIETLY(1, "WARNING: manual setting mismatch for event %p <%s>\n", addressOf(event),
-                         shownEventName(event.name));
+        EM_TRACE(1, "WARNING: manual setting mismatch for event %p <%s>\n", addressOf(event),
+                 shownEventName(event.name));
     }
 }
 
 // The lines of the frequent operations stand apart: with the trace off these cost little more than their
 // lock.
 [[gnu::cold, gnu::noinline]] void traceSet(const EventObject& event) {
-    EM_TRACE_QUIETLY(5, "Set event %p <%s> IsSignaled=%d --> IsSignaled=1\n", addressOf(event),
-                     shownEventName(event.name), event.signaled());
+    EM_TRACE(5, "Set event %p <%s> IsSignaled=%d --> IsSignaled=1\n", addressOf(event),
+             shownEventName(event.name), event.signaled());
 }
 [[gnu::cold, gnu::noinline]] void tracePulse(const EventObject& event) {
-    EM_TRACE_QUIETLY(5, "Pulse event %p <%s> IsSignaled=%d --> IsSignaled=0\n", addressOf(event),
-                     shownEventName(event.name), event.signaled());
+    EM_TRACE(5, "Pulse event %p <%s> IsSignaled=%d --> IsSignaled=0\n", addressOf(event),
+             shownEventName(event.name), event.signaled());
 }
 [[gnu::cold, gnu::noinline]] void traceReset(const EventObject& event) {
-    EM_TRACE_QUIETLY(5, "Reset event %p <%s>: IsSignaled=%d --> IsSignaled=0\n", addressOf(event),
-                     shownEventName(event.name), event.signaled());
+    EM_TRACE(5, "Reset event %p <%s>: IsSignaled=%d --> IsSignaled=0\n", addressOf(event),
+             shownEventName(event.name), event.signaled());
 }
 [[gnu::cold, gnu::noinline]] void traceCheck(const EventObject& event, bool signaled) {
-    EM_TRACE_QUIETLY(5, "Check event %p <%s> (IsSignaled=%d)\n", addressOf(event), shownEventName(event.name),
-                     signaled);
+    EM_TRACE(5, "Check event %p <%s> (IsSignaled=%d)\n", addressOf(event), shownEventName(event.name),
+             signaled);
 }
 
 // Under the object lock. Null, and the reason, as createEventObject.
@@ -109,8 +107,8 @@ bool dropReference(EventObject& event) {
         }
     }
     if (picture) {
-        EM_TRACE_QUIETLY(5, "decr refcount on event %p <%s> (IsSignaled=%d)\n", picture->address,
-                         picture->name(), picture->signaled);
+        EM_TRACE(5, "decr refcount on event %p <%s> (IsSignaled=%d)\n", picture->address, picture->name(),
+                 picture->signaled);
     }
     return false;
 }
@@ -168,8 +166,8 @@ EventHandle::EventHandle(bool initialState, bool manualReset, const char* name) 
     } else if (event == nullptr) {
         traceFailure(failure, name, initialState);
     } else {
-        EM_TRACE_QUIETLY(5, "creating event %p <%s> (IsSignaled=%d)\n", addressOf(*event),
-                         shownEventName(name), event->signaled());
+        EM_TRACE(5, "creating event %p <%s> (IsSignaled=%d)\n", addressOf(*event), shownEventName(name),
+                 event->signaled());
     }
 }
 
@@ -181,8 +179,8 @@ EventHandle::EventHandle(const EventHandle& source) : EventHandle() {
     const RecursiveLockGuard guard(eventState.value.objectLock);
     m_pObject = event;
     ++event->refCount;
-    EM_TRACE_QUIETLY(5, "incr refcount on event %p <%s> (IsSignaled=%d,IsManual=%d)\n", addressOf(*event),
-                     shownEventName(event->name), event->signaled(), event->manual());
+    EM_TRACE(5, "incr refcount on event %p <%s> (IsSignaled=%d,IsManual=%d)\n", addressOf(*event),
+             shownEventName(event->name), event->signaled(), event->manual());
 }
 
 void EventHandle::ReleaseEvent() noexcept {
@@ -196,8 +194,8 @@ void EventHandle::ReleaseEvent() noexcept {
     }
     drain(*event);
     tearDownEventObject(*event);
-    EM_TRACE_QUIETLY(5, "deleting event %p <%s> (IsSignaled=%d)\n", addressOf(*event),
-                     shownEventName(event->name), event->signaled());
+    EM_TRACE(5, "deleting event %p <%s> (IsSignaled=%d)\n", addressOf(*event), shownEventName(event->name),
+             event->signaled());
     delete event;
 }
 
@@ -207,11 +205,11 @@ bool EventHandle::RecreateEvent(bool initialState, bool manualReset) {
         return false;
     }
     if (event->signaled() != initialState || event->manual() != manualReset) {
-        EM_TRACE_QUIETLY(5,
-                         "Create event %p <%s>, changing attributes (IsSignaled=%d,IsManual=%d) --> "
-                         "(IsSignaled=%d,IsManual=%d)\n",
-                         addressOf(*event), shownEventName(event->name), event->signaled(), event->manual(),
-                         initialState, manualReset);
+        EM_TRACE(5,
+                 "Create event %p <%s>, changing attributes (IsSignaled=%d,IsManual=%d) --> "
+                 "(IsSignaled=%d,IsManual=%d)\n",
+                 addressOf(*event), shownEventName(event->name), event->signaled(), event->manual(),
+                 initialState, manualReset);
         event->setSignaled(initialState);
         event->isManual = manualReset;
     }
@@ -223,8 +221,8 @@ bool EventHandle::CloseEvent() {
     if (event == nullptr) {
         return false;
     }
-    EM_TRACE_QUIETLY(5, "Close event %p <%s> IsSignaled=%d --> IsSignaled=1\n", addressOf(*event),
-                     shownEventName(event->name), event->signaled());
+    EM_TRACE(5, "Close event %p <%s> IsSignaled=%d --> IsSignaled=1\n", addressOf(*event),
+             shownEventName(event->name), event->signaled());
     m_bClosed = true;
     {
         const EventMutexGuard guard(*event);

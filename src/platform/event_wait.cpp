@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <optional>
 
+#include "platform/base/swallow.h"
 #include "platform/event_handle.h"
 #include "platform/event_object.h"
 #include "platform/wait_deadline.h"
@@ -43,9 +44,9 @@ int repeatWhileInterrupted(Wait&& wait) {
 [[gnu::cold, gnu::noinline]] void traceStart(const EventObject& event, uint32_t timeoutMs) {
     const void* const address = &event;
     if (timeoutMs == EVENT_WAIT_FOREVER) {
-        EM_TRACE_QUIETLY(kLevel, "\nwaiting forever on event %p", address);
+        EM_TRACE(kLevel, "\nwaiting forever on event %p", address);
     } else {
-        EM_TRACE_QUIETLY(kLevel, "\nwaiting %dms on event %p", asInt(timeoutMs), address);
+        EM_TRACE(kLevel, "\nwaiting %dms on event %p", asInt(timeoutMs), address);
     }
 }
 
@@ -59,9 +60,9 @@ std::optional<EventPicture> pictureForTrace(const EventObject& event, bool trace
     const std::optional<EventPicture> picture = pictureForTrace(event, true);
     guard.unlock();
     if (picture) {
-        EM_TRACE_QUIETLY(
-            kLevel, "event %p <%s> (IsManual=%d) has been already signaled --> New state: IsSignaled=%d\n",
-            picture->address, picture->name(), picture->manual, picture->signaled);
+        EM_TRACE(kLevel,
+                 "event %p <%s> (IsManual=%d) has been already signaled --> New state: IsSignaled=%d\n",
+                 picture->address, picture->name(), picture->manual, picture->signaled);
     }
 }
 
@@ -69,11 +70,11 @@ void traceEnd(const EventPicture& event, const Outcome& outcome) {
     const char* const word = outcome.result == EVENT_SIGNALED  ? "SIGNAL"
                              : outcome.result == EVENT_TIMEOUT ? "TIMEOUT"
                                                                : "FAILURE";
-    EM_TRACE_QUIETLY(kLevel, "%s(%d,%d) on event %p <%s> (IsSignaled=%d)\n", word, outcome.lockCode,
-                     outcome.waitCode, event.address, event.name(), event.signaled);
+    EM_TRACE(kLevel, "%s(%d,%d) on event %p <%s> (IsSignaled=%d)\n", word, outcome.lockCode, outcome.waitCode,
+             event.address, event.name(), event.signaled);
 }
 
-// Both pass on what the line's sink throws, and a cancellation.
+// Both pass a cancellation on.
 int waitFor(EventObject& event, uint32_t timeoutMs, bool trace) {
     timespec now{};
     sys::clock_gettime(CLOCK_MONOTONIC, &now);

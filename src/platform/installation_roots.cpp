@@ -1,5 +1,6 @@
 #include "platform/installation_roots.h"
 
+#include "platform/base/swallow.h"
 #include "platform/registry.h"
 #include "platform/registry_path.h"
 

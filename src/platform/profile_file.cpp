@@ -19,7 +19,7 @@ constexpr size_t kFirstBuffer = 1024; // holds every value
 // Also for the reading operations the line names the writing call.
 bool hasSection(const char* section) {
     if (section == nullptr) {
-        EM_TRACE_QUIETLY(4, "WritePrivateProfileString: ## WARNING: invalid pointer to AppName\n");
+        EM_TRACE(4, "WritePrivateProfileString: ## WARNING: invalid pointer to AppName\n");
     }
     return section != nullptr;
 }
@@ -94,7 +94,7 @@ uint32_t CProfileFile::DeleteSection(const char* section) {
 
 uint32_t CProfileFile::Write(const char* section, const char* key, const char* value) {
     if (File() == nullptr) {
-        EM_TRACE_QUIETLY(4, "WritePrivateProfileString: ## WARNING: invalid pointer to FileName\n");
+        EM_TRACE(4, "WritePrivateProfileString: ## WARNING: invalid pointer to FileName\n");
         return 0;
     }
     return hasSection(section) ? WritePrivateProfileString(section, key, value, File()) : 0;

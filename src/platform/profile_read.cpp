@@ -116,7 +116,7 @@ uint32_t findValue(std::string_view content, const char* section, const char* ke
 uint32_t search(const char* section, const char* key, Output& out, const char* file) {
     FileContent content;
     if (file == nullptr || ReadRegularFile(file, kLargestProfile, 0, content) != 0) {
-        EM_TRACE_QUIETLY(4, "GetPrivateProfileString: Cannot open %s\n", textOr(file));
+        EM_TRACE(4, "GetPrivateProfileString: Cannot open %s\n", textOr(file));
         return 0;
     }
     const std::string_view text(content.data.get(), content.size);

@@ -21,8 +21,8 @@ std::optional<std::string_view> textOrNothing(const char* text) {
 uint32_t outcome(const FileChangeResult& result, bool appending) {
     if (result.error != 0 && result.notOpened && appending) {
         std::array<char, 256> buffer;
-        EM_TRACE_QUIETLY(1, "WritePrivateProfileString: ## WARNING: append open error: %s\n",
-                         ::strerror_r(result.error, buffer.data(), buffer.size()));
+        EM_TRACE(1, "WritePrivateProfileString: ## WARNING: append open error: %s\n",
+                 ::strerror_r(result.error, buffer.data(), buffer.size()));
     }
     return result.error == 0 ? 1 : 0;
 }
@@ -57,15 +57,15 @@ uint32_t writeProfile(const ProfileWrite& write, const char* file) {
 
 uint32_t WritePrivateProfileString(const char* section, const char* key, const char* value,
                                    const char* file) {
-    EM_TRACE_QUIETLY(4, "WritePrivateProfileString(%s, %s, %s, %s)\n", textOr(section, "<nil>"),
-                     textOr(key, "<nil>"), textOr(value, "<nil>"), textOr(file));
+    EM_TRACE(4, "WritePrivateProfileString(%s, %s, %s, %s)\n", textOr(section, "<nil>"), textOr(key, "<nil>"),
+             textOr(value, "<nil>"), textOr(file));
     uint32_t result = 0;
     if (section != nullptr && file != nullptr) {
         const ProfileWrite write{section, textOrNothing(key), textOrNothing(value)};
         // Only memory can be short here, before anything was changed.
         static_cast<void>(swallow([&] { result = writeProfile(write, file); }));
     }
-    EM_TRACE_QUIETLY(4, "WritePrivateProfileString rc=0x%04x\n", result);
+    EM_TRACE(4, "WritePrivateProfileString rc=0x%04x\n", result);
     return result;
 }
 

@@ -44,8 +44,8 @@ void CRegistry::MarkChanged() {
 int32_t CRegistry::Open(const char* path, CRegistryNode* parent, uint32_t /*rights*/, int32_t /*reserved*/) {
     return Run(REG_NO_KEY, [&] {
         SetupTree(false);
-        EM_TRACE_QUIETLY(2, "\nCRegistry::Open \"%s\", hKey = %d\n", textOr(path, "<null>"),
-                         asInt(reinterpret_cast<uintptr_t>(parent)));
+        EM_TRACE(2, "\nCRegistry::Open \"%s\", hKey = %d\n", textOr(path, "<null>"),
+                 asInt(reinterpret_cast<uintptr_t>(parent)));
         return Walk(path, parent, false);
     });
 }
@@ -53,7 +53,7 @@ int32_t CRegistry::Open(const char* path, CRegistryNode* parent, uint32_t /*righ
 int32_t CRegistry::CreateKey(CRegistryNode* parent, const char* path) {
     return Run(REG_NO_KEY, [&] {
         SetupTree(false);
-        EM_TRACE_QUIETLY(2, "CRegistry::CreateKey \"%s\"\n", textOr(path, "<null>"));
+        EM_TRACE(2, "CRegistry::CreateKey \"%s\"\n", textOr(path, "<null>"));
         return Walk(path, parent, true);
     });
 }
@@ -84,7 +84,7 @@ RegistryKeyRef CRegistry::MakeSubKey(CRegistryNode& parent, const std::string& n
     const char* const refusal =
         parent.Depth() >= kRegistryDepth ? "it would lie below the deepest level" : refusalOfKeyName(name);
     if (refusal != nullptr) {
-        EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Key \"%s\" is refused: %s\n", name.c_str(), refusal);
+        EM_TRACE(1, "CRegistry: ERROR: Key \"%s\" is refused: %s\n", name.c_str(), refusal);
         return {};
     }
     bool created = false;
@@ -98,7 +98,7 @@ RegistryKeyRef CRegistry::MakeSubKey(CRegistryNode& parent, const std::string& n
 int32_t CRegistry::OpenPointer(const char* name) {
     return Run(REG_NO_KEY, [&]() -> int32_t {
         SetupTree(false);
-        EM_TRACE_QUIETLY(2, "CRegistry::OpenPointer \"%s\"\n", textOr(name, "<null>"));
+        EM_TRACE(2, "CRegistry::OpenPointer \"%s\"\n", textOr(name, "<null>"));
         RegistryKeyRef before(m_Node.get());
         std::string path;
         if (QueryPointer(name, path) == REG_SUCCESS && holdsSeparator(path) &&
@@ -123,7 +123,7 @@ int32_t CRegistry::QueryPointer(const char* name, std::string& text) {
 
 int32_t CRegistry::DeleteKey(const char* name) {
     return Run(REG_INVALID, [&]() -> int32_t {
-        EM_TRACE_QUIETLY(2, "CRegistry::DeleteKey \"%s\"\n", textOr(name, "<null>"));
+        EM_TRACE(2, "CRegistry::DeleteKey \"%s\"\n", textOr(name, "<null>"));
         if (!m_Node || name == nullptr || !m_Node->DeleteSubKey(name)) {
             return REG_INVALID;
         }

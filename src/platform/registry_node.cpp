@@ -183,7 +183,7 @@ void dismantleRegistryKey(const char* name, CRegistryNode& key, Dismantle why) n
             continue;
         }
         if (why == Dismantle::Deleted) {
-            EM_TRACE_QUIETLY(2, "CRegistryNode::deleteNode \"%s\"\n", level.name);
+            EM_TRACE(2, "CRegistryNode::deleteNode \"%s\"\n", level.name);
         }
         if (--depth > 0) {
             level.key->Release();

@@ -35,11 +35,11 @@ struct ReadFile {
 void traceFinding(const std::string& path, const RegistryFinding& finding, unsigned& count) {
     ++count;
     if (count <= kMostFindings) {
-        EM_TRACE_QUIETLY(1, "CRegistry: WARNING: Line %zu of \"%s\" %s\n", finding.line, path.c_str(),
-                         finding.reason);
+        EM_TRACE(1, "CRegistry: WARNING: Line %zu of \"%s\" %s\n", finding.line, path.c_str(),
+                 finding.reason);
     } else if (count == kMostFindings + 1) {
-        EM_TRACE_QUIETLY(1, "CRegistry: WARNING: More lines of \"%s\" could not be taken as they stand\n",
-                         path.c_str());
+        EM_TRACE(1, "CRegistry: WARNING: More lines of \"%s\" could not be taken as they stand\n",
+                 path.c_str());
     }
 }
 
@@ -51,25 +51,25 @@ void readTree(const std::string& path, const FileContent& content, ReadFile& fil
     file.succeeded = reading.complete && reading.anyValue;
     file.unreadable = !reading.complete || reading.carriageLine;
     if (!file.succeeded) {
-        EM_TRACE_QUIETLY(
-            1, "CRegistry: WARNING: Node restoring from \"%s\" failed - check the content of this file\n",
-            path.c_str());
+        EM_TRACE(1,
+                 "CRegistry: WARNING: Node restoring from \"%s\" failed - check the content of this file\n",
+                 path.c_str());
     }
 }
 
 ReadFile restoreFile(const std::string& path) {
     ReadFile file;
     if (path.empty()) {
-        EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Empty file path");
+        EM_TRACE(1, "CRegistry: ERROR: Empty file path");
         return file;
     }
     FileContent content;
     const int error = ReadRegularFile(path.c_str(), kRegistryLargestFile, 0, content);
     if (error != 0) {
         file.unreadable = error != ENOENT;
-        EM_TRACE_QUIETLY(1, "CRegistry: WARNING: Could not open \"%s\"\n", path.c_str());
+        EM_TRACE(1, "CRegistry: WARNING: Could not open \"%s\"\n", path.c_str());
     } else if (content.size == 0) {
-        EM_TRACE_QUIETLY(1, "CRegistry: WARNING: The length of \"%s\" is not sufficient\n", path.c_str());
+        EM_TRACE(1, "CRegistry: WARNING: The length of \"%s\" is not sufficient\n", path.c_str());
     } else {
         readTree(path, content, file);
     }
@@ -97,8 +97,8 @@ RegistryRestored restoreRegistry(const RegistryPaths& paths, CRegistryNode& root
             restored.succeeded = true;
             break;
         }
-        EM_TRACE_QUIETLY(1, "CRegistry: %s: Could not restore tree from \"%s\", %s\n", attempt.severity,
-                         attempt.path.c_str(), attempt.next);
+        EM_TRACE(1, "CRegistry: %s: Could not restore tree from \"%s\", %s\n", attempt.severity,
+                 attempt.path.c_str(), attempt.next);
     }
     restored.mainUnreadable = files.front().unreadable;
     if (restored.succeeded) {

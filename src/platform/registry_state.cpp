@@ -1,6 +1,7 @@
 #include "platform/registry_state.h"
 
 #include "platform/base/cancellation_disabled.h"
+#include "platform/base/swallow.h"
 #include "platform/base/system.h"
 #include "platform/registry_restore.h"
 #include "platform/registry_save.h"
@@ -39,10 +40,10 @@ void RegistryState::SetupTree(bool forceSetup, const char* directory) {
     if (m_bSetup && !forceSetup) {
         return;
     }
-    EM_TRACE_QUIETLY(2, "CRegistry: SetupTree(): ForceSetup=%d, MIsSetup=%d, MIsDirty=%d\n", forceSetup,
-                     m_bSetup.load(), m_bDirty.load());
+    EM_TRACE(2, "CRegistry: SetupTree(): ForceSetup=%d, MIsSetup=%d, MIsDirty=%d\n", forceSetup,
+             m_bSetup.load(), m_bDirty.load());
     if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { Restore(directory); })) {
-        EM_TRACE_QUIETLY(2, "CRegistry: SetupTree(): ## ERROR during Setup\n");
+        EM_TRACE(2, "CRegistry: SetupTree(): ## ERROR during Setup\n");
     }
     m_bSetup = true;
 }
@@ -57,7 +58,7 @@ void RegistryState::Restore(const char* directory) {
 
 void RegistryState::InitClass(const char* directory) {
     const RecursiveLockGuard guard(m_Lock);
-    EM_TRACE_QUIETLY(2, "CRegistry::InitClass() : re-initialize the registry-tree\n");
+    EM_TRACE(2, "CRegistry::InitClass() : re-initialize the registry-tree\n");
     m_bDirty = false; // first: what changes the new tree meanwhile stays to be saved
     m_Root.Clear();
     SetupTree(true, directory);
@@ -76,7 +77,7 @@ bool RegistryState::SaveTree(bool changedByCaller) {
     }
     bool saved = false;
     if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { saved = Save(); })) {
-        EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Saving failed without memory, the change is in memory only\n");
+        EM_TRACE(1, "CRegistry: ERROR: Saving failed without memory, the change is in memory only\n");
     }
     return saved;
 }
@@ -87,24 +88,23 @@ bool RegistryState::Save() {
     }
     const RegistryPaths& paths = *m_pPaths; // the analysis does not look into the bodies of trace lines
     if (m_bMainUnreadable) {
-        EM_TRACE_QUIETLY(1,
-                         "CRegistry: ERROR: \"%s\" could not be read and is not replaced, the change is in "
-                         "memory only\n",
-                         paths.main.c_str());
+        EM_TRACE(1,
+                 "CRegistry: ERROR: \"%s\" could not be read and is not replaced, the change is in "
+                 "memory only\n",
+                 paths.main.c_str());
         return false;
     }
     const RegistrySaveOutcome outcome = saveRegistryFile(paths.directory, writeRegistry(m_Root).view());
     if (outcome.notOpened) {
-        EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Cannot open \"%s\" for writing\n", paths.temporary.c_str());
+        EM_TRACE(1, "CRegistry: ERROR: Cannot open \"%s\" for writing\n", paths.temporary.c_str());
     }
     if (outcome.failedAt != nullptr) {
-        EM_TRACE_QUIETLY(
-            1, "CRegistry: ERROR: Saving \"%s\" failed (%s, error %d), the change is in memory only\n",
-            paths.main.c_str(), outcome.failedAt, outcome.error);
+        EM_TRACE(1, "CRegistry: ERROR: Saving \"%s\" failed (%s, error %d), the change is in memory only\n",
+                 paths.main.c_str(), outcome.failedAt, outcome.error);
         return false;
     }
-    EM_TRACE_QUIETLY(2, "\nCRegistry::SaveTree MPRegistryTemp[%s] \t MPRegistry[%s]", paths.temporary.c_str(),
-                     paths.main.c_str());
+    EM_TRACE(2, "\nCRegistry::SaveTree MPRegistryTemp[%s] \t MPRegistry[%s]", paths.temporary.c_str(),
+             paths.main.c_str());
     return true;
 }
 

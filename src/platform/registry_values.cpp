@@ -20,7 +20,7 @@ int32_t CRegistry::Read(const char* name, CRegistryNode* node) {
     }
     m_nValueType = item.type;
     m_Buffer = item.type == REG_TYPE_EXPAND && m_bExpand ? expandReferences(item.data) : std::move(item.data);
-    EM_TRACE_QUIETLY(4, "CRegistry::GetValue \"%s\" --> len %d\n", name, asInt(m_Buffer.size()));
+    EM_TRACE(4, "CRegistry::GetValue \"%s\" --> len %d\n", name, asInt(m_Buffer.size()));
     return REG_SUCCESS;
 }
 
@@ -40,7 +40,7 @@ int32_t CRegistry::QueryValue(char* buffer, const char* name, uint32_t* size, CR
             return result;
         }
         if (size == nullptr) {
-            EM_TRACE_QUIETLY(1, "CRegistry::QueryValue: ** ERROR **  pdwCount is a NULL pointer\n");
+            EM_TRACE(1, "CRegistry::QueryValue: ** ERROR **  pdwCount is a NULL pointer\n");
             return REG_TOO_SMALL;
         }
         const auto length = static_cast<uint32_t>(m_Buffer.size());
@@ -86,10 +86,10 @@ unsigned CRegistry::SetValue(const char* name, const void* data, uint32_t size, 
                              CRegistryNode* node) {
     const int32_t result = Run(REG_INVALID, [&]() -> int32_t {
         MarkChanged();
-        EM_TRACE_QUIETLY(2, "CRegistry::SetValue \"%s\" %d %d\n", textOr(name, "<null>"), asInt(size), type);
+        EM_TRACE(2, "CRegistry::SetValue \"%s\" %d %d\n", textOr(name, "<null>"), asInt(size), type);
         const std::string_view given(static_cast<const char*>(data), size);
         const void* const entry = Insert(textOr(name), given, type, node != nullptr ? node : m_Node.get());
-        EM_TRACE_QUIETLY(2, "CRegistry::SetValue oEntry = %p\n", entry);
+        EM_TRACE(2, "CRegistry::SetValue oEntry = %p\n", entry);
         return entry != nullptr ? REG_SUCCESS : REG_INVALID;
     });
     return result == REG_SUCCESS ? 1 : 0;
@@ -128,13 +128,13 @@ const void* CRegistry::Insert(const char* name, std::string_view data, int32_t t
         destroyRegistryEntry(entry);
         refusal = "a sub-key has that name, the key was deleted or there is no memory";
     }
-    EM_TRACE_QUIETLY(1, "CRegistry: ERROR: Value \"%s\" is refused: %s\n", name, refusal);
+    EM_TRACE(1, "CRegistry: ERROR: Value \"%s\" is refused: %s\n", name, refusal);
     return nullptr;
 }
 
 int32_t CRegistry::DeleteValue(const char* name) {
     return Run(REG_INVALID, [&]() -> int32_t {
-        EM_TRACE_QUIETLY(2, "CRegistry::DeleteValue \"%s\"\n", textOr(name, "<null>"));
+        EM_TRACE(2, "CRegistry::DeleteValue \"%s\"\n", textOr(name, "<null>"));
         MarkChanged();
         if (!m_Node || name == nullptr || !m_Node->DeleteValue(name)) {
             return REG_INVALID;

@@ -172,7 +172,7 @@ void AlertSequence::WaitDelay() {
 }
 
 bool AlertSequence::EndsCancelled() {
-    if (!m_Module.m_bCancel) {
+    if (!m_Module.m_State.IsCancelled()) {
         return false;
     }
     EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: System shutdown was cancelled by ORBA call!",

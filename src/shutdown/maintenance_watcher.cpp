@@ -44,10 +44,10 @@ void MaintenanceWatcher::ReportChange() {
 }
 
 void MaintenanceWatcher::Sleep() {
-    EM_TRACE_QUIETLY(5, "\nEM_SHUTDOWN         : check maintenance thread sleeps %d seconds for next action",
-                     asInt(kPassSeconds));
+    EM_TRACE(5, "\nEM_SHUTDOWN         : check maintenance thread sleeps %d seconds for next action",
+             asInt(kPassSeconds));
     m_Module.SleepOn(m_Module.m_WatcherEvent, uint64_t{kPassSeconds} * 1000, true);
-    EM_TRACE_QUIETLY(5, "\nEM_SHUTDOWN         : check maintenance thread woke up!");
+    EM_TRACE(5, "\nEM_SHUTDOWN         : check maintenance thread woke up!");
 }
 
 MaintenanceMode CShutdownExtensionModule::QueryMaintenanceMode() {

@@ -75,20 +75,16 @@ void PowerOffWorker::RaiseRequest(const OffTime& off) {
     request.SetNumberData(kReasonRealtimeClock, status::kAccepted);
     // As a request of the host does it: a shutdown cancelled earlier must not cancel this one. A pending one
     // keeps its cancel.
-    const ShutdownStatus current = m_Module.m_nStatus;
-    if (current == ShutdownStatus::None || current == ShutdownStatus::Aborted) {
-        m_Module.m_bCancel = false;
-    }
+    m_Module.m_State.ClearStaleCancelFlag();
     static_cast<void>(m_Module.InsertTask(request, 0, nullptr)); // a refusal has its own line
 }
 
 // After a request even a stray wake-up must not start a pass within the same minute.
 void PowerOffWorker::Sleep(bool raised) {
     const unsigned seconds = sleepSeconds(raised);
-    EM_TRACE_QUIETLY(2, "\nEM_SHUTDOWN         : Worker thread sleeps %d seconds for next action",
-                     asInt(seconds));
+    EM_TRACE(2, "\nEM_SHUTDOWN         : Worker thread sleeps %d seconds for next action", asInt(seconds));
     m_Module.SleepOn(m_Module.m_WorkerEvent, uint64_t{seconds} * 1000, !raised);
-    EM_TRACE_QUIETLY(2, "\nEM_SHUTDOWN         : Worker thread woke up!");
+    EM_TRACE(2, "\nEM_SHUTDOWN         : Worker thread woke up!");
 }
 
 } // namespace em

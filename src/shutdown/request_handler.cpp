@@ -78,16 +78,14 @@ CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerReset(SipJson& 
 // A cancel that comes too early or too late shows in the trace only; the host gets status 0 all the same.
 CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerCancel(SipJson& /*request*/) {
     EM_TRACE(2, "\nEM_SHUTDOWN         :  # Request CM_ShutdownRequestCancelled #");
-    const ShutdownStatus current =
-        m_nStatus; // read once: two reads around a change would tell a wrong reason
-    if (IsShutdownInProgress(current)) {
+    const ShutdownStatus met = m_State.Cancel();
+    if (IsShutdownInProgress(met)) {
         EM_TRACE(1, "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled");
-    } else if (!IsShutdownPending(current)) {
+    } else if (!IsShutdownPending(met)) {
         EM_TRACE(1, "\nEM_SHUTDOWN         : ERROR! No pending system shutdown found!");
     } else {
         EM_TRACE(2, "\nEM_SHUTDOWN         : Cancel pending system shutdown");
-        m_bCancel = true;
-        ChangeStatus(ShutdownStatus::Cancelled);
+        ReportStatus(ShutdownStatus::Cancelled);
     }
     return {status::kAccepted, true};
 }
@@ -99,7 +97,7 @@ CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerHalt(SipJson& /
 }
 
 CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerStatus(SipJson& request) {
-    request.SetUintMember("DA", static_cast<uint32_t>(m_nStatus.load()));
+    request.SetUintMember("DA", static_cast<uint32_t>(m_State.Status()));
     return {status::kAccepted, true};
 }
 

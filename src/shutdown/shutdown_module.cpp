@@ -44,6 +44,7 @@ bool CShutdownExtensionModule::HasThreads() const {
 }
 
 bool CShutdownExtensionModule::Start() {
+    m_bStarted = true; // first of all: what is left half-started, Stop must end too
     return atBorder("Start()", true, [this] {
         EM_TRACE(1, kOpening);
         EM_TRACE(1, "\n### Starting module %s ###\n", ModuleName());
@@ -56,7 +57,6 @@ bool CShutdownExtensionModule::Start() {
         if (!m_Worker.IsAlive()) {
             static_cast<void>(m_Worker.Start(&WorkerThread, this, kWorkerPriority, false, 0, false, true));
         }
-        m_bStarted = true;
         EM_TRACE(1, "\n\n### Start of module %s completed successfully ###", ModuleName());
         EM_TRACE(1, kClosing);
         return true;
@@ -117,18 +117,20 @@ void CShutdownExtensionModule::SleepOn(EventHandle& event, uint64_t spanMs, bool
 }
 
 void CShutdownExtensionModule::OnTaskExecution(SipJson& task, int /*level*/) {
-    switch (task.GetUint("OC", 0)) {
-    case opcode::CM_Disconnect:
-        DisconnectProcedure(*this).Run();
-        break;
-    case opcode::CM_RequestShutdownAndOff:
-    case opcode::CM_RequestShutdownAndReset:
-    case opcode::CM_RequestShutdownAndHalt:
-        AlertSequence(*this, task).Run();
-        break;
-    default:
-        break;
-    }
+    atBorder("OnTaskExecution()", [&] {
+        switch (task.GetUint("OC", 0)) {
+        case opcode::CM_Disconnect:
+            DisconnectProcedure(*this).Run();
+            break;
+        case opcode::CM_RequestShutdownAndOff:
+        case opcode::CM_RequestShutdownAndReset:
+        case opcode::CM_RequestShutdownAndHalt:
+            AlertSequence(*this, task).Run();
+            break;
+        default:
+            break;
+        }
+    });
 }
 
 } // namespace em

@@ -10,7 +10,7 @@
 #include "platform/event_handle.h"
 #include "platform/thread.h"
 #include "shutdown/maintenance_mode.h"
-#include "shutdown/shutdown_status.h"
+#include "shutdown/shutdown_state.h"
 #include "tasks/task_serializer.h"
 
 namespace em {
@@ -26,7 +26,8 @@ public:
     const char* ModuleDescription() override { return "OS system shutdown handling module"; }
     const char* ModuleName() override { return "EM_SHUTDOWN"; }
     // Both always return true. Stop waits for the module's threads, and with them for a running job or host
-    // request; a shutdown delay it cuts short. An object that was stopped is not started again.
+    // request; a shutdown delay it cuts short. It does so from the moment Start was called, whatever became
+    // of that call. An object that was stopped is not started again.
     bool Start() override;
     unsigned Stop() override;
     // Starts the maintenance mode watcher.
@@ -34,7 +35,7 @@ public:
     void ApplicationReply(SipJson* reply) override;
     bool HandleRequest(SipJson* request) override;
     unsigned OnModuleNotification(uint32_t code, uint64_t parameter, uint64_t extra) override;
-    // On the handler thread only.
+    // On the handler thread only. Throws nothing.
     void OnTaskExecution(SipJson& task, int level) override;
 
 private:
@@ -59,9 +60,10 @@ private:
     void SendPowerOffReason(uint32_t reason);
     void SwitchPowerSwitchNotifications(bool enable);
 
-    // The one place where the status changes: stores it and tells the host, also of a value that it already
-    // had.
+    // Sets the status and tells the host, also of a value that it already had.
     void ChangeStatus(ShutdownStatus status);
+    // The second half of a change: the line and the message to the host.
+    void ReportStatus(ShutdownStatus status);
     // Ends a pending shutdown. On the handler thread only, which alone touches the pending request.
     void Cancel(bool notify);
     // Common to requests and replies.
@@ -103,8 +105,7 @@ private:
     // Sequentially consistent on purpose: a flag first, then the event that announces it.
     std::atomic<bool> m_bStarted{false};
     std::atomic<bool> m_bStop{false};
-    std::atomic<bool> m_bCancel{false};
-    std::atomic<ShutdownStatus> m_nStatus{ShutdownStatus::None};
+    ShutdownState m_State;
     CThread m_Watcher;
 };
 

@@ -7,7 +7,11 @@
 namespace em {
 
 void CShutdownExtensionModule::ChangeStatus(ShutdownStatus newStatus) {
-    m_nStatus = newStatus;
+    m_State.SetStatus(newStatus);
+    ReportStatus(newStatus);
+}
+
+void CShutdownExtensionModule::ReportStatus(ShutdownStatus newStatus) {
     const uint32_t value = static_cast<uint32_t>(newStatus);
     EM_TRACE(3, "\nEM_SHUTDOWN         : System shutdown status changed to %d", asInt(value));
     SipJson message;
@@ -33,7 +37,7 @@ void CShutdownExtensionModule::Cancel(bool notify) {
 // The status goes out before the flag is cleared: a host that cancels from inside that call loses its cancel.
 void CShutdownExtensionModule::QueueShutdown(const SipJson& envelope) {
     ChangeStatus(ShutdownStatus::Requested);
-    m_bCancel = false;
+    m_State.ClearCancelFlag();
     static_cast<void>(InsertTask(envelope, 0, nullptr)); // a refusal has its own line
 }
 

@@ -1,6 +1,5 @@
 // Included by task_serializer.h only. The bodies of CTaskSerializer: what inserters and owners call first,
-// then the handler thread. Lines are written quietly throughout, so that a debug object that throws changes
-// no outcome; only around a task's execution does such an exception count as the task's.
+// then the handler thread.
 #pragma once
 
 #include "platform/sleep.h"
@@ -17,10 +16,12 @@ constexpr uint32_t kTerminationLimitMs = 2000;
 
 // Runs a body of the handler thread; an exception becomes one line.
 template <class Body>
-void guarded(const char* operation, Body&& body) {
-    if (!swallow(std::forward<Body>(body))) {
-        EM_TRACE_QUIETLY(1, "\n\nCTaskSerializer     : ## EXCEPTION in %s()! ##", operation);
+bool guarded(const char* operation, Body&& body) {
+    const bool completed = swallow(std::forward<Body>(body));
+    if (!completed) {
+        EM_TRACE(1, "\n\nCTaskSerializer     : ## EXCEPTION in %s()! ##", operation);
     }
+    return completed;
 }
 
 } // namespace task_handler
@@ -30,7 +31,7 @@ CTaskSerializer<Message>::CTaskSerializer(uint32_t levels)
     : m_pLevels(std::make_unique<TaskLevel[]>(levels)), m_WakeEvent(false, true), m_nLevels(levels) {
     static_cast<void>(m_Lock.SetUp()); // without a mutex the queues work unlocked
     m_Thread.SetKillAliveThread(true);
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : Enable all Tasks");
+    EM_TRACE(4, "\nCTaskSerializer     : Enable all Tasks");
     setInsertEnabled(Levels(), true);
 }
 
@@ -44,7 +45,7 @@ CTaskSerializer<Message>::~CTaskSerializer() {
         m_pLevels.reset();
     }
     freeDropped(std::move(left));
-    EM_TRACE_QUIETLY(4, "\n\nCTaskSerializer     : Class destroyed!");
+    EM_TRACE(4, "\n\nCTaskSerializer     : Class destroyed!");
     if (m_Thread.KillAliveThread()) {
         static_cast<void>(m_Thread.Kill());
     }
@@ -52,7 +53,7 @@ CTaskSerializer<Message>::~CTaskSerializer() {
 
 template <class Message>
 void CTaskSerializer<Message>::StartSerialization() {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : StartSerialization!");
+    EM_TRACE(4, "\nCTaskSerializer     : StartSerialization!");
     if (m_Thread.IsAlive()) {
         return;
     }
@@ -76,7 +77,7 @@ void CTaskSerializer<Message>::RearmWakeEvent() {
 
 template <class Message>
 bool CTaskSerializer<Message>::InsertTask(const Message& message, int level, EventHandle* hExternalEvent) {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : Task at level %d raised", level);
+    EM_TRACE(4, "\nCTaskSerializer     : Task at level %d raised", level);
     if (!AcceptsTasks(level)) {
         return RefuseLocked(level);
     }
@@ -97,7 +98,7 @@ bool CTaskSerializer<Message>::AcceptsTasks(int level) const {
 
 template <class Message>
 bool CTaskSerializer<Message>::RefuseLocked(int level) const {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : Manager locked for Tasks at level %d. Task ignored!", level);
+    EM_TRACE(4, "\nCTaskSerializer     : Manager locked for Tasks at level %d. Task ignored!", level);
     return false;
 }
 
@@ -114,7 +115,7 @@ bool CTaskSerializer<Message>::RefusedAsFull(const Message& message, int level) 
 
 template <class Message>
 void CTaskSerializer<Message>::ReportFull(const Message& message, int level) {
-    EM_TRACE_QUIETLY(1, "\nCTaskSerializer     : ## ERROR! Task queue for priority %d is full", level);
+    EM_TRACE(1, "\nCTaskSerializer     : ## ERROR! Task queue for priority %d is full", level);
     OnTaskQueueFull(message, level);
 }
 
@@ -126,14 +127,14 @@ bool CTaskSerializer<Message>::Enqueue(std::unique_ptr<Record>& record, int leve
         return false;
     }
     static_cast<void>(record.release()); // the queue's now
-    EM_TRACE_QUIETLY(5, "\nCTaskSerializer     : Task with priority %d inserted into task queue!", level);
+    EM_TRACE(5, "\nCTaskSerializer     : Task with priority %d inserted into task queue!", level);
     m_WakeEvent.SetEvent();
     return true;
 }
 
 template <class Message>
 void CTaskSerializer<Message>::TerminateSerialization() {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : TerminateSerialization!");
+    EM_TRACE(4, "\nCTaskSerializer     : TerminateSerialization!");
     if (m_Thread.IsAlive()) {
         DisableAllTasks();
         RemoveAllTasks();
@@ -143,12 +144,12 @@ void CTaskSerializer<Message>::TerminateSerialization() {
         static_cast<void>(m_Thread.WaitForTermination(task_handler::kTerminationLimitMs));
         static_cast<void>(m_Thread.Kill());
     }
-    EM_TRACE_QUIETLY(5, "\nCTaskSerializer     :   terminated");
+    EM_TRACE(5, "\nCTaskSerializer     :   terminated");
 }
 
 template <class Message>
 void CTaskSerializer<Message>::DisableAllTasks() {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : Disable all Tasks");
+    EM_TRACE(4, "\nCTaskSerializer     : Disable all Tasks");
     setInsertEnabled(Levels(), false);
 }
 
@@ -158,7 +159,7 @@ void CTaskSerializer<Message>::RemoveAllTasks() {
     {
         const RecursiveLockGuard guard(m_Lock);
         dropped = TakeAllTasks();
-        EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : All pending tasks removed from queues!");
+        EM_TRACE(4, "\nCTaskSerializer     : All pending tasks removed from queues!");
     }
     freeDropped(std::move(dropped));
 }
@@ -191,7 +192,7 @@ void* CTaskSerializer<Message>::TaskHandlerThread(void* serializer) {
 
 template <class Message>
 void CTaskSerializer<Message>::TaskHandler() {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : START THREAD TaskHandler()!");
+    EM_TRACE(4, "\nCTaskSerializer     : START THREAD TaskHandler()!");
     task_handler::guarded("OnTaskHandlerStart", [this] { OnTaskHandlerStart(); });
     do {
         AwaitTask();
@@ -200,22 +201,22 @@ void CTaskSerializer<Message>::TaskHandler() {
         }
     } while (!m_bTerminate);
     task_handler::guarded("OnTaskHandlerExit", [this] { OnTaskHandlerExit(); });
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : EXIT THREAD TaskHandler()!");
+    EM_TRACE(4, "\nCTaskSerializer     : EXIT THREAD TaskHandler()!");
 }
 
 template <class Message>
 void CTaskSerializer<Message>::AwaitTask() {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : Waiting on task queue for next task ...");
+    EM_TRACE(4, "\nCTaskSerializer     : Waiting on task queue for next task ...");
     if (m_WakeEvent.WaitForEvent(EVENT_WAIT_FOREVER, true) == EVENT_FAILED) {
         sleepMs(task_handler::kSettleMs); // no event to wait on: look at the queues from time to time
     }
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : Wakeup from (any) task queue!");
+    EM_TRACE(4, "\nCTaskSerializer     : Wakeup from (any) task queue!");
 }
 
 // One task a pass, so that the highest level is chosen afresh each time.
 template <class Message>
 void CTaskSerializer<Message>::ServeOneTask() {
-    EM_TRACE_QUIETLY(4, "\nCTaskSerializer     : Checking Task queue for Task records ..");
+    EM_TRACE(4, "\nCTaskSerializer     : Checking Task queue for Task records ..");
     int level = kNoLevel;
     std::unique_ptr<Record> record = TakeNextTask(level);
     if (!record) {
@@ -242,12 +243,19 @@ std::unique_ptr<TaskRecord<Message>> CTaskSerializer<Message>::TakeNextTask(int&
 
 template <class Message>
 void CTaskSerializer<Message>::Execute(Record& record, int level) {
-    task_handler::guarded("OnTaskExecution", [&] {
-        EM_TRACE(5, "\nCTaskSerializer     : Process Task (Record 0x%X) at level %d", asUnsigned(&record),
-                 level);
-        OnTaskExecution(record.Message, level);
-        EM_TRACE(5, "\nCTaskSerializer     : Task (Record 0x%X) at level %d completed", asUnsigned(&record),
-                 level);
+    constexpr const char* operation = "OnTaskExecution";
+    // The lines count as the task's own: one that throws shows as its exception, and the task runs all the
+    // same.
+    task_handler::guarded(operation, [&] {
+        EM_TRACE_OR_THROW(5, "\nCTaskSerializer     : Process Task (Record 0x%X) at level %d",
+                          asUnsigned(&record), level);
+    });
+    if (!task_handler::guarded(operation, [&] { OnTaskExecution(record.Message, level); })) {
+        return;
+    }
+    task_handler::guarded(operation, [&] {
+        EM_TRACE_OR_THROW(5, "\nCTaskSerializer     : Task (Record 0x%X) at level %d completed",
+                          asUnsigned(&record), level);
     });
 }
 
@@ -266,8 +274,8 @@ void CTaskSerializer<Message>::SetExternalEvent(const Record& record) {
         }
     });
     if (!noException) {
-        EM_TRACE_QUIETLY(1, "\n\nCTaskSerializer     : ## EXCEPTION setting external event object 0x%X!",
-                         asUnsigned(event));
+        EM_TRACE(1, "\n\nCTaskSerializer     : ## EXCEPTION setting external event object 0x%X!",
+                 asUnsigned(event));
     }
 }
 

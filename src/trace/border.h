@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "platform/base/swallow.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -13,7 +14,7 @@ bool atBorder(const char* operation, Body&& body) {
     if (swallow(std::forward<Body>(body))) {
         return true;
     }
-    EM_TRACE_QUIETLY(1, "\n\nEM_SHUTDOWN         : ## EXCEPTION in %s! ##", operation);
+    EM_TRACE(1, "\n\nEM_SHUTDOWN         : ## EXCEPTION in %s! ##", operation);
     return false;
 }
 

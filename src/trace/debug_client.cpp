@@ -1,6 +1,7 @@
 #include "trace/debug_client.h"
 
 #include "platform/base/errno_keeper.h"
+#include "platform/base/swallow.h"
 #include "platform/base/system.h"
 #include "platform/base/system_log.h"
 #include "platform/base/virtual_slot.h"
@@ -63,19 +64,30 @@ struct ArgumentList {
 
 void CDebugClient::Trace(uint32_t level, const char* format, ...) {
     const ErrnoKeeper keeper;
+    ArgumentList arguments;
+    va_start(arguments.list, format);
+    Write(level, keeper.atEntry(), format, arguments.list);
+}
+
+void CDebugClient::TraceQuietly(uint32_t level, const char* format, ...) {
+    const ErrnoKeeper keeper;
+    ArgumentList arguments;
+    va_start(arguments.list, format);
+    static_cast<void>(swallow([&] { Write(level, keeper.atEntry(), format, arguments.list); }));
+}
+
+void CDebugClient::Write(uint32_t level, int error, const char* format, va_list arguments) {
     if (!WillWrite(level) || format == nullptr) {
         return;
     }
-    ArgumentList arguments;
-    va_start(arguments.list, format);
     if (level != 0) {
-        HandToHost(kTrace, keeper.atEntry(), format, arguments.list);
+        HandToHost(kTrace, error, format, arguments);
         return;
     }
     ArgumentList forLog;
-    va_copy(forLog.list, arguments.list);
-    HandToHost(kTrace, keeper.atEntry(), format, arguments.list);
-    errno = keeper.atEntry();
+    va_copy(forLog.list, arguments);
+    HandToHost(kTrace, error, format, arguments);
+    errno = error;
     WriteSystemLog(format, forLog.list);
 }
 
@@ -83,14 +95,18 @@ void CDebugClient::Print(const char* format, ...) {
     const ErrnoKeeper keeper;
     ArgumentList arguments;
     va_start(arguments.list, format);
-    HandToHost(kPrint, keeper.atEntry(), format, arguments.list);
+    PrintQuietly(keeper.atEntry(), format, arguments.list);
 }
 
 void CDebugClient::PrintTagged(uint64_t /*ignored*/, const char* format, ...) {
     const ErrnoKeeper keeper;
     ArgumentList arguments;
     va_start(arguments.list, format);
-    HandToHost(kPrint, keeper.atEntry(), format, arguments.list);
+    PrintQuietly(keeper.atEntry(), format, arguments.list);
+}
+
+void CDebugClient::PrintQuietly(int error, const char* format, va_list arguments) {
+    static_cast<void>(swallow([&] { HandToHost(kPrint, error, format, arguments); }));
 }
 
 } // namespace em

@@ -1,7 +1,6 @@
 // How a component writes a trace line.
 #pragma once
 
-#include "platform/base/swallow.h"
 #include "trace/debug_client.h"
 
 namespace em {
@@ -36,18 +35,20 @@ inline unsigned asUnsigned(const void* pointer) {
 } // namespace em
 
 // A line of that level, printf-like. A macro, so that a switched-off trace evaluates no argument and the
-// compiler still checks the format. Passes on what the host's debug object throws.
+// compiler still checks the format. No outcome hangs on a line: what the host's debug object throws is
+// dropped.
 #define EM_TRACE(level, ...)                                                                                 \
     do {                                                                                                     \
         if (em::traceEnabled()) {                                                                            \
-            em::processTrace.value.Trace(level, __VA_ARGS__);                                                \
+            em::processTrace.value.TraceQuietly(level, __VA_ARGS__);                                         \
         }                                                                                                    \
     } while (false)
 
-// The same, for places that must go on: what the host's debug object throws is dropped.
-#define EM_TRACE_QUIETLY(level, ...)                                                                         \
+// The same, but what the host's debug object throws passes on: for the few lines whose failure is part of
+// what the module does.
+#define EM_TRACE_OR_THROW(level, ...)                                                                        \
     do {                                                                                                     \
         if (em::traceEnabled()) {                                                                            \
-            static_cast<void>(em::swallow([&] { em::processTrace.value.Trace(level, __VA_ARGS__); }));       \
+            em::processTrace.value.Trace(level, __VA_ARGS__);                                                \
         }                                                                                                    \
     } while (false)

@@ -85,13 +85,5 @@ TEST_F(LogMsgFile, UnknownCurrentDirectory) {
     EXPECT_EQ("./EVENTMSG.XML", m_Messages.Path());
 }
 
-TEST_F(LogMsgFile, AThrowingDebugObjectChangesNothing) {
-    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
-    test::TraceCapture capture(4);
-    capture.throwOn("CLogMsg");
-    EXPECT_TRUE(m_Messages.Open(true));
-    EXPECT_EQ("pressed", summary());
-}
-
 } // namespace
 } // namespace em

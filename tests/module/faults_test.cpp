@@ -38,8 +38,28 @@ protected:
     }
     Commands commands(size_t expected) const { return commandLines(m_Commands, expected); }
 
+    // Calls the module on a thread of the host that is cancelled from the start; returns the thread's value.
+    void* cancelledIn(void (*call)(HostedModule&)) {
+        m_pCall = call;
+        // Its frame holds no locals: the address sanitizer keeps those of an unwound frame poisoned.
+        const auto cancelled = [](void* test) -> void* {
+            ::pthread_cancel(::pthread_self());
+            static_cast<FaultTest*>(test)->m_pCall(static_cast<FaultTest*>(test)->m_Module);
+            ::pthread_testcancel();
+            return nullptr;
+        };
+        pthread_t thread{};
+        EXPECT_EQ(::pthread_create(&thread, nullptr, cancelled, this), 0);
+        void* value = nullptr;
+        EXPECT_EQ(::pthread_join(thread, &value), 0);
+        return value;
+    }
+
     const volad_dev::CommandRecorder m_Commands;
     HostedModule m_Module{5};
+
+private:
+    void (*m_pCall)(HostedModule&) = nullptr;
 };
 
 TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheRoad) {
@@ -55,53 +75,48 @@ TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheRoad) {
     EXPECT_TRUE(m_Module.destroy());
 }
 
-TEST(ThrowingDebugObject, EndsTheRoadWhereItMust) {
-    struct Case {
-        const char* at;
-        uint32_t status;
-        Commands commands;
-    };
-    const Case cases[] = {
-        // Before the execution: as a cancel, so that nothing stays pending.
-        {"Checking shutdown settings", 5, {}},
-        {"PERFORMING S H U T D O W N", 5, {}},
-        // During the execution: as if it had run.
-        {"execute shutdown and off", 3, {}},
-        {"PrepareSystemShutdown(): OK!", 3, {}},
-        {"SystemShutdown poweroff", 3, {}},
-        // The one way to a forced command.
-        {"going to sleep for", 3, {"/sbin/poweroff", "/sbin/poweroff -f"}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.at);
-        std::filesystem::remove(volad_dev::layout::kCommandRecord);
-        recording().clear();
-        const volad_dev::CommandRecorder recorder;
-        HostedModule module(5);
-        ASSERT_TRUE(module.start());
-        recording().throwOn(c.at);
-        static_cast<void>(module.request(kOffNow));
-        ASSERT_TRUE(recording().waitFor(kCompleted)) << recording().shown();
-        Commands commands = commandLines(recorder, c.commands.size());
-        recording().throwOn("");
-        std::sort(commands.begin(), commands.end()); // the forced one may come first
-        EXPECT_EQ(commands, c.commands);
-        EXPECT_EQ(module.status(), c.status) << recording().shown();
-    }
+// A cancelled host thread unwinds out of Start with the handler running and a delay in it.
+TEST_F(FaultTest, StopEndsWhatACancelledStartLeftBehind) {
+    m_Module.host.answer(kDelay, "1800");
+    static_cast<void>(m_Module.request(R"({"OC":517})"));
+    EXPECT_EQ(cancelledIn([](HostedModule& module) { module.start(); }), PTHREAD_CANCELED);
+    m_Module.afterStart();
+    ASSERT_TRUE(recording().waitFor("Start shutdown delay")) << recording().shown();
+    EXPECT_FALSE(recording().contains("### Start of module"));
+    EXPECT_EQ(m_Module.stop(), 1U);
+    EXPECT_TRUE(recording().contains("### Stop of module EM_SHUTDOWN completed successfully ###"));
+    EXPECT_TRUE(recording().contains("EXIT THREAD TaskHandler()!"));
+    EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
+    EXPECT_EQ(commands(0), Commands{});
 }
 
-TEST_F(FaultTest, ThrowingDebugObjectMakesARequestFail) {
-    start();
-    recording().throwOn("#Request CM_RequestShutdownAndOff #");
-    EXPECT_EQ(m_Module.request(kOffNow), "false " + withCommand(R"({"OC":517,"DA":1,"ST":1})"));
-    recording().throwOn("## NOTIFY");
-    EXPECT_EQ(m_Module.notify(0x30000), 0U);
-    recording().throwOn("## Server cabinet number");
-    EXPECT_EQ(callSlot<unsigned>(m_Module.object, 10, uint32_t{9}), 1U);
-    recording().throwOn("### Stopping module");
+TEST_F(FaultTest, StopOfAModuleNeverStartedLeavesTheWatcherToTheDestructor) {
+    m_Module.afterStart();
+    ASSERT_TRUE(recording().waitFor("check maintenance thread sleeps"));
     EXPECT_EQ(m_Module.stop(), 1U);
-    recording().throwOn("");
-    EXPECT_EQ(m_Module.status(), 0U);
+    EXPECT_FALSE(recording().contains("### Stop of module"));
+    ASSERT_TRUE(recording().waitFor("check maintenance thread sleeps", 2)) << "it goes on";
+    EXPECT_TRUE(m_Module.destroy());
+    EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
+}
+
+// The refusal at the gate comes between the cancel's decision and the end of its call.
+TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
+    setMaintenance("Disabled");
+    recording().onLine([](const std::string& line) {
+        if (line.find("Maintenance Mode not set.") != std::string::npos) {
+            EXPECT_TRUE(recording().waitFor("Cancel pending system shutdown"));
+        } else if (line.find("Cancel pending system shutdown") != std::string::npos) {
+            EXPECT_TRUE(recording().waitFor(R"({"OC":527,"DA":5,)"));
+        }
+    });
+    start();
+    static_cast<void>(m_Module.request(kOffNow));
+    static_cast<void>(m_Module.request(R"({"OC":521})"));
+    ASSERT_TRUE(recording().waitFor(kCompleted));
+    recording().onLine(nullptr);
+    EXPECT_EQ(m_Module.status(), 5U) << recording().shown();
+    EXPECT_EQ(commands(0), Commands{});
 }
 
 TEST_F(FaultTest, CancelBeforeTheTaskIsTakenIsHonoured) {
@@ -199,18 +214,7 @@ TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
 // A destructor cannot be unwound: a cancellation that took effect in its joins would end the host.
 TEST_F(FaultTest, CancelledHostThreadDeletesTheWholeModule) {
     start();
-    pthread_t thread{};
-    // Its frame holds no locals: the address sanitizer keeps those of an unwound frame poisoned.
-    const auto cancelled = [](void* module) -> void* {
-        ::pthread_cancel(::pthread_self());
-        static_cast<HostedModule*>(module)->destroy();
-        ::pthread_testcancel();
-        return nullptr;
-    };
-    ASSERT_EQ(::pthread_create(&thread, nullptr, cancelled, &m_Module), 0);
-    void* value = nullptr;
-    ASSERT_EQ(::pthread_join(thread, &value), 0);
-    EXPECT_EQ(value, PTHREAD_CANCELED);
+    EXPECT_EQ(cancelledIn([](HostedModule& module) { module.destroy(); }), PTHREAD_CANCELED);
     EXPECT_TRUE(recording().contains("Module destroyed successfully!")) << recording().shown();
     EXPECT_TRUE(recording().contains("EXIT THREAD TaskHandler()!"));
 }

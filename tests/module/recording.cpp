@@ -13,15 +13,18 @@ Recording& recording() {
     return instance;
 }
 
-void Recording::add(Kind kind, std::string text) {
+void Recording::add(Kind kind, const std::string& text) {
     std::unique_lock guard(m_Mutex);
     const bool thrown = !m_strThrowOn.empty() && text.find(m_strThrowOn) != std::string::npos;
-    const std::string message = thrown ? "thrown at: " + text : "";
-    m_Records.push_back({kind, std::move(text), ::gettid()});
+    m_Records.push_back({kind, text, ::gettid()});
+    const auto hook = m_Hook;
     guard.unlock();
     m_Added.notify_all();
+    if (hook) {
+        hook(text);
+    }
     if (thrown) {
-        throw std::runtime_error(message);
+        throw std::runtime_error("thrown at: " + text);
     }
 }
 
@@ -33,6 +36,11 @@ void Recording::clear() {
 void Recording::throwOn(std::string_view part) {
     const std::lock_guard guard(m_Mutex);
     m_strThrowOn = part;
+}
+
+void Recording::onLine(std::function<void(const std::string&)> hook) {
+    const std::lock_guard guard(m_Mutex);
+    m_Hook = std::move(hook);
 }
 
 std::vector<Record> Recording::all() const {

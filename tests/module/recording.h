@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -24,10 +25,12 @@ struct Record {
 class Recording {
 public:
     // Any thread. The record is there, and waiters are woken, before this throws what throwOn asked for.
-    void add(Kind kind, std::string text);
+    void add(Kind kind, const std::string& text);
     void clear();
     // From now on a line that contains the text is thrown back at the module. An empty text ends that.
     void throwOn(std::string_view part);
+    // Called behind each record, on the module's thread, which it may hold up; null ends that.
+    void onLine(std::function<void(const std::string&)> hook);
 
     [[nodiscard]] std::vector<Record> all() const;
     [[nodiscard]] size_t count(std::string_view part) const;
@@ -45,6 +48,7 @@ private:
     mutable std::condition_variable m_Added;
     std::vector<Record> m_Records;
     std::string m_strThrowOn;
+    std::function<void(const std::string&)> m_Hook;
 };
 
 // The process's one: the debug object, which the module finds by its symbol, has no other way to it.

@@ -198,32 +198,5 @@ TEST_F(JobRunnerTest, CutsLongJobsAndWarns) {
     }
 }
 
-TEST_F(JobRunnerTest, ThrowingTraceIsAFailure) {
-    const struct {
-        const char* throwing;
-        bool started;
-        bool leaves; // the closing line is written
-    } cases[] = {
-        {"-> RunShutdownJob", false, false}, {"found!", false, false},
-        {"Start cleanup job", false, true},  {"ExecuteCmd initiated", false, true},
-        {"ExecuteCmd forked", true, true},   {"Cleanup program finished", true, true},
-    };
-    for (const auto& [throwing, started, leaves] : cases) {
-        fs::remove(m_Files.pathOf("result"));
-        test::TraceCapture capture(5);
-        capture.throwOn(throwing);
-        EXPECT_FALSE(m_Executor.RunShutdownJob("echo > result", m_Files.path().c_str(), kAmple)) << throwing;
-        collectAll();
-        EXPECT_EQ(fs::exists(m_Files.pathOf("result")), started) << throwing;
-        const std::string end = std::string("\nCOSShutdown         : EXCEPTION executing shutdown job!") +
-                                (leaves ? "\nCOSShutdown         : <- RunShutdownJob" : "");
-        EXPECT_TRUE(capture.text().ends_with(end)) << capture.text();
-    }
-    test::TraceCapture capture(1);
-    capture.throwOn("ExecuteCmd initiated");
-    EXPECT_EQ(m_Executor.ExecuteCmd("true", kAmple), -1);
-    EXPECT_TRUE(capture.text().ends_with("\n\nEM_SHUTDOWN         : ## EXCEPTION in ExecuteCmd()! ##"));
-}
-
 } // namespace
 } // namespace em

@@ -100,51 +100,5 @@ TEST_F(Operations, SecondReleaseDoesNothing) {
     EXPECT_TRUE(fromNothing.IsEventOpen());
 }
 
-struct ThrowingLine {
-    const char* part;
-    std::function<void(EventHandle&)> call;
-};
-
-// The host's debug object throws at each line in turn: the operation is done all the same.
-TEST_F(Operations, GoOnWhenTheirLineThrows) {
-    for (const ThrowingLine& line : {
-             ThrowingLine{"Set event", [](EventHandle& e) { EXPECT_TRUE(e.SetEvent() && e.CheckEvent()); }},
-             {"Check event", [](EventHandle& e) { EXPECT_FALSE(e.CheckEvent()); }},
-             {"Pulse event", [](EventHandle& e) { EXPECT_TRUE(e.PulseEvent() && !e.CheckEvent()); }},
-             {"Reset event",
-              [](EventHandle& e) { EXPECT_TRUE(e.SetEvent() && e.ResetEvent() && !e.CheckEvent()); }},
-             {"Create event",
-              [](EventHandle& e) { EXPECT_TRUE(e.RecreateEvent(true, false) && e.CheckEvent()); }},
-             {"Close event",
-              [](EventHandle& e) {
-                  EXPECT_TRUE(e.CloseEvent() && !e.IsEventOpen() && EventHandle(e).CheckEvent());
-              }},
-             {"creating event", [](EventHandle&) { EXPECT_TRUE(EventHandle(true, true).CheckEvent()); }},
-             {"incr refcount", [](EventHandle& e) { EXPECT_TRUE(EventHandle(e).SetEvent()); }},
-             {"decr refcount", [](EventHandle& e) { EXPECT_TRUE(EventHandle(e).SetEvent()); }},
-             {"deleting event", [](EventHandle&) { EXPECT_TRUE(EventHandle(true, true).SetEvent()); }},
-             {"waiting 0ms", [](EventHandle& e) { EXPECT_EQ(e.WaitForEvent(0, true), EVENT_TIMEOUT); }},
-             {"TIMEOUT(", [](EventHandle& e) { EXPECT_EQ(e.WaitForEvent(0, true), EVENT_TIMEOUT); }},
-             {"prepare time",
-              [this](EventHandle& e) {
-                  EXPECT_EQ(e.WaitForEvent(kLongMs, true), EVENT_FAILED);
-                  EXPECT_TRUE(m_Trace.contains("FAILURE(-1,-1) on event"));
-              }},
-             {"already signaled",
-              [](EventHandle& e) { EXPECT_TRUE(e.SetEvent() && e.WaitForEvent(0, true) == EVENT_SIGNALED); }},
-         }) {
-        SCOPED_TRACE(line.part);
-        EventHandle event(false, true);
-        m_Trace.throwOn(line.part);
-        line.call(event);
-        EXPECT_TRUE(m_Trace.contains(line.part));
-        m_Trace.throwOn("");
-        m_Trace.clear();
-        EventHandle copy(event);
-        EXPECT_TRUE(copy.ResetEvent()) << "its mutex is free";
-        EXPECT_TRUE(copy.RecreateEvent(false, true)) << "nobody counts as waiting";
-    }
-}
-
 } // namespace
 } // namespace em::test

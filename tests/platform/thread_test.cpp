@@ -222,16 +222,6 @@ TEST_F(ThreadTest, ARefusedCancelForgetsTheThread) {
     cancellable.unwound.get_future().wait();
 }
 
-TEST_F(ThreadTest, ALineThatThrowsStopsNoOperation) {
-    capture.throwOn("hread");
-    ASSERT_TRUE(start(&returnsArgument, nullptr, true, 63));
-    EXPECT_TRUE(thread.WaitForTermination(1));
-    twin::failNth("pthread_create", 1, EAGAIN);
-    EXPECT_FALSE(start(&returnsArgument, nullptr, true));
-    EXPECT_EQ(errno, EAGAIN);
-    EXPECT_FALSE(thread.Kill());
-}
-
 TEST_F(ThreadTest, TheBorderOfARoutine) {
     const auto throws = [](void*) -> void* {
         return runThreadBody("WorkerThread()", [] { throw std::runtime_error("lost"); });

@@ -26,12 +26,12 @@ public:
             std::abort();
         }
         m_Lines.clear();
-        m_strThrowOn.clear();
+        throwNothing();
     }
     void detach() {
         const std::lock_guard guard(m_Mutex);
         m_bAttached = false;
-        m_strThrowOn.clear();
+        throwNothing();
     }
 
     void record(TraceLine line) {
@@ -39,8 +39,12 @@ public:
         if (!m_bAttached) {
             return;
         }
-        const bool thrown = !m_strThrowOn.empty() && line.text.find(m_strThrowOn) != std::string::npos;
+        const bool thrown = (!m_strThrowOn.empty() && line.text.find(m_strThrowOn) != std::string::npos) ||
+                            (m_nLinesToThrow != 0 && --m_nLinesToThrow == 0);
         const std::string text = line.text;
+        if (thrown) {
+            m_strThrown = text;
+        }
         m_Lines.push_back(std::move(line));
         guard.unlock();
         m_Written.notify_all();
@@ -61,12 +65,26 @@ public:
         const std::lock_guard guard(m_Mutex);
         m_strThrowOn = part;
     }
+    void throwAt(size_t number) {
+        const std::lock_guard guard(m_Mutex);
+        throwNothing();
+        m_nLinesToThrow = number;
+    }
+    std::string thrownLine() {
+        const std::lock_guard guard(m_Mutex);
+        return m_strThrown;
+    }
     bool waitFor(std::string_view part, std::chrono::milliseconds timeout) {
         std::unique_lock guard(m_Mutex);
         return m_Written.wait_for(guard, timeout, [&] { return holds(part); });
     }
 
 private:
+    void throwNothing() {
+        m_strThrowOn.clear();
+        m_strThrown.clear();
+        m_nLinesToThrow = 0;
+    }
     bool holds(std::string_view part) const {
         return std::any_of(m_Lines.begin(), m_Lines.end(),
                            [&](const TraceLine& line) { return line.text.find(part) != std::string::npos; });
@@ -77,6 +95,8 @@ private:
     bool m_bAttached = false;
     std::vector<TraceLine> m_Lines;
     std::string m_strThrowOn;
+    std::string m_strThrown;
+    size_t m_nLinesToThrow = 0; // down to the line that is thrown
 };
 
 // Threads that outlive a test may still write at the process's end, so it is never destroyed.
@@ -178,6 +198,14 @@ void TraceCapture::clear() {
 
 void TraceCapture::throwOn(std::string_view part) {
     recorder().throwOn(part);
+}
+
+void TraceCapture::throwAt(size_t number) {
+    recorder().throwAt(number);
+}
+
+std::string TraceCapture::thrownLine() const {
+    return recorder().thrownLine();
 }
 
 bool TraceCapture::WaitForLine(std::string_view part, std::chrono::milliseconds timeout) const {

@@ -37,6 +37,10 @@ public:
     // From now on each line that contains the text is recorded and then thrown at its writer as a
     // std::runtime_error. An empty text ends that.
     void throwOn(std::string_view part);
+    // The same for the line of that number, 1 = the next one; thrownLine() is empty as long as it has not
+    // come.
+    void throwAt(size_t number);
+    [[nodiscard]] std::string thrownLine() const;
 
     // Waits until a line contains the text, one that was written before included. False at the time-out.
     [[nodiscard]] bool WaitForLine(std::string_view part,

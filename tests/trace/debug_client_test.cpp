@@ -139,10 +139,10 @@ TEST_F(DebugClientTest, LeavesErrnoAloneAndShowsItAsItWasAtTheCall) {
     EXPECT_EQ(twin::logRecords().at(0).text, "No such file or directory");
 }
 
-TEST(Trace, EvaluatesNoArgumentWhileItIsOffAndPassesExceptionsOnUnlessQuiet) {
+TEST(Trace, EvaluatesNoArgumentWhileItIsOffAndDropsExceptionsUnlessAskedNotTo) {
     int evaluated = 0;
     EM_TRACE(1, "%d", ++evaluated);
-    EM_TRACE_QUIETLY(1, "%d", ++evaluated);
+    EM_TRACE(1, "%d", ++evaluated);
     EXPECT_FALSE(traceWillWrite(1));
     EXPECT_EQ(evaluated, 0);
 
@@ -150,10 +150,10 @@ TEST(Trace, EvaluatesNoArgumentWhileItIsOffAndPassesExceptionsOnUnlessQuiet) {
     EXPECT_TRUE(traceWillWrite(2));
     EXPECT_FALSE(traceWillWrite(3));
     capture.throwOn("refused");
-    const auto write = [] { EM_TRACE(2, "\nrefused"); };
+    const auto write = [] { EM_TRACE_OR_THROW(2, "\nrefused"); };
     EXPECT_THROW(write(), std::runtime_error);
-    EM_TRACE_QUIETLY(1, "\nrefused");
-    EM_TRACE_QUIETLY(3, "\nabove");
+    EM_TRACE(1, "\nrefused");
+    EM_TRACE(3, "\nabove");
     EXPECT_EQ(capture.text(), "\nrefused\nrefused");
 }
 

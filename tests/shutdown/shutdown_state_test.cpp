@@ -1,0 +1,72 @@
+#include "shutdown/shutdown_state.h"
+
+#include <gtest/gtest.h>
+
+#include <barrier>
+#include <thread>
+
+namespace em {
+namespace {
+
+using enum ShutdownStatus;
+
+TEST(ShutdownStateTest, FromEachStatus) {
+    const struct {
+        ShutdownStatus met, cancelled;
+        bool flag, flagKept;
+    } rows[] = {
+        // The flag of a shutdown that has ended is stale.
+        {None, None, false, false},
+        {Requested, Cancelled, true, true},
+        {DelayRunning, Cancelled, true, true},
+        {Executing, Executing, false, true},
+        {Cancelled, Cancelled, false, true},
+        {Aborted, Aborted, false, false},
+    };
+    for (const auto& row : rows) {
+        ShutdownState state;
+        state.SetStatus(row.met);
+        EXPECT_EQ(state.Cancel(), row.met);
+        EXPECT_EQ(state.Status(), row.cancelled);
+        EXPECT_EQ(state.IsCancelled(), row.flag);
+
+        ShutdownState flagged;
+        flagged.SetStatus(Requested);
+        flagged.Cancel();
+        flagged.SetStatus(row.met);
+        EXPECT_TRUE(flagged.IsCancelled()) << "a status leaves the flag";
+        flagged.ClearStaleCancelFlag();
+        EXPECT_EQ(flagged.IsCancelled(), row.flagKept) << static_cast<int>(row.met);
+        flagged.ClearCancelFlag();
+        EXPECT_FALSE(flagged.IsCancelled());
+        EXPECT_EQ(flagged.Status(), row.met);
+    }
+}
+
+// Whichever comes first, the abort stays, and the flag is set only when the cancel met a pending shutdown.
+TEST(ShutdownStateTest, ACancelBesideAnAbortIsOneStep) {
+    constexpr int kRounds = 20'000;
+    ShutdownState state;
+    std::barrier together(2);
+    std::thread abort([&] {
+        for (int i = 0; i < kRounds; ++i) {
+            together.arrive_and_wait();
+            state.SetStatus(Aborted);
+            together.arrive_and_wait();
+        }
+    });
+    int wrong = 0;
+    for (int i = 0; i < kRounds; ++i) {
+        state.ClearCancelFlag();
+        state.SetStatus(Requested);
+        together.arrive_and_wait();
+        const ShutdownStatus met = state.Cancel();
+        together.arrive_and_wait();
+        wrong += state.Status() != Aborted || state.IsCancelled() != (met == Requested) ? 1 : 0;
+    }
+    abort.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+} // namespace
+} // namespace em
