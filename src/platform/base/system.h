@@ -1,6 +1,9 @@
 // The system seam: everything the product asks of the kernel and libc where a test must be able to fail it or
 // to see it. Each function forwards to the call of the same name and has its results and its errno; nothing
-// is added, and nothing is left of it in an optimised build. Product code makes none of these calls directly.
+// is added, and nothing is left of it in an optimised build. Product code makes these calls through here,
+// except where memory is taken from the C heap and its lack is no case of its own (malloc and calloc of the
+// trace's files and of file contents, strdup of an envelope's text). What is not here, it calls directly:
+// conversions of dates, texts and character sets, standard error, identities of threads.
 // The tests compile the product against a scripted twin of this header (tests/twin).
 #pragma once
 
