@@ -24,10 +24,6 @@ using namespace std::chrono_literals;
 // come.
 constexpr auto kCommandBound = 5s;
 constexpr auto kSettleBound = 1s;
-// What a road may take beyond what the settings ask for: the time-outs of the module's own.
-constexpr double kSlackSeconds = 60;
-// The minute that a schedule names, and the pass of the module in which it sees that.
-constexpr double kScheduleSeconds = 60 + 30;
 // The module's values where the settings have none.
 constexpr uint32_t kDefaultDelay = 60;
 constexpr uint32_t kDefaultJobTimeout = 120;
@@ -70,13 +66,15 @@ std::string reasonText(uint8_t reason, const std::string& messages) {
 
 RequestRoad::RequestRoad(const RehearsalOptions& options, const Settings& settings,
                          const DevelopmentHost& host, em::CIExtensionModule& module,
-                         std::atomic<double>& requestTime, std::optional<double> scheduledIn)
+                         std::atomic<double>& requestTime, std::optional<double> scheduledIn,
+                         RoadLimits limits)
     : m_Options(options),
       m_Settings(settings),
       m_Host(host),
       m_Module(module),
       m_RequestTime(requestTime),
-      m_Limit(monotonicNow() + scheduledIn.value_or(0) + kScheduleSeconds),
+      m_Limits(limits),
+      m_Limit(monotonicNow() + scheduledIn.value_or(0) + limits.schedule),
       m_bScheduled(scheduledIn.has_value()) {}
 
 void RequestRoad::follow() {
@@ -117,7 +115,7 @@ void RequestRoad::begin(double requestTime) {
     m_CancelAt = after(m_Options.cancelAfter);
     m_StopAt = after(m_Options.stopAfter);
     m_Limit = requestTime + m_Settings.shutdownDelay.value_or(kDefaultDelay) +
-              m_Settings.jobTimeout.value_or(kDefaultJobTimeout) + kSlackSeconds;
+              m_Settings.jobTimeout.value_or(kDefaultJobTimeout) + m_Limits.slack;
     m_RequestTime = requestTime;
 }
 

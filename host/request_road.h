@@ -15,13 +15,20 @@ class CIExtensionModule;
 
 namespace volad_dev {
 
+// What a road may take beyond what the settings ask for, in seconds.
+struct RoadLimits {
+    double slack = 60; // the time-outs of the module's own
+    double schedule =
+        60 + 30; // the minute that a schedule names, and the pass of the module in which it sees that
+};
+
 class RequestRoad {
 public:
     // requestTime: where the time of the request goes as soon as it is known, for the trace; 0 until then.
     // scheduledIn: seconds until the module shall raise the request by itself; nothing: the request is sent.
     RequestRoad(const RehearsalOptions& options, const Settings& settings, const DevelopmentHost& host,
                 em::CIExtensionModule& module, std::atomic<double>& requestTime,
-                std::optional<double> scheduledIn);
+                std::optional<double> scheduledIn, RoadLimits limits = {});
 
     // Returns when the road has ended, or when the module shall be stopped now.
     void follow();
@@ -43,6 +50,7 @@ private:
     const DevelopmentHost& m_Host;
     em::CIExtensionModule& m_Module;
     std::atomic<double>& m_RequestTime;
+    const RoadLimits m_Limits;
     const CommandRecorder m_Recorder;
     // On the monotonic clock, each until it is over.
     std::optional<double> m_CancelAt, m_StopAt;

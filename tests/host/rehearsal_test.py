@@ -8,6 +8,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 VOLAD_DEV, MODULE = sys.argv[1:3]
@@ -101,6 +102,14 @@ class Rehearsal(unittest.TestCase):
         code, verdict, text = self.rehearse("--cancel-after", "30")
         self.assertEqual((code, verdict["asAsked"], verdict["end"]), (1, False, "the command was started"))
         self.assertIn("not what was asked", text)
+
+    def test_a_scheduled_power_off_is_raised_by_the_module(self):
+        late = time.localtime().tm_sec > 50  # a minute that the module may not see any more
+        minute = time.localtime(time.time() + 60 * late)
+        code, verdict, trace = self.rehearse("--schedule", time.strftime("%H:%M", minute), "--trace", "1")
+        self.assertEqual((code, verdict["command"]["line"]), (0, "/sbin/poweroff"))
+        self.assertEqual((verdict["askedBy"], verdict["reason"]), ("schedule", 3))
+        self.assertIn("reached - Request system shutdown!", trace)
 
     def test_a_signal_stops_the_module_and_ends_with_130(self):
         self.write(shutdownDelay=50)

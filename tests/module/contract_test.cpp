@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -153,6 +154,20 @@ TEST(Library, EndsItsThreadsWhenItIsDeletedWithoutStop) {
     EXPECT_TRUE(module.destroy());
     EXPECT_EQ(entriesOf("/proc/self/task"), before);
     EXPECT_EQ(recording().count("EXIT THREAD"), 3U);
+}
+
+// Its threads are still there while the process takes itself down.
+TEST(Library, LetsAHostExitWithoutStop) {
+    constexpr int kCode = 7;
+    const auto leave = [] {
+        auto& module = *new HostedModule(5);
+        module.host.answer(kDelay, "1800");
+        static_cast<void>(module.start());
+        module.afterStart();
+        static_cast<void>(module.request(R"({"OC":517,"DA":0})"));
+        std::exit(recording().waitFor("Start shutdown delay") ? kCode : 1);
+    };
+    EXPECT_EXIT(leave(), testing::ExitedWithCode(kCode), "");
 }
 
 TEST(Table, HasTheFieldsAtTheirOffsets) {

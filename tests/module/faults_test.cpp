@@ -219,14 +219,6 @@ TEST_F(FaultTest, CancelledHostThreadDeletesTheWholeModule) {
     EXPECT_TRUE(recording().contains("EXIT THREAD TaskHandler()!"));
 }
 
-TEST_F(FaultTest, DelayBeyondTheWaitsRangeIsNoShortOne) {
-    m_Module.host.answer(kDelay, "4294968"); // seconds; its milliseconds do not fit 32 bits
-    start();
-    static_cast<void>(m_Module.request(R"({"OC":517})"));
-    // Milliseconds above the half of 32 bits are shown as negative ones.
-    EXPECT_TRUE(recording().waitFor("waiting -")) << recording().shown();
-}
-
 // In the sandbox of an ordinary user; as root there is nothing to see.
 TEST(Refusal, OfAHostThatIsNotRoot) {
     if (::getuid() == 0) {

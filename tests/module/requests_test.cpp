@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "host/sandbox_layout.h"
 #include "module/loaded_module.h"
@@ -141,17 +142,35 @@ TEST(Requests, AreRefusedInTheQueueAfterStop) {
     EXPECT_TRUE(recording().contains("\nEM_SHUTDOWN         : ERROR! InsertTask FAILED!"));
 }
 
-TEST(Replies, OfOtherCodesDoNothing) {
+TEST(Replies, HaveALineEachAndThreeQueueAShutdown) {
+    const struct {
+        const char* command;
+        std::string line; // behind the tag
+        bool queues = false;
+    } cases[] = {
+        {R"({"OC":521})", " #Reply CM_ShutdownRequestCancelled #"},
+        {R"({"OC":551,"ST":5})", " #CM_AgentServiceRestartRequested #"},
+        {R"({"OC":523})", ""},
+        {R"({"OC":1})", ""},
+        {"{}", ""},
+        {R"({"OC":[517]})", ""},
+        {"17", ""},
+        {R"({"OC":517})", " #Reply CM_RequestShutdownAndOff #", true},
+        {R"({"OC":518})", " #Reply CM_RequestShutdownAndReset #", true},
+        {R"({"OC":522})", " #Reply CM_RequestShutdownAndHalt #", true},
+    };
+    const std::string tag = "\nEM_SHUTDOWN         : ";
     HostedModule module(5);
-    for (const char* command :
-         {R"({"OC":521})", R"({"OC":523})", R"({"OC":1})", "{}", R"({"OC":[517]})", "17"}) {
-        recording().clear();
-        module.reply(command);
-        EXPECT_TRUE(recording().contains("\nEM_SHUTDOWN         :   <- ApplicationReply()")) << command;
-        EXPECT_FALSE(recording().contains("Task at level")) << command;
-    }
     callSlot<void>(module.object, 7, static_cast<Envelope*>(nullptr));
-    EXPECT_EQ(module.status(), 0U);
+    for (const auto& each : cases) {
+        recording().clear();
+        module.reply(each.command);
+        const std::vector<Record> records = recording().all();
+        EXPECT_EQ(records.at(1).text, tag + "  -> ApplicationReply()") << each.command;
+        EXPECT_EQ(records.at(2).text, tag + (each.line.empty() ? "  <- ApplicationReply()" : each.line));
+        EXPECT_EQ(recording().count("Task at level 0 raised"), each.queues ? 1U : 0U) << each.command;
+        EXPECT_EQ(module.status(), each.queues ? 1U : 0U) << each.command;
+    }
 }
 
 } // namespace

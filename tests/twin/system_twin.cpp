@@ -30,6 +30,10 @@ std::atomic<void (*)(const char*)> watcher{nullptr};
 Files realFiles;
 std::atomic<Files*> standInFiles{nullptr};
 
+std::atomic<bool> leaping{false};
+std::atomic<int> strayWakeUpsLeft{0};
+std::atomic<int64_t> leaptNs{0};
+
 std::mutex scriptMutex;
 std::map<std::string, std::string> paths;
 std::optional<uid_t> standInUser;
@@ -58,6 +62,16 @@ Slot& slotOf(const char* call) {
     std::abort();
 }
 
+constexpr int64_t kNsPerSecond = 1'000'000'000;
+
+int64_t nanoseconds(const timespec& time) {
+    return time.tv_sec * kNsPerSecond + time.tv_nsec;
+}
+
+timespec timeAt(int64_t ns) {
+    return {ns / kNsPerSecond, ns % kNsPerSecond};
+}
+
 const char* interned(const std::string& name) {
     static std::map<std::string, std::string>& names = *new std::map<std::string, std::string>;
     return names.emplace(name, name).first->second.c_str();
@@ -74,6 +88,8 @@ void reset() {
     allCalls = 0;
     watcher = nullptr;
     standInFiles = nullptr;
+    leaping = false;
+    leaptNs = 0;
     paths.clear();
     standInUser.reset();
     standInTime.reset();
@@ -171,6 +187,39 @@ uid_t userId() {
 time_t wallClock() {
     const std::lock_guard guard(scriptMutex);
     return standInTime ? *standInTime : ::time(nullptr);
+}
+
+void leapTime(int strayWakeUps) {
+    strayWakeUpsLeft = strayWakeUps;
+    leaping = true;
+}
+
+int readClock(clockid_t clock, timespec* now) {
+    const int result = ::clock_gettime(clock, now);
+    if (clock == CLOCK_MONOTONIC) {
+        *now = timeAt(nanoseconds(*now) + leaptNs);
+    }
+    return result;
+}
+
+int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
+    if (!leaping) {
+        return ::clock_nanosleep(clock, flags, request, remaining);
+    }
+    leaptNs += nanoseconds(*request);
+    return 0;
+}
+
+int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+    if (!leaping) {
+        return ::pthread_cond_timedwait(condition, mutex, deadline);
+    }
+    timespec now{};
+    readClock(CLOCK_MONOTONIC, &now);
+    const int64_t left = nanoseconds(*deadline) - nanoseconds(now);
+    const bool stray = strayWakeUpsLeft.fetch_sub(1) > 0;
+    leaptNs += stray ? left / 2 : left;
+    return stray ? 0 : ETIMEDOUT;
 }
 
 void openLog(const char* identity, int options, int facility) {

@@ -206,14 +206,14 @@ inline int sigaction(int signal, const struct sigaction* action, struct sigactio
 
 // Clocks and sleeps.
 inline int clock_gettime(clockid_t clock, timespec* now) {
-    return twin::fails("clock_gettime") ? -1 : ::clock_gettime(clock, now);
+    return twin::fails("clock_gettime") ? -1 : twin::readClock(clock, now);
 }
 inline time_t time() {
     return twin::wallClock();
 }
 inline int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
     const int error = twin::injected("clock_nanosleep");
-    return error != 0 ? error : ::clock_nanosleep(clock, flags, request, remaining);
+    return error != 0 ? error : twin::sleep(clock, flags, request, remaining);
 }
 inline int sched_yield() {
     return twin::fails("sched_yield") ? -1 : ::sched_yield();
@@ -288,7 +288,7 @@ inline int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) 
 inline int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                   const timespec* deadline) {
     const int error = twin::injected("pthread_cond_timedwait");
-    return error != 0 ? error : ::pthread_cond_timedwait(condition, mutex, deadline);
+    return error != 0 ? error : twin::waitUntil(condition, mutex, deadline);
 }
 
 // The system log and the dynamic loader.

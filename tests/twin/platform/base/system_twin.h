@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -38,6 +39,10 @@ void watch(void (*watcher)(const char* call));
 void setPath(const std::string& function, const std::string& value);
 void setUserId(uid_t user);
 void setWallClock(time_t now);
+// From now on time passes in leaps: a timed wait on a condition and a sleep are over at once, and the
+// monotonic clock shows what they would have taken. The first timed waits, so many, end half-way as if
+// somebody had woken the waiter.
+void leapTime(int strayWakeUps = 0);
 // What dlsym answers for a name, and whether dladdr finds it in the object that asks.
 enum class Object { Other, Own };
 void setSymbol(const std::string& name, void* address, Object object = Object::Other);
@@ -88,6 +93,9 @@ Files& files();
 const char* path(const char* function, const char* real);
 uid_t userId();
 time_t wallClock();
+int readClock(clockid_t clock, timespec* now);
+int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaining);
+int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline);
 void openLog(const char* identity, int options, int facility);
 void logText(int priority, const char* text);
 void* findSymbol(void* handle, const char* name);
