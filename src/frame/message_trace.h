@@ -2,7 +2,7 @@
 // data.
 //
 // The module name is what slot 14 of the module gives. Nothing but the trace's settings is looked at when the
-// line will not be written. What the host's debug object throws passes through.
+// line will not be written. A line that cannot be made or written is dropped.
 #pragma once
 
 #include <cstdint>

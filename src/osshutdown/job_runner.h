@@ -20,8 +20,7 @@ struct CommandOutcome {
 
 // Starts the command line and waits for it up to the limit; 0 seconds = not at all. Its exit status is not
 // examined. A command that is not waited for, or outlives its limit, is neither signalled nor collected.
-// Writes its lines also while tracing is off. What the host's debug object throws passes through; a command
-// that was started by then runs on.
+// Writes its lines also while tracing is off. Throws nothing.
 CommandOutcome RunCommand(const char* command, uint32_t timeoutSeconds);
 
 // Runs the shutdown job, a shell command line of at most 259 characters, in its directory, and leaves that as

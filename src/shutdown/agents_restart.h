@@ -12,7 +12,7 @@ public:
         : m_pProductIdentifier(productIdentifier) {}
 
     // True when the job file was written or the command was started; what becomes of either is not looked at.
-    // Passes on what the host's debug object throws. Any thread.
+    // Throws only for want of memory, before anything was changed. Any thread.
     [[nodiscard]] bool RestartAgents() const;
 
 private:
