@@ -8,12 +8,15 @@
 #include <fmt/format.h>
 
 #include "host/exit_code.h"
+#include "host/registry_obstacles.h"
 #include "host/registry_text.h"
+#include "host/visible_text.h"
 #include "platform/base/file_content.h"
 #include "platform/base/system.h"
 #include "platform/registry_names.h"
 #include "platform/registry_node.h"
 #include "platform/registry_reader.h"
+#include "platform/registry_writer.h"
 
 namespace volad_dev {
 
@@ -37,6 +40,8 @@ std::vector<RegistryComplaint> checkRegistryFile(const std::string& path) {
         complaints.push_back({path, 0, "could not be read: no memory"});
     } else if (!reading.anyValue) {
         complaints.push_back({path, 0, "holds no value and is passed over when the store is read"});
+    } else if (em::writeRegistry(root).view().size() > em::kRegistryLargestFile) {
+        complaints.push_back({path, 0, "holds a tree that is too large to be read again, it is not saved"});
     }
     return complaints;
 }
@@ -48,12 +53,16 @@ std::vector<RegistryComplaint> checkRegistryFiles(const std::string& directory) 
             complaints.push_back(std::move(complaint));
         }
     }
+    for (RegistryComplaint& obstacle : registrySaveObstacles(directory)) {
+        complaints.push_back(std::move(obstacle));
+    }
     return complaints;
 }
 
 std::string complaintText(const RegistryComplaint& complaint) {
-    return complaint.line == 0 ? fmt::format("{}: {}", complaint.file, complaint.reason)
-                               : fmt::format("{}:{}: {}", complaint.file, complaint.line, complaint.reason);
+    return visibleText(
+        complaint.line == 0 ? fmt::format("{}: {}", complaint.file, complaint.reason)
+                            : fmt::format("{}:{}: {}", complaint.file, complaint.line, complaint.reason));
 }
 
 int printComplaints(const std::vector<RegistryComplaint>& complaints, bool json) {

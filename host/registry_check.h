@@ -1,4 +1,5 @@
-// What is wrong with a registry's files: each line that their reader would skip or cut.
+// What is wrong with a registry's files: each line that their reader would skip or cut, and what would keep the
+// next save from replacing them.
 #pragma once
 
 #include <string>
@@ -14,10 +15,11 @@ struct RegistryComplaint {
 
 // Looks through one file; a missing one has nothing to complain about.
 [[nodiscard]] std::vector<RegistryComplaint> checkRegistryFile(const std::string& path);
-// The files of a directory that the store reads, in the order in which it tries them.
+// The files of a directory that the store reads, in the order in which it tries them, then what would block a
+// save (registry_obstacles.h).
 [[nodiscard]] std::vector<RegistryComplaint> checkRegistryFiles(const std::string& directory);
 
-// "file:line: reason", without a line "file: reason".
+// "file:line: reason", without a line "file: reason"; one line, whatever the names hold.
 [[nodiscard]] std::string complaintText(const RegistryComplaint& complaint);
 // A line each, or as JSON. Returns the tool's exit code, 1 when there is one.
 [[nodiscard]] int printComplaints(const std::vector<RegistryComplaint>& complaints, bool json);

@@ -1,7 +1,9 @@
 #include "host/registry_command.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <vector>
@@ -11,7 +13,9 @@
 
 #include "host/exit_code.h"
 #include "host/registry_check.h"
+#include "host/registry_hold.h"
 #include "host/registry_text.h"
+#include "host/visible_text.h"
 #include "platform/base/file_content.h"
 #include "platform/registry.h"
 #include "platform/registry_path.h"
@@ -19,6 +23,7 @@
 #include "platform/registry_rules.h"
 #include "platform/registry_state.h"
 #include "platform/registry_writer.h"
+#include "trace/trace.h"
 
 namespace volad_dev {
 namespace {
@@ -43,8 +48,7 @@ void openKey(CRegistry& key, const std::string& path) {
     }
 }
 
-int list(const RegistryCommand& command) {
-    CRegistry key;
+int list(CRegistry& key, const RegistryCommand& command) {
     if (command.path.empty()) {
         static_cast<void>(key.Open(nullptr));
     } else {
@@ -55,9 +59,10 @@ int list(const RegistryCommand& command) {
         if (command.json) {
             values.push_back(jsonItem(item));
         } else if (item.type == em::REG_TYPE_KEY) {
-            fmt::print("[{}]\n", item.name);
+            fmt::print("[{}]\n", visibleText(item.name));
         } else {
-            fmt::print("{} {} {}\n", item.name, typeName(item.type), shownValue(item.type, item.data));
+            fmt::print("{} {} {}\n", visibleText(item.name), typeName(item.type),
+                       visibleText(shownValue(item.type, item.data)));
         }
     }
     if (command.json) {
@@ -66,8 +71,7 @@ int list(const RegistryCommand& command) {
     return kExitAsAsked;
 }
 
-int get(const RegistryCommand& command) {
-    CRegistry key;
+int get(CRegistry& key, const RegistryCommand& command) {
     openKey(key, command.path);
     key.SetExpand(!command.raw);
     const std::string name = command.name.value_or("");
@@ -82,31 +86,16 @@ int get(const RegistryCommand& command) {
     return kExitAsAsked;
 }
 
-void saveNow() {
-    if (!CRegistry::SaveTree()) {
-        fail("the registry could not be saved");
+// Behind the refusals, so that a refused command changes nothing.
+void saveNow(const std::string& directory) {
+    const em::RegistrySaveOutcome outcome = em::registryState.value.SaveTree(true);
+    if (outcome.failedAt != nullptr) {
+        fail(fmt::format("{}/{} could not be saved: {}: {}", directory, em::kRegistryMain, outcome.failedAt,
+                         std::generic_category().message(outcome.error)));
     }
 }
 
-// Why a key of that path that is not there yet would be refused, or null. Asked before anything is made of
-// it, so that a refused command changes nothing.
-const char* refusalOfMissingKeys(const std::string& path) {
-    em::RegistryPath components(path);
-    CRegistry start;
-    static_cast<void>(start.Open(nullptr));
-    em::RegistryKeyRef key(start.Node());
-    while (const auto component = components.Next()) {
-        const std::string name(*component);
-        key = key ? key->SubKey(name.c_str()) : em::RegistryKeyRef();
-        const char* const refusal = key ? nullptr : em::refusalOfKeyName(name);
-        if (refusal != nullptr) {
-            return refusal;
-        }
-    }
-    return nullptr;
-}
-
-int set(const RegistryCommand& command) {
+int set(CRegistry& key, const RegistryCommand& command) {
     const std::string path = checkedPath(command.path);
     const std::string name = command.name.value_or("");
     int32_t type = 0;
@@ -114,24 +103,23 @@ int set(const RegistryCommand& command) {
         type = known.name == command.type ? known.type : type;
     }
     const std::string data = valueData(type, command.value);
-    if (const char* const refusal = refusalOfMissingKeys(path)) {
-        fail(fmt::format("key \"{}\" is refused: {}", command.path, refusal));
-    }
     if (const char* const refusal = em::refusalOfValue(name, type, data)) {
         fail(fmt::format("value \"{}\" is refused: {}", name, refusal));
     }
-    CRegistry key;
     if (key.CreateKey(nullptr, path.c_str()) != em::REG_SUCCESS) {
-        fail(fmt::format("key \"{}\" is refused: a value has that name, or it lies too deep", command.path));
+        fail(fmt::format("key \"{}\" is refused: {}", command.path, em::textOr(key.Refusal(), "no memory")));
     }
-    if (key.SetValue(name.c_str(), data.data(), static_cast<uint32_t>(data.size()), type) == 0) {
+    // Asked beforehand: an attempt to set it counts as a change.
+    if (key.Node()->SubKey(name.c_str())) {
         fail(fmt::format("value \"{}\" is refused: a key has that name", name));
     }
-    saveNow();
+    if (key.SetValue(name.c_str(), data.data(), static_cast<uint32_t>(data.size()), type) == 0) {
+        fail(fmt::format("value \"{}\" is refused: {}", name, em::textOr(key.Refusal(), "no memory")));
+    }
     return kExitAsAsked;
 }
 
-void removeKey(const std::string& path) {
+void removeKey(CRegistry& key, const std::string& path, bool yes) {
     std::string parent;
     std::string last;
     const char separator = path.find('\\') != std::string::npos ? '\\' : '/';
@@ -142,36 +130,36 @@ void removeKey(const std::string& path) {
         }
         last = *component;
     }
-    CRegistry key;
+    if (parent.empty() && !yes) {
+        fail(fmt::format("\"{}\" is a root key: to delete it with all that lies below wants --yes", path));
+    }
     if (key.Open(parent.c_str()) != em::REG_SUCCESS || key.DeleteKey(last.c_str()) != em::REG_SUCCESS) {
         fail(fmt::format("key \"{}\" is not there", path));
     }
 }
 
-int remove(const RegistryCommand& command) {
+int remove(CRegistry& key, const RegistryCommand& command) {
     if (!command.name) {
-        removeKey(checkedPath(command.path));
-    } else {
-        CRegistry key;
-        openKey(key, command.path);
-        if (key.DeleteValue(command.name->c_str()) != em::REG_SUCCESS) {
-            fail(fmt::format("value \"{}\" of \"{}\" is not there", *command.name, command.path));
-        }
+        removeKey(key, checkedPath(command.path), command.yes);
+        return kExitAsAsked;
     }
-    saveNow();
+    openKey(key, command.path);
+    // Asked beforehand, as in set.
+    if (key.GetValue(command.name->c_str()) != em::REG_SUCCESS ||
+        key.DeleteValue(command.name->c_str()) != em::REG_SUCCESS) {
+        fail(fmt::format("value \"{}\" of \"{}\" is not there", *command.name, command.path));
+    }
     return kExitAsAsked;
 }
 
-int exportTree(const RegistryCommand& /*command*/) {
-    CRegistry::SetupTree(false);
+int exportTree(CRegistry& /*key*/, const RegistryCommand& /*command*/) {
     const em::GrowingText written = em::writeRegistry(em::registryState.value.Root());
     const std::string_view text = written.view();
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() ? kExitAsAsked : kExitOtherwise;
 }
 
 // Keys of the file replace those of the same name at the root, as a set-up would.
-int importFile(const RegistryCommand& command) {
-    CRegistry::SetupTree(false);
+int importFile(CRegistry& /*key*/, const RegistryCommand& command) {
     em::FileContent content;
     const int error = em::ReadRegularFile(command.file.c_str(), em::kRegistryLargestFile, 0, content);
     if (error != 0) {
@@ -187,27 +175,28 @@ int importFile(const RegistryCommand& command) {
         fail("no memory");
     }
     em::registryState.value.MarkDirty();
-    saveNow();
     return kExitAsAsked;
 }
 
-int check(const RegistryCommand& command) {
+int check(CRegistry& /*key*/, const RegistryCommand& command) {
     return printComplaints(checkRegistryFiles(registryDirectory(command.directory)), command.json);
 }
 
 struct Verb {
     const char* name;
     const char* help;
-    int (*run)(const RegistryCommand&);
+    int (*run)(CRegistry&, const RegistryCommand&);
+    bool changes = false;
 };
 constexpr std::array<Verb, 7> kVerbs{{
     {"list", "show what a key holds", list},
     {"get", "print one value", get},
-    {"set", "set a value; makes missing keys", set},
-    {"delete", "delete a value, or a key with all below it", remove},
+    {"set", "set a value; makes missing keys", set, true},
+    {"delete", "delete a value, or a key with all below it", remove, true},
     {"export", "print the whole tree in the file format", exportTree},
-    {"import", "take over a file's keys in place of those of the same name at the root", importFile},
-    {"check", "name each line that the reader would skip or cut", check},
+    {"import", "take over a file's keys in place of those of the same name at the root", importFile,
+     true},
+    {"check", "name each line that the reader would skip or cut, and what would block a save", check},
 }};
 
 } // namespace
@@ -230,6 +219,7 @@ CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target) {
         sub->add_option("NAME", target.name, "the value's name")->required(std::strcmp(verb, "delete") != 0);
     }
     registry->get_subcommand("get")->add_flag("--raw", target.raw, "expandable text as it is stored");
+    registry->get_subcommand("delete")->add_flag("--yes", target.yes, "delete a root key, too");
     CLI::App* const set = registry->get_subcommand("set");
     set->add_option("TYPE", target.type)
         ->required()
@@ -240,13 +230,20 @@ CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target) {
 }
 
 int runRegistryCommand(const RegistryCommand& command) {
-    CRegistry::SetupTree(true, registryDirectory(command.directory).c_str());
-    for (const Verb& verb : kVerbs) {
-        if (command.verb == verb.name) {
-            return verb.run(command);
-        }
+    const std::string directory = registryDirectory(command.directory);
+    const auto verb = std::find_if(kVerbs.begin(), kVerbs.end(),
+                                   [&](const Verb& known) { return command.verb == known.name; });
+    std::optional<RegistryHold> hold; // before the tree is read, and until the last handle has ended
+    if (verb->changes) {
+        hold.emplace(directory);
     }
-    return kExitUsage;
+    CRegistry::SetupTree(true, directory.c_str());
+    CRegistry key;
+    const int code = verb->run(key, command);
+    if (verb->changes) {
+        saveNow(directory);
+    }
+    return code;
 }
 
 } // namespace volad_dev

@@ -18,6 +18,7 @@
 #include "host/rehearse_command.h"
 #include "host/sandbox.h"
 #include "host/sandbox_command.h"
+#include "host/visible_text.h"
 
 namespace volad_dev {
 namespace {
@@ -72,7 +73,7 @@ int main(int argc, char** argv) {
         }
         return code;
     } catch (const std::exception& exception) {
-        fmt::print(stderr, "volad-dev: {}\n", exception.what());
+        fmt::print(stderr, "volad-dev: {}\n", volad_dev::visibleText(exception.what()));
         return volad_dev::kExitOtherwise;
     }
 }

@@ -1,7 +1,6 @@
 #include "platform/registry.h"
 
 #include "platform/base/cancellation_disabled.h"
-#include "platform/registry_path.h"
 #include "platform/registry_rules.h"
 #include "platform/registry_state.h"
 #include "trace/trace.h"
@@ -24,7 +23,7 @@ void CRegistry::InitClass(const char* directory) {
 }
 
 bool CRegistry::SaveTree() {
-    return registryState.value.SaveTree(true);
+    return registryState.value.SaveTree(true).failedAt == nullptr;
 }
 
 RecursiveLock& CRegistry::Lock() {
@@ -60,39 +59,53 @@ int32_t CRegistry::CreateKey(CRegistryNode* parent, const char* path) {
 
 int32_t CRegistry::Walk(const char* path, CRegistryNode* parent, bool create) {
     std::string copy = textOr(path);
-    RegistryPath components(copy);
+    RegistryPath left(copy);
+    RegistryPath missing = left;
     RegistryKeyRef key(parent != nullptr ? parent : &registryState.value.Root());
-    while (const auto component = components.Next()) {
-        const std::string name(*component);
-        RegistryKeyRef next = create ? MakeSubKey(*key, name) : key->SubKey(name.c_str());
+    while (const auto component = left.Next()) {
+        RegistryKeyRef next = key->SubKey(std::string(*component).c_str());
         if (!next) {
-            m_strPath.clear();
-            return REG_NO_KEY;
+            break;
         }
         key = std::move(next);
+        missing = left;
+    }
+    if (RegistryPath(missing).Next() && (!create || !MakeSubKeys(key, missing))) {
+        m_strPath.clear();
+        return REG_NO_KEY;
     }
     m_Node = std::move(key);
     m_strPath = std::move(copy);
     return REG_SUCCESS;
 }
 
-RegistryKeyRef CRegistry::MakeSubKey(CRegistryNode& parent, const std::string& name) {
-    // What another writer put into the file is there under any name.
-    if (RegistryKeyRef existing = parent.SubKey(name.c_str())) {
-        return existing;
+// All names are looked at before the first key is made. What exists is not: another writer may have put it
+// into the file under any name. A value can be in the way of the first one only.
+bool CRegistry::MakeSubKeys(RegistryKeyRef& key, RegistryPath missing) {
+    uint32_t depth = key->Depth();
+    for (RegistryPath left = missing; const auto component = left.Next(); ++depth) {
+        const char* const refusal =
+            depth >= kRegistryDepth ? "it would lie below the deepest level" : refusalOfKeyName(*component);
+        if (refusal != nullptr) {
+            EM_TRACE(1, "CRegistry: ERROR: Key \"%s\" is refused: %s\n", std::string(*component).c_str(),
+                     refusal);
+            m_pRefusal = refusal;
+            return false;
+        }
     }
-    const char* const refusal =
-        parent.Depth() >= kRegistryDepth ? "it would lie below the deepest level" : refusalOfKeyName(name);
-    if (refusal != nullptr) {
-        EM_TRACE(1, "CRegistry: ERROR: Key \"%s\" is refused: %s\n", name.c_str(), refusal);
-        return {};
+    while (const auto component = missing.Next()) {
+        bool created = false;
+        RegistryKeyRef next = key->CreateSubKey(std::string(*component).c_str(), created);
+        if (!next) {
+            m_pRefusal = "a value has that name, the key was deleted or there is no memory";
+            return false;
+        }
+        if (created) {
+            MarkChanged();
+        }
+        key = std::move(next);
     }
-    bool created = false;
-    RegistryKeyRef key = parent.CreateSubKey(name.c_str(), created);
-    if (created) {
-        MarkChanged();
-    }
-    return key;
+    return true;
 }
 
 int32_t CRegistry::OpenPointer(const char* name) {

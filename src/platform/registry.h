@@ -2,8 +2,10 @@
 //
 // The tree is read once per process and lives in memory; nothing is read before the first operation that
 // needs it. Every handle, when it ends, saves the tree if it was changed, so that on the return of its
-// destructor its changes are on disk (or a level-1 line says that they are in memory only). Several threads
-// may work through handles of their own at the same time; one handle belongs to one thread.
+// destructor its changes are on disk (or a level-1 line says that they are in memory only). A change that
+// could not be saved because another process's writer held the files' lock, or because the main file is a
+// symbolic link, is tried again by each handle that ends; one that changed nothing itself does not wait.
+// Several threads may work through handles of their own at the same time; one handle belongs to one thread.
 //
 // Paths are separated by "\" (if they contain one) or else by "/"; empty components are skipped, names are
 // case-sensitive, a null path is the empty one. No operation lets an exception out; no
@@ -17,6 +19,7 @@
 #include "platform/base/swallow.h"
 #include "platform/registry_names.h"
 #include "platform/registry_node.h"
+#include "platform/registry_path.h"
 
 namespace em {
 
@@ -48,7 +51,8 @@ public:
     int32_t Open(const char* path, CRegistryNode* parent = nullptr, uint32_t rights = REGISTRY_READ,
                  int32_t reserved = -1);
     // Opens the key and makes what is missing of it. -1 also for a component that is a value, a name that the
-    // file could not carry (see SetValue) and below 512 levels.
+    // file could not carry (see SetValue) and below 512 levels; then nothing is made, not the keys on its way
+    // either.
     int32_t CreateKey(CRegistryNode* parent, const char* path);
     // Opens the key that a pointer value names: a path whose first component, whatever its case, is a root
     // name. 0, or -1: a key that was open then stays so.
@@ -85,6 +89,8 @@ public:
     int32_t DeleteKey(const char* name);
 
     [[nodiscard]] int32_t Result() const { return m_nResult; } // of the last operation
+    // Why the last operation refused to make a key or to set a value, to follow "is refused: ", else null.
+    [[nodiscard]] const char* Refusal() const { return m_pRefusal; }
     [[nodiscard]] int32_t ValueType() const { return m_nValueType; }
     [[nodiscard]] const std::string& Data() const { return m_Buffer; }
     void SetExpand(bool expand) {
@@ -96,18 +102,20 @@ private:
     template <class Operation>
     int32_t Run(int32_t onFailure, Operation&& operation) {
         m_nResult = onFailure;
+        m_pRefusal = nullptr;
         static_cast<void>(swallow([&] { m_nResult = operation(); }));
         return m_nResult;
     }
 
     int32_t Walk(const char* path, CRegistryNode* parent, bool create);
-    [[nodiscard]] RegistryKeyRef MakeSubKey(CRegistryNode& parent, const std::string& name);
+    [[nodiscard]] bool MakeSubKeys(RegistryKeyRef& key, RegistryPath missing);
     int32_t ReadText(const char* name, CRegistryNode* node);
     int32_t Read(const char* name, CRegistryNode* node);
     const void* Insert(const char* name, std::string_view data, int32_t type, CRegistryNode* node);
     void MarkChanged();
 
     int32_t m_nResult = REG_SUCCESS;
+    const char* m_pRefusal = nullptr;
     RegistryKeyRef m_Node;
     int32_t m_nValueType = 0;
     bool m_bExpand = true;

@@ -38,6 +38,12 @@ enum RegistryResult : int32_t {
     REG_NO_VALUE = 61,  // value missing or of another type
 };
 
+// Where work on the files failed, for a line, and the error number. Without a step nothing failed.
+struct RegistryFailure {
+    const char* failedAt = nullptr;
+    int error = 0;
+};
+
 enum class PredefinedRoot : size_t { LocalMachine, CurrentUser, Users, ClassesRoot, CurrentConfig };
 constexpr std::array<const char*, 5> kPredefinedRoots{"HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER", "HKEY_USERS",
                                                       "HKEY_CLASSES_ROOT", "HKEY_CURRENT_CONFIG"};
@@ -51,6 +57,7 @@ constexpr const char* kRegistryMain = "registry";
 constexpr const char* kRegistryBackup = "registry.old";
 constexpr const char* kRegistryTemporary = "registry.new";
 constexpr const char* kRegistryDefault = "registry.default";
+constexpr const char* kRegistryLock = "registry.lock";
 
 constexpr uint32_t kRegistryDepth = 512;                          // levels of keys below the root node
 constexpr size_t kRegistryLargestFile = size_t{64} * 1024 * 1024; // bytes that are read

@@ -29,7 +29,7 @@ struct ReadTree {
 struct ReadFile {
     std::unique_ptr<ReadTree> tree = std::make_unique<ReadTree>();
     bool succeeded = false;
-    bool unreadable = false; // for another reason than absence, emptiness or content
+    RegistryFailure unreadable; // for another reason than absence, emptiness or content
 };
 
 void traceFinding(const std::string& path, const RegistryFinding& finding, unsigned& count) {
@@ -49,7 +49,11 @@ void readTree(const std::string& path, const FileContent& content, ReadFile& fil
         readRegistry({content.data.get(), content.size}, file.tree->root,
                      [&](const RegistryFinding& finding) { traceFinding(path, finding, findings); });
     file.succeeded = reading.complete && reading.anyValue;
-    file.unreadable = !reading.complete || reading.carriageLine;
+    if (!reading.complete) {
+        file.unreadable = {"read the old file", ENOMEM};
+    } else if (reading.carriageLine) {
+        file.unreadable = {"read the old file, its lines end in CR LF", EINVAL};
+    }
     if (!file.succeeded) {
         EM_TRACE(1,
                  "CRegistry: WARNING: Node restoring from \"%s\" failed - check the content of this file\n",
@@ -66,7 +70,9 @@ ReadFile restoreFile(const std::string& path) {
     FileContent content;
     const int error = ReadRegularFile(path.c_str(), kRegistryLargestFile, 0, content);
     if (error != 0) {
-        file.unreadable = error != ENOENT;
+        if (error != ENOENT) {
+            file.unreadable = {"read the old file", error};
+        }
         EM_TRACE(1, "CRegistry: WARNING: Could not open \"%s\"\n", path.c_str());
     } else if (content.size == 0) {
         EM_TRACE(1, "CRegistry: WARNING: The length of \"%s\" is not sufficient\n", path.c_str());
@@ -78,7 +84,7 @@ ReadFile restoreFile(const std::string& path) {
 
 } // namespace
 
-RegistryRestored restoreRegistry(const RegistryPaths& paths, CRegistryNode& root) {
+RegistryFailure restoreRegistry(const RegistryPaths& paths, CRegistryNode& root) {
     struct Try {
         const std::string& path;
         const char* severity; // these two of the line when it fails
@@ -90,18 +96,18 @@ RegistryRestored restoreRegistry(const RegistryPaths& paths, CRegistryNode& root
         {paths.fallback, "ERROR", "restoring failed"},
     }};
     std::vector<ReadFile> files;
-    RegistryRestored restored;
+    bool restored = false;
     for (const Try& attempt : tries) {
         files.push_back(restoreFile(attempt.path));
         if (files.back().succeeded) {
-            restored.succeeded = true;
+            restored = true;
             break;
         }
         EM_TRACE(1, "CRegistry: %s: Could not restore tree from \"%s\", %s\n", attempt.severity,
                  attempt.path.c_str(), attempt.next);
     }
-    restored.mainUnreadable = files.front().unreadable;
-    if (restored.succeeded) {
+    const RegistryFailure mainUnreadable = files.front().unreadable;
+    if (restored) {
         files.erase(files.begin(), files.end() - 1);
     }
     for (const ReadFile& file : files) {
@@ -109,7 +115,7 @@ RegistryRestored restoreRegistry(const RegistryPaths& paths, CRegistryNode& root
             throw std::bad_alloc();
         }
     }
-    return restored;
+    return mainUnreadable;
 }
 
 } // namespace em

@@ -1,69 +1,91 @@
 #include "platform/registry_save.h"
 
 #include "platform/base/unique_fd.h"
-#include "platform/deadline.h"
-#include "platform/registry_names.h"
-#include "platform/sleep.h"
+#include "platform/registry_lock.h"
+#include "platform/registry_writer.h"
 #include "platform/write_all.h"
 
 namespace em {
 namespace {
 
 constexpr mode_t kMode = 0644;
-constexpr uint64_t kLockLimitMs = 2000; // another writer needs some milliseconds
-constexpr uint64_t kLockPollMs = 5;
 
 // The steps of one save, in their order. Each returns false on a failure and says where in m_Outcome.
 class Save {
 public:
-    Save(const std::string& directory, std::string_view content)
-        : m_strDirectory(directory), m_strMain(directory + "/" + kRegistryMain), m_Content(content) {}
+    explicit Save(const std::string& directory) : m_strDirectory(directory) {}
 
-    RegistrySaveOutcome Run() {
-        if (LockDirectory() && OpenTemporary()) {
-            if (!(WriteTemporary() && TakePlace())) {
-                DropTemporary();
-            } else {
-                SyncDirectory();
-            }
+    RegistrySaveOutcome Run(CRegistryNode& root, bool locked) {
+        m_Outcome.untried = !(OpenDirectory() && (locked || TakeLock()) && LookAtOldFile());
+        if (m_Outcome.failedAt == nullptr) {
+            // Behind the lock: text from before it might be older than what another thread has saved since.
+            const GrowingText text = writeRegistry(root);
+            Put(text.view());
         }
         return m_Outcome;
     }
 
 private:
+    void Put(std::string_view content) {
+        if (!Fits(content) || !OpenTemporary()) {
+            return;
+        }
+        if (!(WriteTemporary(content) && TakePlace())) {
+            DropTemporary();
+        } else {
+            SyncDirectory();
+        }
+    }
+
     bool FailAt(const char* step, int error) {
         m_Outcome.failedAt = step;
         m_Outcome.error = error;
         return false;
     }
 
-    bool LockDirectory() {
+    bool OpenDirectory() {
         m_Directory.reset(sys::open(m_strDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         m_Outcome.notOpened = !m_Directory.valid();
-        if (!m_Directory.valid()) {
-            return FailAt("open directory", errno);
+        return m_Directory.valid() || FailAt("open directory", errno);
+    }
+
+    bool TakeLock() {
+        const RegistryFailure failure = m_Lock.Try(m_Directory.get());
+        // Where no lock file can be made, the temporary file cannot be either.
+        m_Outcome.notOpened = failure.error == EACCES || failure.error == EROFS || failure.error == ENOSPC;
+        return failure.failedAt == nullptr || FailAt(failure.failedAt, failure.error);
+    }
+
+    bool LookAtOldFile() {
+        struct stat status = {};
+        if (sys::fstatat(m_Directory.get(), kRegistryMain, &status, AT_SYMLINK_NOFOLLOW) != 0 &&
+            errno != ENOENT) {
+            return FailAt("look at the old file", errno);
         }
-        const Deadline limit = Deadline::in(kLockLimitMs);
-        while (sys::flock(m_Directory.get(), LOCK_EX | LOCK_NB) != 0) {
-            if (errno != EINTR && (errno != EWOULDBLOCK || limit.remainingMs() == 0)) {
-                return FailAt("lock directory", errno);
-            }
-            sleepMs(kLockPollMs);
+        // A rename would put the file where the link is and leave the one that the link means as it was.
+        if (S_ISLNK(status.st_mode)) {
+            return FailAt("it is a symbolic link", ELOOP);
         }
+        m_bReplaces = status.st_size != 0;
         return true;
     }
 
-    // No link is followed and no FIFO waited for.
+    bool Fits(std::string_view content) {
+        return content.size() <= kRegistryLargestFile || FailAt("the tree is too large", EFBIG);
+    }
+
+    // Whatever stands there is taken away, not written to: it may be another name of a file that is needed,
+    // or another user's. What cannot be taken away fails the open.
     bool OpenTemporary() {
+        static_cast<void>(sys::unlinkat(m_Directory.get(), kRegistryTemporary, 0)); // usually there is none
         m_Temporary.reset(sys::openat(m_Directory.get(), kRegistryTemporary,
-                                      O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                                      kMode));
+                                      O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode));
         m_Outcome.notOpened = !m_Temporary.valid();
         return m_Temporary.valid() || FailAt("open", errno);
     }
 
-    bool WriteTemporary() {
-        if (const int error = writeAll(m_Temporary.get(), m_Content)) {
+    bool WriteTemporary(std::string_view content) {
+        if (const int error = writeAll(m_Temporary.get(), content)) {
             return FailAt("write", error);
         }
         if (sys::fchmod(m_Temporary.get(), kMode) != 0) {
@@ -76,11 +98,7 @@ private:
     }
 
     bool TakePlace() {
-        struct stat status = {};
-        if (sys::stat(m_strMain.c_str(), &status) != 0 && errno != ENOENT) {
-            return FailAt("look at the old file", errno);
-        }
-        if (status.st_size == 0) {
+        if (!m_bReplaces) {
             return Rename(kRegistryTemporary, kRegistryMain) || FailAt("rename", errno);
         }
         if (Exchange()) {
@@ -94,6 +112,8 @@ private:
     // The temporary name stands for the old tree now.
     bool BackUpExchanged() {
         if (Rename(kRegistryTemporary, kRegistryBackup)) {
+            // The rename does nothing where the backup was another name of the same file.
+            static_cast<void>(sys::unlinkat(m_Directory.get(), kRegistryTemporary, 0)); // usually gone
             return true;
         }
         static_cast<void>(FailAt("rename to backup", errno));
@@ -136,18 +156,18 @@ private:
     }
 
     const std::string& m_strDirectory;
-    const std::string m_strMain;
-    const std::string_view m_Content;
-    UniqueFd m_Directory; // carries the lock
+    UniqueFd m_Directory;
+    RegistryLock m_Lock;
     UniqueFd m_Temporary;
+    bool m_bReplaces = false; // the main file is there and holds something
     bool m_bKeepTemporary = false;
     RegistrySaveOutcome m_Outcome;
 };
 
 } // namespace
 
-RegistrySaveOutcome saveRegistryFile(const std::string& directory, std::string_view content) {
-    return Save(directory, content).Run();
+RegistrySaveOutcome saveRegistryFile(const std::string& directory, CRegistryNode& root, bool locked) {
+    return Save(directory).Run(root, locked);
 }
 
 } // namespace em

@@ -3,12 +3,18 @@
 #include "platform/base/cancellation_disabled.h"
 #include "platform/base/swallow.h"
 #include "platform/base/system.h"
+#include "platform/deadline.h"
 #include "platform/registry_restore.h"
-#include "platform/registry_save.h"
-#include "platform/registry_writer.h"
+#include "platform/sleep.h"
 #include "trace/trace.h"
 
 namespace em {
+namespace {
+
+constexpr uint64_t kLockLimitMs = 2000; // another writer needs some milliseconds
+constexpr uint64_t kLockPollMs = 5;
+
+} // namespace
 
 constinit NeverDestroyed<RegistryState> registryState;
 
@@ -49,11 +55,11 @@ void RegistryState::SetupTree(bool forceSetup, const char* directory) {
 }
 
 void RegistryState::Restore(const char* directory) {
-    m_bMainUnreadable = true; // until it has been read
+    m_MainUnreadable = {"read the old file", ENOMEM}; // until it has been read
     if (directory != nullptr || m_pPaths == nullptr) {
         m_pPaths = std::make_unique<RegistryPaths>(textOr(directory, sys::paths::registryDirectory()));
     }
-    m_bMainUnreadable = restoreRegistry(*m_pPaths, m_Root).mainUnreadable;
+    m_MainUnreadable = restoreRegistry(*m_pPaths, m_Root);
 }
 
 void RegistryState::InitClass(const char* directory) {
@@ -64,48 +70,76 @@ void RegistryState::InitClass(const char* directory) {
     SetupTree(true, directory);
 }
 
-bool RegistryState::SaveTree(bool changedByCaller) {
+RegistrySaveOutcome RegistryState::SaveTree(bool changedByCaller) {
     // A change of the caller's own may be on its way to the disk by another thread: the lock waits for that.
     if (m_bTornDown || (!changedByCaller && !m_bDirty)) {
-        return true;
+        return {};
     }
     const CancellationDisabled whole;
+    const Deadline limit = Deadline::in(changedByCaller ? kLockLimitMs : 0);
+    for (;;) {
+        const bool last = limit.remainingMs() == 0;
+        const RegistrySaveOutcome outcome = SaveOnce(changedByCaller, last);
+        if (!outcome.busy() || last) {
+            return outcome;
+        }
+        sleepMs(kLockPollMs); // without the registry's lock, so that readers are not held up
+    }
+}
+
+RegistrySaveOutcome RegistryState::SaveOnce(bool changedByCaller, bool lastTry) {
     const RecursiveLockGuard guard(m_Lock);
     // Cleared before the tree is written: a change made meanwhile is saved by the handle that made it.
     if (!m_bDirty.exchange(false)) {
-        return true;
+        return {};
     }
-    bool saved = false;
-    if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { saved = Save(); })) {
+    RegistrySaveOutcome outcome;
+    if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { outcome = Save(); })) {
         EM_TRACE(1, "CRegistry: ERROR: Saving failed without memory, the change is in memory only\n");
+        return {{"write the tree as text", ENOMEM}};
     }
-    return saved;
+    if (outcome.untried) {
+        m_bDirty = true;
+    }
+    // What was not tried is told once, by the handle that made the change.
+    if (!outcome.untried || (changedByCaller && (lastTry || !outcome.busy()))) {
+        Tell(outcome);
+    }
+    return outcome;
 }
 
-bool RegistryState::Save() {
+RegistrySaveOutcome RegistryState::Save() {
     if (m_pPaths == nullptr) {
-        return false; // no set-up has come as far as the paths, so no file was read and none is replaced
+        return {{"set up", ENOMEM}}; // it never came as far as the paths: no file was read, none is replaced
+    }
+    if (m_MainUnreadable.failedAt != nullptr) {
+        return {m_MainUnreadable};
+    }
+    return saveRegistryFile(m_pPaths->directory, m_Root, m_bLocked);
+}
+
+void RegistryState::Tell(const RegistrySaveOutcome& outcome) {
+    if (m_pPaths == nullptr) {
+        return;
     }
     const RegistryPaths& paths = *m_pPaths; // the analysis does not look into the bodies of trace lines
-    if (m_bMainUnreadable) {
+    if (m_MainUnreadable.failedAt != nullptr) {
         EM_TRACE(1,
                  "CRegistry: ERROR: \"%s\" could not be read and is not replaced, the change is in "
                  "memory only\n",
                  paths.main.c_str());
-        return false;
+        return;
     }
-    const RegistrySaveOutcome outcome = saveRegistryFile(paths.directory, writeRegistry(m_Root).view());
     if (outcome.notOpened) {
         EM_TRACE(1, "CRegistry: ERROR: Cannot open \"%s\" for writing\n", paths.temporary.c_str());
     }
     if (outcome.failedAt != nullptr) {
         EM_TRACE(1, "CRegistry: ERROR: Saving \"%s\" failed (%s, error %d), the change is in memory only\n",
                  paths.main.c_str(), outcome.failedAt, outcome.error);
-        return false;
+        return;
     }
     EM_TRACE(2, "\nCRegistry::SaveTree MPRegistryTemp[%s] \t MPRegistry[%s]", paths.temporary.c_str(),
              paths.main.c_str());
-    return true;
 }
 
 } // namespace em

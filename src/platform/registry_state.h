@@ -9,6 +9,7 @@
 #include "platform/base/never_destroyed.h"
 #include "platform/base/recursive_lock.h"
 #include "platform/registry_node.h"
+#include "platform/registry_save.h"
 
 namespace em {
 
@@ -32,23 +33,31 @@ public:
 
     // See CRegistry. The directory is a text, or null for the one in use.
     void SetupTree(bool forceSetup, const char* directory);
-    bool SaveTree(bool changedByCaller); // false: the change is in memory only
+    // A busy lock is waited for only with a change of the caller's own, and then not under Lock(). What was
+    // not tried is still to be saved afterwards; another failure leaves the change in memory only.
+    RegistrySaveOutcome SaveTree(bool changedByCaller);
     void InitClass(const char* directory);
     void MarkDirty() { m_bDirty = true; }
+    // Whether the caller holds the writers' lock of the directory, so that a save does not take it: for who
+    // locks before it reads and thus loses no other writer's change.
+    void SetLocked(bool locked) { m_bLocked = locked; }
     [[nodiscard]] bool IsDirty() const { return m_bDirty; }
     [[nodiscard]] bool IsSetup() const { return m_bSetup; }
 
 private:
     void Restore(const char* directory) EM_REQUIRES(m_Lock);
-    bool Save() EM_REQUIRES(m_Lock);
+    RegistrySaveOutcome SaveOnce(bool changedByCaller, bool lastTry);
+    RegistrySaveOutcome Save() EM_REQUIRES(m_Lock);
+    void Tell(const RegistrySaveOutcome& outcome) EM_REQUIRES(m_Lock);
 
     RecursiveLock m_Lock;
     CRegistryNode m_Root;
     std::atomic<bool> m_bSetup{false};
     std::atomic<bool> m_bDirty{false};
     std::atomic<bool> m_bTornDown{false};
+    std::atomic<bool> m_bLocked{false};
     // The main file is there and could not be read: a save would push good data out.
-    bool m_bMainUnreadable EM_GUARDED_BY(m_Lock) = false;
+    RegistryFailure m_MainUnreadable EM_GUARDED_BY(m_Lock);
     std::unique_ptr<RegistryPaths> m_pPaths EM_GUARDED_BY(m_Lock); // since the first set-up
 };
 

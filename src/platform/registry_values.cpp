@@ -129,6 +129,7 @@ const void* CRegistry::Insert(const char* name, std::string_view data, int32_t t
         refusal = "a sub-key has that name, the key was deleted or there is no memory";
     }
     EM_TRACE(1, "CRegistry: ERROR: Value \"%s\" is refused: %s\n", name, refusal);
+    m_pRefusal = refusal;
     return nullptr;
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 namespace em::test {
 namespace {
@@ -15,6 +14,7 @@ int failWith(int error) {
 void describe(size_t size, mode_t mode, struct stat& status) {
     status = {};
     status.st_mode = S_IFREG | mode;
+    status.st_uid = ::geteuid();
     status.st_size = static_cast<off_t>(size);
 }
 
@@ -81,6 +81,8 @@ int SimulatedDisk::openName(const std::string& name, int flags, mode_t mode) {
         changed[name] =
             std::make_shared<File>(File{{}, {}, mode & ~mode_t{077}}); // as a strict mask leaves it
         changeNames(std::move(changed));
+    } else if ((flags & O_EXCL) != 0) {
+        return failWith(EEXIST);
     } else if ((flags & O_TRUNC) != 0) {
         found->second->content.clear();
     }
@@ -161,11 +163,11 @@ int SimulatedDisk::fstat(int fd, struct stat* status) {
     return 0;
 }
 
-int SimulatedDisk::stat(const char* path, struct stat* status) {
+int SimulatedDisk::fstatat(int /*dir*/, const char* name, struct stat* status, int /*flags*/) {
     if (!mayGoOn()) {
         return -1;
     }
-    const auto found = names().find(std::string(path).substr(std::strlen(kDirectory) + 1));
+    const auto found = names().find(name);
     if (found == names().end()) {
         return failWith(ENOENT);
     }

@@ -50,7 +50,7 @@ public:
     int fchmod(int fd, mode_t mode) override;
     int flock(int fd, int operation) override;
     int fstat(int fd, struct stat* status) override;
-    int stat(const char* path, struct stat* status) override;
+    int fstatat(int dir, const char* name, struct stat* status, int flags) override;
     int renameat(int fromDir, const char* from, int toDir, const char* to) override;
     int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) override;
     int unlinkat(int dir, const char* name, int flags) override;

@@ -105,6 +105,9 @@ inline int fstat(int fd, struct stat* status) {
 inline int stat(const char* path, struct stat* status) {
     return ::stat(path, status);
 }
+inline int fstatat(int dir, const char* name, struct stat* status, int flags) {
+    return ::fstatat(dir, name, status, flags);
+}
 inline int access(const char* path, int mode) {
     return ::access(path, mode);
 }
@@ -149,6 +152,9 @@ inline int closedir(DIR* directory) {
 // Processes.
 inline uid_t getuid() {
     return ::getuid();
+}
+inline uid_t geteuid() {
+    return ::geteuid();
 }
 inline char* getenv(const char* name) {
     return ::getenv(name); // NOLINT(concurrency-mt-unsafe): the host sets nothing meanwhile

@@ -104,7 +104,10 @@ inline int fstat(int fd, struct stat* status) {
     return twin::fails("fstat") ? -1 : twin::files().fstat(fd, status);
 }
 inline int stat(const char* path, struct stat* status) {
-    return twin::fails("stat") ? -1 : twin::files().stat(path, status);
+    return twin::fails("stat") ? -1 : ::stat(path, status);
+}
+inline int fstatat(int dir, const char* name, struct stat* status, int flags) {
+    return twin::fails("fstatat") ? -1 : twin::files().fstatat(dir, name, status, flags);
 }
 inline int access(const char* path, int mode) {
     return twin::fails("access") ? -1 : ::access(path, mode);
@@ -150,6 +153,9 @@ inline int closedir(DIR* directory) {
 
 // Processes.
 inline uid_t getuid() {
+    return twin::userId();
+}
+inline uid_t geteuid() {
     return twin::userId();
 }
 inline char* getenv(const char* name) {

@@ -67,7 +67,9 @@ public:
     virtual int fchmod(int fd, mode_t mode) { return ::fchmod(fd, mode); }
     virtual int flock(int fd, int operation) { return ::flock(fd, operation); }
     virtual int fstat(int fd, struct stat* status) { return ::fstat(fd, status); }
-    virtual int stat(const char* path, struct stat* status) { return ::stat(path, status); }
+    virtual int fstatat(int dir, const char* name, struct stat* status, int flags) {
+        return ::fstatat(dir, name, status, flags);
+    }
     virtual int renameat(int fromDir, const char* from, int toDir, const char* to) {
         return ::renameat(fromDir, from, toDir, to);
     }
