@@ -175,8 +175,7 @@ void save(benchmark::State& state, size_t count, bool withSyncs) {
         state,
         [&] {
             const Stopwatch watch(clock);
-            require(saveRegistryFile(kDirectory, tree.root, false).failedAt == nullptr,
-                    "saving");
+            require(saveRegistryFile(kDirectory, tree.root, false).failedAt == nullptr, "saving");
             return watch.seconds();
         },
         [&] {

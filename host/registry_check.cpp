@@ -60,9 +60,9 @@ std::vector<RegistryComplaint> checkRegistryFiles(const std::string& directory) 
 }
 
 std::string complaintText(const RegistryComplaint& complaint) {
-    return visibleText(
-        complaint.line == 0 ? fmt::format("{}: {}", complaint.file, complaint.reason)
-                            : fmt::format("{}:{}: {}", complaint.file, complaint.line, complaint.reason));
+    return visibleText(complaint.line == 0
+                           ? fmt::format("{}: {}", complaint.file, complaint.reason)
+                           : fmt::format("{}:{}: {}", complaint.file, complaint.line, complaint.reason));
 }
 
 int printComplaints(const std::vector<RegistryComplaint>& complaints, bool json) {

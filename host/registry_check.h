@@ -1,5 +1,5 @@
-// What is wrong with a registry's files: each line that their reader would skip or cut, and what would keep the
-// next save from replacing them.
+// What is wrong with a registry's files: each line that their reader would skip or cut, and what would keep
+// the next save from replacing them.
 #pragma once
 
 #include <string>

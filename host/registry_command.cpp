@@ -90,7 +90,8 @@ int get(CRegistry& key, const RegistryCommand& command) {
 void saveNow(const std::string& directory) {
     const em::RegistrySaveOutcome outcome = em::registryState.value.SaveTree(true);
     if (outcome.failedAt != nullptr) {
-        fail(fmt::format("{}/{} could not be saved: {}: {}", directory, em::kRegistryMain, outcome.failedAt,
+        fail(fmt::format("{}/{} could not be saved: {}: {}", directory,
+                         outcome.notOpened ? em::kRegistryTemporary : em::kRegistryMain, outcome.failedAt,
                          std::generic_category().message(outcome.error)));
     }
 }
@@ -194,8 +195,7 @@ constexpr std::array<Verb, 7> kVerbs{{
     {"set", "set a value; makes missing keys", set, true},
     {"delete", "delete a value, or a key with all below it", remove, true},
     {"export", "print the whole tree in the file format", exportTree},
-    {"import", "take over a file's keys in place of those of the same name at the root", importFile,
-     true},
+    {"import", "take over a file's keys in place of those of the same name at the root", importFile, true},
     {"check", "name each line that the reader would skip or cut, and what would block a save", check},
 }};
 

@@ -20,8 +20,9 @@ struct RegistryCommand {
 // Adds the subcommand; what it parses lands in `target`, which must outlive the parsing.
 CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target);
 
-// Returns the tool's exit code: 1, with one line on standard error, when something is not there or refused. What
-// changes the store locks it before it reads, so that commands that run at once lose nothing of one another.
+// Returns the tool's exit code: 1, with one line on standard error, when something is not there or refused.
+// What changes the store locks it before it reads, so that commands that run at once lose nothing of one
+// another.
 int runRegistryCommand(const RegistryCommand& command);
 
 } // namespace volad_dev

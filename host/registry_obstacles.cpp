@@ -26,7 +26,8 @@ public:
 
     std::vector<RegistryComplaint> Run() {
         if (::faccessat(AT_FDCWD, m_strDirectory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-            m_Found.push_back({m_strDirectory, 0, withError("no file can be made in it, nothing is saved", errno)});
+            m_Found.push_back(
+                {m_strDirectory, 0, withError("no file can be made in it, nothing is saved", errno)});
         }
         LookAtLock();
         const auto main = StatusOf(em::kRegistryMain);

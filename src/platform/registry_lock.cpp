@@ -13,8 +13,8 @@ UniqueFd openLockFile(int directory) {
     }
     file.reset(sys::openat(directory, kRegistryLock, kFlags | O_CREAT | O_EXCL, kMode));
     if (file.valid()) {
-        static_cast<void>(
-            sys::fchmod(file.get(), kMode)); // against an odd umask; whether it counts is seen below
+        // Against an odd umask; whether it then counts is seen from its status.
+        static_cast<void>(sys::fchmod(file.get(), kMode));
     } else if (errno == EEXIST) {
         file.reset(sys::openat(directory, kRegistryLock, kFlags)); // another writer was first
     }

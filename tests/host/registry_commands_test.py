@@ -1,5 +1,6 @@
 """registry_commands_test.py VOLAD_DEV: `volad-dev registry` and `volad-dev check` by output and exit code."""
 
+import concurrent.futures
 import json
 import pathlib
 import subprocess
@@ -21,9 +22,10 @@ class RegistryCommands(unittest.TestCase):
         self.main = self.directory / "registry"
 
     def run_tool(self, *arguments: str) -> tuple[int, str, int]:
-        """Exit code, standard output, lines on standard error."""
+        """Exit code, standard output, lines on standard error, which stay in self.told."""
         done = subprocess.run([VOLAD_DEV, *arguments, "--dir", str(self.directory)], cwd=self.directory,
                               env={"PATH": "/bin"}, capture_output=True, text=True, timeout=20)
+        self.told = done.stderr
         return done.returncode, done.stdout, done.stderr.count("\n")
 
     def registry(self, *arguments: str) -> tuple[int, str, int]:
@@ -63,10 +65,11 @@ class RegistryCommands(unittest.TestCase):
                           ("set", KEY + "/New", "N", "binary", "0a 100"),
                           ("set", KEY + "/New", "N", "binary", "0x1"),
                           ("set", KEY + "/New", "N", "dword", "4294967296"), ("set", KEY + "/New", "N", "dword", "1x"),
-                          ("import", "no-such-file")):
+                          ("delete", "HKEY_LOCAL_MACHINE"), ("get", KEY, "a\nb\x1b[2J"), ("import", "no-such-file")):
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.registry(*arguments), (1, "", 1))
                 self.assertEqual(self.main.read_text(), TREE)
+                self.assertFalse((self.directory / "registry.old").exists(), "nothing was saved")
         for arguments in (("set", KEY, "N", "text", "x"), ("get", KEY), ("sideways",), ()):
             self.assertEqual(self.registry(*arguments)[:2], (2, ""), arguments)
 
@@ -77,6 +80,19 @@ class RegistryCommands(unittest.TestCase):
         self.assertEqual(self.registry("get", KEY, "Text")[0], 1)
         self.assertEqual(self.registry("delete", "HKEY_LOCAL_MACHINE\\SOFTWARE\\A"), (0, "", 0))
         self.assertEqual(self.registry("list", "HKEY_LOCAL_MACHINE/SOFTWARE"), (0, "", 0))
+        self.assertEqual(self.registry("delete", "HKEY_LOCAL_MACHINE", "--yes"), (0, "", 0))
+        self.assertEqual(self.registry("list"), (0, "[HKEY_USERS]\n", 0))
+
+    def test_commands_that_run_at_once_lose_nothing(self):
+        names = [[f"{writer}.{value}" for value in range(10)] for writer in range(6)]
+        with concurrent.futures.ThreadPoolExecutor(len(names)) as writers:
+            codes = writers.map(lambda mine: [self.registry("set", KEY, n, "dword", "1")[0] for n in mine], names)
+            self.assertEqual(list(codes), [10 * [0]] * 6)
+        self.assertEqual(self.registry("list", KEY)[1].count("\n"), 60)
+
+    def test_control_characters_are_shown_escaped(self):
+        self.main.write_text("[HKEY_USERS]\na\x1b[2J=s=\r\n[b\x07]\nv=s=\n\n\n\n")
+        self.assertEqual(self.registry("list", "HKEY_USERS")[1], "a\\x1B[2J string \\r\n[b\\x07]\n")
 
     def test_import_replaces_roots_and_takes_whole_files_only(self):
         self.main.write_text(TREE)
@@ -88,9 +104,33 @@ class RegistryCommands(unittest.TestCase):
         self.assertEqual(self.registry("import", "other"), (1, "", 1))
         self.assertEqual(self.registry("get", KEY, "Text"), (0, "two words\n", 0))
 
-    def test_a_save_that_fails_is_told(self):
-        self.main.mkdir()
-        self.assertEqual(self.registry("set", KEY, "Text", "string", "x"), (1, "", 1))
+    def test_what_blocks_a_save_is_told_and_found_beforehand(self):
+        def lock_of_others():
+            (self.directory / "registry.lock").touch(0o644)
+
+        def link():
+            self.main.rename(self.directory / "target")
+            self.main.symlink_to("target")
+
+        for block, file, step, error in (
+                (lock_of_others, "registry.lock", "the lock file's mode is not 0600", "Operation not permitted"),
+                ((self.directory / "registry.lock").mkdir, "registry.lock", "open the lock file", "Is a directory"),
+                (link, "registry", "it is a symbolic link", "Too many levels of symbolic links"),
+                ((self.directory / "registry.new").mkdir, "registry.new", "open", "File exists"),
+                ((self.directory / "registry.old").mkdir, "registry.old", "rename to backup", "Is a directory"),
+                (self.main.mkdir, "registry", "read the old file", "Operation not supported")):
+            for left in self.directory.iterdir():
+                left.rmdir() if left.is_dir() and not left.is_symlink() else left.unlink()
+            if block != self.main.mkdir:
+                self.main.write_text(TREE)
+            block()
+            with self.subTest(file=file, step=step):
+                code, text, _ = self.registry("check")
+                self.assertEqual(code, 1)
+                self.assertTrue(text.startswith(f"{self.directory}/{file}: "), text)
+                self.assertEqual(self.registry("set", KEY, "N", "string", "x"), (1, "", 1))
+                self.assertIn(f"{step}: {error}\n", self.told)
+                self.assertIn(f"{self.directory}/registry", self.told)
 
     def test_check_names_file_line_and_reason(self):
         self.main.write_bytes(b"[A]\nText=s=x\nlost\nCount=d=\n\n\n")

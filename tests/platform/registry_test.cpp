@@ -190,10 +190,17 @@ TEST_F(RegistryTest, WhatTheFileCannotCarryBackIsRefusedWithItsReason) {
         EXPECT_EQ(trace.contains("is refused: "), test.result == 0) << trace.text();
     }
     EXPECT_EQ(key.SetValue("n", nullptr, 1, REG_TYPE_STRING), 0U);
-    for (const char* name : {"a]b", "[a", "a=b", "a\nb"}) {
+    std::string tooDeep = "x";
+    for (uint32_t level = 2; level < kRegistryDepth; ++level) {
+        tooDeep += "\\x";
+    }
+    for (const std::string& name : {"a]b"s, "[a"s, "a=b"s, "a\nb"s, tooDeep}) {
         trace.clear();
-        EXPECT_EQ(key.CreateKey(nullptr, (std::string("HKEY_LOCAL_MACHINE\\") + name).c_str()), -1) << name;
+        const std::string path = "HKEY_LOCAL_MACHINE\\way\\" + name;
+        EXPECT_EQ(key.CreateKey(nullptr, path.c_str()), -1) << name;
         EXPECT_TRUE(trace.contains("is refused: "));
+        EXPECT_NE(key.Refusal(), nullptr);
+        EXPECT_EQ(key.Open("HKEY_LOCAL_MACHINE\\way"), -1) << "not the keys on its way";
     }
     ASSERT_EQ(key.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\a\\sub"), 0);
     ASSERT_EQ(key.Open("HKEY_LOCAL_MACHINE\\a"), 0);

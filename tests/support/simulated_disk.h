@@ -59,7 +59,7 @@ private:
     struct File {
         std::string content;
         std::string synced;
-        mode_t mode = 0644;
+        mode_t mode = 0600; // as a store's lock file needs it
     };
     using Names = std::map<std::string, std::shared_ptr<File>>;
     struct Descriptor {
