@@ -2,108 +2,78 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 
-#include "platform/base/unique_fd.h"
+#include "platform/deadline.h"
+#include "platform/file_place.h"
+#include "platform/file_replacement.h"
+#include "platform/sleep.h"
 #include "platform/write_all.h"
 
 namespace em {
 namespace {
 
-constexpr int kMostLinks = 40;                 // as many as the kernel follows
 constexpr mode_t kPrivate = S_IRUSR | S_IWUSR; // until the file has its owner
-constexpr mode_t kStreamMode = 0666;           // less the process's mask
+constexpr uint64_t kLockLimitMs = 2000;
+constexpr uint64_t kLockLookMs = 5;
+constexpr int kMostTurns = 1000; // lost to faster writers
 
-// The path behind the symbolic links that its last component may be; the file itself need not be there.
-std::string followLinks(std::string path) {
-    std::array<char, PATH_MAX> target;
-    for (int links = 0; links < kMostLinks; ++links) {
-        const ssize_t size = sys::readlink(path.c_str(), target.data(), target.size());
-        if (size <= 0) {
-            break;
-        }
-        const std::string next(target.data(), static_cast<size_t>(size));
-        if (next.front() == '/') {
-            path = next;
-        } else {
-            path.resize(path.rfind('/') + 1);
-            path += next;
-        }
-    }
-    return path;
-}
-
-// A file beside the one whose place it takes; gone again unless it took it.
-class Replacement {
-public:
-    explicit Replacement(const char* path) : m_strPath(followLinks(path)) {
-        constexpr std::string_view kSuffix = ".new";
-        const size_t name = m_strPath.rfind('/') + 1;
-        m_strNew = m_strPath.substr(0, name) + ".";
-        m_strNew += m_strPath.substr(name, NAME_MAX - 1 - kSuffix.size());
-        m_strNew += kSuffix;
-    }
-    ~Replacement() {
-        if (m_File.valid()) {
-            static_cast<void>(sys::unlink(m_strNew.c_str())); // a left-over does no harm
-        }
-    }
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
-
-    // One that a kill left over is taken away first. The process's mask lessens the mode. Returns 0 or the
-    // error number, like the next ones.
-    [[nodiscard]] int Create(mode_t mode) {
-        constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-        static_cast<void>(sys::unlink(m_strNew.c_str())); // usually there is none
-        m_File.reset(sys::open(m_strNew.c_str(), kFlags, mode));
-        return m_File.valid() ? 0 : errno;
-    }
-
-    [[nodiscard]] int SetOwner(uid_t user, gid_t group) {
-        return sys::fchown(m_File.get(), user, group) == 0 ? 0 : errno;
-    }
-
-    [[nodiscard]] int SetMode(mode_t mode) { return sys::fchmod(m_File.get(), mode) == 0 ? 0 : errno; }
-
-    [[nodiscard]] int Write(std::string_view text) { return writeAll(m_File.get(), text); }
-
-    [[nodiscard]] int TakePlace() {
-        if (sys::fsync(m_File.get()) != 0 || sys::rename(m_strNew.c_str(), m_strPath.c_str()) != 0) {
-            return errno;
-        }
-        m_File.reset();
-        return 0;
-    }
-
-private:
-    std::string m_strPath;
-    std::string m_strNew;
-    UniqueFd m_File;
-};
-
-FileChangeResult createAsStream(const char* path, std::string_view content) {
-    Replacement replacement(path);
-    if (const int error = replacement.Create(kStreamMode)) {
-        return {error, true};
-    }
-    const int error = replacement.Write(content);
-    return {error == 0 ? replacement.TakePlace() : error};
-}
+constexpr std::array<const char*, 7> kStepNames = {"nothing",
+                                                   "find its directory",
+                                                   "open the file",
+                                                   "read the file",
+                                                   "make a file beside it",
+                                                   "write the file",
+                                                   "put the new file in its place"};
 
 std::string_view contentOf(const FileContent& content) {
     return {content.data.get(), content.size};
 }
 
-FileChangeResult replace(const char* path, const FileContent& old, const FileChange& change) {
-    Replacement replacement(path);
+// Nothing tells when a lock becomes free and gives up in time, so it is looked at again and again.
+void lockFor(int fd, const Deadline& deadline) {
+    while (sys::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK && deadline.remainingMs() != 0) {
+        sleepMs(kLockLookMs);
+    }
+}
+
+// Whether the name still leads to that file.
+bool isStillThere(const FilePlace& place, const struct stat& file) {
+    struct stat named = {};
+    return sys::fstatat(place.directory.get(), place.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           named.st_dev == file.st_dev && named.st_ino == file.st_ino;
+}
+
+bool hasAccessList(int fd) {
+    return sys::fgetxattr(fd, "system.posix_acl_access", nullptr, 0) >= 0;
+}
+
+FileChangeResult failedAt(FileStep step, int error) {
+    return error != 0 ? FileChangeResult{error, step} : FileChangeResult{};
+}
+
+FileChangeResult make(const FilePlace& place, const FileModes& modes, std::string_view content) {
+    FileReplacement replacement(place);
+    if (const int error = replacement.Create(modes.lessTheMask ? modes.fresh : kPrivate)) {
+        return {error, FileStep::Create};
+    }
+    int error = modes.lessTheMask ? 0 : replacement.SetMode(modes.fresh);
+    if (error == 0) {
+        error = replacement.Write(content);
+    }
+    return error != 0 ? FileChangeResult{error, FileStep::Write}
+                      : failedAt(FileStep::TakePlace, replacement.TakeEmptyPlace());
+}
+
+FileChangeResult replace(const FilePlace& place, const FileModes& modes, const FileContent& old,
+                         const FileChange& change) {
+    FileReplacement replacement(place);
     if (const int error = replacement.Create(kPrivate)) {
-        return {error, true};
+        return {error, FileStep::Create};
     }
     const std::string_view content = contentOf(old);
     int error = replacement.SetOwner(old.status.st_uid, old.status.st_gid);
     if (error == 0) {
-        error = replacement.SetMode(old.status.st_mode & ALLPERMS);
+        error = replacement.SetMode(old.status.st_mode & modes.widest);
     }
     for (const std::string_view piece :
          {content.substr(0, change.from), std::string_view(change.text), content.substr(change.to)}) {
@@ -111,7 +81,8 @@ FileChangeResult replace(const char* path, const FileContent& old, const FileCha
             error = replacement.Write(piece);
         }
     }
-    return {error == 0 ? replacement.TakePlace() : error};
+    return error != 0 ? FileChangeResult{error, FileStep::Write}
+                      : failedAt(FileStep::TakePlace, replacement.TakePlace());
 }
 
 // Whether the error tells that no other file can take the file's place. EINVAL: an owner that has no number
@@ -131,12 +102,15 @@ int overwrite(int fd, size_t from, std::string_view tail) {
     return 0;
 }
 
-int changeInPlace(int fd, const FileContent& old, const FileChange& change) {
+int changeInPlace(int fd, const FileModes& modes, const FileContent& old, const FileChange& change) {
     const std::string_view content = contentOf(old);
     const std::string tail = change.text + std::string(content.substr(change.to));
     const size_t size = change.from + tail.size();
     int error = 0;
-    if (size > content.size()) {
+    if ((old.status.st_mode & ALLPERMS & ~modes.widest) != 0) { // before the content that the mode is for
+        error = sys::fchmod(fd, old.status.st_mode & modes.widest) == 0 ? 0 : errno;
+    }
+    if (error == 0 && size > content.size()) {
         error = sys::posix_fallocate(fd, static_cast<off_t>(content.size()),
                                      static_cast<off_t>(size - content.size()));
     }
@@ -150,43 +124,92 @@ int changeInPlace(int fd, const FileContent& old, const FileChange& change) {
     return error;
 }
 
-} // namespace
-
-FileChangeResult CreateFile(const char* path, std::string_view content, mode_t mode) {
-    Replacement replacement(path);
-    if (const int error = replacement.Create(kPrivate)) {
-        return {error, true};
-    }
-    int error = replacement.SetMode(mode);
-    if (error == 0) {
-        error = replacement.Write(content);
-    }
-    return {error == 0 ? replacement.TakePlace() : error};
-}
-
-FileChangeResult ChangeFile(const char* path, int fd, const FileContent& old, const FileChange& change) {
-    if (old.status.st_nlink == 1) {
-        const FileChangeResult result = replace(path, old, change);
+FileChangeResult change(const FilePlace& place, int fd, const FileModes& modes, const FileContent& old,
+                        const FileChange& change) {
+    if (old.status.st_nlink == 1 && !hasAccessList(fd)) {
+        const FileChangeResult result = replace(place, modes, old, change);
         if (!isNoPlaceToTake(result.error)) {
             return result;
         }
     }
-    return {changeInPlace(fd, old, change)};
+    return failedAt(FileStep::Write, changeInPlace(fd, modes, old, change));
 }
 
-FileChangeResult ReplaceFile(const char* path, std::string_view content) {
-    const UniqueFd opened(sys::open(path, O_RDWR | O_CLOEXEC | O_NONBLOCK));
-    if (!opened.valid()) {
-        return errno == ENOENT ? createAsStream(path, content) : FileChangeResult{errno, true};
+FileChangeResult makeAsAsked(const FilePlace& place, const FileModes& modes, const FileEdit& edit) {
+    const std::optional<FileChange> wanted = edit(std::nullopt);
+    return wanted ? make(place, modes, wanted->text) : FileChangeResult{ENOENT, FileStep::Open};
+}
+
+// One turn; nothing when another writer was faster, so that what was seen no longer counts.
+using Turn = std::function<std::optional<FileChangeResult>(const FilePlace& place, int fd)>;
+
+// Finds, opens and locks the file, and hands it to the turn; where there is none, makes it.
+FileChangeResult takeTurns(const char* path, const FileModes& modes, const FileEdit& edit, const Turn& turn) {
+    FilePlace place;
+    if (const int error = FindFilePlace(path, place)) {
+        return {error, FileStep::Find};
     }
-    FileContent truncated;
-    if (sys::fstat(opened.get(), &truncated.status) != 0) {
-        return {errno, true};
+    const Deadline lockLimit = Deadline::in(kLockLimitMs);
+    for (int turns = 0; turns < kMostTurns; ++turns) {
+        constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW;
+        const UniqueFd file(sys::openat(place.directory.get(), place.name.c_str(), kFlags));
+        if (!file.valid() && errno != ENOENT) {
+            return {errno, FileStep::Open};
+        }
+        if (!file.valid()) {
+            const FileChangeResult made = makeAsAsked(place, modes, edit);
+            if (made.error == EEXIST && made.step == FileStep::TakePlace) {
+                continue;
+            }
+            return made;
+        }
+        lockFor(file.get(), lockLimit);
+        if (const auto result = turn(place, file.get())) {
+            return *result;
+        }
     }
-    if (!S_ISREG(truncated.status.st_mode)) {
-        return {writeAll(opened.get(), content)};
-    }
-    return ChangeFile(path, opened.get(), truncated, {0, 0, std::string(content)});
+    return {EAGAIN, FileStep::TakePlace};
+}
+
+} // namespace
+
+const char* nameOf(FileStep step) {
+    return kStepNames[static_cast<size_t>(step)];
+}
+
+FileChangeResult EditFile(const char* path, size_t largest, const FileModes& modes, const FileEdit& edit) {
+    return takeTurns(path, modes, edit,
+                     [&](const FilePlace& place, int fd) -> std::optional<FileChangeResult> {
+                         FileContent old;
+                         if (const int error = ReadRegularFile(fd, largest, 0, old)) {
+                             return FileChangeResult{error, FileStep::Read};
+                         }
+                         if (!isStillThere(place, old.status)) {
+                             return std::nullopt;
+                         }
+                         const std::optional<FileChange> wanted = edit(contentOf(old));
+                         return wanted ? change(place, fd, modes, old, *wanted) : FileChangeResult{};
+                     });
+}
+
+FileChangeResult ReplaceFile(const char* path, const FileModes& modes, std::string_view content) {
+    const FileEdit whole = [&](std::optional<std::string_view>) {
+        return FileChange{0, 0, std::string(content)};
+    };
+    return takeTurns(path, modes, whole,
+                     [&](const FilePlace& place, int fd) -> std::optional<FileChangeResult> {
+                         FileContent truncated; // nothing of the old content stays, so none is read
+                         if (sys::fstat(fd, &truncated.status) != 0) {
+                             return FileChangeResult{errno, FileStep::Open};
+                         }
+                         if (!S_ISREG(truncated.status.st_mode)) {
+                             return failedAt(FileStep::Write, writeAll(fd, content));
+                         }
+                         if (!isStillThere(place, truncated.status)) {
+                             return std::nullopt;
+                         }
+                         return change(place, fd, modes, truncated, *whole(std::nullopt));
+                     });
 }
 
 } // namespace em

@@ -7,8 +7,8 @@ namespace em {
 namespace {
 
 bool isUsableKey(std::string_view key) {
-    return !key.empty() && key.find_first_of("=\r\n") == std::string_view::npos && key[0] != '[' &&
-           key[0] != ';' && !isAsciiBlank(key[0]);
+    return !key.empty() && key.find_first_of("=;\r\n") == std::string_view::npos && key[0] != '[' &&
+           !isAsciiBlank(key.front()) && !isAsciiBlank(key.back());
 }
 
 std::string header(const ProfileWrite& write) {
@@ -62,7 +62,7 @@ bool readsBack(const ProfileWrite& write) {
     if (!write.key || !write.value) {
         return true;
     }
-    return isUsableKey(*write.key) && write.section.find_first_of("]\r\n") == std::string_view::npos &&
+    return isUsableKey(*write.key) && write.section.find_first_of("];\r\n") == std::string_view::npos &&
            write.value->find_first_of("\r\n") == std::string_view::npos &&
            header(write).size() <= kLongestProfileLine && valueLine(write).size() - 1 <= kLongestProfileLine;
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "platform/base/swallow.h"
 #include "platform/profile_line.h"
@@ -39,23 +40,23 @@ uint32_t CProfileFile::ReadInteger(const char* section, const char* key, uint32_
 }
 
 const char* CProfileFile::ReadString(const char* section, const char* key, const char* defaultText) {
-    if (File() == nullptr || !hasSection(section) || key == nullptr) {
-        return ScratchOr(0, defaultText);
-    }
-    const bool read = swallow([&] {
+    return ReadOr(defaultText, [&]() -> uint32_t {
+        if (File() == nullptr || !hasSection(section) || key == nullptr) {
+            return 0;
+        }
         m_strScratch.assign(kFirstBuffer, '\0');
-        m_strScratch.resize(GetPrivateProfileString(section, key, nullptr, m_strScratch.data(),
-                                                    static_cast<uint32_t>(m_strScratch.size()), File()));
+        return GetPrivateProfileString(section, key, nullptr, m_strScratch.data(),
+                                       static_cast<uint32_t>(m_strScratch.size()), File());
     });
-    return ScratchOr(read ? static_cast<uint32_t>(m_strScratch.size()) : 0, defaultText);
 }
 
 const char* CProfileFile::ReadSectionList(const char* defaultText) {
-    return ScratchOr(File() == nullptr ? 0 : ReadList(nullptr), defaultText);
+    return ReadOr(defaultText, [&] { return File() == nullptr ? 0 : ReadList(nullptr); });
 }
 
 const char* CProfileFile::ReadKeyList(const char* section, const char* defaultText) {
-    return ScratchOr(File() == nullptr || !hasSection(section) ? 0 : ReadList(section), defaultText);
+    return ReadOr(defaultText,
+                  [&] { return File() == nullptr || !hasSection(section) ? 0 : ReadList(section); });
 }
 
 bool CProfileFile::KeyNames(const char* section, std::vector<std::string>& names) {
@@ -127,16 +128,21 @@ bool CProfileFile::Names(const char* section, std::vector<std::string>& names) {
     return !names.empty();
 }
 
-const char* CProfileFile::ScratchOr(uint32_t count, const char* defaultText) {
-    if (count > 0) {
-        return m_strScratch.c_str();
-    }
-    const char* const instead = textOr(defaultText);
-    const bool copied = swallow([&] {
-        m_strScratch = instead;
-        m_strScratch += '\0'; // a list ends in two
-    });
-    return copied ? m_strScratch.c_str() : instead;
+// The default is copied first: it may lie in the scratch buffer, as the result of the call before.
+template <class Read>
+const char* CProfileFile::ReadOr(const char* defaultText, Read&& read) {
+    const char* result = textOr(defaultText); // for want of memory, and nothing was touched then
+    static_cast<void>(swallow([&] {
+        std::string instead = result;
+        instead += '\0'; // a list ends in two
+        uint32_t count = 0;
+        static_cast<void>(swallow([&] { count = read(); }));
+        if (count == 0) {
+            m_strScratch = std::move(instead);
+        }
+        result = m_strScratch.c_str();
+    }));
+    return result;
 }
 
 } // namespace em

@@ -40,8 +40,9 @@ private:
     // Reads into the scratch buffer until the result fits; the count without the final terminator.
     uint32_t ReadList(const char* section);
     bool Names(const char* section, std::vector<std::string>& names);
-    // What was read, or the default, copied.
-    const char* ScratchOr(uint32_t count, const char* defaultText);
+    // What the call read into the scratch buffer, or the default, copied.
+    template <class Read>
+    const char* ReadOr(const char* defaultText, Read&& read);
 
     std::string m_strFileName;
     bool m_bNamed;

@@ -34,14 +34,16 @@ struct ProfileLine {
 // Takes the lines of a file's content one after the other.
 class ProfileLines {
 public:
-    explicit ProfileLines(std::string_view content) : m_Content(content) {}
+    // A byte-order mark in front is no part of the first line.
+    explicit ProfileLines(std::string_view content)
+        : m_Content(content), m_nAt(content.starts_with("\xEF\xBB\xBF") ? 3 : 0) {}
 
     // False at the end.
     [[nodiscard]] bool Next(ProfileLine& line);
 
 private:
     std::string_view m_Content;
-    size_t m_nAt = 0;
+    size_t m_nAt;
 };
 
 } // namespace em

@@ -4,8 +4,8 @@
 //   [Section]
 //   Key = value   ; a comment to the end of the line
 //
-// Lines have at most 1,023 characters, names are compared case-sensitively. No call throws; callers serialise
-// access to a file.
+// Lines have at most 1,023 characters, names are compared case-sensitively; a byte-order mark in front counts
+// as nothing. No call throws; any thread, any process.
 #pragma once
 
 #include <cstdint>
@@ -22,10 +22,13 @@ uint32_t GetPrivateProfileString(const char* section, const char* key, const cha
                                  uint32_t size, const char* file);
 
 // Adds or replaces a value (all given), deletes a key (no value) or a section (no key). Returns 1, also when
-// there was nothing to delete, or 0: no file name or section, a file that is not there when something is to
-// be deleted, what could not be read back (see the .cpp), or any failure of the system. After a failure, and
-// after a kill at any time, the file is as it was or as asked, never a mix; only where no other file can take
-// its place (directory not writable, several hard links, a mount) is it written in place.
+// there was nothing to delete, or 0: no file name or section; a file that is not there when something is to
+// be deleted; any failure of the system; and what could not be read back: an empty key, one with "=", ";" or
+// a line end in it, with "[" or a blank in front or a blank at its end, a section with "]", ";" or a line
+// end, a value with a line end, a line above 1,023 characters. Writers at the same time lose nothing to each
+// other. After a failure, and after a kill at any time, the file is as it was or as asked, never a mix; only
+// where no other file can take its place (directory not writable, several hard links, an access list, a
+// mount) is it written in place. A process of root follows no link of another user (0).
 uint32_t WritePrivateProfileString(const char* section, const char* key, const char* value, const char* file);
 
 } // namespace em

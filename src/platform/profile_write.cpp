@@ -1,9 +1,10 @@
+#include "platform/profile_write.h"
+
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 #include "platform/base/swallow.h"
-#include "platform/base/unique_fd.h"
-#include "platform/file_change.h"
 #include "platform/profile_edit.h"
 #include "platform/profile_line.h"
 #include "platform/profile_string.h"
@@ -12,59 +13,60 @@
 namespace em {
 namespace {
 
-constexpr mode_t kNewFileMode = 0644;
+constexpr FileModes kModes = {.fresh = 0644};
 
 std::optional<std::string_view> textOrNothing(const char* text) {
     return text != nullptr ? std::optional<std::string_view>(text) : std::nullopt;
 }
 
-uint32_t outcome(const FileChangeResult& result, bool appending) {
-    if (result.error != 0 && result.notOpened && appending) {
+// A file that is not there is made for a value only.
+bool makesFile(const ProfileWrite& write) {
+    return write.key && write.value;
+}
+
+// May throw bad_alloc, before anything was changed.
+FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
+    bool appending = false;
+    const FileChangeResult result =
+        EditFile(file, kLargestProfile, kModes,
+                 [&](std::optional<std::string_view> content) -> std::optional<FileChange> {
+                     if (!content && !makesFile(write)) {
+                         return std::nullopt;
+                     }
+                     std::optional<FileChange> change = editProfile(content.value_or(""), write);
+                     appending = change && change->from == content.value_or("").size();
+                     return change;
+                 });
+    // Nothing was asked where not even the directory is there.
+    const bool noDirectory = result.step == FileStep::Find && result.error == ENOENT;
+    if (makesFile(write) && (noDirectory || (result.step == FileStep::Create && appending))) {
         std::array<char, 256> buffer;
         EM_TRACE(1, "WritePrivateProfileString: ## WARNING: append open error: %s\n",
                  ::strerror_r(result.error, buffer.data(), buffer.size()));
     }
-    return result.error == 0 ? 1 : 0;
-}
-
-uint32_t createFile(const ProfileWrite& write, const char* file) {
-    if (!write.key || !write.value) {
-        return 0;
-    }
-    return outcome(CreateFile(file, editProfile("", write)->text, kNewFileMode), true);
-}
-
-uint32_t writeProfile(const ProfileWrite& write, const char* file) {
-    if (!readsBack(write)) {
-        return 0;
-    }
-    const UniqueFd opened(sys::open(file, O_RDWR | O_CLOEXEC | O_NONBLOCK));
-    if (!opened.valid()) {
-        return errno == ENOENT ? createFile(write, file) : 0;
-    }
-    FileContent old;
-    if (ReadRegularFile(opened.get(), kLargestProfile, 0, old) != 0) {
-        return 0;
-    }
-    const std::optional<FileChange> change = editProfile({old.data.get(), old.size}, write);
-    if (!change) {
-        return 1;
-    }
-    return outcome(ChangeFile(file, opened.get(), old, *change), change->from == old.size);
+    return result;
 }
 
 } // namespace
+
+FileChangeResult WriteProfile(const char* section, const char* key, const char* value, const char* file) {
+    FileChangeResult result{EINVAL, FileStep::None};
+    if (section == nullptr || file == nullptr) {
+        return result;
+    }
+    const ProfileWrite write{section, textOrNothing(key), textOrNothing(value)};
+    if (readsBack(write)) {
+        result = {ENOMEM, FileStep::None}; // unless it is told otherwise
+        static_cast<void>(swallow([&] { result = writeProfile(write, file); }));
+    }
+    return result;
+}
 
 uint32_t WritePrivateProfileString(const char* section, const char* key, const char* value,
                                    const char* file) {
     EM_TRACE(4, "WritePrivateProfileString(%s, %s, %s, %s)\n", textOr(section, "<nil>"), textOr(key, "<nil>"),
              textOr(value, "<nil>"), textOr(file));
-    uint32_t result = 0;
-    if (section != nullptr && file != nullptr) {
-        const ProfileWrite write{section, textOrNothing(key), textOrNothing(value)};
-        // Only memory can be short here, before anything was changed.
-        static_cast<void>(swallow([&] { result = writeProfile(write, file); }));
-    }
+    const uint32_t result = WriteProfile(section, key, value, file).done() ? 1 : 0;
     EM_TRACE(4, "WritePrivateProfileString rc=0x%04x\n", result);
     return result;
 }

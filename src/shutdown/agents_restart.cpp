@@ -18,9 +18,13 @@ constexpr const char* kRestartAgentless = "/etc/init.d/brix restart";
 
 constinit std::mutex jobFileMutex; // two requests may come at once; nothing is traced under it
 
+// Who could write the file could have root's action script run any command: never wider than this, whatever
+// the mask and whatever stands there.
+constexpr FileModes kJobFileModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
+
 FileChangeResult replaceJobFile(const char* file, const char* command) {
     const std::lock_guard guard(jobFileMutex);
-    return ReplaceFile(file, command);
+    return ReplaceFile(file, kJobFileModes, command);
 }
 
 bool writeJobFile(const char* command) {
@@ -28,13 +32,13 @@ bool writeJobFile(const char* command) {
              "CTellmarkAgents: we are running on a System with systemctl (e.g. RHEL7 or SLES12 or higher\n");
     const char* const file = sys::paths::restartJobFile();
     const FileChangeResult result = replaceJobFile(file, command);
-    if (result.error == 0) {
+    if (result.done()) {
         EM_TRACE(1, "CTellmarkAgents: Restart Agents Job created: \"%s\"\n", command);
         EM_TRACE(1, "CTellmarkAgents: This Job will be executed by ombradAction script\n");
-    } else if (result.notOpened) {
+    } else if (result.notOpened()) {
         EM_TRACE(1, "CTellmarkAgents: cannot open \"%s\"\n", file);
     }
-    return result.error == 0;
+    return result.done();
 }
 
 bool startRestart(const char* command) {

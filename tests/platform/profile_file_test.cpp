@@ -43,6 +43,8 @@ TEST_F(ProfileFileTest, WhatIsWrittenReadsBack) {
     EXPECT_EQ("u\0s\0\0"sv, std::string_view(m_Profile.ReadKeyList("S", nullptr), 5));
     EXPECT_EQ("S\0T\0\0"sv, std::string_view(m_Profile.ReadSectionList(nullptr), 5));
     EXPECT_STREQ("none", m_Profile.ReadKeyList("U", "none"));
+    const char* const last = m_Profile.ReadString("T", "a", nullptr);
+    EXPECT_STREQ("b", m_Profile.ReadString("T", "z", last)) << "a default within the last result";
     EXPECT_EQ(1u, m_Profile.DeleteKey("S", "u"));
     EXPECT_EQ(1u, m_Profile.DeleteSection("T"));
     EXPECT_EQ("\n[S]\n\n\ns=-12\n\n", m_Directory.read("profile.ini"));

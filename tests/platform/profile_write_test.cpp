@@ -48,8 +48,11 @@ const Case kCases[] = {
     {"commented header is none", ";[S]\nK=1\n", "S", "K", "2", ";[S]\nK=1\n\n[S]\n\nK=2\n"},
     {"header without bracket is none", "[S\nK=1\n", "S", "K", "2", "[S\nK=1\n\n[S]\n\nK=2\n"},
     {"and may be a value line", "[S]\nJ=0\n[K=1\n[T]\n", "S", "[K", nullptr, "[S]\nJ=0\n[T]\n"},
-    {"a comment does not end a header in writing", "[S ;x]\nJ=0\nK=1\n", "S ;x", "K", "2",
-     "[S ;x]\nJ=0\nK=2\n"},
+    {"a comment does not end a header in writing", "[S ;x]\nJ=0\nK=1\n", "S ;x", "K", nullptr,
+     "[S ;x]\nJ=0\n"},
+    {"a byte-order mark hides no header", "\xEF\xBB\xBF[S]\nJ=0\nK=1\n", "S", "K", "2",
+     "\xEF\xBB\xBF[S]\nJ=0\nK=2\n"},
+    {"and belongs to no section", "\xEF\xBB\xBF[S]\nK=1\n[T]\n", "S", nullptr, nullptr, "\xEF\xBB\xBF[T]\n"},
     {"long line is replaced whole", "[S]\nJ=0\nK=" + kLong + "\nL=1\n", "S", "K", "2",
      "[S]\nJ=0\nK=2\nL=1\n"},
     {"a long line's tail is no key", "[S]\nJ=" + std::string(1021, ' ') + "K=1\n", "S", "K", "2",
@@ -90,9 +93,13 @@ TEST_F(ProfileWrite, WhatWouldNotReadBackIsRefused) {
         const char* section;
         const char* key;
         const char* value;
-    } cases[] = {{nullptr, "K", "2"}, {"S", "", "2"},       {"S", "a=b", "2"},          {"S", "a\nb", "2"},
-                 {"S", "[a", "2"},    {"S", ";a", "2"},     {"S", " a", "2"},           {"S]", "K", "2"},
-                 {"S\n", "K", "2"},   {"S", "K", "2\nL=3"}, {"S", "K", tooLong.c_str()}};
+    } cases[] = {{nullptr, "K", "2"},  {"S", "", "2"},
+                 {"S", "a=b", "2"},    {"S", "a\nb", "2"},
+                 {"S", "[a", "2"},     {"S", "a;b", "2"},
+                 {"S", "a ", "2"},     {"S", "a\t", "2"},
+                 {"S;x", "K", "2"},    {"S", " a", "2"},
+                 {"S]", "K", "2"},     {"S\n", "K", "2"},
+                 {"S", "K", "2\nL=3"}, {"S", "K", tooLong.c_str()}};
     for (const auto& [section, key, value] : cases) {
         EXPECT_EQ(0u, WritePrivateProfileString(section, key, value, m_strFile.c_str()))
             << key << "=" << value;

@@ -20,6 +20,7 @@
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -102,6 +103,12 @@ inline int flock(int fd, int operation) {
 inline int fstat(int fd, struct stat* status) {
     return ::fstat(fd, status);
 }
+inline ssize_t fgetxattr(int fd, const char* name, void* value, size_t size) {
+    return ::fgetxattr(fd, name, value, size);
+}
+inline ssize_t readlinkat(int dir, const char* name, char* buffer, size_t size) {
+    return ::readlinkat(dir, name, buffer, size);
+}
 inline int stat(const char* path, struct stat* status) {
     return ::stat(path, status);
 }
@@ -117,21 +124,12 @@ inline int openat(int dir, const char* name, int flags, mode_t mode = 0) {
 inline int renameat(int fromDir, const char* from, int toDir, const char* to) {
     return ::renameat(fromDir, from, toDir, to);
 }
-inline int rename(const char* from, const char* to) {
-    return ::rename(from, to);
-}
 // Exchanges two names (RENAME_EXCHANGE) or renames without replacing (RENAME_NOREPLACE).
 inline int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) {
     return ::renameat2(fromDir, from, toDir, to, flags);
 }
-inline int unlink(const char* path) {
-    return ::unlink(path);
-}
 inline int unlinkat(int dir, const char* name, int flags) {
     return ::unlinkat(dir, name, flags);
-}
-inline ssize_t readlink(const char* path, char* buffer, size_t size) {
-    return ::readlink(path, buffer, size);
 }
 inline char* getcwd(char* buffer, size_t size) {
     return ::getcwd(buffer, size);
@@ -155,6 +153,9 @@ inline uid_t getuid() {
 }
 inline uid_t geteuid() {
     return ::geteuid();
+}
+inline pid_t getpid() {
+    return ::getpid();
 }
 inline char* getenv(const char* name) {
     return ::getenv(name); // NOLINT(concurrency-mt-unsafe): the host sets nothing meanwhile

@@ -16,6 +16,7 @@
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -103,6 +104,12 @@ inline int flock(int fd, int operation) {
 inline int fstat(int fd, struct stat* status) {
     return twin::fails("fstat") ? -1 : twin::files().fstat(fd, status);
 }
+inline ssize_t fgetxattr(int fd, const char* name, void* value, size_t size) {
+    return twin::fails("fgetxattr") ? -1 : ::fgetxattr(fd, name, value, size);
+}
+inline ssize_t readlinkat(int dir, const char* name, char* buffer, size_t size) {
+    return twin::fails("readlinkat") ? -1 : ::readlinkat(dir, name, buffer, size);
+}
 inline int stat(const char* path, struct stat* status) {
     return twin::fails("stat") ? -1 : ::stat(path, status);
 }
@@ -118,21 +125,12 @@ inline int openat(int dir, const char* name, int flags, mode_t mode = 0) {
 inline int renameat(int fromDir, const char* from, int toDir, const char* to) {
     return twin::fails("renameat") ? -1 : twin::files().renameat(fromDir, from, toDir, to);
 }
-inline int rename(const char* from, const char* to) {
-    return twin::fails("rename") ? -1 : ::rename(from, to);
-}
 // Exchanges two names (RENAME_EXCHANGE) or renames without replacing (RENAME_NOREPLACE).
 inline int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) {
     return twin::fails("renameat2") ? -1 : twin::files().renameat2(fromDir, from, toDir, to, flags);
 }
-inline int unlink(const char* path) {
-    return twin::fails("unlink") ? -1 : ::unlink(path);
-}
 inline int unlinkat(int dir, const char* name, int flags) {
     return twin::fails("unlinkat") ? -1 : twin::files().unlinkat(dir, name, flags);
-}
-inline ssize_t readlink(const char* path, char* buffer, size_t size) {
-    return twin::fails("readlink") ? -1 : ::readlink(path, buffer, size);
 }
 inline char* getcwd(char* buffer, size_t size) {
     return twin::fails("getcwd") ? nullptr : ::getcwd(buffer, size);
@@ -157,6 +155,9 @@ inline uid_t getuid() {
 }
 inline uid_t geteuid() {
     return twin::userId();
+}
+inline pid_t getpid() {
+    return ::getpid();
 }
 inline char* getenv(const char* name) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing is set meanwhile
