@@ -1,5 +1,7 @@
 #include "host/messages_command.h"
 
+#include <charconv>
+#include <cstdint>
 #include <vector>
 
 #include <fmt/format.h>
@@ -7,13 +9,29 @@
 #include "catalogue/log_msg_file.h"
 #include "host/exit_code.h"
 #include "host/message_entries.h"
+#include "host/visible_text.h"
 
 namespace volad_dev {
 namespace {
 
+// One line, whatever the names in it hold.
 int fail(const std::string& line) {
-    fmt::print(stderr, "volad-dev: {}\n", line);
+    fmt::print(stderr, "volad-dev: {}\n", visibleText(line));
     return kExitOtherwise;
+}
+
+// The forms that a code may have in a file, the given one first: the trace shows a code without leading
+// zeros, too ("EventCode 0xE0003"), files have six digits or four.
+std::vector<std::string> formsOf(const std::string& code) {
+    std::vector<std::string> forms = {code};
+    uint32_t number = 0;
+    const char* const end = code.data() + code.size();
+    const bool isHex = code.starts_with("0x") || code.starts_with("0X");
+    if (isHex && std::from_chars(code.data() + 2, end, number, 16).ptr == end) {
+        forms.push_back(fmt::format("0x{:06X}", number));
+        forms.push_back(fmt::format("0x{:04X}", number));
+    }
+    return forms;
 }
 
 int lookUp(const MessagesCommand& command) {
@@ -21,21 +39,24 @@ int lookUp(const MessagesCommand& command) {
     if (!messages.Open(true)) {
         return fail(fmt::format("no message file, tried last: {}", messages.Path()));
     }
-    const std::string text =
-        messages.LookUp(command.code.c_str(), command.field.c_str(), command.language.c_str(), command.index);
-    if (text.empty()) {
-        return fail(fmt::format("{}: no {} {} of {} in \"{}\"", messages.Path(), command.field, command.index,
-                                command.code, command.language));
+    for (const std::string& code : formsOf(command.code)) {
+        const std::string text =
+            messages.LookUp(code.c_str(), command.field.c_str(), command.language.c_str(), command.index);
+        if (!text.empty()) {
+            fmt::print("{}\n", text);
+            return kExitAsAsked;
+        }
     }
-    fmt::print("{}\n", text);
-    return kExitAsAsked;
+    return fail(fmt::format("{}: no {} {} of {} in \"{}\"", messages.Path(), command.field, command.index,
+                            command.code, command.language));
 }
 
 // False, with a line, when it was not loaded.
 bool load(em::XmlDocument& document, const std::string& file) {
     const em::XmlLoadResult result = document.LoadFile(file.c_str());
     if (!result.loaded()) {
-        fmt::print(stderr, "volad-dev: {}: not loaded: {} (byte {})\n", file, result.reason, result.offset);
+        static_cast<void>(
+            fail(fmt::format("{}: not loaded: {} (byte {})", file, result.reason, result.offset)));
     }
     return result.loaded();
 }
@@ -65,7 +86,7 @@ int check(const std::string& file) {
     const std::vector<MessageEntry> entries = readMessageEntries(document);
     const std::vector<std::string> problems = findProblems(entries);
     for (const std::string& problem : problems) {
-        fmt::print(stderr, "volad-dev: {}: {}\n", file, problem);
+        static_cast<void>(fail(fmt::format("{}: {}", file, problem)));
     }
     if (!problems.empty()) {
         return kExitOtherwise;
@@ -83,7 +104,8 @@ CLI::App* addMessagesCommand(CLI::App& app, MessagesCommand& target) {
 
     CLI::App* lookingUp = messages->add_subcommand("lookup", "print a text, as the module finds it");
     lookingUp->parse_complete_callback([&target] { target.action = Action::LookUp; });
-    lookingUp->add_option("CODE", target.code, "as written in the file, such as 0x0E0001")->required();
+    lookingUp->add_option("CODE", target.code, "as the file or the trace has it: 0x0E0001, 0xE0001")
+        ->required();
     lookingUp->add_option("--field", target.field, "element that holds the text")->capture_default_str();
     lookingUp->add_option("--lang", target.language, "language")->capture_default_str();
     lookingUp->add_option("--index", target.index, "which of several, from 0")->capture_default_str();

@@ -1,20 +1,30 @@
 #include "host/profile_command.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "host/exit_code.h"
+#include "host/visible_text.h"
+#include "platform/base/file_content.h"
+#include "platform/profile_line.h"
 #include "platform/profile_string.h"
+#include "platform/profile_write.h"
 
 namespace volad_dev {
 namespace {
 
 const char* textOrNull(const std::optional<std::string>& text) {
     return text ? text->c_str() : nullptr;
+}
+
+const char* textOrEmpty(const char* text) {
+    return text != nullptr ? text : "";
 }
 
 // Calls with a growing buffer until the result fits: a cut one takes all but its terminators.
@@ -43,9 +53,24 @@ bool contains(const std::vector<std::string>& list, const std::string& name) {
     return std::find(list.begin(), list.end(), name) != list.end();
 }
 
+// One line, whatever the names in it hold.
 int fail(const ProfileCommand& command, std::string_view why) {
-    fmt::print(stderr, "volad-dev: {}: {}\n", command.file, why);
+    fmt::print(stderr, "volad-dev: {}\n", visibleText(fmt::format("{}: {}", command.file, why)));
     return kExitOtherwise;
+}
+
+int failedTo(const ProfileCommand& command, const char* step, int error) {
+    return fail(command, fmt::format("cannot {}: {}", step, std::generic_category().message(error)));
+}
+
+// Nothing, with the line, when the file cannot be read; the reading calls themselves just find nothing then.
+bool isReadable(const ProfileCommand& command) {
+    em::FileContent content;
+    const int error = em::ReadRegularFile(command.file.c_str(), em::kLargestProfile, 0, content);
+    if (error != 0) {
+        static_cast<void>(failedTo(command, "read the file", error));
+    }
+    return error == 0;
 }
 
 int get(const ProfileCommand& command) {
@@ -56,14 +81,21 @@ int get(const ProfileCommand& command) {
         !contains(names(command.section->c_str(), command.file), *command.key)) {
         return fail(command, fmt::format("no value of {} in [{}]", *command.key, *command.section));
     }
-    fmt::print("{}\n", value);
+    fmt::print("{}\n", visibleText(value));
     return kExitAsAsked;
 }
 
 int write(const ProfileCommand& command, const char* value) {
-    const uint32_t written = em::WritePrivateProfileString(command.section->c_str(), textOrNull(command.key),
-                                                           value, command.file.c_str());
-    return written == 1 ? kExitAsAsked : fail(command, "not written");
+    const em::FileChangeResult result =
+        em::WriteProfile(command.section->c_str(), textOrNull(command.key), value, command.file.c_str());
+    if (result.done()) {
+        return kExitAsAsked;
+    }
+    if (result.step == em::FileStep::None && result.error == EINVAL) {
+        return fail(command, fmt::format("[{}] {} = {} is not written: it would not read back",
+                                         *command.section, command.key.value_or(""), textOrEmpty(value)));
+    }
+    return failedTo(command, em::nameOf(result.step), result.error);
 }
 
 // The call itself is content when there is nothing to delete.
@@ -87,7 +119,7 @@ int list(const ProfileCommand& command) {
         return fail(command, fmt::format("no section [{}]", *command.section));
     }
     for (const std::string& name : found) {
-        fmt::print("{}\n", name);
+        fmt::print("{}\n", visibleText(name));
     }
     return kExitAsAsked;
 }
@@ -127,6 +159,10 @@ CLI::App* addProfileCommand(CLI::App& app, ProfileCommand& target) {
 }
 
 int runProfileCommand(const ProfileCommand& command) {
+    const bool reads = command.action != ProfileCommand::Action::Set && !command.defaultText;
+    if (reads && !isReadable(command)) {
+        return kExitOtherwise;
+    }
     switch (command.action) {
     case ProfileCommand::Action::Get:
         return get(command);

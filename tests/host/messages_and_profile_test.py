@@ -46,6 +46,19 @@ class MessagesAndProfile(unittest.TestCase):
             with self.subTest(arguments=arguments[:4]):
                 self.assertEqual(self.run_tool("profile", *arguments), expected)
 
+    def test_profile_says_why(self):
+        (self.directory / "directory").mkdir()
+        for arguments, line in (
+                (("get", "p.ini", "S", "K"), "p.ini: cannot read the file: No such file or directory"),
+                (("set", "no/p.ini", "S", "K", "1"), "no/p.ini: cannot find its directory: No such file or directory"),
+                (("set", "directory", "S", "K", "1"), "directory: cannot open the file: Is a directory"),
+                (("delete", "directory", "S"), "directory: cannot read the file: Operation not supported"),
+                (("set", "p.ini", "S", "K;", "a\nb\x1b"),
+                 "p.ini: [S] K; = a\\nb\\x1B is not written: it would not read back")):
+            done = subprocess.run([VOLAD_DEV, "profile", *arguments], cwd=self.directory, capture_output=True,
+                                  text=True, timeout=20)
+            self.assertEqual((done.returncode, done.stderr), (1, f"volad-dev: {line}\n"))
+
     def test_messages(self):
         self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001"), (1, "", 1))
         shutil.copy(EXAMPLE, self.directory / "EVENTMSG.XML")
@@ -54,6 +67,8 @@ class MessagesAndProfile(unittest.TestCase):
                          (0, "Der Netzschalter wurde gedrückt\n", 0))
         self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001", "--index", "1"), (1, "", 1))
         self.assertEqual(self.run_tool("messages", "lookup", "0x0E0028"), (1, "", 1))
+        for form in ("0xE0001", "0XE0001", "0x00e0001"):  # as a trace may show it
+            self.assertEqual(self.run_tool("messages", "lookup", form), (0, "The power switch was pressed\n", 0))
         code, text, errors = self.run_tool("messages", "list")
         self.assertEqual((code, text.count("\n"), errors), (0, 112, 0))
         self.assertIn("\n0x0E0001 en The power switch was pressed\n", text)
