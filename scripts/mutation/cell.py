@@ -1,0 +1,61 @@
+"""Where changed code is built and run: a cell around the sandbox.
+
+A changed tree may do anything, so nothing of it runs on the machine as it is. In the cell the file system is read-only
+but for the tree and an empty /tmp, there is no network and no service's socket, the commands that end a system are
+/bin/false, reboot(2) is not permitted, and when the cell ends so does every process in it. The tests' own sandbox is
+made inside the cell, by the launcher of the tree as it was before any change.
+"""
+
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import tempfile
+
+# Each worker's tree stands at the same place, so that a built one can be copied.
+TREE = "/mnt/tree"
+LAUNCHER = "/mnt/launcher"
+ENDING_COMMANDS = ("poweroff", "reboot", "halt", "shutdown", "telinit", "init", "runlevel")
+SHOWN_AT_MOST = 200_000
+
+
+class Hang(Exception):
+    pass
+
+
+def masked() -> list[str]:
+    """What would end the system, as the files that the names lead to."""
+    names = [shutil.which(name, path="/usr/sbin:/sbin:/usr/bin:/bin") for name in ("systemctl", *ENDING_COMMANDS)]
+    return sorted({os.path.realpath(name) for name in names if name})
+
+
+class Cell:
+    def __init__(self, tree: pathlib.Path, launcher: pathlib.Path, nice: int):
+        self.tree = tree
+        self.nice = nice
+        self.prefix = ["bwrap", "--ro-bind", "/", "/", "--dev-bind", "/dev", "/dev", "--bind", "/proc", "/proc",
+                       "--tmpfs", "/run", "--tmpfs", "/tmp", "--tmpfs", "/mnt", "--bind", str(tree), TREE,
+                       "--ro-bind", str(launcher), LAUNCHER]
+        for path in masked():
+            self.prefix += ["--ro-bind", "/bin/false", path]
+        self.prefix += ["--unshare-pid", "--unshare-ipc", "--unshare-net", "--die-with-parent",
+                        "--cap-drop", "CAP_SYS_BOOT", "--setenv", "CCACHE_DIR", f"{TREE}/build/ccache"]
+
+    def run(self, command: list[str], limit: float, directory: str = TREE, **environment: str) -> tuple[int, str]:
+        """Exit code and output; raises Hang when the limit in seconds is over."""
+        with tempfile.TemporaryFile() as output:
+            running = subprocess.Popen([*self.prefix, "--chdir", directory, "--", *command],
+                                       stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
+                                       env={**os.environ, **environment}, start_new_session=True,
+                                       preexec_fn=lambda: os.nice(self.nice))
+            try:
+                code = running.wait(limit)
+            except subprocess.TimeoutExpired:
+                raise Hang(f"{limit:.0f} s") from None
+            finally:
+                if running.poll() is None:
+                    os.killpg(running.pid, signal.SIGKILL)
+                    running.wait()
+            output.seek(0)
+            return code, output.read(SHOWN_AT_MOST).decode(errors="replace")

@@ -1,0 +1,137 @@
+"""The tests, as ctest knows them: grouped to suites, ordered by nearness, run until one fails."""
+
+import concurrent.futures
+import dataclasses
+import json
+import pathlib
+import re
+import threading
+import time
+
+from .cell import LAUNCHER, TREE, Cell, Hang
+
+BUILD = f"{TREE}/build/mutation"
+TOOL = f"{BUILD}/volad-dev"
+# These scripts use only commands of the tool that need no sandbox: they get the changed one.
+SCRIPTS_OF_FILE_COMMANDS = ("registry_commands", "messages_and_profile")
+# What a change in the product cannot change.
+SCRIPTS_OF_OTHERS = ("sandbox", "check_includes")
+AT_ONCE = 6  # tests of one process each mostly wait
+LONGEST = 60.0
+
+
+@dataclasses.dataclass
+class Test:
+    name: str
+    command: list[str]
+    directory: str
+
+
+@dataclasses.dataclass
+class Suite:
+    name: str
+    tests: list[Test]
+    targets: list[str]
+    seconds: float = 0.0
+
+
+def run_test(cell: Cell, test: Test, limit: float) -> str | None:
+    """None when it passes, else what failed."""
+    try:
+        code, output = cell.run(test.command, limit, test.directory, GTEST_FAIL_FAST="1", GTEST_BRIEF="0")
+    except Hang as hang:
+        return f"{test.name} (hang, {hang})"
+    if code == 0:
+        return None
+    failed = re.findall(r"\[  FAILED  \] ([\w./]+)", output) or re.findall(r"^(?:FAIL|ERROR): (\w+)", output, re.M)
+    begun = re.findall(r"\[ RUN      \] ([\w./]+)", output)
+    return failed[0] if failed else f"{begun[-1] if begun else test.name} (exit code {code})"
+
+
+def run_suite(cell: Cell, suite: Suite, limit: float) -> str | None:
+    """The first failure that a second run shows too: on a busy machine a test may fail by chance."""
+    ended = threading.Event()
+
+    def run(test: Test) -> str | None:
+        failed = None
+        for _ in range(2):
+            failed = None if ended.is_set() else run_test(cell, test, limit)
+            if failed is None or "(hang" in failed:
+                break
+        if failed:
+            ended.set()
+        return failed
+
+    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+        return next(filter(None, pool.map(run, suite.tests)), None)
+
+
+def target_of(word: str) -> str | None:
+    path = word.removeprefix(BUILD + "/")
+    return path if path != word and "/" not in path else None
+
+
+def read_suites(cell: Cell) -> list[Suite]:
+    """One suite an executable or script, of the whole executable as one test."""
+    code, output = cell.run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"], 300)
+    if code != 0:
+        raise SystemExit(output)
+    groups: dict[tuple, list[Test]] = {}
+    for entry in json.loads(output[output.index("{"):])["tests"]:
+        directory = {item["name"]: item["value"] for item in entry["properties"]}["WORKING_DIRECTORY"]
+        key = tuple(word for word in entry["command"] if not word.startswith("--gtest"))
+        groups.setdefault(key, []).append(Test(entry["name"], entry["command"], directory))
+    suites = []
+    for key, tests in groups.items():
+        name = pathlib.Path(key[-1]).name if len(tests) > 1 else tests[0].name
+        wrapped = key[0] == TOOL
+        targets = [target for target in map(target_of, key[wrapped:]) if target]
+        suites.append(Suite(name, tests, targets))
+    return suites
+
+
+def with_launcher(suite: Suite, host_changes: bool) -> None:
+    """The launcher of the sandbox is the one from before any change, in each command."""
+    for test in suite.tests:
+        keeps = suite.name in SCRIPTS_OF_FILE_COMMANDS or (host_changes and test.command[0] != TOOL)
+        if not keeps:
+            test.command = [f"{LAUNCHER}/volad-dev" if word == TOOL else word for word in test.command]
+
+
+def measure(cell: Cell, suite: Suite) -> list[str]:
+    """Runs the unchanged suite as few processes as it stands, and keeps what passes; the names of the rest."""
+    single = suite.tests
+    whole = [word for word in single[0].command if not word.startswith("--gtest")]
+    if len(single) > 1:
+        suite.tests = [Test(suite.name, whole, single[0].directory)]
+    begin = time.monotonic()
+    failed = run_test(cell, suite.tests[0], LONGEST)
+    lost = []
+    if failed and len(single) > 1:
+        begin = time.monotonic()
+        with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+            results = list(pool.map(lambda test: run_test(cell, test, LONGEST), single))
+        suite.tests = [test for test, result in zip(single, results) if not result]
+        lost = [result for result in results if result]
+    elif failed:
+        suite.tests, lost = [], [failed]
+    suite.seconds = time.monotonic() - begin
+    return lost
+
+
+def nearness(suite: Suite, file: str) -> tuple:
+    """Sorts the suites for a change in `file`: its folder's, the module's, then the quick ones first."""
+    parts = pathlib.PurePath(file).parts[:-1]
+    folders = ["_".join(parts[1:end]) for end in range(len(parts), 1, -1)] + [parts[0]]
+    script = next((word for word in suite.tests[0].command if word.endswith(".py")), "")
+    for rank, folder in enumerate(folders):
+        if suite.name == f"test_{folder}":
+            return rank, 0.0
+        if f"/tests/{folder}/" in script:
+            return len(folders) + rank, suite.seconds
+    return (2 * len(folders) if suite.name == "test_module" else 99), suite.seconds
+
+
+def suites_for(suites: list[Suite], file: str) -> list[Suite]:
+    fitting = [suite for suite in suites if file.startswith("host/") or suite.name not in SCRIPTS_OF_OTHERS]
+    return sorted(fitting, key=lambda suite: nearness(suite, file))
