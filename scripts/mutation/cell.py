@@ -16,6 +16,7 @@ import tempfile
 # Each worker's tree stands at the same place, so that a built one can be copied.
 TREE = "/mnt/tree"
 LAUNCHER = "/mnt/launcher"
+CACHE = "/mnt/cache"
 ENDING_COMMANDS = ("poweroff", "reboot", "halt", "shutdown", "telinit", "init", "runlevel")
 SHOWN_AT_MOST = 200_000
 
@@ -31,24 +32,25 @@ def masked() -> list[str]:
 
 
 class Cell:
-    def __init__(self, tree: pathlib.Path, launcher: pathlib.Path, nice: int):
+    def __init__(self, tree: pathlib.Path, launcher: pathlib.Path, cache: pathlib.Path, nice: int):
         self.tree = tree
-        self.nice = nice
-        self.prefix = ["bwrap", "--ro-bind", "/", "/", "--dev-bind", "/dev", "/dev", "--bind", "/proc", "/proc",
+        # The processes' namespace is unshare's work: in a /proc of bubblewrap's no second bubblewrap can lay its own.
+        user = [] if os.geteuid() == 0 else ["--map-root-user"]
+        self.prefix = ["nice", "-n", str(nice), "unshare", *user, "--pid", "--fork", "--mount-proc", "--kill-child",
+                       "bwrap", "--ro-bind", "/", "/", "--dev-bind", "/dev", "/dev", "--bind", "/proc", "/proc",
                        "--tmpfs", "/run", "--tmpfs", "/tmp", "--tmpfs", "/mnt", "--bind", str(tree), TREE,
-                       "--ro-bind", str(launcher), LAUNCHER]
+                       "--ro-bind", str(launcher), LAUNCHER, "--bind", str(cache), CACHE]
         for path in masked():
             self.prefix += ["--ro-bind", "/bin/false", path]
-        self.prefix += ["--unshare-pid", "--unshare-ipc", "--unshare-net", "--die-with-parent",
-                        "--cap-drop", "CAP_SYS_BOOT", "--setenv", "CCACHE_DIR", f"{TREE}/build/ccache"]
+        self.prefix += ["--unshare-ipc", "--unshare-net", "--die-with-parent",
+                        "--cap-drop", "CAP_SYS_BOOT", "--setenv", "CCACHE_DIR", CACHE]
 
     def run(self, command: list[str], limit: float, directory: str = TREE, **environment: str) -> tuple[int, str]:
         """Exit code and output; raises Hang when the limit in seconds is over."""
         with tempfile.TemporaryFile() as output:
             running = subprocess.Popen([*self.prefix, "--chdir", directory, "--", *command],
                                        stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
-                                       env={**os.environ, **environment}, start_new_session=True,
-                                       preexec_fn=lambda: os.nice(self.nice))
+                                       env={**os.environ, **environment}, start_new_session=True)
             try:
                 code = running.wait(limit)
             except subprocess.TimeoutExpired:

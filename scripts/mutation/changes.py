@@ -10,6 +10,10 @@ import pathlib
 import random
 import re
 
+# The sandbox, its guard and recorder, and whatever starts or asks them: a changed one could let a real command out.
+REFUSED_NAMES = re.compile(r"sandbox|recorder|volad_dev\.cpp")
+REFUSED_WORDS = re.compile(r"assertSandboxInForce|runInSandbox|sandboxFault|sandboxArguments")
+
 TOKEN = re.compile(
     r"(?P<comment>//[^\n]*|/\*.*?\*/)"
     r"|(?P<directive>^[ \t]*\#(?:\\\n|[^\n])*)"
@@ -173,6 +177,20 @@ def changes_of(file: str, text: str, draw: random.Random) -> list[Change]:
                                                            statement_changes(source, number)):
                 found.append(Change(file, begin, end, kind, after))
     return found
+
+
+def changeable(tree: pathlib.Path, folders: list[str]) -> list[str]:
+    """The sources in these folders, or these files themselves, that may be changed."""
+    files = []
+    for folder in folders:
+        path = tree / folder
+        for file in [path] if path.is_file() else sorted(path.rglob("*")):
+            name = file.relative_to(tree).as_posix()
+            if file.suffix not in (".h", ".cpp") or not name.startswith(("src/", "host/")):
+                continue
+            if not REFUSED_NAMES.search(name) and not REFUSED_WORDS.search(file.read_text()):
+                files.append(name)
+    return files
 
 
 def draw_changes(root: pathlib.Path, files: list[str], seed: int, count: int) -> list[Change]:

@@ -15,7 +15,7 @@ TOOL = f"{BUILD}/volad-dev"
 # These scripts use only commands of the tool that need no sandbox: they get the changed one.
 SCRIPTS_OF_FILE_COMMANDS = ("registry_commands", "messages_and_profile")
 # What a change in the product cannot change.
-SCRIPTS_OF_OTHERS = ("sandbox", "check_includes")
+SCRIPTS_OF_OTHERS = ("sandbox", "check_includes", "mutation")
 AT_ONCE = 6  # tests of one process each mostly wait
 LONGEST = 60.0
 
