@@ -6,22 +6,29 @@ but for the tree and an empty /tmp, there is no network and no service's socket,
 made inside the cell, by the launcher of the tree as it was before any change.
 """
 
+import contextlib
 import os
 import pathlib
 import shutil
 import signal
 import subprocess
 import tempfile
+import threading
+import time
 
 # Each worker's tree stands at the same place, so that a built one can be copied.
 TREE = "/mnt/tree"
 LAUNCHER = "/mnt/launcher"
 CACHE = "/mnt/cache"
 ENDING_COMMANDS = ("poweroff", "reboot", "halt", "shutdown", "telinit", "init", "runlevel")
-SHOWN_AT_MOST = 200_000
+SHOWN_AT_MOST = 10_000_000
 
 
 class Hang(Exception):
+    pass
+
+
+class Stopped(Exception):
     pass
 
 
@@ -36,7 +43,7 @@ class Cell:
         self.tree = tree
         # The processes' namespace is unshare's work: in a /proc of bubblewrap's no second bubblewrap can lay its own.
         user = [] if os.geteuid() == 0 else ["--map-root-user"]
-        self.prefix = ["nice", "-n", str(nice), "unshare", *user, "--pid", "--fork", "--mount-proc", "--kill-child",
+        self.prefix = ["setpriv", "--pdeathsig", "KILL", "nice", "-n", str(nice), "unshare", *user, "--pid", "--fork", "--mount-proc", "--kill-child",
                        "bwrap", "--ro-bind", "/", "/", "--dev-bind", "/dev", "/dev", "--bind", "/proc", "/proc",
                        "--tmpfs", "/run", "--tmpfs", "/tmp", "--tmpfs", "/mnt", "--bind", str(tree), TREE,
                        "--ro-bind", str(launcher), LAUNCHER, "--bind", str(cache), CACHE]
@@ -45,19 +52,25 @@ class Cell:
         self.prefix += ["--unshare-ipc", "--unshare-net", "--die-with-parent",
                         "--cap-drop", "CAP_SYS_BOOT", "--setenv", "CCACHE_DIR", CACHE]
 
-    def run(self, command: list[str], limit: float, directory: str = TREE, **environment: str) -> tuple[int, str]:
-        """Exit code and output; raises Hang when the limit in seconds is over."""
+    def run(self, command: list[str], limit: float, directory: str = TREE, stop: threading.Event | None = None,
+            **environment: str) -> tuple[int, str]:
+        """Exit code and output; raises Hang when the limit in seconds is over, and Stopped when `stop` is set."""
+        end = time.monotonic() + limit
         with tempfile.TemporaryFile() as output:
             running = subprocess.Popen([*self.prefix, "--chdir", directory, "--", *command],
                                        stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
                                        env={**os.environ, **environment}, start_new_session=True)
             try:
-                code = running.wait(limit)
-            except subprocess.TimeoutExpired:
-                raise Hang(f"{limit:.0f} s") from None
+                while running.poll() is None:
+                    if time.monotonic() > end:
+                        raise Hang(f"{limit:.0f} s")
+                    if stop is not None and stop.is_set():
+                        raise Stopped
+                    with contextlib.suppress(subprocess.TimeoutExpired):
+                        running.wait(0.5)
             finally:
                 if running.poll() is None:
                     os.killpg(running.pid, signal.SIGKILL)
                     running.wait()
             output.seek(0)
-            return code, output.read(SHOWN_AT_MOST).decode(errors="replace")
+            return running.returncode, output.read(SHOWN_AT_MOST).decode(errors="replace")

@@ -1,6 +1,7 @@
 """The tests, as ctest knows them: grouped to suites, ordered by nearness, run until one fails."""
 
 import concurrent.futures
+import contextlib
 import dataclasses
 import json
 import pathlib
@@ -8,13 +9,13 @@ import re
 import threading
 import time
 
-from .cell import LAUNCHER, TREE, Cell, Hang
+from .cell import LAUNCHER, TREE, Cell, Hang, Stopped
 
 BUILD = f"{TREE}/build/mutation"
 TOOL = f"{BUILD}/volad-dev"
 # These scripts use only commands of the tool that need no sandbox: they get the changed one.
 SCRIPTS_OF_FILE_COMMANDS = ("registry_commands", "messages_and_profile")
-# What a change in the product cannot change.
+# They look at nothing that a change in the product reaches.
 SCRIPTS_OF_OTHERS = ("sandbox", "check_includes", "mutation")
 AT_ONCE = 6  # tests of one process each mostly wait
 LONGEST = 60.0
@@ -25,6 +26,7 @@ class Test:
     name: str
     command: list[str]
     directory: str
+    seconds: float = 0.0  # of the unchanged tree
 
 
 @dataclasses.dataclass
@@ -35,10 +37,10 @@ class Suite:
     seconds: float = 0.0
 
 
-def run_test(cell: Cell, test: Test, limit: float) -> str | None:
+def run_test(cell: Cell, test: Test, limit: float, stop: threading.Event | None = None) -> str | None:
     """None when it passes, else what failed."""
     try:
-        code, output = cell.run(test.command, limit, test.directory, GTEST_FAIL_FAST="1", GTEST_BRIEF="0")
+        code, output = cell.run(test.command, limit, test.directory, stop, GTEST_FAIL_FAST="1", GTEST_BRIEF="0")
     except Hang as hang:
         return f"{test.name} (hang, {hang})"
     if code == 0:
@@ -48,19 +50,21 @@ def run_test(cell: Cell, test: Test, limit: float) -> str | None:
     return failed[0] if failed else f"{begun[-1] if begun else test.name} (exit code {code})"
 
 
-def run_suite(cell: Cell, suite: Suite, limit: float) -> str | None:
+def run_suite(cell: Cell, suite: Suite, slack: float) -> str | None:
     """The first failure that a second run shows too: on a busy machine a test may fail by chance."""
-    ended = threading.Event()
+    stop = threading.Event()
 
     def run(test: Test) -> str | None:
         failed = None
-        for _ in range(2):
-            failed = None if ended.is_set() else run_test(cell, test, limit)
-            if failed is None or "(hang" in failed:
-                break
-        if failed:
-            ended.set()
-        return failed
+        with contextlib.suppress(Stopped):
+            for _ in range(2):
+                failed = run_test(cell, test, slack * (5 + 5 * test.seconds), stop)
+                if failed is None or "(hang" in failed:
+                    break
+            if failed:
+                stop.set()
+            return failed
+        return None
 
     with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
         return next(filter(None, pool.map(run, suite.tests)), None)
@@ -71,8 +75,16 @@ def target_of(word: str) -> str | None:
     return path if path != word and "/" not in path else None
 
 
-def read_suites(cell: Cell) -> list[Suite]:
-    """One suite an executable or script, of the whole executable as one test."""
+def with_launcher(suite: Suite, host_changes: bool) -> None:
+    """The launcher of the sandbox is the one from before any change, in each command."""
+    for test in suite.tests:
+        keeps = suite.name in SCRIPTS_OF_FILE_COMMANDS or (host_changes and test.command[0] != TOOL)
+        if not keeps:
+            test.command = [f"{LAUNCHER}/volad-dev" if word == TOOL else word for word in test.command]
+
+
+def read_suites(cell: Cell, host_changes: bool) -> list[Suite]:
+    """One suite an executable or script, each of its tests by itself as ctest runs it."""
     code, output = cell.run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"], 300)
     if code != 0:
         raise SystemExit(output)
@@ -86,35 +98,33 @@ def read_suites(cell: Cell) -> list[Suite]:
         name = pathlib.Path(key[-1]).name if len(tests) > 1 else tests[0].name
         wrapped = key[0] == TOOL
         targets = [target for target in map(target_of, key[wrapped:]) if target]
-        suites.append(Suite(name, tests, targets))
+        if host_changes or name not in SCRIPTS_OF_OTHERS:
+            suites.append(Suite(name, tests, targets))
+            with_launcher(suites[-1], host_changes)
     return suites
 
 
-def with_launcher(suite: Suite, host_changes: bool) -> None:
-    """The launcher of the sandbox is the one from before any change, in each command."""
-    for test in suite.tests:
-        keeps = suite.name in SCRIPTS_OF_FILE_COMMANDS or (host_changes and test.command[0] != TOOL)
-        if not keeps:
-            test.command = [f"{LAUNCHER}/volad-dev" if word == TOOL else word for word in test.command]
-
-
 def measure(cell: Cell, suite: Suite) -> list[str]:
-    """Runs the unchanged suite as few processes as it stands, and keeps what passes; the names of the rest."""
-    single = suite.tests
-    whole = [word for word in single[0].command if not word.startswith("--gtest")]
-    if len(single) > 1:
-        suite.tests = [Test(suite.name, whole, single[0].directory)]
-    begin = time.monotonic()
-    failed = run_test(cell, suite.tests[0], LONGEST)
-    lost = []
-    if failed and len(single) > 1:
+    """Runs the unchanged suite in as few processes as it stands, and keeps what passes; the names of the rest."""
+
+    def run(test: Test) -> str | None:
         begin = time.monotonic()
+        failed = run_test(cell, test, LONGEST)
+        test.seconds = time.monotonic() - begin
+        return failed
+
+    begin = time.monotonic()
+    command = [word for word in suite.tests[0].command if not word.startswith("--gtest")]
+    whole = Test(suite.name, command, suite.tests[0].directory)
+    lost = []
+    if len(suite.tests) > 1 and not run(whole):
+        suite.tests = [whole]
+    else:
         with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-            results = list(pool.map(lambda test: run_test(cell, test, LONGEST), single))
-        suite.tests = [test for test, result in zip(single, results) if not result]
+            results = list(pool.map(run, suite.tests))
         lost = [result for result in results if result]
-    elif failed:
-        suite.tests, lost = [], [failed]
+        passed = [test for test, result in zip(suite.tests, results) if not result]
+        suite.tests = sorted(passed, key=lambda test: -test.seconds)
     suite.seconds = time.monotonic() - begin
     return lost
 
@@ -133,5 +143,4 @@ def nearness(suite: Suite, file: str) -> tuple:
 
 
 def suites_for(suites: list[Suite], file: str) -> list[Suite]:
-    fitting = [suite for suite in suites if file.startswith("host/") or suite.name not in SCRIPTS_OF_OTHERS]
-    return sorted(fitting, key=lambda suite: nearness(suite, file))
+    return sorted(suites, key=lambda suite: nearness(suite, file))
