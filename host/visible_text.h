@@ -1,5 +1,5 @@
-// Text from outside as part of one line of output: whatever it holds, the line stays one and the terminal obeys
-// none of it.
+// Text from outside as part of one line of output: whatever it holds, the line stays one and the terminal
+// obeys none of it.
 #pragma once
 
 #include <string>
