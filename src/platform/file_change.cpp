@@ -13,9 +13,9 @@ namespace em {
 namespace {
 
 constexpr mode_t kPrivate = S_IRUSR | S_IWUSR; // until the file has its owner
-constexpr uint64_t kLockLimitMs = 2000;
+constexpr uint64_t kLockLimitMs = 2000;        // for the lock of one file
+constexpr uint64_t kAllLimitMs = 20'000;       // while other writers keep putting new files in its place
 constexpr uint64_t kLockLookMs = 5;
-constexpr int kMostTurns = 1000; // lost to faster writers
 
 constexpr std::array<const char*, 7> kStepNames = {"nothing",
                                                    "find its directory",
@@ -31,7 +31,10 @@ std::string_view contentOf(const FileContent& content) {
 
 // Nothing tells when a lock becomes free and gives up in time, so it is looked at again and again.
 void lockFor(int fd, const Deadline& deadline) {
-    while (sys::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK && deadline.remainingMs() != 0) {
+    while (sys::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EINTR && (errno != EWOULDBLOCK || deadline.remainingMs() == 0)) {
+            return; // done without
+        }
         sleepMs(kLockLookMs);
     }
 }
@@ -149,8 +152,8 @@ FileChangeResult takeTurns(const char* path, const FileModes& modes, const FileE
     if (const int error = FindFilePlace(path, place)) {
         return {error, FileStep::Find};
     }
-    const Deadline lockLimit = Deadline::in(kLockLimitMs);
-    for (int turns = 0; turns < kMostTurns; ++turns) {
+    const Deadline allLimit = Deadline::in(kAllLimitMs);
+    do {
         constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW;
         const UniqueFd file(sys::openat(place.directory.get(), place.name.c_str(), kFlags));
         if (!file.valid() && errno != ENOENT) {
@@ -163,11 +166,11 @@ FileChangeResult takeTurns(const char* path, const FileModes& modes, const FileE
             }
             return made;
         }
-        lockFor(file.get(), lockLimit);
+        lockFor(file.get(), Deadline::in(kLockLimitMs));
         if (const auto result = turn(place, file.get())) {
             return *result;
         }
-    }
+    } while (allLimit.remainingMs() != 0);
     return {EAGAIN, FileStep::TakePlace};
 }
 
