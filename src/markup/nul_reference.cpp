@@ -56,12 +56,21 @@ void SpoilNulReferences(std::string& document) {
         return;
     }
     const std::string_view text = document;
-    size_t at = 0;
-    while ((at = text.find_first_of("<&", at)) != std::string_view::npos) {
-        const size_t behind = behindVerbatim(text, at);
-        const size_t length = behind == at ? nulReferenceLength(text.substr(at)) : 0;
-        std::fill_n(document.begin() + static_cast<ptrdiff_t>(at), length, kNoUtf8);
-        at = behind == at ? at + std::max<size_t>(length, 1) : behind;
+    bool inTag = false;
+    char quote = '\0'; // around the value that the place is in; there nothing else begins
+    for (size_t at = 0; (at = text.find_first_of("<>&'\"", at)) != std::string_view::npos; ++at) {
+        const char c = text[at];
+        if (const size_t length = nulReferenceLength(text.substr(at))) {
+            std::fill_n(document.begin() + static_cast<ptrdiff_t>(at), length, kNoUtf8);
+        } else if (quote != '\0') {
+            quote = c == quote ? '\0' : quote;
+        } else if (const size_t behind = behindVerbatim(text, at); behind != at) {
+            at = behind - 1;
+        } else if (inTag && (c == '\'' || c == '"')) {
+            quote = c;
+        } else if (c == '<' || c == '>') {
+            inTag = c == '<';
+        }
     }
 }
 

@@ -123,6 +123,7 @@ TEST(XmlCursor, CharacterData) {
              Case{"a&#x000;b", "a"},
              Case{"a&#4294967296;b", "a"}, // as the parser counts
              Case{"a<![CDATA[&#0;]]><!-- &#0; --><?p &#0;?>b", "a&#0;b"},
+             Case{"a<x y='<!--' z='&#0;'/>&#0;b<![CDATA[c]]>", "a"}, // nothing begins within a value
              Case{"a&#;&#x;&#0 b&#10;", "a&#;&#x;&#0 b\n"},
              Case{"a&#xD800;b", "a"},
              Case{"%n%s", "%n%s"},
