@@ -116,6 +116,21 @@ TEST_F(Waits, LastReleaseLetsTheWaitEndFirst) {
     EXPECT_TRUE(m_Trace.contains("deleting event"));
 }
 
+// Nothing but the handle itself orders the two threads: the thread sanitizer sees a plain pointer in it.
+TEST_F(Waits, ReleaseIsSeenByOtherThreads) {
+    EventHandle event(false, false);
+    std::atomic<bool> bReleased{false};
+    std::thread releasing([&] {
+        event.ReleaseEvent();
+        bReleased.store(true, std::memory_order_relaxed);
+    });
+    while (!bReleased.load(std::memory_order_relaxed)) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(event.WaitForEvent(kLongMs, true), EVENT_FAILED);
+    releasing.join();
+}
+
 TEST_F(Waits, BrokenMutexFailsTheWaitAndKeepsTheObject) {
     // Never released: its waiter count stays raised, so that would poll for ever.
     static EventHandle* const event = new EventHandle(true, false);
