@@ -210,16 +210,23 @@ int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaini
     return 0;
 }
 
-int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
-    if (!leaping) {
-        return ::pthread_cond_timedwait(condition, mutex, deadline);
-    }
+namespace {
+
+int leapTo(const timespec& deadline) {
     timespec now{};
     readClock(CLOCK_MONOTONIC, &now);
-    const int64_t left = nanoseconds(*deadline) - nanoseconds(now);
+    const int64_t left = nanoseconds(deadline) - nanoseconds(now);
     const bool stray = strayWakeUpsLeft.fetch_sub(1) > 0;
     leaptNs += stray ? left / 2 : left;
     return stray ? 0 : ETIMEDOUT;
+}
+
+} // namespace
+
+// A thread may be cancelled in here, so its frame holds no locals: the address sanitizer keeps those of an
+// unwound frame poisoned.
+int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+    return leaping ? leapTo(*deadline) : ::pthread_cond_timedwait(condition, mutex, deadline);
 }
 
 void openLog(const char* identity, int options, int facility) {
