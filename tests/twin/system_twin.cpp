@@ -212,7 +212,7 @@ int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaini
 
 namespace {
 
-int leapTo(const timespec& deadline) {
+[[gnu::noinline]] int leapTo(const timespec& deadline) {
     timespec now{};
     readClock(CLOCK_MONOTONIC, &now);
     const int64_t left = nanoseconds(deadline) - nanoseconds(now);
