@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <stdexcept>
@@ -156,7 +158,10 @@ int remove(CRegistry& key, const RegistryCommand& command) {
 int exportTree(CRegistry& /*key*/, const RegistryCommand& /*command*/) {
     const em::GrowingText written = em::writeRegistry(em::registryState.value.Root());
     const std::string_view text = written.view();
-    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() ? kExitAsAsked : kExitOtherwise;
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        fail("standard output: write: " + std::generic_category().message(errno));
+    }
+    return kExitAsAsked;
 }
 
 // Keys of the file replace those of the same name at the root, as a set-up would.
@@ -164,7 +169,7 @@ int importFile(CRegistry& /*key*/, const RegistryCommand& command) {
     em::FileContent content;
     const int error = em::ReadRegularFile(command.file.c_str(), em::kRegistryLargestFile, 0, content);
     if (error != 0) {
-        fail(fmt::format("{}: {}", command.file, std::generic_category().message(error)));
+        fail(fmt::format("{}: read: {}", command.file, std::generic_category().message(error)));
     }
     const std::vector<RegistryComplaint> complaints = checkRegistryFile(command.file);
     if (!complaints.empty()) {
@@ -183,18 +188,28 @@ int check(CRegistry& /*key*/, const RegistryCommand& command) {
     return printComplaints(checkRegistryFiles(registryDirectory(command.directory)), command.json);
 }
 
+// The tree then is a fall-back's or empty, which would be shown as if it were the store's.
+void refuseUnreadable(const std::string& directory) {
+    const em::RegistryFailure failure = em::registryState.value.MainUnreadable();
+    if (failure.failedAt != nullptr) {
+        fail(fmt::format("{}/{} could not be read: {}: {}", directory, em::kRegistryMain, failure.failedAt,
+                         std::generic_category().message(failure.error)));
+    }
+}
+
 struct Verb {
     const char* name;
     const char* help;
     int (*run)(CRegistry&, const RegistryCommand&);
     bool changes = false;
+    bool shows = false;
 };
 constexpr std::array<Verb, 7> kVerbs{{
-    {"list", "show what a key holds", list},
-    {"get", "print one value", get},
+    {"list", "show what a key holds", list, false, true},
+    {"get", "print one value", get, false, true},
     {"set", "set a value; makes missing keys", set, true},
     {"delete", "delete a value, or a key with all below it", remove, true},
-    {"export", "print the whole tree in the file format", exportTree},
+    {"export", "print the whole tree in the file format", exportTree, false, true},
     {"import", "take over a file's keys in place of those of the same name at the root", importFile, true},
     {"check", "name each line that the reader would skip or cut, and what would block a save", check},
 }};
@@ -238,6 +253,9 @@ int runRegistryCommand(const RegistryCommand& command) {
         hold.emplace(directory);
     }
     CRegistry::SetupTree(true, directory.c_str());
+    if (verb->shows) {
+        refuseUnreadable(directory);
+    }
     CRegistry key;
     const int code = verb->run(key, command);
     if (verb->changes) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/base/cancellation_disabled.h"
 #include "platform/deadline.h"
 #include "platform/file_place.h"
 #include "platform/file_replacement.h"
@@ -17,7 +18,7 @@ constexpr uint64_t kLockLimitMs = 2000;        // for the lock of one file
 constexpr uint64_t kAllLimitMs = 20'000;       // while other writers keep putting new files in its place
 constexpr uint64_t kLockLookMs = 5;
 
-constexpr std::array<const char*, 7> kStepNames = {"nothing",
+constexpr std::array<const char*, 7> kStepNames = {"write it",
                                                    "find its directory",
                                                    "open the file",
                                                    "read the file",
@@ -148,6 +149,7 @@ using Turn = std::function<std::optional<FileChangeResult>(const FilePlace& plac
 
 // Finds, opens and locks the file, and hands it to the turn; where there is none, makes it.
 FileChangeResult takeTurns(const char* path, const FileModes& modes, const FileEdit& edit, const Turn& turn) {
+    const CancellationDisabled whole; // a thread that is unwound half-way would leave a mix
     FilePlace place;
     if (const int error = FindFilePlace(path, place)) {
         return {error, FileStep::Find};

@@ -44,6 +44,12 @@ public:
     [[nodiscard]] bool IsDirty() const { return m_bDirty; }
     [[nodiscard]] bool IsSetup() const { return m_bSetup; }
 
+    // Why the main file could not be read at the set-up, for another reason than that it is not there.
+    [[nodiscard]] RegistryFailure MainUnreadable() {
+        const RecursiveLockGuard guard(m_Lock);
+        return m_MainUnreadable;
+    }
+
 private:
     void Restore(const char* directory) EM_REQUIRES(m_Lock);
     RegistrySaveOutcome SaveOnce(bool changedByCaller, bool lastTry);

@@ -27,7 +27,7 @@ public:
     ShutdownStatus Cancel();
 
 private:
-    struct Value {
+    struct alignas(2) Value { // as wide as it is aligned, so that both compilers take one instruction
         bool cancelled = false;
         ShutdownStatus status = ShutdownStatus::None;
     };

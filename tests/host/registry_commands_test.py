@@ -131,6 +131,9 @@ class RegistryCommands(unittest.TestCase):
                 self.assertEqual(self.registry("set", KEY, "N", "string", "x"), (1, "", 1))
                 self.assertIn(f"{step}: {error}\n", self.told)
                 self.assertIn(f"{self.directory}/registry", self.told)
+        for verb in (("list",), ("get", KEY, "N"), ("export",)):  # what cannot be read is not shown as empty
+            self.assertEqual(self.registry(*verb), (1, "", 1))
+            self.assertIn("/registry could not be read: read the old file: Operation not supported\n", self.told)
 
     def test_check_names_file_line_and_reason(self):
         self.main.write_bytes(b"[A]\nText=s=x\nlost\nCount=d=\n\n\n")

@@ -105,9 +105,14 @@ TEST(Exports, DeleteKeepsTheModuleWhenTheTraceThrowsBeforeIt) {
     EXPECT_EQ(takeLines().back(), R"(\nEM DLL (EM_SHUTDOWN) : ## ERROR! Exception while destroying module!)");
     recording().throwOn("");
     void* again = nullptr;
+    recording().throwOn("already existing");
     EXPECT_TRUE(library.create(&again));
-    EXPECT_EQ(again, object);
-    EXPECT_EQ(library.destroy(), 1U);
+    EXPECT_EQ(again, object) << "the line is dropped, the answer is not";
+    recording().throwOn("destroyed successfully!");
+    EXPECT_EQ(library.destroy(), 0U) << "though it is gone by then";
+    recording().throwOn("");
+    EXPECT_EQ(library.destroy(), 0U);
+    EXPECT_EQ(takeLines().back(), R"(\nEM DLL (EM_SHUTDOWN) : Module already destroyed!)");
 }
 
 TEST(Library, IsReallyUnloadedAndCanBeLoadedAgain) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
@@ -54,6 +55,7 @@ protected:
 TEST_F(AgentsRestartTest, ServiceManagerGetsAJobFile) {
     m_Files.write("systemctl", "");
     m_Files.write("ombradAction.file", std::string(200, 'x'));
+    ASSERT_EQ(::chmod(m_strJob.c_str(), 0666), 0); // who may write it could have root run any command
     for (const Product& product : kProducts) {
         const test::TraceCapture capture(4);
         EXPECT_TRUE(CTellmarkAgents(product.identifier).RestartAgents());
@@ -64,6 +66,15 @@ TEST_F(AgentsRestartTest, ServiceManagerGetsAJobFile) {
                                       "CTellmarkAgents: This Job will be executed by ombradAction script\n");
     }
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "nothing was started";
+    for (const bool made : {false, true}) {
+        const mode_t mask = ::umask(0);
+        EXPECT_TRUE(CTellmarkAgents().RestartAgents());
+        ::umask(mask);
+        struct stat status = {};
+        ASSERT_EQ(::stat(m_strJob.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & ALLPERMS, 0644U) << made;
+        ASSERT_EQ(::unlink(m_strJob.c_str()), 0);
+    }
 }
 
 TEST_F(AgentsRestartTest, WithoutServiceManagerTheCommandIsStarted) {
