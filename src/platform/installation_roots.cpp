@@ -18,7 +18,7 @@ std::string productKeyPath() {
     std::string path;
     const bool found = locator.OpenPointersKey() == REG_SUCCESS &&
                        locator.QueryValue(nullptr, kLocatorValue, &size) == REG_SUCCESS &&
-                       locator.QueryText(kLocatorValue, path) == REG_SUCCESS && !path.empty();
+                       locator.QueryText(kLocatorValue, path) == REG_SUCCESS;
     return found ? path : kDefaultProductKey;
 }
 

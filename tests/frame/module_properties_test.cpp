@@ -101,7 +101,7 @@ TEST_F(ModuleProperties, TheLocatorNamesTheProductKey) {
     set("HKEY_LOCAL_MACHINE\\Here", "unused", "");
     set("HKEY_LOCAL_MACHINE\\Here\\There\\M", "P", uint32_t{2});
     set("HKEY_USERS\\Here\\M", "P", uint32_t{3});
-    for (const auto& [locator, expected] : {std::pair{"", 1U},
+    for (const auto& [locator, expected] : {std::pair{"", 0U}, // an empty value is one, too
                                             {"Here\\There", 2U},
                                             {"Here/There", 0U}, // a backslash is put behind it all the same
                                             {"\\Here\\There\\", 2U},
