@@ -54,11 +54,13 @@ std::string answerTo(Module& module, const char* command) {
 // Everything that somebody outside could see of a run, the trace apart.
 struct Outcome {
     Texts results, messages, commands;
+    Texts duringSettings; // apart, since another thread notes it
     bool operator==(const Outcome&) const = default;
 };
 
 void PrintTo(const Outcome& outcome, std::ostream* stream) {
-    for (const auto* const part : {&outcome.results, &outcome.messages, &outcome.commands}) {
+    for (const auto* const part :
+         {&outcome.results, &outcome.duringSettings, &outcome.messages, &outcome.commands}) {
         for (const std::string& text : *part) {
             *stream << "\n  " << text;
         }
@@ -107,7 +109,7 @@ protected:
             host.attachTo(&module);
             host.answer([&](SipJson& message, uint32_t) {
                 if (message.GetUint("OE", 0) == 0x1701 && GetParam().duringSettings != nullptr) {
-                    GetParam().duringSettings(module, outcome.results);
+                    GetParam().duringSettings(module, outcome.duringSettings);
                 }
                 answer(message);
             });
