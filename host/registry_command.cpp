@@ -83,7 +83,8 @@ int get(CRegistry& key, const RegistryCommand& command) {
     if (command.json) {
         fmt::print("{}\n", jsonItem({name, key.ValueType(), key.Data()}));
     } else {
-        fmt::print("{}\n", shownValue(key.ValueType(), key.Data()));
+        const std::string shown = shownValue(key.ValueType(), key.Data());
+        fmt::print("{}\n", command.raw ? shown : visibleText(shown));
     }
     return kExitAsAsked;
 }
