@@ -3,6 +3,7 @@
 #include <array>
 #include <climits>
 #include <string_view>
+#include <utility>
 
 namespace em {
 namespace {
@@ -67,7 +68,10 @@ int FindFilePlace(const char* path, FilePlace& place) {
             if (target.front() == '/') {
                 place.directory = startOf(target);
             }
-            rest = rest.empty() ? target : target + '/' + rest;
+            if (!rest.empty()) {
+                target.append("/").append(rest);
+            }
+            rest = std::move(target);
         } else if (rest.empty()) {
             return mustBeDirectory ? EISDIR : 0;
         } else {
