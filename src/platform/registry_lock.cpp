@@ -33,6 +33,14 @@ const char* refusalOfLockFile(const struct stat& status) {
     return (status.st_mode & ALLPERMS) == kMode ? nullptr : "the lock file's mode is not 0600";
 }
 
+// The lock is the open file's, not the descriptor's: close alone would leave it to a child of the host's that
+// never runs a program, and no save would get it while that child lives.
+RegistryLock::~RegistryLock() {
+    if (m_File.valid()) {
+        static_cast<void>(sys::flock(m_File.get(), LOCK_UN)); // closing it is all that is left to try
+    }
+}
+
 RegistryFailure RegistryLock::Try(int directory) {
     UniqueFd file = openLockFile(directory);
     struct stat status = {};

@@ -15,7 +15,11 @@ namespace em {
 
 class RegistryLock {
 public:
-    constexpr RegistryLock() = default; // not held; a held one is given back by the destructor
+    constexpr RegistryLock() = default; // not held
+    // Gives it back, also where a child that was forked meanwhile still has the descriptor.
+    ~RegistryLock();
+    RegistryLock(const RegistryLock&) = delete;
+    RegistryLock& operator=(const RegistryLock&) = delete;
 
     // Tries once and never waits; makes the file when it is missing. The error is EWOULDBLOCK while another
     // writer holds it. For an object that does not hold it yet.
