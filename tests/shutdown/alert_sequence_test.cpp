@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <cerrno>
 #include <optional>
+#include <string_view>
 
 #include "platform/base/system_twin.h"
 #include "platform/deadline.h"
@@ -105,6 +107,9 @@ TEST_F(AlertSequenceTest, StopEndsADelayThatHasNoEvent) {
     EXPECT_EQ(m_nEnd, 0) << "the sequence went on behind the delay";
 }
 
+std::atomic<int64_t> toolStartedNs{0};
+std::atomic<int64_t> toolKilledNs{0};
+
 // A tool that has said "E" and then hangs does not open the gate, to nobody who asks.
 TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
     const TemporaryDirectory files;
@@ -118,7 +123,13 @@ TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
         m_Host.attachTo(&module);
         SipJson request = command(code, 1);
         twin::leapTime();
-        const int64_t begin = Deadline::nowNs();
+        twin::watch([](const char* call) {
+            if (call == std::string_view("pidfd_open")) { // the query's first call behind its tool's start
+                toolStartedNs = Deadline::nowNs();
+            } else if (call == std::string_view("kill")) {
+                toolKilledNs = Deadline::nowNs();
+            }
+        });
         if (code == opcode::CM_GetMaintenanceMode) {
             EXPECT_TRUE(module.HandleRequest(&request));
             EXPECT_EQ(request.GetUint("DA", 9), 0U);
@@ -126,9 +137,7 @@ TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
             module.OnTaskExecution(request, 0);
             EXPECT_NE(m_Host.messages().at(0).find(R"({"OC":527,"DA":5)"), std::string::npos) << "refused";
         }
-        const int64_t seconds = secondsBetween(begin, Deadline::nowNs());
-        EXPECT_GE(seconds, 30);
-        EXPECT_LE(seconds, 32) << "a killed tool is given a second to be gone";
+        EXPECT_EQ(secondsBetween(toolStartedNs, toolKilledNs), 30);
     }
 }
 
