@@ -119,16 +119,6 @@ TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
     EXPECT_EQ(commands(0), Commands{});
 }
 
-TEST_F(FaultTest, CancelBeforeTheTaskIsTakenIsHonoured) {
-    EXPECT_EQ(m_Module.request(kOffNow), "true " + withCommand(R"({"OC":517,"DA":1,"ST":0})"));
-    static_cast<void>(m_Module.request(R"({"OC":521})"));
-    start();
-    ASSERT_TRUE(recording().waitFor(kCompleted));
-    EXPECT_EQ(recording().count(kCancelled), 1U);
-    EXPECT_EQ(m_Module.status(), 5U);
-    EXPECT_EQ(commands(0), Commands{});
-}
-
 TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
     static_cast<void>(m_Module.request(kOffNow));
     static_cast<void>(m_Module.request(R"({"OC":521})"));

@@ -121,21 +121,12 @@ TEST(Requests, TellTheMaintenanceMode) {
     EXPECT_TRUE(recording().contains("\nEM_SHUTDOWN         :  # CM_GetMaintenanceMode #"));
 }
 
-TEST(Requests, KeepNineTasksUntilTheStartAndRefuseTheTenth) {
-    HostedModule module(5);
-    for (int i = 0; i < 10; ++i) {
-        EXPECT_EQ(module.request(R"({"OC":517})"), "true " + withCommand(R"({"OC":517,"ST":0})"));
-    }
-    EXPECT_EQ(recording().count("Task with priority 0 inserted into task queue!"), 9U);
-    EXPECT_EQ(recording().count("\nCTaskSerializer     : ## ERROR! Task queue for priority 0 is full"), 1U);
-    EXPECT_EQ(module.status(), 1U);
-}
-
 TEST(Requests, AreRefusedInTheQueueAfterStop) {
     HostedModule module(5);
     ASSERT_TRUE(module.start());
     static_cast<void>(module.stop());
     EXPECT_EQ(module.request(R"({"OC":517})"), "true " + withCommand(R"({"OC":517,"ST":0})"));
+    EXPECT_EQ(module.status(), 1U) << "nobody takes it back";
     EXPECT_TRUE(
         recording().contains("\nCTaskSerializer     : Manager locked for Tasks at level 0. Task ignored!"));
     EXPECT_EQ(module.notify(0x30000), 1U) << "and the system's shutdown does not wait";

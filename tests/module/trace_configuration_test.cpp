@@ -44,13 +44,5 @@ TEST_F(TraceConfiguration, IsReadAtLoadAndFollowedWhileRunning) {
     EXPECT_TRUE(recording().waitFor("waiting 1000ms on event"));
 }
 
-TEST_F(TraceConfiguration, EmptyDirectorySwitchesOffTheEnvironmentToo) {
-    HostedModule module(5);
-    ASSERT_TRUE(module.start());
-    for (const Record& record : recording().all()) {
-        EXPECT_EQ(record.kind, Kind::HostCall) << record.text;
-    }
-}
-
 } // namespace
 } // namespace module_test

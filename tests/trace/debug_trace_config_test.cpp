@@ -80,7 +80,6 @@ TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
         {{{"global_trace.ini", three}, {"x.ini", four}}, 3},
         {{{"em.ini.bak", three}}, 3},
         {{{".#em.ini", three}, {"other.ini", other}}, 0}, // an editor's lock file
-        {{{"em.ini", "[EM_SHUTDOWN]\nMyFileDebugLevel=9\nFileDebugLevel=3"}}, 9},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.files.begin()->first);

@@ -1,7 +1,6 @@
 #include "trace/ini_section_file.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <optional>
 #include <string>
@@ -108,9 +107,6 @@ TEST_F(IniSectionFileTest, HoldsNothingAfterAFileThatCannotBeRead) {
         EXPECT_FALSE(m_File.HasPath());
         EXPECT_EQ(valueOf(m_File, "Key"), std::nullopt);
     }
-    ASSERT_EQ(::mkfifo(m_Directory.pathOf("fifo.ini").c_str(), 0600), 0);
-    EXPECT_FALSE(m_File.LoadSection("EM_SHUTDOWN", "fifo.ini", m_Directory.path().c_str()))
-        << "and does not wait for a writer";
 }
 
 TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsWhole) {
