@@ -3,7 +3,7 @@
 // is added, and nothing is left of it in an optimised build. Product code makes these calls through here,
 // except where memory is taken from the C heap and its lack is no case of its own (malloc and calloc of the
 // trace's files and of file contents, strdup of an envelope's text). What is not here, it calls directly:
-// conversions of dates, texts and character sets, standard error, identities of threads.
+// what converts, unlocks, destroys or cannot fail, standard error, identity and cancel state of threads.
 // The tests compile the product against a scripted twin of this header (tests/twin).
 #pragma once
 
