@@ -27,7 +27,11 @@ std::vector<std::string> formsOf(const std::string& code) {
     uint32_t number = 0;
     const char* const end = code.data() + code.size();
     const bool isHex = code.starts_with("0x") || code.starts_with("0X");
-    if (isHex && std::from_chars(code.data() + 2, end, number, 16).ptr == end) {
+    if (!isHex) {
+        return forms;
+    }
+    const auto [behind, failure] = std::from_chars(code.data() + 2, end, number, 16);
+    if (failure == std::errc{} && behind == end) {
         forms.push_back(fmt::format("0x{:06X}", number));
         forms.push_back(fmt::format("0x{:04X}", number));
     }

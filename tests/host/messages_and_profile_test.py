@@ -72,6 +72,10 @@ class MessagesAndProfile(unittest.TestCase):
         code, text, errors = self.run_tool("messages", "list")
         self.assertEqual((code, text.count("\n"), errors), (0, 112, 0))
         self.assertIn("\n0x0E0001 en The power switch was pressed\n", text)
+        zero = (self.directory / "EVENTMSG.XML").read_text().replace('"0x0E0001"', '"0x000000"')
+        (self.directory / "EVENTMSG.XML").write_text(zero)
+        for number in ("0x", "0x100000000", "0x0E0001"):  # none of them is zero
+            self.assertEqual(self.run_tool("messages", "lookup", number), (1, "", 1))
 
     def test_check(self):
         self.assertEqual(self.run_tool("messages", "check", EXAMPLE)[0], 0)
