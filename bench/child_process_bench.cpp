@@ -7,8 +7,8 @@
 #include <string>
 
 #include "bench/paired_rounds.h"
-#include "platform/child_process.h"
-#include "platform/shell_query.h"
+#include "platform/processes/child_process.h"
+#include "platform/processes/shell_query.h"
 
 namespace {
 

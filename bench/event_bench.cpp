@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "bench/paired_rounds.h"
-#include "platform/event_handle.h"
+#include "platform/events/event_handle.h"
 
 namespace {
 

@@ -17,12 +17,12 @@
 #include <utility>
 #include <vector>
 
+#include "base/file_content.h"
 #include "bench/registry_peers.h"
 #include "bench/stopwatch.h"
-#include "platform/base/file_content.h"
-#include "platform/registry_node.h"
-#include "platform/registry_reader.h"
-#include "platform/registry_save.h"
+#include "platform/registry/registry_node.h"
+#include "platform/registry/registry_reader.h"
+#include "platform/registry/registry_save.h"
 
 namespace {
 

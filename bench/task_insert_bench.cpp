@@ -2,7 +2,7 @@
 #include <cstdlib>
 
 #include "bench/paired_rounds.h"
-#include "frame/sip_json.h"
+#include "frame/envelope/sip_json.h"
 #include "tasks/task_serializer.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/system_fake.h"
 #include "bench/paired_rounds.h"
-#include "platform/base/system_twin.h"
 #include "trace/trace.h"
 
 namespace {
@@ -43,8 +43,8 @@ struct HostDebug {
 
 int main() {
     static HostDebug host;
-    em::twin::setSymbol("Debug", &host.firstWord);
-    em::twin::setPath("traceConfigDirectory", "/nonexistent");
+    em::fake::setSymbol("Debug", &host.firstWord);
+    em::fake::setPath("traceConfigDirectory", "/nonexistent");
 
     constexpr int kDisabledCalls = 200000;
     em::bench::print("disabled line to one predicted branch",

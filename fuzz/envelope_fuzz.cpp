@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "frame/json_text.h"
-#include "frame/json_tree.h"
-#include "frame/sip_json.h"
+#include "frame/envelope/sip_json.h"
+#include "frame/json/json_text.h"
+#include "frame/json/json_tree.h"
 #include "input.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/utf8.h"
 #include "catalogue/log_msg_xml_file_impl.h"
 #include "input.h"
-#include "markup/utf8.h"
 #include "markup/xml_cursor.h"
 #include "markup/xml_document.h"
 

@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "input.h"
-#include "platform/profile_edit.h"
-#include "platform/profile_string.h"
+#include "platform/profile/profile_edit.h"
+#include "platform/profile/profile_string.h"
 
 namespace {
 

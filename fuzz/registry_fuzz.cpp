@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "input.h"
-#include "platform/registry_node.h"
-#include "platform/registry_reader.h"
-#include "platform/registry_writer.h"
+#include "platform/registry/registry_node.h"
+#include "platform/registry/registry_reader.h"
+#include "platform/registry/registry_writer.h"
 
 namespace {
 

@@ -11,7 +11,7 @@ import sys
 
 # From the ground up; the longest prefix of a file's path tells its folder.
 FLOORS = [
-    ["platform/base"],
+    ["base"],
     ["trace"],
     ["platform", "tasks", "markup"],
     ["frame", "osshutdown", "catalogue"],
@@ -31,13 +31,13 @@ def circle(graph: dict[str, set[str]]) -> list[str] | None:
     """The nodes of one circle, the first one repeated at the end."""
     done: set[str] = set()
 
-    def walk(node: str, road: list[str]) -> list[str] | None:
-        if node in road:
-            return road[road.index(node):] + [node]
+    def walk(node: str, path: list[str]) -> list[str] | None:
+        if node in path:
+            return path[path.index(node):] + [node]
         if node in done:
             return None
         for following in sorted(graph.get(node, ())):
-            found = walk(following, road + [node])
+            found = walk(following, path + [node])
             if found:
                 return found
         done.add(node)

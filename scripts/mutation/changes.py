@@ -11,7 +11,7 @@ import random
 import re
 
 # The sandbox, its guard and recorder, and whatever starts or asks them: a changed one could let a real command out.
-REFUSED_NAMES = re.compile(r"sandbox|recorder|volad_dev\.cpp")
+REFUSED_NAMES = re.compile(r"sandbox|recorder|host/cli/main\.cpp")
 REFUSED_WORDS = re.compile(r"assertSandboxInForce|runInSandbox|sandboxFault|sandboxArguments")
 
 TOKEN = re.compile(

@@ -1,10 +1,10 @@
 #include "catalogue/log_msg_file.h"
 
+#include "base/current_directory.h"
+#include "base/swallow.h"
 #include "catalogue/log_msg_xml_file_impl.h"
 #include "catalogue/message_directory.h"
-#include "platform/base/current_directory.h"
-#include "platform/base/swallow.h"
-#include "platform/installation_roots.h"
+#include "frame/configuration/installation_roots.h"
 #include "trace/trace.h"
 
 namespace em {

@@ -1,7 +1,7 @@
 #include "catalogue/log_msg_xml_file_impl.h"
 
+#include "base/ascii.h"
 #include "markup/xml_cursor.h"
-#include "platform/base/ascii.h"
 #include "trace/trace.h"
 
 namespace em {

@@ -15,8 +15,8 @@ public:
     explicit CLogMsgXmlFileImpl(const XmlDocument& document) : m_Document(document) {}
 
     // The index-th text (from 0) of the field, of the first such code and in it the first such language.
-    // Empty when anything is missing on the way: no later twin of a code or language is tried. A null code or
-    // field matches nothing; a null language means "en". May throw bad_alloc.
+    // Empty when anything is missing on the way: no later repetition of a code or language is tried. A null
+    // code or field matches nothing; a null language means "en". May throw bad_alloc.
     [[nodiscard]] std::string Search(const char* code, const char* field, const char* language,
                                      int32_t index) const;
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/installation_roots.h"
+#include "frame/configuration/installation_roots.h"
 
 namespace em {
 

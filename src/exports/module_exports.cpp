@@ -4,9 +4,9 @@
 #include <array>
 #include <cstdint>
 
-#include "platform/base/cancellation_disabled.h"
+#include "base/cancellation_disabled.h"
 #include "shutdown/shutdown_module.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace {
 
@@ -61,7 +61,7 @@ extern "C" {
     if (module == nullptr) {
         return false;
     }
-    *module = em::atBorder("EM_Create()", static_cast<CIExtensionModule*>(nullptr), createInstance);
+    *module = em::atBoundary("EM_Create()", static_cast<CIExtensionModule*>(nullptr), createInstance);
     return *module != nullptr;
 }
 
@@ -79,7 +79,7 @@ extern "C" {
 }
 
 [[gnu::visibility("default")]] unsigned EM_SetupAction(uint32_t code) {
-    em::atBorder("EM_SetupAction()", [code] {
+    em::atBoundary("EM_SetupAction()", [code] {
         const auto* const action =
             std::find_if(kSetupActions.begin(), kSetupActions.end(),
                          [code](const SetupAction& known) { return known.code == code; });

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/base/ascii.h"
+#include "base/ascii.h"
 
 namespace em {
 namespace {

@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "markup/utf8.h"
-#include "platform/base/ascii.h"
-#include "platform/base/errno_keeper.h"
+#include "base/ascii.h"
+#include "base/errno_keeper.h"
+#include "base/utf8.h"
 
 namespace em {
 namespace {

@@ -1,6 +1,6 @@
 #include "markup/xml_cursor.h"
 
-#include "markup/utf8.h"
+#include "base/utf8.h"
 #include "markup/xml_document.h"
 
 namespace em {

@@ -7,10 +7,10 @@
 #include <cstring>
 #include <new>
 
+#include "base/file_content.h"
+#include "base/swallow.h"
 #include "markup/nul_reference.h"
 #include "markup/text_encoding.h"
-#include "platform/base/file_content.h"
-#include "platform/base/swallow.h"
 
 namespace em {
 namespace {

@@ -2,11 +2,11 @@
 // not take, and a forced command that it does not run: this disabled state is what installations rely on.
 #include <pthread.h>
 
+#include "base/system.h"
 #include "osshutdown/job_runner.h"
 #include "osshutdown/os_shutdown.h"
 #include "osshutdown/shutdown_kind.h"
-#include "platform/base/system.h"
-#include "platform/thread_border.h"
+#include "platform/threads/thread_boundary.h"
 
 namespace em {
 namespace {

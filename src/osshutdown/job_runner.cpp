@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/base/current_directory.h"
-#include "platform/base/swallow.h"
-#include "platform/child_process.h"
+#include "base/current_directory.h"
+#include "base/swallow.h"
+#include "platform/processes/child_process.h"
 #include "trace/trace.h"
 
 namespace em {

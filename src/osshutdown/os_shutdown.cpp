@@ -1,9 +1,9 @@
 #include "osshutdown/os_shutdown.h"
 
+#include "base/system.h"
 #include "osshutdown/job_runner.h"
 #include "osshutdown/shutdown_kind.h"
-#include "platform/base/system.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace em {
 namespace {
@@ -64,7 +64,7 @@ bool COSShutdown::EndSystem(uint32_t kind, uint32_t forceDelaySeconds) {
 }
 
 int32_t COSShutdown::ExecuteCmd(const char* command, uint32_t timeoutSeconds) {
-    return atBorder("ExecuteCmd()", -1, [&] {
+    return atBoundary("ExecuteCmd()", -1, [&] {
         switch (RunCommand(command, timeoutSeconds).end) {
         case CommandEnd::Finished:
         case CommandEnd::CollectedElsewhere:

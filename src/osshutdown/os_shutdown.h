@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/base/recursive_lock.h"
-#include "platform/event_handle.h"
-#include "platform/thread.h"
+#include "base/recursive_lock.h"
+#include "platform/events/event_handle.h"
+#include "platform/threads/thread.h"
 
 namespace em {
 

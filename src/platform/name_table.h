@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/base/system.h"
+#include "base/system.h"
 
 namespace em {
 

@@ -1,8 +1,8 @@
 #include "platform/process_state.h"
 
-#include "platform/base/swallow.h"
-#include "platform/event_state.h"
-#include "platform/registry_state.h"
+#include "base/swallow.h"
+#include "platform/events/event_state.h"
+#include "platform/registry/registry_state.h"
 #include "trace/debug_client.h"
 
 namespace em {

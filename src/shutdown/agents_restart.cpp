@@ -4,9 +4,9 @@
 #include <cstring>
 #include <mutex>
 
-#include "platform/base/system.h"
-#include "platform/child_process.h"
-#include "platform/file_change.h"
+#include "base/system.h"
+#include "platform/files/file_change.h"
+#include "platform/processes/child_process.h"
 #include "trace/trace.h"
 
 namespace em {

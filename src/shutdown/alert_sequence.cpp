@@ -5,12 +5,12 @@
 #include <cstdio>
 
 #include "catalogue/log_msg_file.h"
-#include "frame/cabinet_number.h"
+#include "frame/module/cabinet_number.h"
 #include "shutdown/host_settings.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/reason_table.h"
 #include "shutdown/shutdown_module.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace em {
 namespace {
@@ -41,12 +41,12 @@ void traceDefaultMessageUsed() {
 
 void AlertSequence::Run() {
     Outcome outcome = Outcome::Ended;
-    if (!atBorder("OnTaskExecution()", [&] { outcome = Prepare(); })) {
+    if (!atBoundary("OnTaskExecution()", [&] { outcome = Prepare(); })) {
         // Nothing may be left "pending" with no task behind it.
         static_cast<void>(swallow([&] { m_Module.Cancel(true); }));
         return;
     }
-    if (outcome == Outcome::GoOn && !atBorder("OnTaskExecution()", [&] { outcome = Execute(); })) {
+    if (outcome == Outcome::GoOn && !atBoundary("OnTaskExecution()", [&] { outcome = Execute(); })) {
         outcome = Outcome::Stopped; // the command may have been started
     }
     if (outcome == Outcome::GoOn || outcome == Outcome::Stopped) {
@@ -249,9 +249,9 @@ void AlertSequence::PowerOff() {
 // From here on the queue takes no task, until the object is deleted. Each part is due even when a line of the
 // one before it could not be written.
 void AlertSequence::Finish() {
-    atBorder("OnTaskExecution()", [&] { m_Module.ChangeStatus(ShutdownStatus::Executing); });
-    atBorder("OnTaskExecution()", [&] { m_Module.DisableAllTasks(); });
-    atBorder("OnTaskExecution()", [&] { m_Module.RemoveAllTasks(); });
+    atBoundary("OnTaskExecution()", [&] { m_Module.ChangeStatus(ShutdownStatus::Executing); });
+    atBoundary("OnTaskExecution()", [&] { m_Module.DisableAllTasks(); });
+    atBoundary("OnTaskExecution()", [&] { m_Module.RemoveAllTasks(); });
 }
 
 } // namespace em

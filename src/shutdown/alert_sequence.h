@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "frame/sip_json.h"
+#include "frame/envelope/sip_json.h"
 
 namespace em {
 

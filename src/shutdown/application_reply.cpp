@@ -1,10 +1,10 @@
 // Replies and notifications of other applications that the host hands on: the one way to a halt, and the
 // restart of the management agents.
-#include "frame/message_trace.h"
+#include "frame/envelope/message_trace.h"
 #include "shutdown/agents_restart.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/shutdown_module.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace em {
 
@@ -12,7 +12,7 @@ void CShutdownExtensionModule::ApplicationReply(SipJson* reply) {
     if (reply == nullptr) {
         return;
     }
-    atBorder("ApplicationReply()", [&] {
+    atBoundary("ApplicationReply()", [&] {
         TraceReply(ModuleName(), *reply, 2);
         EM_TRACE(5, "\nEM_SHUTDOWN         :   -> ApplicationReply()");
         DispatchReply(*reply);

@@ -1,7 +1,7 @@
 #include "shutdown/disconnect_procedure.h"
 
-#include "frame/cabinet_number.h"
-#include "platform/sleep.h"
+#include "base/clock.h"
+#include "frame/module/cabinet_number.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/reason_table.h"
 #include "shutdown/shutdown_module.h"

@@ -1,9 +1,9 @@
 #include "shutdown/host_settings.h"
 
-#include "frame/cabinet_number.h"
-#include "frame/extension_module.h"
-#include "frame/host_interface.h"
-#include "frame/sip_json.h"
+#include "frame/envelope/sip_json.h"
+#include "frame/module/cabinet_number.h"
+#include "frame/module/extension_module.h"
+#include "frame/module/host_interface.h"
 #include "shutdown/operation_codes.h"
 
 namespace em {

@@ -1,6 +1,6 @@
 #include "shutdown/maintenance_mode.h"
 
-#include "platform/shell_query.h"
+#include "platform/processes/shell_query.h"
 #include "trace/trace.h"
 
 namespace em {

@@ -5,7 +5,7 @@
 
 #include "shutdown/operation_codes.h"
 #include "shutdown/shutdown_module.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace em {
 namespace {
@@ -18,7 +18,7 @@ constexpr unsigned kPassSeconds = 1;
 void MaintenanceWatcher::Run() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : START THREAD CheckMaintenanceThreadProc()");
     while (!m_Module.m_bStop) {
-        atBorder("CheckMaintenanceThreadProc()", [&] { Pass(); });
+        atBoundary("CheckMaintenanceThreadProc()", [&] { Pass(); });
         Sleep();
     }
     EM_TRACE(2, "\nEM_SHUTDOWN         : EXIT THREAD CheckMaintenanceThreadProc()!");
@@ -56,7 +56,7 @@ MaintenanceMode CShutdownExtensionModule::QueryMaintenanceMode() {
 }
 
 void CShutdownExtensionModule::AfterStart() {
-    atBorder("AfterStart()", [this] {
+    atBoundary("AfterStart()", [this] {
         if (SwitchShutdown()) {
             return;
         }

@@ -1,8 +1,8 @@
 // Notifications of the host: the system going down and changes of the power state.
-#include "frame/notification_codes.h"
+#include "frame/module/notification_codes.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/shutdown_module.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace em {
 namespace {
@@ -13,7 +13,7 @@ constexpr uint32_t kReadyTimeoutMs = 5000;
 
 unsigned CShutdownExtensionModule::OnModuleNotification(uint32_t code, uint64_t /*parameter*/,
                                                         uint64_t /*extra*/) {
-    return atBorder("OnModuleNotification()", 0U, [&] {
+    return atBoundary("OnModuleNotification()", 0U, [&] {
         switch (code) {
         case SCN_SWITCH_SHUTDOWN:
         case SCN_POWERSTATE_SUSPEND:

@@ -1,11 +1,11 @@
 #include "shutdown/power_off_worker.h"
 
-#include "frame/cabinet_number.h"
-#include "platform/base/system.h"
+#include "base/system.h"
+#include "frame/module/cabinet_number.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/reason_table.h"
 #include "shutdown/shutdown_module.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace em {
 namespace {
@@ -28,7 +28,7 @@ void PowerOffWorker::Run() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : START THREAD WorkerThread()");
     while (!m_Module.m_bStop) {
         bool raised = false; // stays so when the pass fails: that counts as no valid time
-        atBorder("WorkerThread()", [&] { raised = Pass(); });
+        atBoundary("WorkerThread()", [&] { raised = Pass(); });
         Sleep(raised);
     }
     EM_TRACE(2, "\nEM_SHUTDOWN         : EXIT THREAD WorkerThread()!");

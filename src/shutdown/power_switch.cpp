@@ -1,6 +1,6 @@
 // The host's power-switch events, switched on while the module runs.
-#include "frame/cabinet_number.h"
-#include "frame/module_properties.h"
+#include "frame/configuration/module_properties.h"
+#include "frame/module/cabinet_number.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/shutdown_module.h"
 #include "trace/trace.h"

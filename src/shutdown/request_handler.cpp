@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "frame/message_trace.h"
+#include "frame/envelope/message_trace.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/shutdown_module.h"
-#include "trace/border.h"
+#include "trace/boundary.h"
 
 namespace em {
 namespace {
@@ -30,7 +30,7 @@ bool CShutdownExtensionModule::HandleRequest(SipJson* request) {
         return false;
     }
     bool handled = false;
-    const bool completed = atBorder("HandleRequest()", [&] {
+    const bool completed = atBoundary("HandleRequest()", [&] {
         TraceRequest(ModuleName(), *request, kTraceLevel);
         const Answer answer = AnswerRequest(*request);
         request->SetStatus(answer.status);

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/deadline.h"
-#include "platform/sleep.h"
-#include "platform/thread_border.h"
+#include "base/clock.h"
+#include "platform/threads/thread_boundary.h"
 #include "shutdown/alert_sequence.h"
 #include "shutdown/disconnect_procedure.h"
 #include "shutdown/maintenance_watcher.h"
@@ -45,7 +44,7 @@ bool CShutdownExtensionModule::HasThreads() const {
 
 bool CShutdownExtensionModule::Start() {
     m_bStarted = true; // first of all: what is left half-started, Stop must end too
-    return atBorder("Start()", true, [this] {
+    return atBoundary("Start()", true, [this] {
         EM_TRACE(1, kOpening);
         EM_TRACE(1, "\n### Starting module %s ###\n", ModuleName());
         RegisterEventLogSource();
@@ -64,7 +63,7 @@ bool CShutdownExtensionModule::Start() {
 }
 
 unsigned CShutdownExtensionModule::Stop() {
-    return atBorder("Stop()", 1U, [this] {
+    return atBoundary("Stop()", 1U, [this] {
         EM_TRACE(1, kOpening);
         EM_TRACE(1, "\n### Stopping module %s ###\n", ModuleName());
         if (m_bStarted) {
@@ -117,7 +116,7 @@ void CShutdownExtensionModule::SleepOn(EventHandle& event, uint64_t spanMs, bool
 }
 
 void CShutdownExtensionModule::OnTaskExecution(SipJson& task, int /*level*/) {
-    atBorder("OnTaskExecution()", [&] {
+    atBoundary("OnTaskExecution()", [&] {
         switch (task.GetUint("OC", 0)) {
         case opcode::CM_Disconnect:
             DisconnectProcedure(*this).Run();

@@ -4,11 +4,11 @@
 
 #include <atomic>
 
-#include "frame/extension_module.h"
-#include "frame/sip_json.h"
+#include "frame/envelope/sip_json.h"
+#include "frame/module/extension_module.h"
 #include "osshutdown/os_shutdown.h"
-#include "platform/event_handle.h"
-#include "platform/thread.h"
+#include "platform/events/event_handle.h"
+#include "platform/threads/thread.h"
 #include "shutdown/maintenance_mode.h"
 #include "shutdown/shutdown_state.h"
 #include "tasks/task_serializer.h"

@@ -1,5 +1,5 @@
 // What moves the shutdown status: the change itself, the cancel operation and the queueing of a shutdown.
-#include "frame/host_interface.h"
+#include "frame/module/host_interface.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/shutdown_module.h"
 #include "trace/trace.h"

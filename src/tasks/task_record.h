@@ -4,7 +4,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/event_handle.h"
+#include "platform/events/event_handle.h"
 
 namespace em {
 

@@ -15,9 +15,9 @@
 #include <memory>
 #include <span>
 
-#include "platform/base/recursive_lock.h"
-#include "platform/event_handle.h"
-#include "platform/thread.h"
+#include "base/recursive_lock.h"
+#include "platform/events/event_handle.h"
+#include "platform/threads/thread.h"
 #include "tasks/task_level.h"
 #include "tasks/task_record.h"
 

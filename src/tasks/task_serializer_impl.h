@@ -2,8 +2,8 @@
 // then the handler thread.
 #pragma once
 
-#include "platform/sleep.h"
-#include "platform/thread_border.h"
+#include "base/clock.h"
+#include "platform/threads/thread_boundary.h"
 #include "trace/trace.h"
 
 namespace em {

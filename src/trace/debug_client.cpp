@@ -1,10 +1,10 @@
 #include "trace/debug_client.h"
 
-#include "platform/base/errno_keeper.h"
-#include "platform/base/swallow.h"
-#include "platform/base/system.h"
-#include "platform/base/system_log.h"
-#include "platform/base/virtual_slot.h"
+#include "base/errno_keeper.h"
+#include "base/swallow.h"
+#include "base/system.h"
+#include "base/system_log.h"
+#include "base/virtual_slot.h"
 
 namespace em {
 

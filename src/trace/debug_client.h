@@ -4,7 +4,7 @@
 
 #include <cstdarg>
 
-#include "platform/base/never_destroyed.h"
+#include "base/never_destroyed.h"
 #include "trace/debug_trace_config.h"
 
 namespace em {

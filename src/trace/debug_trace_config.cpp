@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/base/errno_keeper.h"
-#include "platform/base/swallow.h"
-#include "platform/base/system.h"
+#include "base/errno_keeper.h"
+#include "base/swallow.h"
+#include "base/system.h"
 
 namespace em {
 

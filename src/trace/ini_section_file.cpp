@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/base/ascii.h"
-#include "platform/base/unique_fd.h"
+#include "base/ascii.h"
+#include "base/unique_fd.h"
 
 namespace em {
 namespace {

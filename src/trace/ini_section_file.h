@@ -5,7 +5,7 @@
 #include <ctime>
 #include <memory>
 
-#include "platform/base/file_content.h"
+#include "base/file_content.h"
 
 namespace em {
 

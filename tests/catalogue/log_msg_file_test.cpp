@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 #include "support/temporary_directory.h"
 #include "support/trace_capture.h"
 
@@ -26,7 +26,7 @@ protected:
 
     [[nodiscard]] std::string summary() const { return m_Messages.LookUp("0x0e0001", "Summary", nullptr, 0); }
 
-    const twin::Scope m_Scope;
+    const fake::Scope m_Scope;
     const test::TemporaryDirectory m_Directory;
     CLogMsgFile m_Messages;
 };
@@ -80,7 +80,7 @@ TEST_F(LogMsgFile, BadFileIsPassedOverWithItsReason) {
 
 TEST_F(LogMsgFile, UnknownCurrentDirectory) {
     m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
-    twin::failNth("getcwd", 1, ENOENT, 0);
+    fake::failNth("getcwd", 1, ENOENT, 0);
     EXPECT_TRUE(m_Messages.Open(true));
     EXPECT_EQ("./EVENTMSG.XML", m_Messages.Path());
 }

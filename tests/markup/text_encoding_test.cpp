@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "markup/utf8.h"
+#include "base/utf8.h"
 #include "markup/xml_cursor.h"
 #include "markup/xml_document.h"
 

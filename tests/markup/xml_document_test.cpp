@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "base/system_fake.h"
 #include "markup/xml_cursor.h"
-#include "platform/base/system_twin.h"
 #include "support/temporary_directory.h"
 
 namespace em {
@@ -65,7 +65,7 @@ TEST(XmlDocument, DeclaredEntitiesStayAsWritten) {
 }
 
 TEST(XmlDocument, Files) {
-    const twin::Scope scope;
+    const fake::Scope scope;
     const test::TemporaryDirectory directory;
     directory.write("good.xml", "<a/>");
     directory.write("empty.xml", "");
@@ -83,7 +83,7 @@ TEST(XmlDocument, Files) {
         EXPECT_EQ(file == std::string("missing.xml"), result.missing);
     }
     ASSERT_TRUE(document.LoadFile(directory.pathOf("good.xml").c_str()).loaded());
-    twin::failNth("read", 1, EIO);
+    fake::failNth("read", 1, EIO);
     EXPECT_STREQ("it cannot be read", document.LoadFile(directory.pathOf("good.xml").c_str()).reason);
     EXPECT_FALSE(XmlCursor(document).FindNext("a")) << "the document of before is gone";
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/command_record.h"
+#include "host/sandbox/command_record.h"
 
 namespace module_test {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/sandbox_layout.h"
+#include "host/sandbox/sandbox_layout.h"
 #include "module/commands.h"
 #include "module/files.h"
 #include "module/loaded_module.h"
@@ -62,7 +62,7 @@ private:
     void (*m_pCall)(HostedModule&) = nullptr;
 };
 
-TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheRoad) {
+TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheScenario) {
     m_Module.host.throwAlways();
     start();
     EXPECT_TRUE(recording().contains("\"Tellmark Host Warden\" registered"));

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "host/sandbox_layout.h"
+#include "host/sandbox/sandbox_layout.h"
 
 namespace module_test {
 namespace {

@@ -11,7 +11,7 @@
 namespace module_test {
 namespace {
 
-// Lines of parts that have their own tests, and whose number on a road is nobody's promise.
+// Lines of parts that have their own tests, and whose number in a scenario is nobody's promise.
 constexpr std::array kLeftOut = {"event 0x",     "CRegistry",          "ModuleConfigFile ",
                                  "CLogMsgFile ", "CLogMsgXmlFileImpl", "CExtensionModule    : Check for"};
 
@@ -21,7 +21,7 @@ bool isLeftOut(const Record& record) {
                        [&](const char* part) { return record.text.find(part) != std::string::npos; });
 }
 
-void readInto(GoldenRoad& road, const std::string& directory, const std::string& file) {
+void readInto(GoldenScenario& scenario, const std::string& directory, const std::string& file) {
     std::ifstream stream(directory + "/" + file);
     if (!stream) {
         throw std::runtime_error("cannot read " + directory + "/" + file);
@@ -32,7 +32,7 @@ void readInto(GoldenRoad& road, const std::string& directory, const std::string&
             continue;
         }
         if (line[0] == '@') {
-            readInto(road, directory, line.substr(1));
+            readInto(scenario, directory, line.substr(1));
             continue;
         }
         if (line[0] == '[') {
@@ -46,7 +46,7 @@ void readInto(GoldenRoad& road, const std::string& directory, const std::string&
             throw std::runtime_error(
                 std::string("no golden line in ").append(file).append(": ").append(line));
         }
-        road[section].push_back({rest[0], optional, rest.substr(2)});
+        scenario[section].push_back({rest[0], optional, rest.substr(2)});
     }
 }
 
@@ -147,24 +147,24 @@ bool isSeen(const GoldenLine& line, unsigned traceLevel) {
            static_cast<unsigned>(line.level - '0') <= traceLevel;
 }
 
-GoldenRoad loadGolden(const std::string& directory, const std::string& file) {
-    GoldenRoad road;
-    readInto(road, directory, file);
-    return road;
+GoldenScenario loadGolden(const std::string& directory, const std::string& file) {
+    GoldenScenario scenario;
+    readInto(scenario, directory, file);
+    return scenario;
 }
 
-std::string differences(const GoldenRoad& road, const std::vector<Record>& records,
+std::string differences(const GoldenScenario& scenario, const std::vector<Record>& records,
                         const std::vector<std::string>& commands, unsigned traceLevel) {
     std::map<std::string, std::vector<std::string>> actual = bySection(records);
     for (const std::string& command : commands) {
         actual["commands"].push_back("P " + command);
     }
     std::string text;
-    for (const auto& [section, lines] : road) {
+    for (const auto& [section, lines] : scenario) {
         text += differenceIn(section, lines, actual[section], traceLevel);
     }
     for (const auto& [section, lines] : actual) {
-        if (road.count(section) == 0 && !lines.empty()) {
+        if (scenario.count(section) == 0 && !lines.empty()) {
             text += "[" + section + "] not expected at all: " + lines.front() + "\n";
         }
     }

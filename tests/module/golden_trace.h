@@ -1,4 +1,4 @@
-// A road of the module, written down as a data file, against what was recorded.
+// A scenario of the module, written down as a data file, against what was recorded.
 //
 // A file has one section a thread ("[host]", "[handler]", "[worker]", "[watcher]", "[hard]"), since the
 // threads' lines may interleave in any way, and "[commands]" for what the command recorder saw. In a section
@@ -26,16 +26,16 @@ struct GoldenLine {
     bool optional;
     std::string text;
 };
-using GoldenRoad = std::map<std::string, std::vector<GoldenLine>>;
+using GoldenScenario = std::map<std::string, std::vector<GoldenLine>>;
 
 // Whether a trace at that level holds the line.
 bool isSeen(const GoldenLine& line, unsigned traceLevel);
 
 // Throws std::runtime_error on a file that cannot be read or a line that is none of the above.
-GoldenRoad loadGolden(const std::string& directory, const std::string& file);
+GoldenScenario loadGolden(const std::string& directory, const std::string& file);
 
-// Where the records differ from the road at that trace level; empty when they do not.
-std::string differences(const GoldenRoad& road, const std::vector<Record>& records,
+// Where the records differ from the scenario at that trace level; empty when they do not.
+std::string differences(const GoldenScenario& scenario, const std::vector<Record>& records,
                         const std::vector<std::string>& commands, unsigned traceLevel);
 
 bool matches(std::string_view pattern, std::string_view text);

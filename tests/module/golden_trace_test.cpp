@@ -37,13 +37,13 @@ TEST(GoldenTrace, MatchesPlaceholdersAndNothingElse) {
 class GoldenTraceTest : public testing::Test {
 protected:
     GoldenTraceTest() {
-        std::ofstream("/tmp/road.golden") << "# comment\n[host]\n1 \\nfirst\n@part.golden\n";
+        std::ofstream("/tmp/scenario.golden") << "# comment\n[host]\n1 \\nfirst\n@part.golden\n";
         std::ofstream("/tmp/part.golden")
             << "[host]\n> 0 {}\n?4 maybe\n4 fine\nP always\n[commands]\nP /sbin/halt\n";
     }
     static std::string compare(const std::vector<Record>& records, unsigned level,
                                const std::vector<std::string>& commands = {"/sbin/halt"}) {
-        return differences(loadGolden("/tmp", "road.golden"), records, commands, level);
+        return differences(loadGolden("/tmp", "scenario.golden"), records, commands, level);
     }
 
     const pid_t m_Self = ::getpid();

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/sandbox_layout.h"
+#include "host/sandbox/sandbox_layout.h"
 #include "module/loaded_module.h"
 #include "module/recording.h"
 

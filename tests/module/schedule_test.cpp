@@ -5,7 +5,7 @@
 #include <ctime>
 #include <string>
 
-#include "host/command_record.h"
+#include "host/sandbox/command_record.h"
 #include "module/loaded_module.h"
 #include "module/recording.h"
 

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-#include "host/sandbox_layout.h"
+#include "host/sandbox/sandbox_layout.h"
 #include "module/files.h"
 #include "module/loaded_module.h"
 #include "module/recording.h"

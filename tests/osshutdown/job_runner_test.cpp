@@ -5,9 +5,9 @@
 #include <csignal>
 #include <filesystem>
 
+#include "base/current_directory.h"
+#include "base/unique_fd.h"
 #include "osshutdown/os_shutdown.h"
-#include "platform/base/current_directory.h"
-#include "platform/base/unique_fd.h"
 #include "support/temporary_directory.h"
 #include "support/trace_capture.h"
 
@@ -58,7 +58,7 @@ protected:
         }
     }
 
-    twin::Scope m_Twin;
+    fake::Scope m_Twin;
     test::TemporaryDirectory m_Files;
     COSShutdown m_Executor;
 };
@@ -95,10 +95,10 @@ const Ending kEndings[] = {
 };
 
 void makeFail(const Ending& ending) {
-    twin::reset();
+    fake::reset();
     if (ending.error != 0) {
-        twin::failNth("clone", 1, ENOSYS, 0);
-        twin::failNth(ending.failing, 1, ending.error);
+        fake::failNth("clone", 1, ENOSYS, 0);
+        fake::failNth(ending.failing, 1, ending.error);
     }
 }
 
@@ -166,7 +166,7 @@ TEST_F(JobRunnerTest, ChoosesTheDirectory) {
     };
     fs::create_symlink("/bin/true", job);
     for (const auto& [path, directory, expected] : cases) {
-        twin::setPath("jobFallbackDirectory", fallback);
+        fake::setPath("jobFallbackDirectory", fallback);
         EXPECT_TRUE(m_Executor.RunShutdownJob(path, directory, kAmple)) << path;
         EXPECT_EQ(currentDirectory(), expected) << path;
     }
@@ -182,7 +182,7 @@ TEST_F(JobRunnerTest, JobWithoutAPathStaysAndSaysWhere) {
                   m_Files.path() + "\" is usedCOSShutdown         : Start cleanup job ...\n"),
               std::string::npos)
         << capture.text();
-    EXPECT_EQ(twin::calls("chdir"), 0);
+    EXPECT_EQ(fake::calls("chdir"), 0);
 }
 
 TEST_F(JobRunnerTest, CutsLongJobsAndWarns) {

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <filesystem>
 
-#include "host/command_record.h"
-#include "platform/base/system.h"
+#include "base/system.h"
+#include "host/sandbox/command_record.h"
 #include "support/trace_capture.h"
 
 namespace em {
@@ -38,7 +38,7 @@ protected:
         return {commands.begin() + m_nBefore, commands.end()};
     }
 
-    twin::Scope m_Twin;
+    fake::Scope m_Twin;
     volad_dev::CommandRecorder m_Recorder;
     std::ptrdiff_t m_nBefore = std::ssize(m_Recorder.read());
 };
@@ -56,7 +56,7 @@ constexpr KindRow kKinds[] = {
 };
 
 TEST_F(OsShutdownTest, EachKindRunsItsCommandAndSaysSo) {
-    twin::setPath("shell", "/bin/bash"); // which hands its signal mask on
+    fake::setPath("shell", "/bin/bash"); // which hands its signal mask on
     for (const auto& [kind, word, command] : kKinds) {
         const auto index = m_Recorder.read().size();
         COSShutdown executor;
@@ -73,7 +73,7 @@ TEST_F(OsShutdownTest, EachKindRunsItsCommandAndSaysSo) {
 }
 
 TEST_F(OsShutdownTest, WithoutRootNothingHappens) {
-    twin::setUserId(1000);
+    fake::setUserId(1000);
     COSShutdown executor;
     const test::TraceCapture capture(5);
     EXPECT_FALSE(executor.SystemShutdown(8, 60, ""));
@@ -89,10 +89,10 @@ TEST_F(OsShutdownTest, WithoutRootNothingHappens) {
 TEST_F(OsShutdownTest, CommandOrThreadThatCannotBeStartedStillCountsAsStarted) {
     COSShutdown executor;
     const test::TraceCapture capture(5);
-    twin::failNth("clone", 1, EAGAIN, 0);
-    twin::failNth("fork", 1, EAGAIN, 0);
-    twin::failNth("chdir", 1, EACCES);
-    twin::failNth("pthread_create", 1, EAGAIN, 0);
+    fake::failNth("clone", 1, EAGAIN, 0);
+    fake::failNth("fork", 1, EAGAIN, 0);
+    fake::failNth("chdir", 1, EACCES);
+    fake::failNth("pthread_create", 1, EAGAIN, 0);
     EXPECT_TRUE(executor.SystemShutdown(8, 60, ""));
     EXPECT_TRUE(capture.contains("COSShutdown         : ExecuteCmd failed: /sbin/poweroff\n"));
     EXPECT_TRUE(capture.contains("\npthread_create failed: 11"));
@@ -121,9 +121,9 @@ TEST_F(OsShutdownTest, NoThreadWithoutForceDelayAndNoLineWithoutTracing) {
     {
         COSShutdown executor;
         executor.SystemShutdown(8, 0, "");
-        EXPECT_EQ(twin::calls("pthread_create"), 0);
+        EXPECT_EQ(fake::calls("pthread_create"), 0);
         executor.SystemShutdown(8, 60, "");
-        EXPECT_EQ(twin::calls("pthread_create"), 1);
+        EXPECT_EQ(fake::calls("pthread_create"), 1);
     }
     EXPECT_EQ(COSShutdown::HardShutdown(nullptr), nullptr);
     EXPECT_EQ(capture.lines().size(), 6U) << "the three lines of each command";

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 
 namespace em {
 namespace {
@@ -35,7 +35,7 @@ std::vector<std::string> names(const Table& table) {
 class NameTableTest : public testing::Test {
 protected:
     void SetUp() override { destroyed.clear(); }
-    twin::Scope m_Script;
+    fake::Scope m_Script;
 };
 
 TEST_F(NameTableTest, NullNamesSortLastAndBytesCountUnsigned) {
@@ -133,14 +133,14 @@ TEST_F(NameTableTest, ThrowInsideSortingLosesNothing) {
 
 TEST_F(NameTableTest, WithoutMemoryTheEntryStaysTheCallers) {
     Table table;
-    twin::failNth("realloc", 1, ENOMEM, 2);
+    fake::failNth("realloc", 1, ENOMEM, 2);
     const Table::Entry entry = make("a", 1);
     EXPECT_EQ(table.insert(entry), nullptr);
     EXPECT_FALSE(table.append(entry));
     EXPECT_EQ(table.count(), 0U);
     ASSERT_NE(table.insert(entry), nullptr);
     // From here on there is room: neither look-ups nor insertions allocate.
-    twin::failNth("realloc", 1, ENOMEM, 100);
+    fake::failNth("realloc", 1, ENOMEM, 100);
     for (const char* name : {"c", "b"}) {
         EXPECT_EQ(table.find(name), nullptr);
         ASSERT_NE(table.insert(make(name, 1)), nullptr);

@@ -50,11 +50,11 @@ class Changes(unittest.TestCase):
     def test_the_sandbox_is_never_changed(self):
         with tempfile.TemporaryDirectory() as root:
             for name, text in (("host/sandbox/guard.cpp", ""), ("host/recorder/main.cpp", ""), ("tests/a.cpp", ""),
-                               ("host/run.cpp", "return runInSandbox(options);"), ("host/verdict.cpp", "")):
+                               ("host/run.cpp", "return runInSandbox(options);"), ("host/rehearsal/verdict.cpp", "")):
                 path = pathlib.Path(root, name)
                 path.parent.mkdir(parents=True, exist_ok=True)
                 path.write_text(text)
-            self.assertEqual(changeable(pathlib.Path(root), ["host", "tests"]), ["host/verdict.cpp"])
+            self.assertEqual(changeable(pathlib.Path(root), ["host", "tests"]), ["host/rehearsal/verdict.cpp"])
 
 
 if __name__ == "__main__":

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/system.h"
+#include "base/system.h"
 #include "support/temporary_directory.h"
 #include "support/trace_capture.h"
 
@@ -39,15 +39,15 @@ class AgentsRestartTest : public testing::Test {
 protected:
     AgentsRestartTest() { useScript(); }
 
-    // Stand-ins for the machine's fixed places; made anew after the twin was reset.
+    // Stand-ins for the machine's fixed places; made anew after the fake was reset.
     void useScript() {
-        twin::reset();
-        twin::setPath("restartJobFile", m_strJob);
-        twin::setPath("serviceManager", m_Files.pathOf("systemctl"));
-        twin::setPath("shell", m_Files.pathOf("shell"));
+        fake::reset();
+        fake::setPath("restartJobFile", m_strJob);
+        fake::setPath("serviceManager", m_Files.pathOf("systemctl"));
+        fake::setPath("shell", m_Files.pathOf("shell"));
     }
 
-    twin::Scope m_Twin;
+    fake::Scope m_Twin;
     test::TemporaryDirectory m_Files;
     const std::string m_strJob = m_Files.pathOf("ombradAction.file");
 };
@@ -110,9 +110,9 @@ TEST_F(AgentsRestartTest, FailuresAreToldByTheirOwnLinesOnly) {
     for (const auto& each : cases) {
         const test::TraceCapture capture(4);
         useScript();
-        twin::setPath("serviceManager", each.managed ? m_Files.path() : m_Files.pathOf("none"));
+        fake::setPath("serviceManager", each.managed ? m_Files.path() : m_Files.pathOf("none"));
         for (const char* call : each.calls) {
-            twin::failNth(call, 1, each.error, 0);
+            fake::failNth(call, 1, each.error, 0);
         }
         EXPECT_FALSE(CTellmarkAgents().RestartAgents()) << each.calls.front();
         EXPECT_EQ(capture.text(), each.lines) << each.calls.front();

@@ -8,8 +8,8 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/base/system_twin.h"
-#include "platform/deadline.h"
+#include "base/clock.h"
+#include "base/system_fake.h"
 #include "shutdown/operation_codes.h"
 #include "shutdown/shutdown_module.h"
 #include "support/scripted_host.h"
@@ -54,7 +54,7 @@ protected:
         m_Host.attachTo(&module);
     }
 
-    twin::Scope m_Twin;
+    fake::Scope m_Twin;
     ScriptedHost m_Host;
     int64_t m_nBegin = 0;
     int64_t m_nEnd = 0;
@@ -79,13 +79,13 @@ TEST_F(AlertSequenceTest, DelayTakesItsWholeTime) {
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
-        twin::reset();
+        fake::reset();
         if (each.eventsFail) {
-            twin::failNth("pthread_cond_init", 1, ENOMEM, 0);
+            fake::failNth("pthread_cond_init", 1, ENOMEM, 0);
         }
         CShutdownExtensionModule module;
         attach(module, each.answer);
-        twin::leapTime(each.strayWakeUps);
+        fake::leapTime(each.strayWakeUps);
         SipJson request = command(opcode::CM_RequestShutdownAndOff, each.reason);
         module.OnTaskExecution(request, 0);
         EXPECT_EQ(secondsBetween(m_nBegin, m_nEnd), each.seconds);
@@ -94,7 +94,7 @@ TEST_F(AlertSequenceTest, DelayTakesItsWholeTime) {
 }
 
 TEST_F(AlertSequenceTest, StopEndsADelayThatHasNoEvent) {
-    twin::failNth("pthread_cond_init", 1, ENOMEM, 0);
+    fake::failNth("pthread_cond_init", 1, ENOMEM, 0);
     CShutdownExtensionModule module;
     attach(module, 1800);
     module.Start();
@@ -116,14 +116,14 @@ TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
     files.write("shell", "#!/bin/sh\necho Enabled\nexec sleep 1000\n");
     ASSERT_EQ(chmod(files.pathOf("shell").c_str(), 0700), 0);
     for (const uint32_t code : {opcode::CM_GetMaintenanceMode, opcode::CM_RequestShutdownAndOff}) {
-        twin::reset();
-        twin::setPath("shell", files.pathOf("shell"));
-        twin::failNth("pidfd_open", 1, ENOSYS, 0); // the wait then sleeps, and sleeps can be leapt over
+        fake::reset();
+        fake::setPath("shell", files.pathOf("shell"));
+        fake::failNth("pidfd_open", 1, ENOSYS, 0); // the wait then sleeps, and sleeps can be leapt over
         CShutdownExtensionModule module;
         m_Host.attachTo(&module);
         SipJson request = command(code, 1);
-        twin::leapTime();
-        twin::watch([](const char* call) {
+        fake::leapTime();
+        fake::watch([](const char* call) {
             if (call == std::string_view("pidfd_open")) { // the query's first call behind its tool's start
                 toolStartedNs = Deadline::nowNs();
             } else if (call == std::string_view("kill")) {

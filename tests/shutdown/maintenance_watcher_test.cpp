@@ -3,7 +3,7 @@
 
 #include <cerrno>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 #include "shutdown/shutdown_module.h"
 #include "support/trace_capture.h"
 
@@ -11,10 +11,10 @@ namespace em::test {
 namespace {
 
 TEST(Watcher, ThatCannotBeStartedIsReportedAndGoneWithout) {
-    const twin::Scope scope;
+    const fake::Scope scope;
     const TraceCapture trace(1);
     CShutdownExtensionModule module;
-    twin::failNth("pthread_create", 1, EAGAIN);
+    fake::failNth("pthread_create", 1, EAGAIN);
     module.AfterStart();
     EXPECT_TRUE(trace.contains("\n\nEM_SHUTDOWN           : ## ERROR 0xB! Failed to start check maintenance "
                                "mode thread (Resource temporarily unavailable)!"))

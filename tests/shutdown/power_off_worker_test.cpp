@@ -4,8 +4,8 @@
 
 #include <ctime>
 
-#include "frame/json_tree.h"
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
+#include "frame/json/json_tree.h"
 #include "shutdown/shutdown_module.h"
 #include "support/environment.h"
 #include "support/json.h"
@@ -81,11 +81,11 @@ void addMembers(SipJson& message, const char* members) {
 }
 
 TEST(Worker, AsksAndDecides) {
-    const twin::Scope scope;
+    const fake::Scope scope;
     for (const Row& row : kRows) {
         SCOPED_TRACE(row.name);
         setEnvironment("TZ", row.zone);
-        twin::setWallClock(row.now);
+        fake::setWallClock(row.now);
         const TraceCapture trace(4);
         ScriptedHost host;
         host.answer([&](SipJson& message, uint32_t) {

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "frame/json_tree.h"
-#include "host/command_record.h"
-#include "host/sandbox_layout.h"
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
+#include "frame/json/json_tree.h"
+#include "host/sandbox/command_record.h"
+#include "host/sandbox/sandbox_layout.h"
 #include "shutdown/shutdown_module.h"
 #include "support/json.h"
 #include "support/scripted_host.h"
@@ -70,7 +70,7 @@ void PrintTo(const Outcome& outcome, std::ostream* stream) {
 class ThrowingTrace : public testing::TestWithParam<Scenario> {
 protected:
     ThrowingTrace() {
-        twin::failNth("clock_nanosleep", 1, EINVAL, 0); // settling times and pauses pass at once
+        fake::failNth("clock_nanosleep", 1, EINVAL, 0); // settling times and pauses pass at once
         std::ofstream(volad_dev::layout::kMaintenanceAnswer) << GetParam().gate << '\n';
     }
 
@@ -130,7 +130,7 @@ protected:
         return outcome;
     }
 
-    const twin::Scope m_Script;
+    const fake::Scope m_Script;
     const volad_dev::CommandRecorder m_Recorder;
     size_t m_nRead = m_Recorder.read().size();
 };

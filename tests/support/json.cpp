@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "frame/json_text.h"
-#include "frame/json_tree.h"
+#include "frame/json/json_text.h"
+#include "frame/json/json_tree.h"
 
 namespace em::test {
 

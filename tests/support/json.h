@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "frame/sip_json.h"
+#include "frame/envelope/sip_json.h"
 
 namespace em::test {
 

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "platform/registry.h"
+#include "platform/registry/registry.h"
 
 namespace em::test {
 

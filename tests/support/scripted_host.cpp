@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "frame/json_text.h"
+#include "frame/json/json_text.h"
 
 namespace em::test {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/sip_json.h"
+#include "frame/envelope/sip_json.h"
 
 namespace em::test {
 

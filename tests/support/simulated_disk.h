@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 
 namespace em::test {
 
-class SimulatedDisk : public twin::Files {
+class SimulatedDisk : public fake::Files {
 public:
     using Image = std::map<std::string, std::string>; // names in the directory and contents, all synced
 

@@ -1,7 +1,7 @@
 // Every suite starts here: not one test, nor the list of them, without the sandbox.
 #include <gtest/gtest.h>
 
-#include "host/sandbox_guard.h"
+#include "host/sandbox/sandbox_guard.h"
 
 int main(int argc, char** argv) {
     volad_dev::assertSandboxInForce();

@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 #include "trace/debug_client.h"
 
 namespace em::test {
@@ -149,7 +149,7 @@ void* debugObject() {
 void configureLevel(uint32_t level) {
     constexpr const char* kVariable = "TM_LOG_DEBUG_LEVEL";
     // No trace configuration of this machine has a say in a test.
-    twin::setPath("traceConfigDirectory", "/nonexistent");
+    fake::setPath("traceConfigDirectory", "/nonexistent");
     const char* const value = std::getenv(kVariable);
     const std::string former = value == nullptr ? "" : value;
     setEnvironment(kVariable, std::to_string(level));
@@ -164,8 +164,8 @@ void configureLevel(uint32_t level) {
 } // namespace
 
 TraceCapture::TraceCapture(uint32_t level) {
-    twin::setSymbol("Debug", debugObject());
-    // The trace finds the recorder by this line, so that a test may reset the twin's script afterwards.
+    fake::setSymbol("Debug", debugObject());
+    // The trace finds the recorder by this line, so that a test may reset the fake's script afterwards.
     processTrace.value.Print("%s", "");
     recorder().attach();
     configureLevel(level);

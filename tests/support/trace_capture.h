@@ -20,7 +20,7 @@ struct TraceLine {
 };
 
 // Switches the trace on at this level for its lifetime, and off at its end. One at a time; any thread may
-// write and ask. Construct it before calls are scripted to fail: it configures the trace through the twin.
+// write and ask. Construct it before calls are scripted to fail: it configures the trace through the fake.
 class TraceCapture {
 public:
     explicit TraceCapture(uint32_t level);

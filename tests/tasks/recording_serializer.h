@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 #include "support/trace_capture.h"
 #include "tasks/task_serializer.h"
 
@@ -110,7 +110,7 @@ protected:
     }
 
     TraceCapture capture{5};
-    twin::Scope scope;
+    fake::Scope scope;
 };
 
 } // namespace em::test

@@ -68,10 +68,10 @@ TEST_F(TaskSerializerTest, AnExternalEventThatCannotBeSetIsTraced) {
 
 TEST_F(TaskSerializerTest, AThreadThatCannotBeStarted) {
     RecordingSerializer serializer;
-    twin::failNth("pthread_create", 1, EAGAIN);
-    twin::failNth("clock_nanosleep", 1, EINTR);
+    fake::failNth("pthread_create", 1, EAGAIN);
+    fake::failNth("clock_nanosleep", 1, EINTR);
     serializer.StartSerialization();
-    EXPECT_EQ(twin::calls("clock_nanosleep"), 2) << "a signal does not shorten the settling time";
+    EXPECT_EQ(fake::calls("clock_nanosleep"), 2) << "a signal does not shorten the settling time";
     EXPECT_FALSE(serializer.IsHandlerAlive());
     ASSERT_TRUE(serializer.insert(1));
     capture.clear();
@@ -83,13 +83,13 @@ TEST_F(TaskSerializerTest, AThreadThatCannotBeStarted) {
 }
 
 TEST_F(TaskSerializerTest, WithoutAWakeEventTheHandlerLooksFromTimeToTime) {
-    twin::failNth("pthread_condattr_setclock", 1, EINVAL);
+    fake::failNth("pthread_condattr_setclock", 1, EINVAL);
     RecordingSerializer serializer;
     serializer.StartSerialization();
     ASSERT_TRUE(serializer.insert(1));
     EXPECT_TRUE(serializer.waitForExecuted(1));
     serializer.TerminateSerialization();
-    EXPECT_LE(count("Waiting on task queue"), twin::calls("clock_nanosleep")) << "each failed wait sleeps";
+    EXPECT_LE(count("Waiting on task queue"), fake::calls("clock_nanosleep")) << "each failed wait sleeps";
 }
 
 } // namespace

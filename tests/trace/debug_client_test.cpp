@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 #include "support/environment.h"
 #include "support/trace_capture.h"
 #include "trace/trace.h"
@@ -35,7 +35,7 @@ struct HostDebug {
         table[7] = reinterpret_cast<Slot>(&write<7>);
         table[8] = reinterpret_cast<Slot>(&write<8>);
         firstWord = table.data();
-        twin::setSymbol("Debug", this);
+        fake::setSymbol("Debug", this);
     }
 
     static bool isOutputSink(HostDebug* self) {
@@ -59,7 +59,7 @@ using Lines = std::vector<std::string>;
 class DebugClientTest : public testing::Test {
 protected:
     DebugClientTest() {
-        twin::setPath("traceConfigDirectory", "/nonexistent");
+        fake::setPath("traceConfigDirectory", "/nonexistent");
         configure("3");
     }
     ~DebugClientTest() override { test::unsetEnvironment("TM_LOG_DEBUG_LEVEL"); }
@@ -69,7 +69,7 @@ protected:
         ASSERT_TRUE(m_Client.Configure(module));
     }
 
-    const twin::Scope m_Script;
+    const fake::Scope m_Script;
     CDebugClient m_Client;
 };
 
@@ -85,7 +85,7 @@ TEST_F(DebugClientTest, HandsLinesUpToTheLevelAndAllPrintsToTheHost) {
     CDebugClient().Print("not configured");
     EXPECT_EQ(host.written, (Lines{"8|EM_SHUTDOWN|\nthree 3", "7|EM_SHUTDOWN|\nprint ff",
                                    "7|EM_OTHER|\ntagged a b", "7|EM_SHUTDOWN|not configured"}));
-    EXPECT_TRUE(twin::logRecords().empty());
+    EXPECT_TRUE(fake::logRecords().empty());
 }
 
 TEST_F(DebugClientTest, LooksAgainOnEachLineUntilTheObjectQualifiesAndKeepsThatOne) {
@@ -97,9 +97,9 @@ TEST_F(DebugClientTest, LooksAgainOnEachLineUntilTheObjectQualifiesAndKeepsThatO
     host.firstWord = nullptr;
     m_Client.Trace(1, "lost too");
     host.firstWord = host.table.data();
-    twin::setSymbol("Debug", &host, twin::Object::Own);
+    fake::setSymbol("Debug", &host, fake::Object::Own);
     m_Client.Trace(1, "no object of its own library");
-    twin::setSymbol("Debug", &host);
+    fake::setSymbol("Debug", &host);
     m_Client.Trace(1, "seen");
     host.sink = false;
     const HostDebug other; // takes the symbol over
@@ -109,7 +109,7 @@ TEST_F(DebugClientTest, LooksAgainOnEachLineUntilTheObjectQualifiesAndKeepsThatO
 }
 
 TEST_F(DebugClientTest, WritesLevelZeroToTheSystemLogToo) {
-    twin::setSymbol("Debug", nullptr);
+    fake::setSymbol("Debug", nullptr);
     configure("0");
     m_Client.Trace(0, "\nwithout a debug object");
     HostDebug host;
@@ -117,7 +117,7 @@ TEST_F(DebugClientTest, WritesLevelZeroToTheSystemLogToo) {
     m_Client.Trace(0, "\n\nShutdown %d", 1);
     m_Client.Trace(1, "\nnot logged");
     m_Client.Trace(0, nullptr);
-    const auto records = twin::logRecords();
+    const auto records = fake::logRecords();
     ASSERT_EQ(records.size(), 2U);
     EXPECT_EQ(records[0].text, "without a debug object");
     EXPECT_EQ(records[1].text, "Shutdown 1");
@@ -136,7 +136,7 @@ TEST_F(DebugClientTest, LeavesErrnoAloneAndShowsItAsItWasAtTheCall) {
     m_Client.PrintTagged(0, "x");
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(host.errorsSeen, (std::vector<int>{ENOENT, ENOENT, ENOENT, ENOENT}));
-    EXPECT_EQ(twin::logRecords().at(0).text, "No such file or directory");
+    EXPECT_EQ(fake::logRecords().at(0).text, "No such file or directory");
 }
 
 TEST(Trace, EvaluatesNoArgumentWhileItIsOffAndDropsExceptionsUnlessAskedNotTo) {
@@ -177,7 +177,7 @@ TEST_F(DebugClientTest, MayBeConfiguredWhileOtherThreadsWrite) {
     }
     ASSERT_TRUE(capture.WaitForLine("first"));
     for (time_t now = 1; now < 200; ++now) {
-        twin::setWallClock(now * 10);
+        fake::setWallClock(now * 10);
         ASSERT_TRUE(client.Configure(now % 2 == 0 ? "first" : "second"));
     }
     EXPECT_TRUE(capture.WaitForLine("second"));

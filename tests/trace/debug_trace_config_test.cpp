@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 #include "support/environment.h"
 #include "support/temporary_directory.h"
 
@@ -27,7 +27,7 @@ class DebugTraceConfigTest : public testing::Test {
 protected:
     DebugTraceConfigTest() {
         clearEnvironment();
-        twin::setPath("traceConfigDirectory", m_Directory.path());
+        fake::setPath("traceConfigDirectory", m_Directory.path());
     }
     ~DebugTraceConfigTest() override { clearEnvironment(); }
 
@@ -35,18 +35,18 @@ protected:
         test::unsetEnvironment(kLevelVariable);
         test::unsetEnvironment(kUpdateVariable);
     }
-    void withoutDirectory() { twin::setPath("traceConfigDirectory", m_Directory.pathOf("missing")); }
+    void withoutDirectory() { fake::setPath("traceConfigDirectory", m_Directory.pathOf("missing")); }
     // The module's own file, configured at second 1000 with an interval of 30 seconds.
     void configureForUpdates() {
         m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"), 1000);
         m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=2\nTraceFlags=1"), 1000);
         ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
         ASSERT_EQ(m_Config.DynamicUpdate(), 30U);
-        twin::setWallClock(2000);
+        fake::setWallClock(2000);
         ASSERT_TRUE(m_Config.WillWrite(2)); // the first line always looks
     }
 
-    const twin::Scope m_Script;
+    const fake::Scope m_Script;
     const test::TemporaryDirectory m_Directory;
     CDebugTraceConfig m_Config;
 };
@@ -84,7 +84,7 @@ TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.files.begin()->first);
         const test::TemporaryDirectory directory;
-        twin::setPath("traceConfigDirectory", directory.path());
+        fake::setPath("traceConfigDirectory", directory.path());
         for (const auto& [name, content] : row.files) {
             directory.write(name, closed(content));
         }
@@ -132,7 +132,7 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
     EXPECT_EQ(m_Config.Level(), 5U);
 
     // What was configured before stays when the directory holds no file any more.
-    twin::setPath("traceConfigDirectory", m_Directory.path());
+    fake::setPath("traceConfigDirectory", m_Directory.path());
     test::setEnvironment(kLevelVariable, "2");
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_Config.Level(), 5U);
@@ -140,7 +140,7 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
 
     // One that cannot be listed counts as missing; the global file has a name of its own.
     m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
-    twin::failNth("opendir", 1, EACCES);
+    fake::failNth("opendir", 1, EACCES);
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_Config.DynamicUpdate(), 30U);
     EXPECT_EQ(m_Config.Level(), 2U);
@@ -166,9 +166,9 @@ TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWas
     test::setEnvironment(kLevelVariable, "7"); // not asked again
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6"),
                       1001);
-    twin::setWallClock(2029);
+    fake::setWallClock(2029);
     EXPECT_FALSE(m_Config.WillWrite(4));
-    twin::setWallClock(2030);
+    fake::setWallClock(2030);
     errno = EBADF;
     EXPECT_TRUE(m_Config.WillWrite(4));
     EXPECT_EQ(errno, EBADF);
@@ -177,35 +177,35 @@ TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWas
     EXPECT_EQ(m_Config.MemoryTracesFlag(), 6U);
 
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=5"), 1002);
-    twin::setWallClock(1500);
+    fake::setWallClock(1500);
     EXPECT_TRUE(m_Config.WillWrite(5));
 }
 
 TEST_F(DebugTraceConfigTest, ChangesTheIntervalAndCanEndTheUpdates) {
     configureForUpdates();
     m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=5"), 1001);
-    twin::setWallClock(2030);
+    fake::setWallClock(2030);
     static_cast<void>(m_Config.WillWrite(1));
     EXPECT_EQ(m_Config.DynamicUpdate(), 5U);
     m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=0xFFFFFFFF"), 1002);
-    twin::setWallClock(2035);
+    fake::setWallClock(2035);
     static_cast<void>(m_Config.WillWrite(1));
     EXPECT_EQ(m_Config.DynamicUpdate(), 0U);
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4"), 1003);
-    twin::setWallClock(9000);
+    fake::setWallClock(9000);
     EXPECT_FALSE(m_Config.WillWrite(4)) << "no interval, no look";
 }
 
 TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgain) {
     configureForUpdates();
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=0"), 1001);
-    twin::setWallClock(2030);
+    fake::setWallClock(2030);
     EXPECT_FALSE(m_Config.WillWrite(1));
     EXPECT_TRUE(m_Config.Enabled()) << "so that the callers' lines go on looking for a change";
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     EXPECT_FALSE(m_Config.Enabled());
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
-    twin::setWallClock(2060);
+    fake::setWallClock(2060);
     EXPECT_TRUE(m_Config.WillWrite(3));
     EXPECT_FALSE(m_Config.Enabled());
 }
@@ -213,10 +213,10 @@ TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgai
 TEST_F(DebugTraceConfigTest, LooksAtAFileThatWentOnlyInTheNextConfigure) {
     configureForUpdates();
     ASSERT_EQ(::unlink(m_Directory.pathOf("em.ini").c_str()), 0);
-    twin::setWallClock(2030);
+    fake::setWallClock(2030);
     EXPECT_TRUE(m_Config.WillWrite(2));
     m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
-    twin::setWallClock(2060);
+    fake::setWallClock(2060);
     EXPECT_FALSE(m_Config.WillWrite(3));
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     EXPECT_TRUE(m_Config.WillWrite(3));

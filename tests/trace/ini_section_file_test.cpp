@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/base/system_twin.h"
+#include "base/system_fake.h"
 #include "support/temporary_directory.h"
 
 namespace em {
@@ -29,7 +29,7 @@ protected:
         return m_File.LoadSection("EM_SHUTDOWN", "a.ini", m_Directory.path().c_str());
     }
 
-    const twin::Scope m_Script;
+    const fake::Scope m_Script;
     const test::TemporaryDirectory m_Directory;
     IniSectionFile m_File;
 };
@@ -102,7 +102,7 @@ TEST_F(IniSectionFileTest, HoldsNothingAfterAFileThatCannotBeRead) {
     for (const char* call : {"open", "fstat", "read"}) {
         SCOPED_TRACE(call);
         ASSERT_TRUE(load(content));
-        twin::failNth(call, 1, EIO);
+        fake::failNth(call, 1, EIO);
         EXPECT_FALSE(load(content));
         EXPECT_FALSE(m_File.HasPath());
         EXPECT_EQ(valueOf(m_File, "Key"), std::nullopt);
@@ -121,7 +121,7 @@ TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsW
     for (const char* unusable : {"[EM_SHUTDOWN]\nKey=4\n", "[Other]\nKey=4\n[EndOfFile]\n", ""}) {
         EXPECT_FALSE(change(unusable, 1001)) << unusable;
     }
-    twin::failNth("read", 1, EIO);
+    fake::failNth("read", 1, EIO);
     EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001));
     EXPECT_EQ(valueOf(m_File, "Key"), 3U);
     // Of the same second as the half file: the time of an unusable one does not count.
@@ -130,7 +130,7 @@ TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsW
 
     for (const char* call : {"stat", "open"}) {
         ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
-        twin::failNth(call, 1, EACCES);
+        fake::failNth(call, 1, EACCES);
         EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001));
         EXPECT_FALSE(m_File.HasPath()) << call;
         EXPECT_EQ(valueOf(m_File, "Key"), std::nullopt) << call;

@@ -1,0 +1,56 @@
+#include "host/common/visible_text.h"
+
+#include <fmt/format.h>
+
+#include "base/utf8.h"
+
+namespace volad_dev {
+namespace {
+
+std::string escaped(std::string_view bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        switch (byte) {
+        case '\n':
+            text += "\\n";
+            break;
+        case '\r':
+            text += "\\r";
+            break;
+        case '\t':
+            text += "\\t";
+            break;
+        default:
+            text += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
+        }
+    }
+    return text;
+}
+
+// Bytes of the control character or separator at the start of valid UTF-8; 0 when there is none.
+size_t controlLength(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text[0]);
+    if (first < 0x20 || first == 0x7F) {
+        return 1;
+    }
+    if (text.starts_with("\xC2") && static_cast<unsigned char>(text[1]) < 0xA0) {
+        return 2;
+    }
+    return text.starts_with("\xE2\x80\xA8") || text.starts_with("\xE2\x80\xA9") ? 3 : 0;
+}
+
+} // namespace
+
+std::string visibleText(std::string_view text) {
+    std::string visible;
+    for (size_t valid = em::ValidUtf8Length(text); !text.empty();) {
+        const size_t control = valid > 0 ? controlLength(text) : 1; // a byte that is no UTF-8 counts as one
+        const size_t length = control > 0 ? control : 1;
+        visible += control > 0 ? escaped(text.substr(0, length)) : std::string(text.substr(0, length));
+        text.remove_prefix(length);
+        valid = valid > 0 ? valid - length : em::ValidUtf8Length(text);
+    }
+    return visible;
+}
+
+} // namespace volad_dev

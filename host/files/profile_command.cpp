@@ -1,0 +1,179 @@
+#include "host/files/profile_command.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "base/file_content.h"
+#include "host/common/exit_code.h"
+#include "host/common/visible_text.h"
+#include "platform/profile/profile_line.h"
+#include "platform/profile/profile_string.h"
+#include "platform/profile/profile_write.h"
+
+namespace volad_dev {
+namespace {
+
+const char* textOrNull(const std::optional<std::string>& text) {
+    return text ? text->c_str() : nullptr;
+}
+
+const char* textOrEmpty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+// Calls with a growing buffer until the result fits: a cut one takes all but its terminators.
+std::string read(const char* section, const char* key, const char* defaultText, const std::string& file) {
+    for (uint32_t size = 1024;; size *= 2) {
+        std::string buffer(size, '\0');
+        const uint32_t count =
+            em::GetPrivateProfileString(section, key, defaultText, buffer.data(), size, file.c_str());
+        if (count < size - 2 || size > UINT32_MAX / 2) {
+            buffer.resize(count);
+            return buffer;
+        }
+    }
+}
+
+std::vector<std::string> names(const char* section, const std::string& file) {
+    const std::string list = read(section, nullptr, nullptr, file);
+    std::vector<std::string> result;
+    for (size_t at = 0; at < list.size(); at += result.back().size() + 1) {
+        result.emplace_back(list.c_str() + at);
+    }
+    return result;
+}
+
+bool contains(const std::vector<std::string>& list, const std::string& name) {
+    return std::find(list.begin(), list.end(), name) != list.end();
+}
+
+// One line, whatever the names in it hold.
+int fail(const ProfileCommand& command, std::string_view why) {
+    fmt::print(stderr, "volad-dev: {}\n", visibleText(fmt::format("{}: {}", command.file, why)));
+    return kExitOtherwise;
+}
+
+int failedTo(const ProfileCommand& command, const char* step, int error) {
+    return fail(command, fmt::format("cannot {}: {}", step, std::generic_category().message(error)));
+}
+
+// Nothing, with the line, when the file cannot be read; the reading calls themselves just find nothing then.
+bool isReadable(const ProfileCommand& command) {
+    em::FileContent content;
+    const int error = em::ReadRegularFile(command.file.c_str(), em::kLargestProfile, 0, content);
+    if (error != 0) {
+        static_cast<void>(failedTo(command, "read the file", error));
+    }
+    return error == 0;
+}
+
+int get(const ProfileCommand& command) {
+    const std::string value =
+        read(command.section->c_str(), command.key->c_str(), textOrNull(command.defaultText), command.file);
+    // For an empty value the call gives nothing, as for a missing one.
+    if (value.empty() && !command.defaultText &&
+        !contains(names(command.section->c_str(), command.file), *command.key)) {
+        return fail(command, fmt::format("no value of {} in [{}]", *command.key, *command.section));
+    }
+    fmt::print("{}\n", visibleText(value));
+    return kExitAsAsked;
+}
+
+int write(const ProfileCommand& command, const char* value) {
+    const em::FileChangeResult result =
+        em::WriteProfile(command.section->c_str(), textOrNull(command.key), value, command.file.c_str());
+    if (result.done()) {
+        return kExitAsAsked;
+    }
+    if (result.step == em::FileStep::None && result.error == EINVAL) {
+        return fail(command, fmt::format("[{}] {} = {} is not written: it would not read back",
+                                         *command.section, command.key.value_or(""), textOrEmpty(value)));
+    }
+    return failedTo(command, em::nameOf(result.step), result.error);
+}
+
+// The call itself is content when there is nothing to delete.
+int remove(const ProfileCommand& command) {
+    const char* const section = command.section->c_str();
+    if (!contains(names(nullptr, command.file), *command.section)) {
+        return fail(command, fmt::format("no section [{}]", *command.section));
+    }
+    if (command.key && !contains(names(section, command.file), *command.key)) {
+        return fail(command, fmt::format("no key {} in [{}]", *command.key, *command.section));
+    }
+    return write(command, nullptr);
+}
+
+int list(const ProfileCommand& command) {
+    const std::vector<std::string> found = names(textOrNull(command.section), command.file);
+    if (found.empty() && !command.section) {
+        return fail(command, "no section");
+    }
+    if (found.empty() && !contains(names(nullptr, command.file), *command.section)) {
+        return fail(command, fmt::format("no section [{}]", *command.section));
+    }
+    for (const std::string& name : found) {
+        fmt::print("{}\n", visibleText(name));
+    }
+    return kExitAsAsked;
+}
+
+CLI::App* addAction(CLI::App& profile, ProfileCommand& target, ProfileCommand::Action action,
+                    const char* name, const char* description) {
+    CLI::App* added = profile.add_subcommand(name, description);
+    added->parse_complete_callback([&target, action] { target.action = action; });
+    added->add_option("FILE", target.file, "the profile file")->required();
+    return added;
+}
+
+} // namespace
+
+CLI::App* addProfileCommand(CLI::App& app, ProfileCommand& target) {
+    using Action = ProfileCommand::Action;
+    CLI::App* profile = app.add_subcommand("profile", "read and write a profile (INI) file");
+    profile->require_subcommand(1);
+
+    CLI::App* getting = addAction(*profile, target, Action::Get, "get", "print a value");
+    CLI::App* setting = addAction(*profile, target, Action::Set, "set", "add or replace a value");
+    for (CLI::App* action : {getting, setting}) {
+        action->add_option("SECTION", target.section)->required();
+        action->add_option("KEY", target.key)->required();
+    }
+    getting->add_option("--default", target.defaultText, "printed where there is no value");
+    setting->add_option("VALUE", target.value)->required();
+
+    CLI::App* deleting = addAction(*profile, target, Action::Delete, "delete", "delete a key or a section");
+    deleting->add_option("SECTION", target.section)->required();
+    deleting->add_option("KEY", target.key);
+
+    CLI::App* listing =
+        addAction(*profile, target, Action::List, "list", "list the sections or the keys of one");
+    listing->add_option("SECTION", target.section);
+    return profile;
+}
+
+int runProfileCommand(const ProfileCommand& command) {
+    const bool reads = command.action != ProfileCommand::Action::Set && !command.defaultText;
+    if (reads && !isReadable(command)) {
+        return kExitOtherwise;
+    }
+    switch (command.action) {
+    case ProfileCommand::Action::Get:
+        return get(command);
+    case ProfileCommand::Action::Set:
+        return write(command, command.value.c_str());
+    case ProfileCommand::Action::Delete:
+        return remove(command);
+    case ProfileCommand::Action::List:
+        return list(command);
+    }
+    return kExitUsage;
+}
+
+} // namespace volad_dev

@@ -1,0 +1,268 @@
+#include "host/files/registry_command.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "base/file_content.h"
+#include "host/common/exit_code.h"
+#include "host/common/visible_text.h"
+#include "host/files/registry_check.h"
+#include "host/files/registry_hold.h"
+#include "host/files/registry_text.h"
+#include "platform/registry/registry.h"
+#include "platform/registry/registry_path.h"
+#include "platform/registry/registry_reader.h"
+#include "platform/registry/registry_rules.h"
+#include "platform/registry/registry_state.h"
+#include "platform/registry/registry_writer.h"
+#include "trace/trace.h"
+
+namespace volad_dev {
+namespace {
+
+using em::CRegistry;
+
+// One line on standard error, exit code 1.
+[[noreturn]] void fail(const std::string& text) {
+    throw std::runtime_error(text);
+}
+
+std::string checkedPath(const std::string& path) {
+    if (!em::beginsWithRoot(path)) {
+        fail(fmt::format("\"{}\" does not begin with a root name such as {}", path, em::kPredefinedRoots[0]));
+    }
+    return em::withUpperCaseRoot(path);
+}
+
+void openKey(CRegistry& key, const std::string& path) {
+    if (key.Open(checkedPath(path).c_str()) != em::REG_SUCCESS) {
+        fail(fmt::format("key \"{}\" is not there", path));
+    }
+}
+
+int list(CRegistry& key, const RegistryCommand& command) {
+    if (command.path.empty()) {
+        static_cast<void>(key.Open(nullptr));
+    } else {
+        openKey(key, command.path);
+    }
+    std::vector<std::string> values;
+    for (const em::RegistryItem& item : key.Node()->Items()) {
+        if (command.json) {
+            values.push_back(jsonItem(item));
+        } else if (item.type == em::REG_TYPE_KEY) {
+            fmt::print("[{}]\n", visibleText(item.name));
+        } else {
+            fmt::print("{} {} {}\n", visibleText(item.name), typeName(item.type),
+                       visibleText(shownValue(item.type, item.data)));
+        }
+    }
+    if (command.json) {
+        printJsonArray(values);
+    }
+    return kExitAsAsked;
+}
+
+int get(CRegistry& key, const RegistryCommand& command) {
+    openKey(key, command.path);
+    key.SetExpand(!command.raw);
+    const std::string name = command.name.value_or("");
+    if (key.GetValue(name.c_str()) != em::REG_SUCCESS) {
+        fail(fmt::format("value \"{}\" of \"{}\" is not there", name, command.path));
+    }
+    if (command.json) {
+        fmt::print("{}\n", jsonItem({name, key.ValueType(), key.Data()}));
+    } else {
+        const std::string shown = shownValue(key.ValueType(), key.Data());
+        fmt::print("{}\n", command.raw ? shown : visibleText(shown));
+    }
+    return kExitAsAsked;
+}
+
+// Behind the refusals, so that a refused command changes nothing.
+void saveNow(const std::string& directory) {
+    const em::RegistrySaveOutcome outcome = em::registryState.value.SaveTree(true);
+    if (outcome.failedAt != nullptr) {
+        fail(fmt::format("{}/{} could not be saved: {}: {}", directory,
+                         outcome.notOpened ? em::kRegistryTemporary : em::kRegistryMain, outcome.failedAt,
+                         std::generic_category().message(outcome.error)));
+    }
+}
+
+int set(CRegistry& key, const RegistryCommand& command) {
+    const std::string path = checkedPath(command.path);
+    const std::string name = command.name.value_or("");
+    int32_t type = 0;
+    for (const em::RegistryValueType& known : em::kRegistryValueTypes) {
+        type = known.name == command.type ? known.type : type;
+    }
+    const std::string data = valueData(type, command.value);
+    if (const char* const refusal = em::refusalOfValue(name, type, data)) {
+        fail(fmt::format("value \"{}\" is refused: {}", name, refusal));
+    }
+    if (key.CreateKey(nullptr, path.c_str()) != em::REG_SUCCESS) {
+        fail(fmt::format("key \"{}\" is refused: {}", command.path, em::textOr(key.Refusal(), "no memory")));
+    }
+    // Asked beforehand: an attempt to set it counts as a change.
+    if (key.Node()->SubKey(name.c_str())) {
+        fail(fmt::format("value \"{}\" is refused: a key has that name", name));
+    }
+    if (key.SetValue(name.c_str(), data.data(), static_cast<uint32_t>(data.size()), type) == 0) {
+        fail(fmt::format("value \"{}\" is refused: {}", name, em::textOr(key.Refusal(), "no memory")));
+    }
+    return kExitAsAsked;
+}
+
+void removeKey(CRegistry& key, const std::string& path, bool yes) {
+    std::string parent;
+    std::string last;
+    const char separator = path.find('\\') != std::string::npos ? '\\' : '/';
+    em::RegistryPath components(path);
+    while (const auto component = components.Next()) {
+        if (!last.empty()) {
+            parent += last + separator;
+        }
+        last = *component;
+    }
+    if (parent.empty() && !yes) {
+        fail(fmt::format("\"{}\" is a root key: to delete it with all that lies below wants --yes", path));
+    }
+    if (key.Open(parent.c_str()) != em::REG_SUCCESS || key.DeleteKey(last.c_str()) != em::REG_SUCCESS) {
+        fail(fmt::format("key \"{}\" is not there", path));
+    }
+}
+
+int remove(CRegistry& key, const RegistryCommand& command) {
+    if (!command.name) {
+        removeKey(key, checkedPath(command.path), command.yes);
+        return kExitAsAsked;
+    }
+    openKey(key, command.path);
+    // Asked beforehand, as in set.
+    if (key.GetValue(command.name->c_str()) != em::REG_SUCCESS ||
+        key.DeleteValue(command.name->c_str()) != em::REG_SUCCESS) {
+        fail(fmt::format("value \"{}\" of \"{}\" is not there", *command.name, command.path));
+    }
+    return kExitAsAsked;
+}
+
+int exportTree(CRegistry& /*key*/, const RegistryCommand& /*command*/) {
+    const em::GrowingText written = em::writeRegistry(em::registryState.value.Root());
+    const std::string_view text = written.view();
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        fail("standard output: write: " + std::generic_category().message(errno));
+    }
+    return kExitAsAsked;
+}
+
+// Keys of the file replace those of the same name at the root, as a set-up would.
+int importFile(CRegistry& /*key*/, const RegistryCommand& command) {
+    em::FileContent content;
+    const int error = em::ReadRegularFile(command.file.c_str(), em::kRegistryLargestFile, 0, content);
+    if (error != 0) {
+        fail(fmt::format("{}: read: {}", command.file, std::generic_category().message(error)));
+    }
+    const std::vector<RegistryComplaint> complaints = checkRegistryFile(command.file);
+    if (!complaints.empty()) {
+        fail(complaintText(complaints.front()) + "; nothing was imported");
+    }
+    em::CRegistryNode read(0);
+    static_cast<void>(em::readRegistry({content.data.get(), content.size}, read, [](const auto&) {}));
+    if (!em::registryState.value.Root().Adopt(read)) {
+        fail("no memory");
+    }
+    em::registryState.value.MarkDirty();
+    return kExitAsAsked;
+}
+
+int check(CRegistry& /*key*/, const RegistryCommand& command) {
+    return printComplaints(checkRegistryFiles(registryDirectory(command.directory)), command.json);
+}
+
+// The tree then is a fall-back's or empty, which would be shown as if it were the store's.
+void refuseUnreadable(const std::string& directory) {
+    const em::RegistryFailure failure = em::registryState.value.MainUnreadable();
+    if (failure.failedAt != nullptr) {
+        fail(fmt::format("{}/{} could not be read: {}: {}", directory, em::kRegistryMain, failure.failedAt,
+                         std::generic_category().message(failure.error)));
+    }
+}
+
+struct Verb {
+    const char* name;
+    const char* help;
+    int (*run)(CRegistry&, const RegistryCommand&);
+    bool changes = false;
+    bool shows = false;
+};
+constexpr std::array<Verb, 7> kVerbs{{
+    {"list", "show what a key holds", list, false, true},
+    {"get", "print one value", get, false, true},
+    {"set", "set a value; makes missing keys", set, true},
+    {"delete", "delete a value, or a key with all below it", remove, true},
+    {"export", "print the whole tree in the file format", exportTree, false, true},
+    {"import", "take over a file's keys in place of those of the same name at the root", importFile, true},
+    {"check", "name each line that the reader would skip or cut, and what would block a save", check},
+}};
+
+} // namespace
+
+CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target) {
+    CLI::App* const registry = app.add_subcommand("registry", "read and change the registry store");
+    registry->require_subcommand(1);
+    registry->fallthrough();
+    registry->add_option("--dir", target.directory, "the store's directory");
+    registry->add_flag("--json", target.json, "for programs");
+    for (const Verb& verb : kVerbs) {
+        CLI::App* const sub = registry->add_subcommand(verb.name, verb.help);
+        sub->fallthrough();
+        sub->callback([&target, name = verb.name] { target.verb = name; });
+    }
+    registry->get_subcommand("list")->add_option("PATH", target.path, "begins with a root name");
+    for (const char* verb : {"get", "set", "delete"}) {
+        CLI::App* const sub = registry->get_subcommand(verb);
+        sub->add_option("PATH", target.path, "begins with a root name")->required();
+        sub->add_option("NAME", target.name, "the value's name")->required(std::strcmp(verb, "delete") != 0);
+    }
+    registry->get_subcommand("get")->add_flag("--raw", target.raw, "expandable text as it is stored");
+    registry->get_subcommand("delete")->add_flag("--yes", target.yes, "delete a root key, too");
+    CLI::App* const set = registry->get_subcommand("set");
+    set->add_option("TYPE", target.type)
+        ->required()
+        ->check(CLI::IsMember(std::vector<std::string>{"string", "expand", "binary", "dword"}));
+    set->add_option("VALUE", target.value)->required();
+    registry->get_subcommand("import")->add_option("FILE", target.file)->required();
+    return registry;
+}
+
+int runRegistryCommand(const RegistryCommand& command) {
+    const std::string directory = registryDirectory(command.directory);
+    const auto verb = std::find_if(kVerbs.begin(), kVerbs.end(),
+                                   [&](const Verb& known) { return command.verb == known.name; });
+    std::optional<RegistryHold> hold; // before the tree is read, and until the last handle has ended
+    if (verb->changes) {
+        hold.emplace(directory);
+    }
+    CRegistry::SetupTree(true, directory.c_str());
+    if (verb->shows) {
+        refuseUnreadable(directory);
+    }
+    CRegistry key;
+    const int code = verb->run(key, command);
+    if (verb->changes) {
+        saveNow(directory);
+    }
+    return code;
+}
+
+} // namespace volad_dev

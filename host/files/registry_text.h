@@ -1,0 +1,26 @@
+// The registry's values as `volad-dev registry` shows and takes them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/registry/registry_node.h"
+
+namespace volad_dev {
+
+// The type's word in the command line and the output: "string", "expand", "binary", "dword", or "key".
+[[nodiscard]] std::string typeName(int32_t type);
+// Texts as they are, binary as pairs of hexadecimal digits with single blanks, a DWORD signed.
+[[nodiscard]] std::string shownValue(int32_t type, const std::string& data);
+
+// The data that a command line's value stands for: a DWORD is decimal, or hexadecimal behind "0x", signed or
+// unsigned, and binary a row of hexadecimal numbers up to ff. Throws std::runtime_error when it is neither.
+[[nodiscard]] std::string valueData(int32_t type, const std::string& text);
+
+[[nodiscard]] std::string jsonText(const std::string& text); // quoted and escaped
+[[nodiscard]] std::string jsonItem(const em::RegistryItem& item);
+// One line: the texts, each a JSON value, as an array.
+void printJsonArray(const std::vector<std::string>& values);
+
+} // namespace volad_dev

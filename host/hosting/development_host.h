@@ -1,0 +1,25 @@
+// The host object of a rehearsal: takes down what the module says and answers what it asks from the settings.
+#pragma once
+
+#include "host/hosting/host_object.h"
+#include "host/hosting/journal.h"
+#include "host/hosting/settings.h"
+
+namespace volad_dev {
+
+class DevelopmentHost final : public HostObject {
+public:
+    explicit DevelopmentHost(const Settings& settings) : m_Settings(settings) {}
+
+    void sendMessage(em::CIExtensionModule* module, em::SipJson* envelope, uint32_t timeoutMs) override;
+    void notice(em::CIExtensionModule* /*module*/, bool /*value*/) override {}
+    int kind() override { return m_Settings.hostKind; }
+
+    [[nodiscard]] const Journal& journal() const { return m_Journal; }
+
+private:
+    const Settings m_Settings;
+    Journal m_Journal;
+};
+
+} // namespace volad_dev

@@ -1,0 +1,42 @@
+// What the module told the host, with the time of each message: the run of a request is read from it
+// afterwards, and whoever waits for its next stage is woken.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "base/unique_fd.h"
+
+namespace volad_dev {
+
+// Seconds on the monotonic clock, the same clock as a command record's.
+[[nodiscard]] double monotonicNow();
+
+struct Message {
+    double time = 0;
+    uint32_t opcode = 0;
+    uint32_t extension = 0;
+    uint32_t data = 0; // a number, else 0
+    bool isRequest = false;
+};
+
+// Any thread; the module's threads add, the host's reads.
+class Journal {
+public:
+    // Throws std::system_error.
+    Journal();
+
+    void add(const Message& message);
+    [[nodiscard]] std::vector<Message> messages() const;
+    // Readable once something was added since the last call of messages().
+    [[nodiscard]] int fd() const { return m_Event.get(); }
+
+private:
+    mutable std::mutex m_Mutex;
+    std::vector<Message> m_Messages; // under the mutex
+    em::UniqueFd m_Event;
+};
+
+} // namespace volad_dev

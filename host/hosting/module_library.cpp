@@ -1,0 +1,56 @@
+#include "host/hosting/module_library.h"
+
+#include <dlfcn.h>
+
+#include <atomic>
+#include <stdexcept>
+
+#include "host/hosting/host_object.h"
+
+namespace volad_dev {
+namespace {
+
+// Where a module keeps the host's pointer, in bytes from its start.
+constexpr size_t kHostPointerOffset = 8;
+
+void* load(const std::string& path) {
+    void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
+        throw std::runtime_error(dlerror()); // NOLINT(concurrency-mt-unsafe): per thread in glibc
+    }
+    return handle;
+}
+
+} // namespace
+
+void ModuleLibrary::Closer::operator()(void* handle) const {
+    static_cast<void>(dlclose(handle)); // nobody is left to whom a failure would matter
+}
+
+template <class Function>
+Function ModuleLibrary::entry(const char* name) const {
+    void* const symbol = dlsym(m_Handle.get(), name);
+    if (symbol == nullptr) {
+        throw std::runtime_error(std::string("no ") + name + " in the module");
+    }
+    return reinterpret_cast<Function>(symbol);
+}
+
+ModuleLibrary::ModuleLibrary(const std::string& path)
+    : m_Handle(load(path)),
+      m_pCreate(entry<decltype(m_pCreate)>("EM_Create")),
+      m_pDelete(entry<decltype(m_pDelete)>("EM_Delete")),
+      m_pName(entry<decltype(m_pName)>("EM_GetModuleName")),
+      m_pSetup(entry<decltype(m_pSetup)>("EM_SetupAction")) {}
+
+em::CIExtensionModule* ModuleLibrary::create(HostObject& host) const {
+    em::CIExtensionModule* module = nullptr;
+    if (!m_pCreate(&module, 0) || module == nullptr) {
+        return nullptr;
+    }
+    void* const place = reinterpret_cast<char*>(module) + kHostPointerOffset;
+    std::atomic_ref<HostObject*>(*static_cast<HostObject**>(place)).store(&host);
+    return module;
+}
+
+} // namespace volad_dev

@@ -1,0 +1,166 @@
+#include "host/rehearsal/rehearsal.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "frame/module/extension_module_interface.h"
+#include "host/common/exit_code.h"
+#include "host/hosting/debug_object.h"
+#include "host/hosting/module_library.h"
+#include "host/rehearsal/request_run.h"
+#include "host/rehearsal/schedule.h"
+#include "host/rehearsal/verdict_output.h"
+#include "host/sandbox/sandbox_guard.h"
+#include "host/sandbox/sandbox_layout.h"
+
+namespace volad_dev {
+namespace {
+
+// The trace switches and the property that the module reads from the machine, all of it the sandbox's own.
+constexpr const char* kTraceLevelVariable = "TM_LOG_DEBUG_LEVEL";
+constexpr const char* kRegistry = "/opt/Orlendix/vital/etc/ombrad/registry";
+constexpr std::array kModuleKey = {"HKEY_LOCAL_MACHINE", "SOFTWARE",    "Aldmere",
+                                   "Management",         "Host Warden", "EM_SHUTDOWN"};
+
+void configureTrace(unsigned level) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs before the module is loaded
+    setenv(kTraceLevelVariable, std::to_string(level).c_str(), 1);
+}
+
+void configureProperty(const Settings& settings) {
+    if (!settings.powerSwitchNotifications) {
+        return;
+    }
+    std::filesystem::create_directories(std::filesystem::path(kRegistry).parent_path());
+    std::ofstream file(kRegistry);
+    for (const char* key : kModuleKey) {
+        file << '[' << key << "]\n";
+    }
+    file << "PowerSwitchEvent (ON/OFF)=d=" << int{*settings.powerSwitchNotifications} << '\n'
+         << std::string(kModuleKey.size() + 1, '\n'); // closes each key, and the root
+    if (!file.flush()) {
+        throw std::runtime_error("the sandbox's registry cannot be written");
+    }
+}
+
+// The module's children find the standard descriptors only.
+void keepToOurselves(int fd) {
+    if (fd >= 0 && fcntl(fd, F_SETFD, FD_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "descriptor of the launcher");
+    }
+}
+
+// Lines with the time since the request, blank before it is known.
+TraceSink printer(const std::atomic<double>& requestTime) {
+    return [&requestTime](const std::string& line) {
+        const double since = requestTime == 0 ? -1 : monotonicNow() - requestTime;
+        fmt::print("{} {}\n", since < 0 ? std::string(10, ' ') : fmt::format("[{:8.3f}]", since), line);
+        std::fflush(stdout);
+    };
+}
+
+class StartedModule {
+public:
+    StartedModule(const ModuleLibrary& library, HostObject& host, uint32_t cabinet)
+        : m_Library(library), m_pModule(library.create(host)) {
+        if (m_pModule == nullptr) {
+            throw std::runtime_error("EM_Create gave no module");
+        }
+        m_pModule->SetCabinetNumber(cabinet);
+        m_pModule->Start();
+        m_pModule->AfterStart();
+    }
+    StartedModule(const StartedModule&) = delete;
+    StartedModule& operator=(const StartedModule&) = delete;
+    ~StartedModule() {
+        stop();
+        if (!m_Library.destroy()) {
+            fmt::print(stderr, "volad-dev: EM_Delete failed\n");
+        }
+    }
+
+    em::CIExtensionModule& module() { return *m_pModule; }
+    void stop() {
+        if (!m_bStopped) {
+            m_bStopped = true;
+            m_pModule->Stop();
+        }
+    }
+
+private:
+    const ModuleLibrary& m_Library;
+    em::CIExtensionModule* m_pModule;
+    bool m_bStopped = false;
+};
+
+Verdict rehearse(const RehearsalOptions& options, Settings settings) {
+    std::optional<double> scheduledIn;
+    if (options.schedule) {
+        const time_t now = time(nullptr);
+        const time_t moment = nextMoment(*options.schedule, now);
+        applySchedule(settings, moment);
+        scheduledIn = std::max(0.0, difftime(moment, now));
+    }
+    std::atomic<double> requestTime = 0;
+    const TraceSinkScope trace(printer(requestTime));
+    DevelopmentHost host(settings);
+    const ModuleLibrary library(options.module);
+    StartedModule started(library, host, settings.cabinet);
+    RequestRun run(options, settings, host, started.module(), requestTime, scheduledIn);
+    run.follow();
+    started.stop();
+    return run.conclude();
+}
+
+void writeAll(int fd, const std::string& text) {
+    if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        throw std::system_error(errno, std::generic_category(), "verdict file");
+    }
+}
+
+// The module looks for its message file in the current directory first.
+void standBesideMessages(const std::string& file) {
+    namespace fs = std::filesystem;
+    const fs::path directory = fs::temp_directory_path() / "messages";
+    fs::create_directory(directory);
+    fs::create_symlink(file, directory / "EVENTMSG.XML");
+    fs::current_path(directory);
+}
+
+} // namespace
+
+int runRehearsal(const RehearsalOptions& options) {
+    assertSandboxInForce();
+    keepToOurselves(options.stopFd);
+    keepToOurselves(options.jsonFd);
+    const Settings settings = options.settings.empty() ? Settings() : readSettings(options.settings);
+    if (!options.messages.empty()) {
+        standBesideMessages(options.messages);
+    }
+    configureTrace(options.trace);
+    configureProperty(settings);
+    Verdict verdict = rehearse(options, settings);
+    verdict.left = filesLeft(layout::kScratch);
+    fmt::print("\n{}", verdictText(verdict));
+    if (options.jsonFd >= 0) {
+        writeAll(options.jsonFd, verdictJson(verdict));
+    }
+    if (verdict.end == End::Interrupted) {
+        return kExitInterrupted;
+    }
+    return verdict.asAsked ? kExitAsAsked : kExitOtherwise;
+}
+
+} // namespace volad_dev

@@ -1,0 +1,63 @@
+// Sends a request into a started module and follows it to its end.
+#pragma once
+
+#include <atomic>
+#include <optional>
+
+#include "host/hosting/development_host.h"
+#include "host/rehearsal/rehearsal_options.h"
+#include "host/rehearsal/verdict.h"
+#include "host/sandbox/command_record.h"
+
+namespace em {
+class CIExtensionModule;
+}
+
+namespace volad_dev {
+
+// What a run may take beyond what the settings ask for, in seconds.
+struct RunLimits {
+    double slack = 60; // the time-outs of the module's own
+    double schedule =
+        60 + 30; // the minute that a schedule names, and the pass of the module in which it sees that
+};
+
+class RequestRun {
+public:
+    // requestTime: where the time of the request goes as soon as it is known, for the trace; 0 until then.
+    // scheduledIn: seconds until the module shall raise the request by itself; nothing: the request is sent.
+    RequestRun(const RehearsalOptions& options, const Settings& settings, const DevelopmentHost& host,
+               em::CIExtensionModule& module, std::atomic<double>& requestTime,
+               std::optional<double> scheduledIn, RunLimits limits = {});
+
+    // Returns when the run has ended, or when the module shall be stopped now.
+    void follow();
+    // After the module was stopped: waits, with a bound, for a command that may still be on its way.
+    [[nodiscard]] Verdict conclude();
+
+private:
+    void sendRequest();
+    void sendCancel() const;
+    void begin(double requestTime);
+    void noticeScheduledRequest();
+    [[nodiscard]] bool actWhenDue();
+    [[nodiscard]] bool hasEnded() const;
+    [[nodiscard]] bool waitForNews() const;
+    [[nodiscard]] End finalEnd();
+
+    const RehearsalOptions& m_Options;
+    const Settings& m_Settings;
+    const DevelopmentHost& m_Host;
+    em::CIExtensionModule& m_Module;
+    std::atomic<double>& m_RequestTime;
+    const RunLimits m_Limits;
+    const CommandRecorder m_Recorder;
+    // On the monotonic clock, each until it is over.
+    std::optional<double> m_CancelAt, m_StopAt;
+    double m_Limit; // longer than the run can take
+    bool m_bScheduled;
+    bool m_bStopAsked = false;
+    std::optional<End> m_End; // what the messages do not tell
+};
+
+} // namespace volad_dev

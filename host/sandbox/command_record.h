@@ -1,0 +1,50 @@
+// What the recorder wrote down about the commands that the module started.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/unique_fd.h"
+#include "host/sandbox/sandbox_layout.h"
+
+namespace volad_dev {
+
+struct CommandRecord {
+    std::string name; // as the command was called
+    std::vector<std::string> arguments;
+    double time = 0;      // seconds since 1970
+    double monotonic = 0; // seconds on the monotonic clock
+    std::string directory;
+    std::string blocked;                    // signal mask in hexadecimal, signal 1 in the lowest bit
+    std::map<int, std::string> descriptors; // open ones and where each leads
+
+    // "/sbin/poweroff -f"
+    [[nodiscard]] std::string commandLine() const;
+};
+
+// Reads and waits for records. Make it before the command may be started: it sees what is appended from then
+// on, and what was there already. One thread at a time.
+class CommandRecorder {
+public:
+    // Throws std::system_error when the directory cannot be watched.
+    explicit CommandRecorder(std::string file = layout::kCommandRecord);
+
+    // All whole lines so far. Throws std::runtime_error on a line that is no record.
+    [[nodiscard]] std::vector<CommandRecord> read() const;
+
+    // Readable once something was appended since the last read().
+    [[nodiscard]] int fd() const { return m_Watch.get(); }
+
+    // The record number `index` (from 0) as soon as it is there; nothing when the time is over.
+    [[nodiscard]] std::optional<CommandRecord> waitForRecord(std::chrono::milliseconds timeout,
+                                                             size_t index = 0) const;
+
+private:
+    std::string m_strFile;
+    em::UniqueFd m_Watch;
+};
+
+} // namespace volad_dev

@@ -1,0 +1,18 @@
+#include "base/current_directory.h"
+
+#include <array>
+
+#include "base/system.h"
+
+namespace em {
+
+bool GetCurrentDirectory(std::string& directory) {
+    std::array<char, 4096> buffer;
+    if (sys::getcwd(buffer.data(), buffer.size()) == nullptr || buffer[0] == '\0') {
+        return false;
+    }
+    directory = buffer.data();
+    return true;
+}
+
+} // namespace em

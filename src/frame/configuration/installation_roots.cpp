@@ -1,0 +1,66 @@
+#include "frame/configuration/installation_roots.h"
+
+#include "base/swallow.h"
+#include "platform/registry/registry.h"
+#include "platform/registry/registry_path.h"
+
+namespace em {
+namespace {
+
+constexpr const char* kLocatorValue = "Host Warden";
+constexpr const char* kDefaultProductKey = "SOFTWARE\\Aldmere\\Management\\Host Warden";
+constexpr const char* kSetupKey = "Setup";
+
+// The size is asked for first, as every reader of the locator does: both look-ups show in the trace.
+std::string productKeyPath() {
+    CRegistry locator;
+    uint32_t size = 0;
+    std::string path;
+    const bool found = locator.OpenPointersKey() == REG_SUCCESS &&
+                       locator.QueryValue(nullptr, kLocatorValue, &size) == REG_SUCCESS &&
+                       locator.QueryText(kLocatorValue, path) == REG_SUCCESS;
+    return found ? path : kDefaultProductKey;
+}
+
+// A path without a root's name lies under HKEY_LOCAL_MACHINE.
+bool openProductPath(CRegistry& key, const std::string& path, uint32_t rights) {
+    if (beginsWithRoot(path)) {
+        return key.Open(withUpperCaseRoot(path).c_str(), nullptr, rights, -1) == REG_SUCCESS;
+    }
+    const RegistryKeyRef machine = CRegistry::Root(PredefinedRoot::LocalMachine);
+    // A null parent would mean the root node, so a missing root is asked for first.
+    return machine && key.Open(path.c_str(), machine.get(), rights, -1) == REG_SUCCESS;
+}
+
+} // namespace
+
+bool OpenProductKey(CRegistry& key, const char* subkey, bool forWriting) {
+    bool opened = false;
+    static_cast<void>(swallow([&] {
+        opened = openProductPath(key, productKeyPath() + '\\' + subkey,
+                                 forWriting ? REGISTRY_WRITE : REGISTRY_READ);
+    }));
+    return opened;
+}
+
+std::string ProductText(const char* subkey, const char* name) {
+    CRegistry key;
+    std::string text;
+    if (OpenProductKey(key, subkey)) {
+        static_cast<void>(key.QueryText(name, text));
+    }
+    return text;
+}
+
+InstallationRoots FindInstallationRoots() {
+    const RecursiveLockGuard guard(CRegistry::Lock());
+    InstallationRoots roots;
+    CRegistry setup;
+    if (OpenProductKey(setup, kSetupKey) &&
+        (setup.QueryText("BinRoot", roots.binRoot) != REG_SUCCESS || roots.binRoot.empty())) {
+        static_cast<void>(setup.QueryText("FileRoot", roots.fileRoot));
+    }
+    return roots;
+}
+
+} // namespace em

@@ -1,0 +1,115 @@
+#include "frame/json/json_text.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <vector>
+
+namespace em::json {
+
+namespace {
+
+// Walks the tree with a stack of its own: RapidJSON's Accept() goes one call deeper with each level.
+class TextWriter {
+public:
+    std::string write(const JsonValue& value) {
+        begin(value);
+        while (!m_open.empty()) {
+            step();
+        }
+        return {m_buffer.GetString(), m_buffer.GetSize()};
+    }
+
+private:
+    // An object or array whose first children are written. Of the two lists one is empty.
+    struct Open {
+        bool isObject;
+        std::span<const JsonMember> members;
+        std::span<const JsonValue> elements;
+    };
+
+    void step() {
+        Open& innermost = m_open.back();
+        if (!innermost.members.empty()) {
+            const JsonMember& next = innermost.members.front();
+            innermost.members = innermost.members.subspan(1);
+            const std::string_view name = text(next.name).value_or("");
+            m_writer.Key(name.data(), lengthOf(name));
+            begin(next.value);
+        } else if (!innermost.elements.empty()) {
+            const JsonValue& next = innermost.elements.front();
+            innermost.elements = innermost.elements.subspan(1);
+            begin(next);
+        } else {
+            innermost.isObject ? m_writer.EndObject() : m_writer.EndArray();
+            m_open.pop_back();
+        }
+    }
+
+    void begin(const JsonValue& value) {
+        switch (typeOf(value)) {
+        case JsonType::Null:
+            m_writer.Null();
+            break;
+        case JsonType::False:
+        case JsonType::True:
+            m_writer.Bool(*boolean(value));
+            break;
+        case JsonType::Object:
+            m_writer.StartObject();
+            m_open.push_back({true, members(&value), {}});
+            break;
+        case JsonType::Array:
+            m_writer.StartArray();
+            m_open.push_back({false, {}, elements(&value)});
+            break;
+        case JsonType::String:
+            m_writer.String(text(value)->data(), lengthOf(*text(value)));
+            break;
+        case JsonType::Number:
+            writeNumber(value);
+            break;
+        }
+    }
+
+    void writeNumber(const JsonValue& value) {
+        if (const auto natural = unsignedNumber(value)) {
+            m_writer.Uint64(*natural);
+        } else if (const auto integer = signedNumber(value)) {
+            m_writer.Int64(*integer);
+        } else if (const auto real = realNumber(value)) {
+            writeReal(*real);
+        }
+    }
+
+    // As "%g" does; the writer's own form differs and stops in the middle of the text at what is not finite.
+    void writeReal(double value) {
+        constexpr int kSignificantDigits = 6;
+        std::array<char, 32> digits;
+        const auto end = std::to_chars(digits.begin(), digits.end(), value, std::chars_format::general,
+                                       kSignificantDigits);
+        m_writer.RawValue(digits.data(), static_cast<size_t>(end.ptr - digits.data()),
+                          rapidjson::kNumberType);
+    }
+
+    // The writer reserves six bytes for each one and counts them in 32 bits; what is longer is cut.
+    static rapidjson::SizeType lengthOf(std::string_view value) {
+        constexpr size_t kLongest = 0x20000000;
+        return static_cast<rapidjson::SizeType>(std::min(value.size(), kLongest));
+    }
+
+    rapidjson::StringBuffer m_buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> m_writer{m_buffer};
+    std::vector<Open> m_open;
+};
+
+} // namespace
+
+std::string compactText(const JsonValue& value) {
+    return TextWriter().write(value);
+}
+
+} // namespace em::json

@@ -1,0 +1,125 @@
+#include "frame/module/extension_module.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "frame/envelope/sip_json.h"
+#include "frame/module/cabinet_number.h"
+#include "frame/module/host_interface.h"
+#include "frame/module/notification_codes.h"
+#include "trace/boundary.h"
+
+namespace em {
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored                                                                               \
+    "-Winvalid-offsetof" // both compilers lay the class out as the contract needs it
+struct ExtensionModuleLayout {
+    static_assert(offsetof(CExtensionModule, m_pHost) == 8);
+    static_assert(offsetof(CExtensionModule, m_nReserved) == 16);
+    static_assert(offsetof(CExtensionModule, m_bSwitchShutdown) == 20);
+    static_assert(sizeof(CExtensionModule) == 24);
+    static_assert(sizeof(std::atomic<void*>) == 8 && sizeof(std::atomic<bool>) == 1);
+};
+#pragma GCC diagnostic pop
+
+namespace {
+
+constexpr uint32_t kRefused = 1;
+constexpr uint32_t kNoHost = 6;
+
+// The formats of the notification table, each with the module's name as its only argument.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+void traceRow(uint32_t level, const char* format, const char* moduleName) {
+    if (format != nullptr) {
+        EM_TRACE(level, format, moduleName);
+    }
+}
+#pragma GCC diagnostic pop
+
+} // namespace
+
+bool CExtensionModule::Start() {
+    return atBoundary("Start()", true, [&] {
+        RegisterEventLogSource();
+        return true;
+    });
+}
+
+bool CExtensionModule::HandleRequest(SipJson* request) {
+    return atBoundary("HandleRequest()", false, [&] {
+        if (request != nullptr) {
+            request->SetStatus(kRefused);
+        }
+        return false;
+    });
+}
+
+unsigned CExtensionModule::SetCabinetNumber(uint32_t number) {
+    return atBoundary("SetCabinetNumber()", 1U, [&] {
+        setCabinetNumber(number);
+        EM_TRACE(2, "\n\n%-20s: ## Server cabinet number = %d ##\n", ModuleName(), asInt(number));
+        return 1U;
+    });
+}
+
+unsigned CExtensionModule::Notify(uint32_t code, uint64_t parameter, uint64_t extra) {
+    return atBoundary("Notify()", 0U, [&] {
+        EM_TRACE(2, "\n\n%-20s: ## NOTIFY: Code = 0Xx%02X, param = 0x%08X", ModuleName(), code,
+                 asUnsigned(parameter));
+        if (code == SCN_SWITCH_SHUTDOWN) {
+            m_bSwitchShutdown = true;
+        }
+        TraceNotification(code);
+        EM_TRACE(4, "\n%-20s:   call OnModuleNotification()...", ModuleName());
+        const unsigned result = OnModuleNotification(code, parameter, extra);
+        EM_TRACE(4, "\n%-20s:   ... OnModuleNotification() completed", ModuleName());
+        return result;
+    });
+}
+
+void CExtensionModule::TraceNotification(uint32_t code) {
+    const auto* const row =
+        std::find_if(kNotifications.begin(), kNotifications.end(),
+                     [code](const NotificationRow& candidate) { return candidate.code == code; });
+    if (row != kNotifications.end()) {
+        traceRow(1, row->nameLine, ModuleName());
+        traceRow(2, row->effectLine, ModuleName());
+    }
+}
+
+void CExtensionModule::RegisterEventLogSource() {
+    const char* const source =
+        KindOfHost(m_pHost) == kAgentlessService ? "Tellmark Agentless Service" : "Tellmark Host Warden";
+    EM_TRACE(3, "\n%-20s: Register event log source \"%s\" ...", ModuleName(), source);
+    EM_TRACE(3, "\n%-20s: ... event log source \"%s\" registered", ModuleName(), source);
+}
+
+void CExtensionModule::SendHostNotice(bool value) {
+    NoticeToHost(m_pHost, this, value);
+}
+
+void CExtensionModule::SendMessage(SipJson& envelope, uint32_t timeoutMs) {
+    void* const host = m_pHost;
+    if (host == nullptr) {
+        envelope.SetStatus(kNoHost);
+        return;
+    }
+    if (!envelope.HasMember("CA")) {
+        envelope.SetUintMember("CA", cabinetNumber());
+    }
+    SendMessageToHost(host, this, envelope, timeoutMs);
+}
+
+void CExtensionModule::SendMessageWithId(SipJson& envelope, uint32_t timeoutMs, uint32_t messageId) {
+    envelope.SetUintMember("MI", messageId);
+    SendMessage(envelope, timeoutMs);
+}
+
+void CExtensionModule::SendMessageForCabinet(SipJson& envelope, uint32_t timeoutMs, uint32_t cabinet) {
+    envelope.SetUintMember("CA", cabinet);
+    SendMessage(envelope, timeoutMs);
+}
+
+} // namespace em

@@ -1,0 +1,70 @@
+#include "platform/profile/profile_line.h"
+
+#include <algorithm>
+
+#include "base/ascii.h"
+
+namespace em {
+namespace {
+
+std::string_view withoutLeadingBlanks(std::string_view text) {
+    while (!text.empty() && isAsciiBlank(text.front())) {
+        text.remove_prefix(1);
+    }
+    return text;
+}
+
+std::string_view withoutTrailingBlanks(std::string_view text) {
+    while (!text.empty() && isAsciiBlank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+} // namespace
+
+bool ProfileLine::isHeaderOf(std::string_view section) const {
+    return !text.empty() && text[0] == '[' && text.substr(1, section.size()) == section &&
+           text.size() > section.size() + 1 && text[section.size() + 1] == ']';
+}
+
+std::optional<std::string_view> ProfileLine::headerName() const {
+    const size_t close = text.find(']');
+    if (text.empty() || text[0] != '[' || close == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(1, close - 1);
+}
+
+std::optional<std::string_view> ProfileLine::key() const {
+    const size_t equals = text.find('=');
+    if (equals == std::string_view::npos) {
+        return {};
+    }
+    return withoutTrailingBlanks(text.substr(0, equals));
+}
+
+std::string_view ProfileLine::value() const {
+    const size_t equals = text.find('=');
+    return equals == std::string_view::npos
+               ? std::string_view()
+               : withoutTrailingBlanks(withoutLeadingBlanks(text.substr(equals + 1)));
+}
+
+ProfileLine ProfileLine::withoutComment() const {
+    return {from, to, text.substr(0, text.find(';'))};
+}
+
+bool ProfileLines::Next(ProfileLine& line) {
+    if (m_nAt >= m_Content.size()) {
+        return false;
+    }
+    const size_t end = std::min(m_Content.find('\n', m_nAt), m_Content.size());
+    std::string_view text = m_Content.substr(m_nAt, std::min(end - m_nAt, kLongestProfileLine));
+    text = text.substr(0, text.find('\0'));
+    line = {m_nAt, std::min(end + 1, m_Content.size()), withoutLeadingBlanks(text)};
+    m_nAt = line.to;
+    return true;
+}
+
+} // namespace em

@@ -1,0 +1,195 @@
+#include "platform/registry/registry_node.h"
+
+#include <array>
+
+#include "base/cancellation_disabled.h"
+#include "trace/trace.h"
+
+namespace em {
+
+RegistryKeyRef::RegistryKeyRef(CRegistryNode* node) : m_pNode(node) {
+    if (m_pNode != nullptr) {
+        m_pNode->AddReference();
+    }
+}
+
+RegistryKeyRef::~RegistryKeyRef() {
+    if (m_pNode != nullptr) {
+        m_pNode->Release();
+    }
+}
+
+CRegistryNode::CRegistryNode(uint32_t depth) : m_nDepth(depth) {
+    m_Lock.SetUp();
+}
+
+void CRegistryNode::Release() noexcept {
+    // Whoever deletes must see what the others did with the key before they let it go.
+    if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        delete this;
+    }
+}
+
+RegistryKeyRef CRegistryNode::SubKey(const char* name) {
+    const RecursiveLockGuard guard(m_Lock);
+    const RegistryEntry* const entry = m_Table.find(name);
+    return RegistryKeyRef(entry != nullptr && entry->extra == REG_TYPE_KEY ? entry->value.key : nullptr);
+}
+
+RegistryKeyRef CRegistryNode::CreateSubKey(const char* name, bool& created) {
+    const RecursiveLockGuard guard(m_Lock);
+    if (RegistryKeyRef existing = SubKey(name)) {
+        return existing;
+    }
+    if (m_bDeleted || m_nDepth >= kRegistryDepth || m_Table.find(name) != nullptr) {
+        return {};
+    }
+    RegistryEntry entry = makeKeyEntry(name, m_nDepth + 1);
+    if (entry.name == nullptr) {
+        return {};
+    }
+    if (m_Table.insert(entry) == nullptr) {
+        destroyRegistryEntry(entry);
+        return {};
+    }
+    created = true;
+    return RegistryKeyRef(entry.value.key);
+}
+
+bool CRegistryNode::CopyValue(const char* name, RegistryItem& item) {
+    const RecursiveLockGuard guard(m_Lock);
+    const RegistryEntry* const entry = m_Table.find(name);
+    if (entry == nullptr || entry->extra == REG_TYPE_KEY) {
+        return false;
+    }
+    item.type = entry->extra;
+    item.data = dataOf(*entry);
+    return true;
+}
+
+const void* CRegistryNode::SetValue(const RegistryEntry& entry) {
+    const RecursiveLockGuard guard(m_Lock);
+    const RegistryEntry* const existing = m_Table.find(entry.name);
+    if (m_bDeleted || (existing != nullptr && existing->extra == REG_TYPE_KEY)) {
+        return nullptr;
+    }
+    return m_Table.insert(entry);
+}
+
+bool CRegistryNode::DeleteValue(const char* name) {
+    const RecursiveLockGuard guard(m_Lock);
+    RegistryEntry* const entry = m_Table.find(name);
+    if (entry == nullptr || entry->extra == REG_TYPE_KEY) {
+        return false;
+    }
+    m_Table.erase(entry);
+    return true;
+}
+
+bool CRegistryNode::DeleteSubKey(const char* name) {
+    RegistryEntry unlinked{};
+    {
+        const RecursiveLockGuard guard(m_Lock);
+        RegistryEntry* const entry = m_Table.find(name);
+        if (entry == nullptr || entry->extra != REG_TYPE_KEY) {
+            return false;
+        }
+        unlinked = m_Table.release(entry);
+    }
+    destroyRegistryEntry(unlinked);
+    return true;
+}
+
+bool CRegistryNode::Adopt(CRegistryNode& read) {
+    for (RegistryEntry& entry : read.UnsharedTable().entries()) {
+        RegistryEntry replaced{};
+        {
+            const RecursiveLockGuard guard(m_Lock);
+            if (RegistryEntry* const existing = m_Table.find(entry.name)) {
+                replaced = std::exchange(*existing, entry);
+            } else if (m_Table.insert(entry) == nullptr) {
+                return false;
+            }
+        }
+        entry = {}; // no longer the read tree's
+        // Behind the lock: emptying a whole sub-key writes lines.
+        destroyRegistryEntry(replaced);
+    }
+    return true;
+}
+
+void CRegistryNode::Clear() {
+    for (;;) {
+        RegistryEntry last{};
+        {
+            const RecursiveLockGuard guard(m_Lock);
+            if (m_Table.count() == 0) {
+                m_Table.clear();
+                return;
+            }
+            last = m_Table.release(&m_Table.entries().back());
+        }
+        destroyRegistryEntry(last);
+    }
+}
+
+std::vector<RegistryItem> CRegistryNode::Items() {
+    const RecursiveLockGuard guard(m_Lock);
+    std::vector<RegistryItem> items;
+    items.reserve(m_Table.count());
+    for (const RegistryEntry& entry : m_Table.entries()) {
+        items.push_back({entry.name, entry.extra, std::string(dataOf(entry))});
+    }
+    return items;
+}
+
+bool CRegistryNode::TakeLastSubKey(RegistryEntry& subKey) noexcept {
+    const RecursiveLockGuard guard(m_Lock);
+    m_bDeleted = true;
+    while (m_Table.count() > 0) {
+        RegistryEntry* const last = &m_Table.entries().back();
+        if (last->extra == REG_TYPE_KEY) {
+            subKey = m_Table.release(last);
+            return true;
+        }
+        m_Table.erase(last);
+    }
+    m_Table.clear();
+    return false;
+}
+
+void dismantleRegistryKey(const char* name, CRegistryNode& key, Dismantle why) noexcept {
+    struct Level {
+        const char* name;
+        CRegistryNode* key;
+    };
+    // A line must not let an unwinding through while a sub-key is in nobody's hands.
+    const CancellationDisabled whole;
+    const auto mayEmpty = [why](CRegistryNode& node) {
+        return why == Dismantle::Deleted || node.Lock().TearDown();
+    };
+    std::array<Level, kRegistryDepth + 1> levels;
+    size_t depth = 0;
+    if (mayEmpty(key)) {
+        levels[depth++] = {name, &key};
+    }
+    while (depth > 0) {
+        const Level level = levels[depth - 1];
+        RegistryEntry subKey{};
+        if (level.key->TakeLastSubKey(subKey)) {
+            if (mayEmpty(*subKey.value.key)) {
+                levels[depth++] = {subKey.name, subKey.value.key};
+            }
+            continue;
+        }
+        if (why == Dismantle::Deleted) {
+            EM_TRACE(2, "CRegistryNode::deleteNode \"%s\"\n", level.name);
+        }
+        if (--depth > 0) {
+            level.key->Release();
+            std::free(const_cast<char*>(level.name)); // the entry's, taken out above
+        }
+    }
+}
+
+} // namespace em

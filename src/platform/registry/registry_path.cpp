@@ -1,0 +1,41 @@
+#include "platform/registry/registry_path.h"
+
+#include <algorithm>
+
+#include "base/ascii.h"
+#include "platform/registry/registry_names.h"
+
+namespace em {
+
+std::optional<std::string_view> RegistryPath::Next() {
+    m_Rest.remove_prefix(std::min(m_Rest.find_first_not_of(m_cSeparator), m_Rest.size()));
+    if (m_Rest.empty()) {
+        return std::nullopt;
+    }
+    const std::string_view component = m_Rest.substr(0, m_Rest.find(m_cSeparator));
+    m_Rest.remove_prefix(component.size());
+    return component;
+}
+
+std::string withUpperCaseRoot(std::string_view path) {
+    std::string result(path);
+    if (const auto root = RegistryPath(path).Next()) {
+        const auto from = result.begin() + (root->data() - path.data());
+        std::transform(from, from + static_cast<ptrdiff_t>(root->size()), from,
+                       [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+    }
+    return result;
+}
+
+bool beginsWithRoot(std::string_view path) {
+    const std::string upper = withUpperCaseRoot(path);
+    const auto root = RegistryPath(upper).Next();
+    return root &&
+           std::find(kPredefinedRoots.begin(), kPredefinedRoots.end(), *root) != kPredefinedRoots.end();
+}
+
+bool holdsSeparator(std::string_view path) {
+    return path.find_first_of("\\/") != std::string_view::npos;
+}
+
+} // namespace em

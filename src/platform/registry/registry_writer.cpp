@@ -1,0 +1,81 @@
+#include "platform/registry/registry_writer.h"
+
+#include <deque>
+#include <string>
+#include <string_view>
+
+#include "platform/registry/registry_node.h"
+#include "platform/registry/registry_value_text.h"
+
+namespace em {
+namespace {
+
+constexpr std::string_view kLineEnd = "\n";
+
+void appendNumbers(GrowingText& out, const RegistryEntry& entry, std::string_view marker) {
+    std::string digits;
+    if (entry.extra == REG_TYPE_BINARY) {
+        appendHex(digits, dataOf(entry));
+    } else {
+        appendDecimal(digits, entry.value.number);
+    }
+    out.append(std::string_view(entry.name), marker, digits, kLineEnd);
+}
+
+// An open key on the writer's own stack.
+class Level {
+public:
+    Level(CRegistryNode& key, GrowingText& out) EM_NO_THREAD_SAFETY_ANALYSIS
+        : m_Guard(key.Lock()),
+          m_Entries(key.Table().entries()) {
+        const RegistryValueType* type = nullptr; // looked up where it changes only
+        for (const RegistryEntry& entry : m_Entries) {
+            if (type == nullptr || type->type != entry.extra) {
+                type = valueTypeOf(entry.extra);
+            }
+            if (type != nullptr && isText(entry.extra)) {
+                out.append(std::string_view(entry.name), type->marker, std::string_view(entry.value.text),
+                           kLineEnd);
+            } else if (type != nullptr) {
+                appendNumbers(out, entry, type->marker);
+            }
+        }
+    }
+
+    // Null when there is none left.
+    const RegistryEntry* NextSubKey() {
+        while (m_nNext < m_Entries.size()) {
+            const RegistryEntry& entry = m_Entries[m_nNext++];
+            if (entry.extra == REG_TYPE_KEY) {
+                return &entry;
+            }
+        }
+        return nullptr;
+    }
+
+private:
+    RecursiveLockGuard m_Guard;
+    const std::span<const RegistryEntry> m_Entries;
+    size_t m_nNext = 0;
+};
+
+} // namespace
+
+GrowingText writeRegistry(CRegistryNode& root) {
+    using namespace std::string_view_literals;
+    GrowingText out;
+    std::deque<Level> levels;
+    levels.emplace_back(root, out);
+    while (!levels.empty()) {
+        if (const RegistryEntry* const subKey = levels.back().NextSubKey()) {
+            out.append("["sv, std::string_view(subKey->name), "]\n"sv);
+            levels.emplace_back(*subKey->value.key, out);
+        } else {
+            out.append(kLineEnd);
+            levels.pop_back();
+        }
+    }
+    return out;
+}
+
+} // namespace em

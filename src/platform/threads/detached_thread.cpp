@@ -1,0 +1,45 @@
+#include "platform/threads/detached_thread.h"
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include "base/system.h"
+
+namespace em {
+
+std::shared_ptr<DetachedThread> DetachedThread::Make(Routine routine, void* argument) noexcept {
+    try {
+        auto record = std::make_shared<DetachedThread>(routine, argument);
+        record->m_pThreadsOwn = record;
+        return record;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void* DetachedThread::Run(void* record) {
+    struct End {
+        std::shared_ptr<DetachedThread> record;
+        ~End() { record->MarkEnded(); }
+    };
+    const End end{std::move(static_cast<DetachedThread*>(record)->m_pThreadsOwn)};
+    return end.record->m_pRoutine(end.record->m_pArgument);
+}
+
+bool DetachedThread::HasEnded() {
+    const std::lock_guard guard(m_Mutex);
+    return m_bEnded;
+}
+
+int DetachedThread::Cancel(pthread_t thread) {
+    const std::lock_guard guard(m_Mutex);
+    return m_bEnded ? ESRCH : sys::pthread_cancel(thread);
+}
+
+void DetachedThread::MarkEnded() {
+    const std::lock_guard guard(m_Mutex);
+    m_bEnded = true;
+}
+
+} // namespace em

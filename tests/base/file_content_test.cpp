@@ -1,0 +1,57 @@
+#include "base/file_content.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+#include "base/system_fake.h"
+#include "support/temporary_directory.h"
+
+namespace em {
+namespace {
+
+class FileContentTest : public testing::Test {
+protected:
+    int read(const char* name, size_t largest = 100) {
+        m_Content = {};
+        return ReadRegularFile(m_Directory.pathOf(name).c_str(), largest, 16, m_Content);
+    }
+
+    const fake::Scope m_Script;
+    const test::TemporaryDirectory m_Directory;
+    FileContent m_Content;
+};
+
+TEST_F(FileContentTest, HoldsARegularFileUpToTheSizeAndZerosBehindIt) {
+    m_Directory.write("f", "content", 1234);
+    ASSERT_EQ(read("f", 7), 0);
+    EXPECT_EQ(std::string(m_Content.data.get(), m_Content.size + 16), "content" + std::string(16, '\0'));
+    EXPECT_EQ(m_Content.status.st_mtime, 1234);
+    EXPECT_EQ(read("f", 6), EFBIG);
+    EXPECT_EQ(read("."), ENOTSUP);
+    ASSERT_EQ(::mkfifo(m_Directory.pathOf("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(read("fifo"), ENOTSUP) << "and does not wait for a writer";
+    m_Directory.write("empty", "");
+    ASSERT_EQ(read("empty"), 0);
+    EXPECT_EQ(m_Content.size, 0U);
+}
+
+TEST_F(FileContentTest, ReadsOnAfterAnInterruptionUntilTheFileProvesTooShort) {
+    m_Directory.write("f", "content");
+    fake::failNth("read", 1, EINTR, 3);
+    EXPECT_EQ(read("f"), 0);
+    static std::string path;
+    path = m_Directory.pathOf("f");
+    fake::watch([](const char* call) {
+        if (std::string_view(call) == "read") {
+            [[maybe_unused]] const int result = ::truncate(path.c_str(), 3);
+        }
+    });
+    EXPECT_EQ(read("f"), ENODATA);
+}
+
+} // namespace
+} // namespace em

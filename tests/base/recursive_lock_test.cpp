@@ -1,0 +1,81 @@
+#include "base/recursive_lock.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <semaphore>
+#include <thread>
+
+#include "base/system_fake.h"
+
+namespace em {
+namespace {
+
+std::binary_semaphore lockTried{0};
+
+class RecursiveLockTest : public testing::Test {
+protected:
+    // What the analysis of lock annotations is told to leave alone: locks taken by steps, on purpose.
+    void acquire() EM_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Acquire(); }
+    void release() EM_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Release(); }
+
+    fake::Scope m_Script;
+    RecursiveLock m_Lock;
+};
+
+TEST_F(RecursiveLockTest, ExcludesOtherThreadsUntilTheOutermostRelease) {
+    ASSERT_TRUE(m_Lock.SetUp());
+    acquire();
+    acquire();
+    bool bReleased = false; // plain: the lock orders it
+    fake::watch([](const char* call) {
+        if (std::strcmp(call, "pthread_mutex_lock") == 0) {
+            lockTried.release();
+        }
+    });
+    std::thread other([&] {
+        release(); // not the owner: nothing happens
+        acquire();
+        EXPECT_TRUE(bReleased);
+        release();
+    });
+    lockTried.acquire();
+    release();
+    bReleased = true;
+    release();
+    other.join();
+    EXPECT_TRUE(m_Lock.TearDown());
+}
+
+TEST_F(RecursiveLockTest, IsANoOpWithoutMutex) {
+    fake::failNth("pthread_mutex_init", 1, ENOMEM);
+    EXPECT_FALSE(m_Lock.SetUp());
+    acquire();
+    std::thread([&] { acquire(); }).join(); // would block for ever
+    release();
+    EXPECT_EQ(fake::calls("pthread_mutex_lock"), 0);
+    EXPECT_TRUE(m_Lock.TearDown());
+}
+
+TEST_F(RecursiveLockTest, CountsAFailedLockCallAsTakenAndKeepsErrno) {
+    ASSERT_TRUE(m_Lock.SetUp());
+    fake::failNth("pthread_mutex_lock", 1, EINVAL);
+    errno = EBADF;
+    acquire();
+    acquire();
+    EXPECT_EQ(fake::calls("pthread_mutex_lock"), 1) << "the caller is the owner";
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(RecursiveLockTest, TearDownLeavesAHeldLockAlone) {
+    ASSERT_TRUE(m_Lock.SetUp());
+    acquire();
+    std::thread([&] { EXPECT_FALSE(m_Lock.TearDown()); }).join();
+    acquire(); // a no-op from here on
+    release();
+    EXPECT_EQ(fake::calls("pthread_mutex_lock"), 1);
+}
+
+} // namespace
+} // namespace em

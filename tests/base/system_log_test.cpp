@@ -1,0 +1,92 @@
+#include "base/system_log.h"
+
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <cerrno>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/system_fake.h"
+
+namespace em {
+namespace {
+
+__attribute__((format(printf, 1, 2))) void writeLog(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    WriteSystemLog(format, arguments);
+    va_end(arguments);
+}
+
+std::string lastRecord() {
+    const auto records = fake::logRecords();
+    return records.empty() ? "(nothing)" : records.back().text;
+}
+
+// First in this file: the log is opened once for the whole process.
+TEST(SystemLog, IsOpenedOnceByTheFirstOfManyThreads) {
+    const fake::Scope script;
+    std::vector<std::thread> threads;
+    threads.reserve(4);
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([] { writeLog("x"); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const std::string expected = std::string(program_invocation_short_name) + " " +
+                                 std::to_string(LOG_PID | LOG_CONS | LOG_NDELAY) + " " +
+                                 std::to_string(LOG_LOCAL1);
+    EXPECT_EQ(fake::logOpenings(), std::vector<std::string>{expected});
+    EXPECT_EQ(fake::logRecords().size(), 4U);
+}
+
+TEST(SystemLog, WritesTheFormattedTextWithASafeSecondPass) {
+    const fake::Scope script;
+    struct Case {
+        const char* text; // handed over as an argument behind "\n\n"
+        const char* logged;
+    };
+    const Case cases[] = {
+        {"100%", "100%"},
+        {"a%%b", "a%b"},
+        {"%s%n%d", "%s%n%d"},
+        {"why: %m", "why: No such file or directory"},
+        {"%%m", "%m"},
+        {"\n\nkept", "\n\nkept"},
+        {"", ""},
+    };
+    for (const Case& c : cases) {
+        errno = ENOENT;
+        writeLog("\n\n%s", c.text);
+        EXPECT_EQ(lastRecord(), c.logged);
+        EXPECT_EQ(fake::logRecords().back().priority, LOG_INFO);
+        EXPECT_EQ(errno, ENOENT);
+    }
+}
+
+TEST(SystemLog, LogsAFormatOfNewlinesAsItStandsAndWhatCannotBeFormatted) {
+    const fake::Scope script;
+    const char* volatile newlines = "\n\n"; // hidden from the compiler, which warns of it
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    writeLog(newlines);
+#pragma GCC diagnostic pop
+    EXPECT_EQ(lastRecord(), "\n\n");
+    writeLog("%lc", static_cast<wint_t>(0x7FFFFFFF)); // no character of any locale
+    EXPECT_EQ(lastRecord(), "ERROR: cann't format message");
+}
+
+TEST(SystemLog, CutsAfter1023BytesBeforeTheSecondPass) {
+    const fake::Scope script;
+    writeLog("%s", std::string(1500, 'x').c_str());
+    EXPECT_EQ(lastRecord(), std::string(1023, 'x'));
+    writeLog("%s", (std::string(1022, 'x') + "%%").c_str());
+    EXPECT_EQ(lastRecord(), std::string(1022, 'x') + "%") << "half of a cut pair stands literally";
+}
+
+} // namespace
+} // namespace em

@@ -1,0 +1,259 @@
+#include "base/system_fake.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <optional>
+
+namespace em::fake {
+namespace {
+
+constexpr std::size_t kNames = 128;
+
+// Fixed slots, so that a call made between fork and exec neither allocates nor locks.
+struct Slot {
+    std::atomic<const char*> name{nullptr};
+    std::atomic<int> calls{0};
+    std::atomic<int> failFrom{0};
+    std::atomic<int> failTimes{0};
+    std::atomic<int> error{0};
+};
+std::array<Slot, kNames> slots;
+std::atomic<int> allCalls{0};
+std::atomic<void (*)(const char*)> watcher{nullptr};
+
+Files realFiles;
+std::atomic<Files*> standInFiles{nullptr};
+
+std::atomic<bool> leaping{false};
+std::atomic<int> strayWakeUpsLeft{0};
+std::atomic<int64_t> leaptNs{0};
+
+std::mutex scriptMutex;
+std::map<std::string, std::string> paths;
+std::optional<uid_t> standInUser;
+std::optional<time_t> standInTime;
+struct Symbol {
+    void* address;
+    Object object;
+};
+std::map<std::string, Symbol> symbols;
+std::vector<LogRecord> records;
+std::vector<std::string> openings;
+
+Slot& slotOf(const char* call) {
+    for (Slot& slot : slots) {
+        const char* name = slot.name.load();
+        if (name == nullptr) {
+            // Names are string literals or interned below, so the pointer stays valid.
+            if (slot.name.compare_exchange_strong(name, call)) {
+                return slot;
+            }
+        }
+        if (std::strcmp(name, call) == 0) {
+            return slot;
+        }
+    }
+    std::abort();
+}
+
+constexpr int64_t kNsPerSecond = 1'000'000'000;
+
+int64_t nanoseconds(const timespec& time) {
+    return time.tv_sec * kNsPerSecond + time.tv_nsec;
+}
+
+timespec timeAt(int64_t ns) {
+    return {ns / kNsPerSecond, ns % kNsPerSecond};
+}
+
+const char* interned(const std::string& name) {
+    static std::map<std::string, std::string>& names = *new std::map<std::string, std::string>;
+    return names.emplace(name, name).first->second.c_str();
+}
+
+} // namespace
+
+void reset() {
+    const std::lock_guard guard(scriptMutex);
+    for (Slot& slot : slots) {
+        slot.calls = 0;
+        slot.failFrom = 0;
+    }
+    allCalls = 0;
+    watcher = nullptr;
+    standInFiles = nullptr;
+    leaping = false;
+    leaptNs = 0;
+    paths.clear();
+    standInUser.reset();
+    standInTime.reset();
+    symbols.clear();
+    records.clear();
+    openings.clear();
+}
+
+void failNth(const std::string& call, int nth, int error, int times) {
+    const std::lock_guard guard(scriptMutex);
+    Slot& slot = slotOf(interned(call));
+    slot.error = error;
+    slot.failTimes = times;
+    slot.failFrom = slot.calls + nth;
+}
+
+int calls(const std::string& call) {
+    const std::lock_guard guard(scriptMutex);
+    return call.empty() ? allCalls.load() : slotOf(interned(call)).calls.load();
+}
+
+void watch(void (*newWatcher)(const char*)) {
+    watcher = newWatcher;
+}
+
+void setPath(const std::string& function, const std::string& value) {
+    const std::lock_guard guard(scriptMutex);
+    paths[function] = value;
+}
+
+void setFiles(Files* files) {
+    standInFiles = files;
+}
+
+void setUserId(uid_t user) {
+    standInUser = user;
+}
+
+void setWallClock(time_t now) {
+    const std::lock_guard guard(scriptMutex);
+    standInTime = now;
+}
+
+void setSymbol(const std::string& name, void* address, Object object) {
+    const std::lock_guard guard(scriptMutex);
+    symbols[name] = {address, object};
+}
+
+std::vector<LogRecord> logRecords() {
+    const std::lock_guard guard(scriptMutex);
+    return records;
+}
+
+std::vector<std::string> logOpenings() {
+    const std::lock_guard guard(scriptMutex);
+    return openings;
+}
+
+int injected(const char* call) {
+    ++allCalls;
+    Slot& slot = slotOf(call);
+    const int count = ++slot.calls;
+    if (auto* watching = watcher.load()) {
+        watching(call);
+    }
+    const int from = slot.failFrom;
+    const int times = slot.failTimes;
+    const bool hit = from != 0 && count >= from && (times == 0 || count < from + times);
+    return hit ? slot.error.load() : 0;
+}
+
+bool fails(const char* call) {
+    const int error = injected(call);
+    if (error != 0) {
+        errno = error;
+    }
+    return error != 0;
+}
+
+Files& files() {
+    Files* const standIn = standInFiles;
+    return standIn != nullptr ? *standIn : realFiles;
+}
+
+const char* path(const char* function, const char* real) {
+    const std::lock_guard guard(scriptMutex);
+    const auto found = paths.find(function);
+    return found == paths.end() ? real : found->second.c_str();
+}
+
+uid_t userId() {
+    return standInUser ? *standInUser : ::getuid();
+}
+
+time_t wallClock() {
+    const std::lock_guard guard(scriptMutex);
+    return standInTime ? *standInTime : ::time(nullptr);
+}
+
+void leapTime(int strayWakeUps) {
+    strayWakeUpsLeft = strayWakeUps;
+    leaping = true;
+}
+
+int readClock(clockid_t clock, timespec* now) {
+    const int result = ::clock_gettime(clock, now);
+    if (clock == CLOCK_MONOTONIC) {
+        *now = timeAt(nanoseconds(*now) + leaptNs);
+    }
+    return result;
+}
+
+int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
+    if (!leaping) {
+        return ::clock_nanosleep(clock, flags, request, remaining);
+    }
+    leaptNs += nanoseconds(*request);
+    return 0;
+}
+
+namespace {
+
+[[gnu::noinline]] int leapTo(const timespec& deadline) {
+    timespec now{};
+    readClock(CLOCK_MONOTONIC, &now);
+    const int64_t left = nanoseconds(deadline) - nanoseconds(now);
+    const bool stray = strayWakeUpsLeft.fetch_sub(1) > 0;
+    leaptNs += stray ? left / 2 : left;
+    return stray ? 0 : ETIMEDOUT;
+}
+
+} // namespace
+
+// A thread may be cancelled in here, so its frame holds no locals: the address sanitizer keeps those of an
+// unwound frame poisoned.
+int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+    return leaping ? leapTo(*deadline) : ::pthread_cond_timedwait(condition, mutex, deadline);
+}
+
+void openLog(const char* identity, int options, int facility) {
+    const std::lock_guard guard(scriptMutex);
+    openings.push_back(std::string(identity) + " " + std::to_string(options) + " " +
+                       std::to_string(facility));
+}
+
+void logText(int priority, const char* text) {
+    const std::lock_guard guard(scriptMutex);
+    records.push_back({priority, text});
+}
+
+void* findSymbol(void* handle, const char* name) {
+    const std::lock_guard guard(scriptMutex);
+    const auto found = symbols.find(name);
+    return found == symbols.end() ? ::dlsym(handle, name) : found->second.address;
+}
+
+int findObject(const void* address, Dl_info* info) {
+    const std::lock_guard guard(scriptMutex);
+    for (const auto& [name, symbol] : symbols) {
+        if (symbol.address == address) {
+            return symbol.object == Object::Own ? ::dladdr(&symbols, info) : 0;
+        }
+    }
+    return ::dladdr(address, info);
+}
+
+} // namespace em::fake

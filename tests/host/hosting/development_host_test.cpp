@@ -1,0 +1,84 @@
+// The host as the module reaches it: by slot numbers, with answers in the envelope that it sent.
+#include "host/hosting/development_host.h"
+
+#include <gtest/gtest.h>
+
+#include "base/virtual_slot.h"
+#include "frame/envelope/sip_json.h"
+#include "host/hosting/debug_object.h"
+#include "shutdown/operation_codes.h"
+
+extern "C" volad_dev::DebugObject Debug;
+
+namespace volad_dev {
+namespace {
+
+constexpr unsigned kSendMessage = 9;
+constexpr uint32_t kRequest = 5000;
+
+em::SipJson message(uint32_t opcode, uint32_t extension = 0, uint32_t objectId = 0) {
+    em::SipJson envelope;
+    envelope.InitEnvelope();
+    envelope.SetCommand(opcode, extension, objectId, 1, em::SipJson::kKeepStatus);
+    return envelope;
+}
+
+em::SipJson send(DevelopmentHost& host, em::SipJson envelope) {
+    em::callSlot<void>(static_cast<HostObject*>(&host), kSendMessage, static_cast<void*>(nullptr), &envelope,
+                       kRequest);
+    return envelope;
+}
+
+Settings example() {
+    Settings settings;
+    settings.shutdownDelay = 7;
+    settings.jobName = "/x/job";
+    settings.powerOffTimes[0] = 15;
+    settings.powerOffTimes[3] = 1290;
+    return settings;
+}
+
+TEST(DevelopmentHostTest, SettingsAreAnsweredWithStatusAndDataOrWithoutBoth) {
+    DevelopmentHost host(example());
+    const struct {
+        uint32_t item, day;
+        std::optional<uint32_t> answer;
+    } cases[] = {{em::setting::kShutdownDelay, 0, 7},           {em::setting::kForceDelay, 0, std::nullopt},
+                 {em::setting::kJobTimeout, 0, std::nullopt},   {em::setting::kPowerOffTime, 0, 15},
+                 {em::setting::kPowerOffTime, 3, 1290},         {em::setting::kPowerOffTime, 4, 65535},
+                 {em::setting::kPowerOffTime, 7, std::nullopt}, {0x1702, 0, std::nullopt}};
+    for (const auto& each : cases) {
+        const em::SipJson reply = send(host, message(em::opcode::kHostSettings, each.item, each.day));
+        uint32_t value = 0;
+        EXPECT_EQ(reply.HasValidData(), each.answer.has_value()) << each.item;
+        EXPECT_EQ(reply.GetDataUint(value), each.answer.has_value()) << each.item;
+        EXPECT_EQ(value, each.answer.value_or(0)) << each.item;
+        EXPECT_EQ(reply.GetUint(em::key::Status, 99), each.answer ? 0U : 1U) << each.item;
+    }
+    std::string name;
+    EXPECT_TRUE(send(host, message(em::opcode::kHostSettings, em::setting::kJobName)).GetAnswerText(name));
+    EXPECT_EQ(name, "/x/job");
+}
+
+[[gnu::format(printf, 2, 3)]] void callDebug(unsigned slot, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    em::callSlot<void, const char*, va_list, const char*>(&Debug, slot, format, arguments, "module");
+    va_end(arguments);
+}
+
+TEST(DebugObjectTest, LinesComeWholeThroughTheRawSlots) {
+    std::vector<std::string> lines;
+    {
+        const TraceSinkScope scope([&](const std::string& line) { lines.push_back(line); });
+        EXPECT_TRUE(em::callSlot<bool>(&Debug, 2));
+        callDebug(8, "\n\nfirst %d\n", 1);
+        callDebug(7, "second\n\nthird %s", std::string(3000, 'x').c_str());
+        callDebug(8, "\n");
+    }
+    callDebug(8, "%s", "nobody listens");
+    EXPECT_EQ(lines, (std::vector<std::string>{"first 1", "second", "third " + std::string(3000, 'x')}));
+}
+
+} // namespace
+} // namespace volad_dev

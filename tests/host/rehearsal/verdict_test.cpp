@@ -1,0 +1,142 @@
+// The run of a request as read from what the module told the host.
+#include "host/rehearsal/verdict.h"
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include "host/rehearsal/schedule.h"
+#include "host/rehearsal/verdict_output.h"
+#include "shutdown/operation_codes.h"
+
+namespace volad_dev {
+namespace {
+
+Message status(double time, uint32_t value) {
+    return {time, em::opcode::kShutdownStatusChanged, 0, value, false};
+}
+Message setting(double time, uint32_t item) {
+    return {time, em::opcode::kHostSettings, item, 0, true};
+}
+
+std::vector<Message> runToTheJobAnd(std::vector<Message> rest) {
+    std::vector<Message> run = {setting(0.5, em::setting::kPowerOffTime),
+                                status(1, 1),
+                                status(2, 2),
+                                setting(2.5, em::setting::kShutdownDelay),
+                                setting(3, em::setting::kForceDelay),
+                                setting(6, em::setting::kJobName),
+                                setting(6.5, em::setting::kJobTimeout)};
+    run.insert(run.end(), rest.begin(), rest.end());
+    return run;
+}
+
+CommandRecord commandAt(double time) {
+    CommandRecord record;
+    record.name = "/sbin/poweroff";
+    record.monotonic = time;
+    record.directory = "/";
+    return record;
+}
+
+std::string shown(const std::vector<Phase>& phases) {
+    std::string text;
+    for (const Phase& phase : phases) {
+        text += phase.name + ' ' + std::to_string(phase.seconds).substr(0, 3) + ';';
+    }
+    return text;
+}
+
+TEST(VerdictTest, PhasesOfARun) {
+    const struct {
+        std::vector<Message> messages;
+        std::optional<CommandRecord> command;
+        const char* phases;
+    } cases[] = {
+        {runToTheJobAnd({{9, em::opcode::kSetPowerOffReason, 0, 3, true}, status(9.4, 3)}), commandAt(9.5),
+         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;"},
+        {runToTheJobAnd({status(9.4, 3)}), commandAt(9.5), // a reset has nothing between job and command
+         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 3.0;"},
+        {{status(1, 1), status(1.5, 5)}, std::nullopt, "gate 0.5;"},
+        {{status(1, 1), status(2, 2), setting(3, em::setting::kForceDelay), status(4, 4), status(6, 5)},
+         std::nullopt,
+         "gate 1.0;settings 1.0;delay 3.0;"},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(shown(phasesOf(each.messages, 1, each.command)), each.phases);
+    }
+}
+
+TEST(VerdictTest, WhereARunEnds) {
+    const struct {
+        std::vector<Message> messages;
+        bool stopAsked, commandSeen;
+        std::optional<End> end;
+    } cases[] = {{{}, false, false, std::nullopt},
+                 {{status(1, 1), status(2, 2)}, false, false, std::nullopt},
+                 {{status(1, 1), status(2, 2), status(3, 4)}, false, false, std::nullopt},
+                 {{status(1, 1), status(2, 5)}, false, false, End::Refused},
+                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, false, End::Cancelled},
+                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, true, End::Command},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, false, true, End::Command},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, false, false, End::NothingRan},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, true, false, End::Stopped},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, true, true, End::Command}};
+    for (const auto& each : cases) {
+        EXPECT_EQ(endOf(each.messages, each.stopAsked, each.commandSeen), each.end)
+            << each.messages.size() << each.stopAsked << each.commandSeen;
+    }
+}
+
+TEST(VerdictTest, ProgramsReadTheSame) {
+    Verdict verdict;
+    verdict.end = End::Command;
+    verdict.askedBy = "request";
+    verdict.reason = 3;
+    verdict.requestTime = 1;
+    verdict.command = commandAt(6.0);
+    verdict.phases = {{"gate", 0.25}};
+    verdict.left = {{"state \"x\"", 60}};
+    rapidjson::Document document;
+    document.Parse(verdictJson(verdict).c_str());
+    ASSERT_FALSE(document.HasParseError());
+    EXPECT_STREQ(document["command"]["line"].GetString(), "/sbin/poweroff");
+    EXPECT_EQ(document["command"]["seconds"].GetDouble(), 5.0);
+    EXPECT_FALSE(document["asAsked"].GetBool());
+    EXPECT_EQ(document["reason"].GetUint(), 3U);
+    EXPECT_EQ(document["phases"][0]["seconds"].GetDouble(), 0.25);
+    EXPECT_STREQ(document["left"][0]["file"].GetString(), "state \"x\"");
+    EXPECT_NE(verdictText(verdict).find("/sbin/poweroff, 5.00 s after the request, in \"/\""),
+              std::string::npos);
+}
+
+TEST(ScheduleTest, TheNextMomentAndItsWeekDay) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    constexpr time_t kMinute = 60;
+    constexpr time_t kHour = 60 * kMinute;
+    constexpr time_t kThursdayNoon = 12 * kHour + 30; // 1970-01-01 12:00:30
+    const struct {
+        Schedule schedule;
+        time_t moment;
+        size_t day;
+        uint16_t minute;
+    } cases[] = {{{1U, std::nullopt}, 12 * kHour + kMinute, 4, 721},
+                 {{12U * 60, std::nullopt}, 24 * kHour, 5, 0},
+                 {{std::nullopt, uint16_t{720}}, 12 * kHour, 4, 720},
+                 {{std::nullopt, uint16_t{800}}, 800 * kMinute, 4, 800},
+                 {{std::nullopt, uint16_t{719}}, 24 * kHour + 719 * kMinute, 5, 719}};
+    for (const auto& each : cases) {
+        const time_t moment = nextMoment(each.schedule, kThursdayNoon);
+        EXPECT_EQ(moment, each.moment);
+        Settings settings;
+        settings.powerOffTimes.fill(1);
+        applySchedule(settings, moment);
+        for (size_t day = 0; day < 7; ++day) {
+            EXPECT_EQ(settings.powerOffTimes[day],
+                      day == each.day ? std::optional(each.minute) : std::nullopt);
+        }
+    }
+}
+
+} // namespace
+} // namespace volad_dev

@@ -1,0 +1,60 @@
+// Records of commands: read whole, and waited for without looking again and again.
+#include "host/sandbox/command_record.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+namespace volad_dev {
+namespace {
+
+using namespace std::chrono_literals;
+
+class CommandRecordTest : public testing::Test {
+protected:
+    CommandRecordTest() { std::filesystem::remove(layout::kCommandRecord); }
+};
+
+TEST_F(CommandRecordTest, TheRealRecorderIsReadBack) {
+    const CommandRecorder recorder;
+    ASSERT_EQ(std::system("cd /tmp && /sbin/reboot -f 'quoted \"text\"'"), 0);
+    const auto record = recorder.waitForRecord(5s);
+    ASSERT_TRUE(record.has_value());
+    EXPECT_EQ(record->name, "/sbin/reboot");
+    EXPECT_EQ(record->commandLine(), "/sbin/reboot -f quoted \"text\"");
+    EXPECT_EQ(record->directory, "/tmp");
+    EXPECT_EQ(record->blocked, "0000000000000000");
+    EXPECT_TRUE(record->descriptors.contains(0));
+    EXPECT_NEAR(record->time, static_cast<double>(time(nullptr)), 30);
+}
+
+TEST_F(CommandRecordTest, AWaitEndsWithTheRecordNotWithItsTime) {
+    const CommandRecorder recorder;
+    EXPECT_FALSE(recorder.waitForRecord(1ms).has_value());
+    std::thread later([] { EXPECT_EQ(std::system("/sbin/poweroff; /sbin/halt"), 0); });
+    const auto begin = std::chrono::steady_clock::now();
+    const auto second = recorder.waitForRecord(30s, 1);
+    later.join();
+    ASSERT_TRUE(second.has_value());
+    EXPECT_EQ(second->name, "/sbin/halt");
+    EXPECT_EQ(recorder.read().size(), 2U);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
+}
+
+TEST_F(CommandRecordTest, ALineThatIsNotWholeYetIsNoRecord) {
+    const CommandRecorder recorder;
+    std::ofstream file(layout::kCommandRecord);
+    file << R"({"name":"/sbin/halt")" << std::flush;
+    EXPECT_FALSE(recorder.waitForRecord(1ms).has_value());
+    file << '}' << std::endl;
+    EXPECT_THROW(static_cast<void>(recorder.read()), std::runtime_error);
+}
+
+} // namespace
+} // namespace volad_dev

@@ -1,0 +1,263 @@
+// Writes that fail at each of their calls, or are killed there: the file is the old or the new one.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "base/clock.h"
+#include "base/system_fake.h"
+#include "platform/profile/profile_string.h"
+#include "support/temporary_directory.h"
+
+namespace em {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kOld = "[S]\nJ=0\nK=1\n[T]\nX=1\n";
+const std::string kNew = "[S]\nJ=0\nK=234567\n[T]\nX=1\n";
+
+class ProfileFaults : public ::testing::Test {
+protected:
+    uint32_t write() const { return WritePrivateProfileString("S", "K", "234567", m_strFile.c_str()); }
+    void writeOld() const { m_Directory.write("profile.ini", kOld); }
+    [[nodiscard]] std::string content() const { return m_Directory.read("profile.ini"); }
+    // Files beside the profile and what a test put there: left-overs.
+    [[nodiscard]] std::ptrdiff_t leftOvers() const {
+        const fs::directory_iterator files(m_Directory.path());
+        return std::count_if(begin(files), end(files), [](const fs::directory_entry& file) {
+            return file.path().filename().native().starts_with(".profile.ini.");
+        });
+    }
+
+    const test::TemporaryDirectory m_Directory;
+    const std::string m_strFile = m_Directory.pathOf("profile.ini");
+    const fake::Scope m_Scope;
+};
+
+// Fails each call of a write once, the first, the second, ... until it is not called that often.
+void failEachCall(const std::function<void()>& prepare, const std::function<void()>& check) {
+    for (const char* call :
+         {"open", "openat", "fstat", "flock", "fstatat", "fgetxattr", "read", "fchown", "fchmod", "write",
+          "pwrite", "posix_fallocate", "ftruncate", "fsync", "renameat2"}) {
+        for (int nth = 1;; ++nth) {
+            fake::reset();
+            prepare();
+            const int before = fake::calls(call);
+            fake::failNth(call, nth, ENOSPC);
+            SCOPED_TRACE(std::string(call) + " " + std::to_string(nth));
+            check();
+            if (fake::calls(call) - before < nth) {
+                break;
+            }
+        }
+    }
+}
+
+TEST_F(ProfileFaults, EachFailingCallLeavesTheOldFile) {
+    const auto unlinked = [this] { fs::remove(m_strFile); };
+    const auto linkedTwice = [this] {
+        writeOld();
+        fs::remove(m_Directory.pathOf("twin.ini"));
+        fs::create_hard_link(m_strFile, m_Directory.pathOf("twin.ini"));
+    };
+    const struct {
+        const char* what;
+        std::function<void()> prepare;
+        std::string before;
+        std::string after;
+        int failures; // at least
+    } ways[] = {
+        {"replaced", [this] { writeOld(); }, kOld, kNew, 8},
+        {"in place", linkedTwice, kOld, kNew, 6},
+        {"made", unlinked, "", "\n[S]\n\nK=234567\n", 5},
+    };
+    for (const auto& way : ways) {
+        SCOPED_TRACE(way.what);
+        int failures = 0;
+        failEachCall(way.prepare, [&] {
+            const uint32_t result = write();
+            failures += result == 0 ? 1 : 0;
+            EXPECT_EQ(result == 1 ? way.after : way.before, content());
+            EXPECT_EQ(leftOvers(), 0);
+        });
+        EXPECT_GE(failures, way.failures);
+    }
+}
+
+std::atomic<int> callsToLive{0};
+
+void killAtZero(const char*) {
+    if (callsToLive-- == 0) {
+        ::kill(::getpid(), SIGKILL);
+    }
+}
+
+TEST_F(ProfileFaults, KilledAtAnyCallTheFileIsOldOrNew) {
+    int killed = 0;
+    int old = 0;
+    for (bool done = false; !done;) {
+        writeOld();
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            callsToLive = killed;
+            fake::watch(killAtZero);
+            ::_exit(write() == 1 ? 0 : 1);
+        }
+        int status = 0;
+        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        done = WIFEXITED(status);
+        killed += done ? 0 : 1;
+        const std::string found = content();
+        EXPECT_TRUE(found == kOld || found == kNew) << killed;
+        old += found == kOld ? 1 : 0;
+    }
+    EXPECT_GE(killed, 10);
+    EXPECT_GE(old, 8);
+    EXPECT_EQ(kNew, content());
+    EXPECT_GT(leftOvers(), 0) << "somebody's, as far as a later writer can tell";
+}
+
+TEST_F(ProfileFaults, InterruptedCallsGoOnAlsoInPlace) {
+    writeOld();
+    fake::failNth("read", 1, EINTR);
+    fake::failNth("write", 1, EINTR);
+    EXPECT_EQ(1u, write());
+    EXPECT_EQ(kNew, content());
+    fs::create_hard_link(m_strFile, m_Directory.pathOf("twin.ini"));
+    fake::failNth("pwrite", 1, EINTR);
+    EXPECT_EQ(1u, WritePrivateProfileString("S", nullptr, nullptr, m_strFile.c_str()));
+    EXPECT_EQ("[T]\nX=1\n", m_Directory.read("twin.ini"));
+}
+
+TEST_F(ProfileFaults, WritersAtOnceLoseNothing) {
+    constexpr int kWriters = 3;
+    constexpr int kEach = 60;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            uint32_t written = 0;
+            for (int i = 0; i < kEach; ++i) {
+                const std::string key = "k" + std::to_string(writer) + "." + std::to_string(i);
+                written += WritePrivateProfileString("S", key.c_str(), "1", m_strFile.c_str());
+            }
+            ::_exit(written == kEach ? 0 : 1);
+        }
+    }
+    for (int writer = 0; writer < kWriters; ++writer) {
+        int status = -1;
+        ASSERT_GT(::waitpid(-1, &status, 0), 0);
+        EXPECT_EQ(status, 0);
+    }
+    const std::string found = content();
+    EXPECT_EQ(std::count(found.begin(), found.end(), '='), kWriters * kEach);
+    EXPECT_EQ(leftOvers(), 0);
+}
+
+// Any reader can hold the lock, so it keeps a writer out for two seconds only.
+TEST_F(ProfileFaults, ALockThatIsNeverGivenUpIsDoneWithout) {
+    writeOld();
+    fake::failNth("flock", 1, EWOULDBLOCK, 0);
+    fake::leapTime();
+    const int64_t begin = Deadline::nowNs();
+    EXPECT_EQ(1u, write());
+    const int64_t waitedNs = Deadline::nowNs() - begin;
+    EXPECT_GE(waitedNs, 2'000'000'000);
+    EXPECT_LT(waitedNs, 3'000'000'000);
+    EXPECT_EQ(kNew, content());
+}
+
+TEST_F(ProfileFaults, WhatStandsBesideTheFileStays) {
+    writeOld();
+    const std::string theirs = ".profile.ini." + std::to_string(::getpid()) + "-1.new";
+    for (const std::string& name : {std::string(".profile.ini.new"), theirs}) {
+        m_Directory.write(name.c_str(), "somebody's");
+    }
+    EXPECT_EQ(1u, write());
+    EXPECT_EQ(kNew, content());
+    EXPECT_EQ(m_Directory.read(theirs.c_str()), "somebody's");
+    EXPECT_EQ(leftOvers(), 2);
+}
+
+// Who owns a link chooses where a write of root would go, at any moment.
+TEST_F(ProfileFaults, RootFollowsNoLinkOfAnotherUser) {
+    struct ForeignLinks : fake::Files {
+        int fstat(int fd, struct stat* status) override {
+            const int result = fake::Files::fstat(fd, status);
+            status->st_uid = S_ISLNK(status->st_mode) ? 1234 : status->st_uid;
+            return result;
+        }
+    } files;
+    m_Directory.write("system.ini", kOld);
+    fs::create_symlink("system.ini", m_strFile);
+    fake::setFiles(&files);
+    fake::setUserId(0);
+    EXPECT_EQ(0u, write());
+    EXPECT_EQ(m_Directory.read("system.ini"), kOld);
+    fake::setUserId(1234);
+    EXPECT_EQ(1u, write());
+    EXPECT_EQ(m_Directory.read("system.ini"), kNew);
+}
+
+// The link is swapped when the path has been resolved: the write stays where it was led to first.
+TEST_F(ProfileFaults, ASwappedLinkLeadsNowhereElse) {
+    static std::string link;
+    static std::string elsewhere;
+    fs::create_directories(m_Directory.pathOf("a"));
+    m_Directory.write("a/profile.ini", kOld);
+    m_Directory.write("system.ini", kOld);
+    link = m_strFile;
+    elsewhere = m_Directory.pathOf("system.ini");
+    fs::create_symlink(m_Directory.pathOf("a/profile.ini"), link);
+    fake::watch([](const char* call) {
+        if (std::string_view(call) == "flock") {
+            fs::remove(link);
+            fs::create_symlink(elsewhere, link);
+        }
+    });
+    EXPECT_EQ(1u, write());
+    fake::watch(nullptr);
+    EXPECT_EQ(m_Directory.read("a/profile.ini"), kNew);
+    EXPECT_EQ(m_Directory.read("system.ini"), kOld);
+    EXPECT_TRUE(fs::is_symlink(link));
+}
+
+// Access: the owner everything, root reading, the group and the mask the same, others nothing.
+TEST_F(ProfileFaults, AFileWithAnAccessListKeepsIt) {
+    writeOld();
+    constexpr char kList[] = "\x02\0\0\0"
+                             "\x01\0\x06\0\xFF\xFF\xFF\xFF"
+                             "\x02\0\x04\0\0\0\0\0"
+                             "\x04\0\x04\0\xFF\xFF\xFF\xFF"
+                             "\x10\0\x04\0\xFF\xFF\xFF\xFF"
+                             "\x20\0\0\0\xFF\xFF\xFF\xFF";
+    if (::setxattr(m_strFile.c_str(), "system.posix_acl_access", kList, sizeof kList - 1, 0) != 0) {
+        GTEST_SKIP() << "this file system keeps no access lists: " << strerrordesc_np(errno);
+    }
+    EXPECT_EQ(1u, write());
+    EXPECT_EQ(kNew, content());
+    char kept[sizeof kList];
+    EXPECT_EQ(::getxattr(m_strFile.c_str(), "system.posix_acl_access", kept, sizeof kept), sizeof kList - 1);
+}
+
+TEST_F(ProfileFaults, NoRegularFileIsRefused) {
+    ASSERT_EQ(0, ::mkfifo(m_Directory.pathOf("fifo").c_str(), 0600));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_Directory.pathOf("fifo").c_str()));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_Directory.path().c_str()));
+}
+
+} // namespace
+} // namespace em

@@ -1,0 +1,221 @@
+// What a save meets in its directory: another writer's lock, a lock file that is none of ours, links and
+// other names of the store's own files.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <thread>
+
+#include "base/system_fake.h"
+#include "platform/registry/registry.h"
+#include "platform/registry/registry_lock.h"
+#include "support/registry_directory.h"
+#include "support/trace_capture.h"
+
+namespace em {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string fileWith(const std::string& value) {
+    return "[HKEY_USERS]\nv=s=" + value + "\n\n\n";
+}
+
+class RegistrySaveTest : public testing::Test {
+protected:
+    RegistrySaveTest() {
+        m_Directory.write("registry", fileWith("old"));
+        m_Directory.write("registry.old", fileWith("older"));
+        m_Directory.load();
+    }
+
+    static void Change(const std::string& value) {
+        CRegistry key;
+        EXPECT_EQ(key.CreateKey(nullptr, "HKEY_USERS"), 0);
+        EXPECT_EQ(key.SetValue("v", value.c_str()), 1U);
+    }
+    static void Read() {
+        CRegistry key;
+        EXPECT_EQ(key.Open("HKEY_USERS"), 0);
+    }
+    [[nodiscard]] std::string Main() const { return m_Directory.read("registry"); }
+    // Nothing was saved, one line told it, a handle that only reads says nothing and saves it once it can.
+    void ExpectRefused(const std::string& reason, const std::function<void()>& mend) {
+        m_Trace.clear();
+        Change("new");
+        EXPECT_EQ(Main(), fileWith("old"));
+        EXPECT_TRUE(m_Trace.contains("registry\" failed (" + reason)) << m_Trace.text();
+        m_Trace.clear();
+        const int tried = fake::calls("flock");
+        Read();
+        EXPECT_LE(fake::calls("flock"), tried + 2) << "tried once, and given back";
+        EXPECT_EQ(m_Trace.text(), "");
+        mend();
+        Read();
+        EXPECT_EQ(Main(), fileWith("new"));
+        m_Directory.write("registry", fileWith("old"));
+    }
+
+    fake::Scope m_Script;
+    test::TraceCapture m_Trace{1};
+    test::RegistryDirectory m_Directory;
+};
+
+TEST_F(RegistrySaveTest, AnotherWritersLockIsWaitedForAWhile) {
+    fake::failNth("flock", 1, EWOULDBLOCK, 3);
+    Change("old");
+    EXPECT_EQ(fake::calls("flock"), 5) << "three in vain, one that had it, one that gave it back";
+    EXPECT_EQ(Main(), fileWith("old"));
+    EXPECT_EQ(m_Directory.read("registry.old"), fileWith("old")) << "saved";
+
+    fake::failNth("flock", 1, EWOULDBLOCK, 0);
+    ExpectRefused("lock, error 11", [] { fake::reset(); });
+}
+
+TEST_F(RegistrySaveTest, AReaderIsNotHeldUpByAnotherWritersLock) {
+    fake::failNth("flock", 1, EWOULDBLOCK, 0);
+    std::thread writer([] { Change("new"); });
+    while (fake::calls("flock") < 2) {
+        std::this_thread::yield();
+    }
+    {
+        const RecursiveLockGuard guard(CRegistry::Lock());
+        Read();
+    }
+    EXPECT_LT(fake::calls("flock"), 200) << "a writer's wait has some 400 tries";
+    fake::failNth("flock", 1'000'000, EWOULDBLOCK);
+    writer.join();
+    EXPECT_EQ(Main(), fileWith("new"));
+}
+
+TEST_F(RegistrySaveTest, AChildThatWasForkedUnderTheLockDoesNotKeepIt) {
+    const UniqueFd directory(::open(m_Directory.pathOf("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    pid_t child = -1;
+    {
+        RegistryLock lock;
+        ASSERT_EQ(lock.Try(directory.get()).failedAt, nullptr);
+        child = ::fork();
+        if (child == 0) {
+            ::pause();
+            ::_exit(0);
+        }
+    }
+    ASSERT_GT(child, 0);
+    Change("new");
+    EXPECT_EQ(Main(), fileWith("new")) << m_Trace.text();
+    ::kill(child, SIGKILL);
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+}
+
+TEST_F(RegistrySaveTest, ALockFileThatOthersMayOpenDoesNotCount) {
+    const std::string lock = m_Directory.pathOf("registry.lock");
+    struct Case {
+        const char* reason;
+        std::function<void()> prepare;
+    };
+    for (const Case& test : {
+             Case{"the lock file's mode is not 0600",
+                  [&] {
+                      m_Directory.write("registry.lock", "");
+                      ::chmod(lock.c_str(), 0644);
+                  }},
+             Case{"the lock file belongs to another user", [] { fake::setUserId(::geteuid() + 1); }},
+             Case{"open the lock file, error 40", [&] { fs::create_symlink("registry", lock); }},
+             Case{"open the lock file, error 21", [&] { fs::create_directory(lock); }},
+             Case{"the lock file is no regular file", [&] { ::mkfifo(lock.c_str(), 0600); }},
+         }) {
+        SCOPED_TRACE(test.reason);
+        test.prepare();
+        ExpectRefused(test.reason, [&] {
+            fake::reset();
+            fs::remove(lock);
+        });
+        struct stat made = {};
+        ASSERT_EQ(::stat(lock.c_str(), &made), 0);
+        EXPECT_EQ(made.st_mode, mode_t{S_IFREG | 0600});
+        fs::remove(lock);
+    }
+}
+
+TEST_F(RegistrySaveTest, ALinkIsReadAndNotReplaced) {
+    const std::string main = m_Directory.pathOf("registry");
+    fs::rename(main, m_Directory.pathOf("target"));
+    fs::create_symlink("target", main);
+    m_Directory.load();
+    ExpectRefused("it is a symbolic link, error 40", [&] { fs::remove(main); });
+    EXPECT_EQ(m_Directory.read("target"), fileWith("old"));
+}
+
+TEST_F(RegistrySaveTest, WhatStandsUnderTheTemporaryNameIsNotWrittenTo) {
+    const std::string temporary = m_Directory.pathOf("registry.new");
+    m_Directory.write("other", "other");
+    for (const char* name : {"registry", "registry.old", "other"}) {
+        for (const bool hard : {true, false}) {
+            SCOPED_TRACE(testing::Message() << name << (hard ? ", a hard link" : ", a symbolic link"));
+            const std::string before = Main();
+            const std::string target = m_Directory.pathOf(name);
+            hard ? fs::create_hard_link(target, temporary) : fs::create_symlink(target, temporary);
+            Change(name);
+            EXPECT_EQ(Main(), fileWith(name));
+            EXPECT_EQ(m_Directory.read("registry.old"), before);
+            EXPECT_EQ(m_Directory.read("other"), "other");
+            EXPECT_FALSE(fs::is_symlink(fs::symlink_status(temporary)) || fs::exists(temporary));
+        }
+    }
+}
+
+TEST_F(RegistrySaveTest, ABackupThatIsTheMainFileUnderAnotherNameLeavesNothingBehind) {
+    fs::remove(m_Directory.pathOf("registry.old"));
+    fs::create_hard_link(m_Directory.pathOf("registry"), m_Directory.pathOf("registry.old"));
+    Change("new");
+    EXPECT_EQ(Main(), fileWith("new"));
+    EXPECT_EQ(m_Directory.read("registry.old"), fileWith("old"));
+    EXPECT_FALSE(m_Directory.has("registry.new"));
+}
+
+TEST_F(RegistrySaveTest, ATreeThatWouldNotBeReadAgainIsRefused) {
+    {
+        CRegistry key;
+        ASSERT_EQ(key.Open("HKEY_USERS"), 0);
+        RegistryEntry large = makeTextEntry("large", REG_TYPE_STRING, std::string(kRegistryLargestFile, 'x'));
+        ASSERT_NE(key.Node()->SetValue(large), nullptr);
+        EXPECT_EQ(key.SetValue("v", "new"), 1U);
+    }
+    EXPECT_TRUE(m_Trace.contains("failed (the tree is too large, error 27)")) << m_Trace.text();
+    EXPECT_EQ(Main(), fileWith("old"));
+    EXPECT_EQ(m_Directory.read("registry.old"), fileWith("older"));
+    EXPECT_FALSE(m_Directory.has("registry.new"));
+    m_Directory.load();
+}
+
+TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
+    const std::string carriage = "[HKEY_USERS]\r\nv=s=carriage\r\n\r\n\r\n";
+    struct Case {
+        std::string main;
+        const char* value;
+        bool replaced;
+    };
+    m_Directory.write("registry.default", fileWith("factory"));
+    for (const Case& test : {Case{"", "factory", true}, Case{carriage, "carriage\r", false}}) {
+        m_Directory.write("registry", test.main);
+        m_Directory.write("registry.old", "");
+        m_Directory.load();
+        CRegistry key;
+        std::string text;
+        EXPECT_EQ(key.Open("HKEY_USERS"), 0);
+        EXPECT_EQ(key.QueryText("v", text), 0);
+        EXPECT_EQ(text, test.value);
+        Change("new");
+        EXPECT_EQ(Main(), test.replaced ? fileWith("new") : test.main);
+        EXPECT_EQ(m_Directory.read("registry.default"), fileWith("factory"));
+    }
+    EXPECT_TRUE(m_Trace.contains("could not be read and is not replaced")) << m_Trace.text();
+}
+
+} // namespace
+} // namespace em

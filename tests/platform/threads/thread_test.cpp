@@ -1,0 +1,236 @@
+#include "platform/threads/thread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <future>
+#include <stdexcept>
+
+#include "base/system_fake.h"
+#include "platform/threads/thread_boundary.h"
+#include "support/trace_capture.h"
+
+namespace em {
+namespace {
+
+using test::TraceCapture;
+
+std::string hex(uint64_t value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", asUnsigned(value));
+    return text;
+}
+
+void* returnsArgument(void* argument) {
+    return argument;
+}
+
+// A thread that runs until the test lets it go, and tells that it has begun.
+struct Gate {
+    std::promise<void> begun;
+    std::promise<void> open;
+    std::atomic<bool> passed{false};
+
+    void waitForThread() { begun.get_future().wait(); }
+    static void* routine(void* gate) {
+        auto& self = *static_cast<Gate*>(gate);
+        self.begun.set_value();
+        self.open.get_future().wait();
+        self.passed = true;
+        return nullptr;
+    }
+};
+
+// A thread that waits for its cancellation; its end shows that it was unwound.
+struct Cancellable {
+    std::promise<void> begun;
+    std::promise<void> unwound;
+
+    static void* routine(void* cancellable) {
+        struct Unwinding {
+            Cancellable& self;
+            ~Unwinding() { self.unwound.set_value(); }
+        };
+        return runThreadBody("Cancellable()", [cancellable] {
+            const Unwinding unwinding{*static_cast<Cancellable*>(cancellable)};
+            unwinding.self.begun.set_value();
+            for (;;) { // no blocking call: the thread sanitizer loses track of a thread cancelled in one
+                ::pthread_testcancel();
+                ::sched_yield();
+            }
+        });
+    }
+};
+
+class ThreadTest : public testing::Test {
+protected:
+    TraceCapture capture{5};
+    fake::Scope scope;
+    CThread thread;
+
+    bool start(CThread::Routine routine, void* argument, bool waitable, int32_t prio = 0) {
+        return thread.Start(routine, argument, prio, false, 0, false, waitable);
+    }
+};
+
+TEST_F(ThreadTest, WithoutAThread) {
+    EXPECT_TRUE(thread.WaitForTermination(0));
+    EXPECT_FALSE(thread.Kill());
+    thread.JoinSilently();
+    EXPECT_FALSE(thread.IsAlive());
+    CThread::SetThreadName(0x112345678, nullptr, "_TaskHandler");
+    EXPECT_EQ(capture.text(),
+              "\nCThread::WaitForTermination: Thread = 0x000000000 doesn't exist !"
+              "\nCThread::Kill: Try to kill the Thread = 0x00000000"
+              "\nCThread::Kill: Thread = 0x000000000 doesn't exist !"
+              "CThread::SetThreadName: ThreadId = 0x12345678, DebugName = , Qualifier = (_TaskHandler)\n");
+    EXPECT_EQ(fake::calls("pthread_join") + fake::calls("pthread_getschedparam"), 0);
+}
+
+TEST_F(ThreadTest, StartKillsARecordedThreadWhenAskedAndKillJoins) {
+    Gate gate;
+    thread.SetKillAliveThread(true);
+    ASSERT_TRUE(start(&Gate::routine, &gate, true));
+    const std::string id = hex(thread.Handle());
+    capture.clear();
+    auto opener = std::async(std::launch::async, [&] {
+        EXPECT_TRUE(capture.WaitForLine("Try to join a joinable"));
+        gate.open.set_value();
+    });
+    ASSERT_TRUE(thread.Start(&returnsArgument, nullptr, 0, true, 0x1000, false, true));
+    EXPECT_TRUE(gate.passed);
+    EXPECT_EQ(fake::calls("pthread_cancel"), 0);
+    EXPECT_EQ(capture.text(),
+              "\nCThread::Start: Start a thread, Prio=0, Suspend=1, StackSize=0x00001000, Waitable=1, "
+              "KillAliveThread=1"
+              "\nCThread::Kill: Try to kill the Thread = " +
+                  id + "\nCThread::Kill: Try to join a joinable Thread = " + id +
+                  "\nCThread::Kill: a joinable Thread = " + id +
+                  " has terminated, pstat=(nil)"
+                  "\npthread_attr_init: 0"
+                  "\nThreadPrio=0"
+                  "\nCThread::Start: thread=" +
+                  hex(thread.Handle()) + " created, Prio=0, Waitable=1, StackSize=0x1000");
+    thread.JoinSilently();
+}
+
+TEST_F(ThreadTest, AJoinThatFailsKeepsTheHandle) {
+    ASSERT_TRUE(start(&returnsArgument, nullptr, true));
+    const std::string failed =
+        "ERROR ! ThreadJoin failed, Thread = " + hex(thread.Handle()) + ", Err = 0x00000023";
+    fake::failNth("pthread_join", 1, EDEADLK, 2);
+    EXPECT_FALSE(thread.WaitForTermination(0xFFFFFFFF));
+    EXPECT_FALSE(thread.Kill());
+    EXPECT_NE(thread.Handle(), 0U);
+    EXPECT_TRUE(capture.contains("\nCThread::WaitForTermination: " + failed));
+    EXPECT_TRUE(capture.contains("\nCThread::Kill: " + failed));
+    capture.clear();
+    thread.JoinSilently();
+    EXPECT_EQ(thread.Handle(), 0U);
+    EXPECT_EQ(capture.text(), "");
+}
+
+TEST_F(ThreadTest, EachFailureOfStartIsTracedAndLeavesWhatWasThere) {
+    const struct {
+        const char* call;
+        const char* line;
+    } failures[] = {
+        {"pthread_attr_init", "\npthread_attr_init failed: 11"},
+        {"pthread_attr_setdetachstate", "\npthread_attr_setdetachstate failed: 11"},
+        {"pthread_attr_setschedpolicy", "\npthread_attr_setschedpolicy failed: 11"},
+        {"pthread_attr_getschedparam", "\npthread_attr_getschedparam failed: 11"},
+        {"pthread_attr_setschedparam", "\npthread_attr_setschedparam failed: error=11 priority=83"},
+        {"pthread_create", "\npthread_create failed: 11"},
+    };
+    Gate gate;
+    ASSERT_TRUE(start(&Gate::routine, &gate, true));
+    const pthread_t running = thread.Handle();
+    for (const auto& failure : failures) {
+        capture.clear();
+        fake::failNth(failure.call, 1, EAGAIN);
+        errno = 0;
+        EXPECT_FALSE(start(&returnsArgument, nullptr, false, 83)) << failure.call;
+        EXPECT_EQ(errno, EAGAIN) << failure.call;
+        EXPECT_EQ(capture.lines().back().text, failure.line);
+        EXPECT_EQ(thread.Handle(), running);
+    }
+    gate.open.set_value();
+    EXPECT_TRUE(thread.WaitForTermination(0xFFFFFFFF)) << "it is still the joinable thread";
+}
+
+TEST_F(ThreadTest, PriorityGoesIntoTheAttributeAndNowhereElse) {
+    ASSERT_TRUE(start(&returnsArgument, nullptr, true));
+    EXPECT_EQ(fake::calls("pthread_attr_setschedpolicy"), 0);
+    thread.JoinSilently();
+    int policy = -1;
+    ASSERT_TRUE(start(
+        [](void* out) -> void* {
+            sched_param parameter{};
+            ::pthread_getschedparam(::pthread_self(), static_cast<int*>(out), &parameter);
+            return nullptr;
+        },
+        &policy, true, 63));
+    thread.JoinSilently();
+    EXPECT_EQ(fake::calls("pthread_attr_setschedparam"), 1);
+    EXPECT_EQ(policy, SCHED_OTHER) << "the creator's scheduling is inherited";
+}
+
+TEST_F(ThreadTest, ADetachedThreadIsCancelled) {
+    Cancellable cancellable;
+    ASSERT_TRUE(start(&Cancellable::routine, &cancellable, false));
+    const std::string id = hex(thread.Handle());
+    cancellable.begun.get_future().wait();
+    EXPECT_TRUE(thread.IsAlive());
+    capture.clear();
+    EXPECT_FALSE(thread.WaitForTermination(0xFFFFFFFF));
+    EXPECT_TRUE(thread.Kill());
+    EXPECT_EQ(thread.Handle(), 0U);
+    cancellable.unwound.get_future().wait();
+    EXPECT_EQ(capture.text(), "\nCThread::WaitForTermination: WARNING: Can't wait for detached thread " + id +
+                                  "\nCThread::Kill: Try to kill the Thread = " + id +
+                                  "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0" + id.substr(2) +
+                                  "\nCThread::Kill: Killing a non-joinable thread " + id +
+                                  "\nCThread::Kill: a non-joinable thread " + id + " cancel invoked")
+        << "a cancelled thread writes no line of its own";
+}
+
+TEST_F(ThreadTest, AnEndedDetachedThreadIsNotTouched) {
+    ASSERT_TRUE(start(&returnsArgument, nullptr, false));
+    const std::string id = hex(thread.Handle());
+    while (thread.IsAlive()) {
+        ::sched_yield();
+    }
+    capture.clear();
+    EXPECT_TRUE(thread.Kill());
+    EXPECT_EQ(thread.Handle(), 0U);
+    EXPECT_EQ(fake::calls("pthread_cancel") + fake::calls("pthread_getschedparam"), 0);
+    EXPECT_EQ(capture.text(), "\nCThread::Kill: Try to kill the Thread = " + id +
+                                  "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0" + id.substr(2));
+}
+
+TEST_F(ThreadTest, ARefusedCancelForgetsTheThread) {
+    Cancellable cancellable;
+    ASSERT_TRUE(start(&Cancellable::routine, &cancellable, false));
+    cancellable.begun.get_future().wait();
+    const pthread_t running = thread.Handle();
+    fake::failNth("pthread_cancel", 1, EPERM);
+    EXPECT_FALSE(thread.Kill());
+    EXPECT_EQ(thread.Handle(), 0U);
+    EXPECT_TRUE(capture.contains(" (err = 0x00000001)"));
+    ASSERT_EQ(::pthread_cancel(running), 0);
+    cancellable.unwound.get_future().wait();
+}
+
+TEST_F(ThreadTest, TheBorderOfARoutine) {
+    const auto throws = [](void*) -> void* {
+        return runThreadBody("WorkerThread()", [] { throw std::runtime_error("lost"); });
+    };
+    throws(nullptr);
+    EXPECT_EQ(capture.text(), "\n\nEM_SHUTDOWN         : ## EXCEPTION in WorkerThread()! ##"
+                              "THREAD_RETURN: ## INFO: Thread = " +
+                                  hex(::pthread_self()) + " exited, Return = 0x00000000##\n");
+}
+
+} // namespace
+} // namespace em
