@@ -1,30 +1,97 @@
 #!/usr/bin/env python3
-"""check_includes.py SRC: includes point down the floors only, and nowhere in a circle.
+"""check_includes.py ROOT: includes point down the floors only, and nowhere in a circle.
 
-A file may include files of its own floor and of those below. Folders that share a floor may use one another in one
-direction; nothing of the product includes the development host or the tests.
+Reads src/, host/ and tests/ below ROOT. ROOMS names, for each room of the house, the rooms that its files may include
+besides their own. A room is a folder, or a file that stands between two floors; the longest prefix tells.
 """
 
 import pathlib
 import re
 import sys
 
-# From the ground up; the longest prefix of a file's path tells its folder.
-FLOORS = [
-    ["base"],
-    ["trace"],
-    ["platform", "tasks", "markup"],
-    ["frame", "osshutdown", "catalogue"],
-    ["shutdown"],
-    ["exports"],
-]
-FLOOR_OF = {folder: number for number, floor in enumerate(FLOORS) for folder in floor}
+BASE = {"src/base"}
+CONTRACT = {"src/contract"}
+TRACE = BASE | CONTRACT | {"src/trace"}
+TABLE = {"src/platform/name_table"}
+FILES = {"src/platform/files"}
+EVENTS_AND_THREADS = {"src/platform/events", "src/platform/threads"}
+PLATFORM = EVENTS_AND_THREADS | FILES | TABLE | {
+    "src/platform/processes", "src/platform/registry", "src/platform/profile"}
+SERVICES = TRACE | PLATFORM | {"src/tasks", "src/markup"}
+ENVELOPE = {"src/frame/json", "src/frame/envelope"}
+FRAME = ENVELOPE | {"src/frame/module", "src/frame/configuration"}
+
+ROOMS = {
+    # The product, from the ground up.
+    "src/base": set(),
+    "src/contract": set(),
+    "src/trace": TRACE,
+    "src/platform/name_table": TRACE,
+    "src/platform/events": TRACE | TABLE,
+    "src/platform/threads": TRACE,
+    "src/platform/processes": TRACE,
+    "src/platform/files": TRACE,
+    "src/platform/registry": TRACE | TABLE | FILES,
+    "src/platform/profile": TRACE | FILES,
+    "src/platform/process_state": TRACE | PLATFORM,
+    "src/tasks": TRACE | EVENTS_AND_THREADS,
+    "src/markup": TRACE | FILES,
+    "src/frame/json": SERVICES,
+    "src/frame/envelope": SERVICES | {"src/frame/json"},
+    "src/frame/module": SERVICES | ENVELOPE,
+    "src/frame/configuration": SERVICES,
+    "src/osshutdown": SERVICES,
+    "src/catalogue": SERVICES | FRAME | {"src/osshutdown"},
+    "src/shutdown": SERVICES | FRAME | {"src/osshutdown", "src/catalogue"},
+    "src/exports": SERVICES | FRAME | {"src/osshutdown", "src/catalogue", "src/shutdown"},
+    # The development host. Nobody includes its command line.
+    "host/common": BASE,
+    "host/sandbox": BASE | CONTRACT | {"host/common"},
+    "host/sandbox/recorder": {"host/sandbox"},
+    "host/files": TRACE | PLATFORM | {"src/markup", "src/catalogue", "src/frame/configuration", "host/common"},
+    "host/hosting": CONTRACT | ENVELOPE | {"host/common"},
+    "host/rehearsal": BASE | CONTRACT | ENVELOPE | {"src/catalogue", "host/common", "host/hosting", "host/sandbox"},
+    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal"},
+    # What tests are made with.
+    "tests/fake": BASE,
+    "tests/rig": CONTRACT,
+    "tests/support": TRACE | ENVELOPE | {"src/platform/registry", "tests/fake", "tests/rig", "host/sandbox"},
+    # From outside: nothing of the product but the contract.
+    "tests/module": CONTRACT | {"tests/rig", "host/sandbox"},
+}
+# A test may include what its room may, the room itself, headers beside it, and what tests are made with.
+FOR_TESTS = {"tests/fake", "tests/rig", "tests/support", "host/sandbox"}
+# A stand-in for a module is made of the frame's class.
+BESIDES = {"tests/host/rehearsal": {"src/frame/module"}}
+# Of a room with commands the command line sees only how to add them.
+COMMAND_HEADERS = {"host/cli": re.compile(r"^(host/common/\w+|.*_command)\.h$")}
+GENERATED = {"em_version.h"}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+SEARCHED = ("src/", "", "tests/", "tests/fake/")
 
 
-def folder_of(path: str) -> str | None:
-    fitting = [folder for folder in FLOOR_OF if path.startswith(folder + "/")]
+def room_of(path: str) -> str | None:
+    stem = path.rpartition(".")[0]
+    fitting = [room for room in ROOMS if path.startswith(room + "/") or stem == room]
     return max(fitting, key=len, default=None)
+
+
+def mirrored(path: str) -> set[str] | None:
+    """The rooms that a test may include: those of the room that it mirrors."""
+    below = path.removeprefix("tests/")
+    for tested in ("src/" + below, below):
+        stem = tested.rpartition(".")[0].removesuffix("_test")
+        room = stem if stem in ROOMS else room_of(tested)
+        if room is not None:
+            return ROOMS[room] | {room} | FOR_TESTS | BESIDES.get(path.rpartition("/")[0], set())
+    return None
+
+
+def allowed_for(path: str) -> set[str] | None:
+    room = room_of(path)
+    if room is not None:
+        return ROOMS[room] | {room}
+    return mirrored(path) if path.startswith("tests/") else None
 
 
 def circle(graph: dict[str, set[str]]) -> list[str] | None:
@@ -50,34 +117,35 @@ def circle(graph: dict[str, set[str]]) -> list[str] | None:
     return None
 
 
-def faults(source: pathlib.Path) -> list[str]:
+def resolve(files: set[str], includer: str, included: str) -> str | None:
+    beside = f"{includer.rpartition('/')[0]}/{included}"
+    return next((path for path in [*(prefix + included for prefix in SEARCHED), beside] if path in files), None)
+
+
+def faults(root: pathlib.Path) -> list[str]:
+    files = {path.relative_to(root).as_posix() for top in ("src", "host", "tests")
+             for path in root.joinpath(top).rglob("*") if path.suffix in (".h", ".cpp")}
     result = []
-    files: dict[str, set[str]] = {}
-    folders: dict[str, set[str]] = {}
-    for path in sorted(source.rglob("*")):
-        if path.suffix not in (".h", ".cpp"):
+    graph: dict[str, set[str]] = {}
+    for name in sorted(files):
+        allowed = allowed_for(name)
+        if allowed is None:
+            result.append(f"{name}: its folder is no room of the house")
             continue
-        name = path.relative_to(source).as_posix()
-        folder = folder_of(name)
-        if folder is None:
-            result.append(f"{name}: its folder is on no floor")
-            continue
-        for included in INCLUDE.findall(path.read_text()):
-            target = folder_of(included)
+        for included in INCLUDE.findall(root.joinpath(name).read_text()):
+            target = resolve(files, name, included)
             if target is None:
-                # What the build makes stands in no folder.
-                if "/" in included:
-                    result.append(f"{name}: {included} is no part of the product")
+                if included not in GENERATED:
+                    result.append(f"{name}: {included} is not there")
                 continue
-            if FLOOR_OF[target] > FLOOR_OF[folder]:
-                result.append(f"{name}: includes {included} of a floor above")
-            files.setdefault(name, set()).add(included)
-            if target != folder:
-                folders.setdefault(folder, set()).add(target)
-    for kind, graph in (("files", files), ("folders", folders)):
-        found = circle(graph)
-        if found:
-            result.append(f"{kind} in a circle: " + " -> ".join(found))
+            visible = COMMAND_HEADERS.get(room_of(name) or "")
+            beside = target.rpartition("/")[0] == name.rpartition("/")[0]
+            if not beside and (room_of(target) not in allowed or (visible and not visible.match(target))):
+                result.append(f"{name}: may not include {target}")
+            graph.setdefault(name, set()).add(target)
+    found = circle(graph)
+    if found:
+        result.append("files in a circle: " + " -> ".join(found))
     return result
 
 

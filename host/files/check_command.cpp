@@ -1,6 +1,8 @@
 #include "host/files/check_command.h"
 
 #include <fmt/format.h>
+#include <memory>
+#include <string>
 
 #include "frame/configuration/installation_roots.h"
 #include "host/files/registry_check.h"
@@ -8,6 +10,11 @@
 
 namespace volad_dev {
 namespace {
+
+struct CheckCommand {
+    std::string directory; // of the registry store; empty: the fixed one
+    bool json = false;
+};
 
 // Two searches use BinRoot: that for message files takes "/a/b" as it is, that for a module's configuration
 // file cuts it behind its last "/".
@@ -24,21 +31,23 @@ void checkRoots(const std::string& directory, std::vector<RegistryComplaint>& co
                      searched.empty() ? "nowhere below it" : fmt::format("in \"{}\"", searched))});
 }
 
-} // namespace
-
-CLI::App* addCheckCommand(CLI::App& app, CheckCommand& target) {
-    CLI::App* const check =
-        app.add_subcommand("check", "look over the registry's files and the installation's roots in them");
-    check->add_option("--dir", target.directory, "the registry store's directory");
-    check->add_flag("--json", target.json, "for programs");
-    return check;
-}
-
 int runCheckCommand(const CheckCommand& command) {
     const std::string directory = registryDirectory(command.directory);
     std::vector<RegistryComplaint> complaints = checkRegistryFiles(directory);
     checkRoots(directory, complaints);
     return printComplaints(complaints, command.json);
+}
+
+} // namespace
+
+Command addCheckCommand(CLI::App& app) {
+    const auto chosen = std::make_shared<CheckCommand>();
+    CheckCommand& target = *chosen;
+    CLI::App* const check =
+        app.add_subcommand("check", "look over the registry's files and the installation's roots in them");
+    check->add_option("--dir", target.directory, "the registry store's directory");
+    check->add_flag("--json", target.json, "for programs");
+    return {check, [chosen] { return runCheckCommand(*chosen); }};
 }
 
 } // namespace volad_dev

@@ -2,23 +2,27 @@
 
 #include <charconv>
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "catalogue/log_msg_file.h"
-#include "host/common/exit_code.h"
-#include "host/common/visible_text.h"
+#include "host/common/failure.h"
 #include "host/files/message_entries.h"
 
 namespace volad_dev {
 namespace {
 
-// One line, whatever the names in it hold.
-int fail(const std::string& line) {
-    fmt::print(stderr, "volad-dev: {}\n", visibleText(line));
-    return kExitOtherwise;
-}
+struct MessagesCommand {
+    int (*run)(const MessagesCommand&) = nullptr;
+    std::string code;
+    std::string field = "Summary";
+    std::string language = "en";
+    int32_t index = 0;
+    std::string file; // to be checked
+};
 
 // The forms that a code may have in a file, the given one first: the trace shows a code without leading
 // zeros, too ("EventCode 0xE0003"), files have six digits or four.
@@ -38,11 +42,23 @@ std::vector<std::string> formsOf(const std::string& code) {
     return forms;
 }
 
+// Leaves the object with the file that the module would take.
+void open(em::CLogMsgFile& messages) {
+    if (!messages.Open(true)) {
+        throw Failure(fmt::format("no message file, tried last: {}", messages.Path()));
+    }
+}
+
+void load(em::XmlDocument& document, const std::string& file) {
+    const em::XmlLoadResult result = document.LoadFile(file.c_str());
+    if (!result.loaded()) {
+        throw Failure(fmt::format("{}: not loaded: {} (byte {})", file, result.reason, result.offset));
+    }
+}
+
 int lookUp(const MessagesCommand& command) {
     em::CLogMsgFile messages;
-    if (!messages.Open(true)) {
-        return fail(fmt::format("no message file, tried last: {}", messages.Path()));
-    }
+    open(messages);
     for (const std::string& code : formsOf(command.code)) {
         const std::string text =
             messages.LookUp(code.c_str(), command.field.c_str(), command.language.c_str(), command.index);
@@ -51,29 +67,15 @@ int lookUp(const MessagesCommand& command) {
             return kExitAsAsked;
         }
     }
-    return fail(fmt::format("{}: no {} {} of {} in \"{}\"", messages.Path(), command.field, command.index,
-                            command.code, command.language));
+    throw Failure(fmt::format("{}: no {} {} of {} in \"{}\"", messages.Path(), command.field, command.index,
+                              command.code, command.language));
 }
 
-// False, with a line, when it was not loaded.
-bool load(em::XmlDocument& document, const std::string& file) {
-    const em::XmlLoadResult result = document.LoadFile(file.c_str());
-    if (!result.loaded()) {
-        static_cast<void>(
-            fail(fmt::format("{}: not loaded: {} (byte {})", file, result.reason, result.offset)));
-    }
-    return result.loaded();
-}
-
-int list() {
+int list(const MessagesCommand& /*command*/) {
     em::CLogMsgFile messages;
     em::XmlDocument document;
-    if (!messages.Open(true)) {
-        return fail(fmt::format("no message file, tried last: {}", messages.Path()));
-    }
-    if (!load(document, messages.Path())) {
-        return kExitOtherwise;
-    }
+    open(messages);
+    load(document, messages.Path());
     for (const MessageEntry& entry : readMessageEntries(document)) {
         for (const MessageText& text : entry.texts) {
             fmt::print("{} {} {}\n", entry.code, text.language, text.summary.value_or(""));
@@ -82,32 +84,31 @@ int list() {
     return kExitAsAsked;
 }
 
-int check(const std::string& file) {
+int check(const MessagesCommand& command) {
     em::XmlDocument document;
-    if (!load(document, file)) {
-        return kExitOtherwise;
-    }
+    load(document, command.file);
     const std::vector<MessageEntry> entries = readMessageEntries(document);
     const std::vector<std::string> problems = findProblems(entries);
     for (const std::string& problem : problems) {
-        static_cast<void>(fail(fmt::format("{}: {}", file, problem)));
+        printFailure(fmt::format("{}: {}", command.file, problem));
     }
     if (!problems.empty()) {
         return kExitOtherwise;
     }
-    fmt::print("{}: {} codes, each with a Summary in \"en\"\n", file, entries.size());
+    fmt::print("{}: {} codes, each with a Summary in \"en\"\n", command.file, entries.size());
     return kExitAsAsked;
 }
 
 } // namespace
 
-CLI::App* addMessagesCommand(CLI::App& app, MessagesCommand& target) {
-    using Action = MessagesCommand::Action;
+Command addMessagesCommand(CLI::App& app) {
+    const auto chosen = std::make_shared<MessagesCommand>();
+    MessagesCommand& target = *chosen;
     CLI::App* messages = app.add_subcommand("messages", "look into the host's message file");
     messages->require_subcommand(1);
 
     CLI::App* lookingUp = messages->add_subcommand("lookup", "print a text, as the module finds it");
-    lookingUp->parse_complete_callback([&target] { target.action = Action::LookUp; });
+    lookingUp->parse_complete_callback([&target] { target.run = lookUp; });
     lookingUp->add_option("CODE", target.code, "as the file or the trace has it: 0x0E0001, 0xE0001")
         ->required();
     lookingUp->add_option("--field", target.field, "element that holds the text")->capture_default_str();
@@ -115,24 +116,12 @@ CLI::App* addMessagesCommand(CLI::App& app, MessagesCommand& target) {
     lookingUp->add_option("--index", target.index, "which of several, from 0")->capture_default_str();
 
     CLI::App* listing = messages->add_subcommand("list", "list codes, languages and summaries");
-    listing->parse_complete_callback([&target] { target.action = Action::List; });
+    listing->parse_complete_callback([&target] { target.run = list; });
 
     CLI::App* checking = messages->add_subcommand("check", "check a message file");
-    checking->parse_complete_callback([&target] { target.action = Action::Check; });
+    checking->parse_complete_callback([&target] { target.run = check; });
     checking->add_option("FILE", target.file)->required();
-    return messages;
-}
-
-int runMessagesCommand(const MessagesCommand& command) {
-    switch (command.action) {
-    case MessagesCommand::Action::LookUp:
-        return lookUp(command);
-    case MessagesCommand::Action::List:
-        return list();
-    case MessagesCommand::Action::Check:
-        return check(command.file);
-    }
-    return kExitUsage;
+    return {messages, [chosen] { return chosen->run(*chosen); }};
 }
 
 } // namespace volad_dev

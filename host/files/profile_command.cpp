@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <vector>
@@ -10,7 +13,7 @@
 #include <fmt/format.h>
 
 #include "base/file_content.h"
-#include "host/common/exit_code.h"
+#include "host/common/failure.h"
 #include "host/common/visible_text.h"
 #include "platform/profile/profile_line.h"
 #include "platform/profile/profile_string.h"
@@ -18,6 +21,15 @@
 
 namespace volad_dev {
 namespace {
+
+struct ProfileCommand {
+    int (*run)(const ProfileCommand&) = nullptr;
+    std::string file;
+    std::optional<std::string> section;
+    std::optional<std::string> key;
+    std::string value;
+    std::optional<std::string> defaultText;
+};
 
 const char* textOrNull(const std::optional<std::string>& text) {
     return text ? text->c_str() : nullptr;
@@ -53,33 +65,33 @@ bool contains(const std::vector<std::string>& list, const std::string& name) {
     return std::find(list.begin(), list.end(), name) != list.end();
 }
 
-// One line, whatever the names in it hold.
-int fail(const ProfileCommand& command, std::string_view why) {
-    fmt::print(stderr, "volad-dev: {}\n", visibleText(fmt::format("{}: {}", command.file, why)));
-    return kExitOtherwise;
+[[noreturn]] void fail(const ProfileCommand& command, std::string_view why) {
+    throw Failure(fmt::format("{}: {}", command.file, why));
 }
 
-int failedTo(const ProfileCommand& command, const char* step, int error) {
-    return fail(command, fmt::format("cannot {}: {}", step, std::generic_category().message(error)));
+[[noreturn]] void failTo(const ProfileCommand& command, const char* step, int error) {
+    fail(command, fmt::format("cannot {}: {}", step, std::generic_category().message(error)));
 }
 
-// Nothing, with the line, when the file cannot be read; the reading calls themselves just find nothing then.
-bool isReadable(const ProfileCommand& command) {
+// The reading calls themselves just find nothing in a file that cannot be read.
+void requireReadable(const ProfileCommand& command) {
     em::FileContent content;
     const int error = em::ReadRegularFile(command.file.c_str(), em::kLargestProfile, 0, content);
     if (error != 0) {
-        static_cast<void>(failedTo(command, "read the file", error));
+        failTo(command, "read the file", error);
     }
-    return error == 0;
 }
 
 int get(const ProfileCommand& command) {
+    if (!command.defaultText) {
+        requireReadable(command);
+    }
     const std::string value =
         read(command.section->c_str(), command.key->c_str(), textOrNull(command.defaultText), command.file);
     // For an empty value the call gives nothing, as for a missing one.
     if (value.empty() && !command.defaultText &&
         !contains(names(command.section->c_str(), command.file), *command.key)) {
-        return fail(command, fmt::format("no value of {} in [{}]", *command.key, *command.section));
+        fail(command, fmt::format("no value of {} in [{}]", *command.key, *command.section));
     }
     fmt::print("{}\n", visibleText(value));
     return kExitAsAsked;
@@ -92,31 +104,37 @@ int write(const ProfileCommand& command, const char* value) {
         return kExitAsAsked;
     }
     if (result.step == em::FileStep::None && result.error == EINVAL) {
-        return fail(command, fmt::format("[{}] {} = {} is not written: it would not read back",
-                                         *command.section, command.key.value_or(""), textOrEmpty(value)));
+        fail(command, fmt::format("[{}] {} = {} is not written: it would not read back", *command.section,
+                                  command.key.value_or(""), textOrEmpty(value)));
     }
-    return failedTo(command, em::nameOf(result.step), result.error);
+    failTo(command, em::nameOf(result.step), result.error);
+}
+
+int set(const ProfileCommand& command) {
+    return write(command, command.value.c_str());
 }
 
 // The call itself is content when there is nothing to delete.
 int remove(const ProfileCommand& command) {
+    requireReadable(command);
     const char* const section = command.section->c_str();
     if (!contains(names(nullptr, command.file), *command.section)) {
-        return fail(command, fmt::format("no section [{}]", *command.section));
+        fail(command, fmt::format("no section [{}]", *command.section));
     }
     if (command.key && !contains(names(section, command.file), *command.key)) {
-        return fail(command, fmt::format("no key {} in [{}]", *command.key, *command.section));
+        fail(command, fmt::format("no key {} in [{}]", *command.key, *command.section));
     }
     return write(command, nullptr);
 }
 
 int list(const ProfileCommand& command) {
+    requireReadable(command);
     const std::vector<std::string> found = names(textOrNull(command.section), command.file);
     if (found.empty() && !command.section) {
-        return fail(command, "no section");
+        fail(command, "no section");
     }
     if (found.empty() && !contains(names(nullptr, command.file), *command.section)) {
-        return fail(command, fmt::format("no section [{}]", *command.section));
+        fail(command, fmt::format("no section [{}]", *command.section));
     }
     for (const std::string& name : found) {
         fmt::print("{}\n", visibleText(name));
@@ -124,23 +142,24 @@ int list(const ProfileCommand& command) {
     return kExitAsAsked;
 }
 
-CLI::App* addAction(CLI::App& profile, ProfileCommand& target, ProfileCommand::Action action,
+CLI::App* addAction(CLI::App& profile, ProfileCommand& target, int (*run)(const ProfileCommand&),
                     const char* name, const char* description) {
     CLI::App* added = profile.add_subcommand(name, description);
-    added->parse_complete_callback([&target, action] { target.action = action; });
+    added->parse_complete_callback([&target, run] { target.run = run; });
     added->add_option("FILE", target.file, "the profile file")->required();
     return added;
 }
 
 } // namespace
 
-CLI::App* addProfileCommand(CLI::App& app, ProfileCommand& target) {
-    using Action = ProfileCommand::Action;
+Command addProfileCommand(CLI::App& app) {
+    const auto chosen = std::make_shared<ProfileCommand>();
+    ProfileCommand& target = *chosen;
     CLI::App* profile = app.add_subcommand("profile", "read and write a profile (INI) file");
     profile->require_subcommand(1);
 
-    CLI::App* getting = addAction(*profile, target, Action::Get, "get", "print a value");
-    CLI::App* setting = addAction(*profile, target, Action::Set, "set", "add or replace a value");
+    CLI::App* getting = addAction(*profile, target, get, "get", "print a value");
+    CLI::App* setting = addAction(*profile, target, set, "set", "add or replace a value");
     for (CLI::App* action : {getting, setting}) {
         action->add_option("SECTION", target.section)->required();
         action->add_option("KEY", target.key)->required();
@@ -148,32 +167,13 @@ CLI::App* addProfileCommand(CLI::App& app, ProfileCommand& target) {
     getting->add_option("--default", target.defaultText, "printed where there is no value");
     setting->add_option("VALUE", target.value)->required();
 
-    CLI::App* deleting = addAction(*profile, target, Action::Delete, "delete", "delete a key or a section");
+    CLI::App* deleting = addAction(*profile, target, remove, "delete", "delete a key or a section");
     deleting->add_option("SECTION", target.section)->required();
     deleting->add_option("KEY", target.key);
 
-    CLI::App* listing =
-        addAction(*profile, target, Action::List, "list", "list the sections or the keys of one");
+    CLI::App* listing = addAction(*profile, target, list, "list", "list the sections or the keys of one");
     listing->add_option("SECTION", target.section);
-    return profile;
-}
-
-int runProfileCommand(const ProfileCommand& command) {
-    const bool reads = command.action != ProfileCommand::Action::Set && !command.defaultText;
-    if (reads && !isReadable(command)) {
-        return kExitOtherwise;
-    }
-    switch (command.action) {
-    case ProfileCommand::Action::Get:
-        return get(command);
-    case ProfileCommand::Action::Set:
-        return write(command, command.value.c_str());
-    case ProfileCommand::Action::Delete:
-        return remove(command);
-    case ProfileCommand::Action::List:
-        return list(command);
-    }
-    return kExitUsage;
+    return {profile, [chosen] { return chosen->run(*chosen); }};
 }
 
 } // namespace volad_dev

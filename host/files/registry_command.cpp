@@ -1,12 +1,12 @@
 #include "host/files/registry_command.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <optional>
-#include <stdexcept>
+#include <string>
 #include <system_error>
 #include <vector>
 
@@ -14,7 +14,7 @@
 #include <fmt/format.h>
 
 #include "base/file_content.h"
-#include "host/common/exit_code.h"
+#include "host/common/failure.h"
 #include "host/common/visible_text.h"
 #include "host/files/registry_check.h"
 #include "host/files/registry_hold.h"
@@ -30,11 +30,22 @@
 namespace volad_dev {
 namespace {
 
+struct Verb;
+
+struct RegistryCommand {
+    const Verb* verb = nullptr;
+    std::string directory; // empty: the fixed one
+    bool json = false;
+    bool raw = false; // expandable text as it is stored
+    bool yes = false; // a root key, too, may be deleted
+    std::string path, type, value, file;
+    std::optional<std::string> name; // an empty one is a name, too
+};
+
 using em::CRegistry;
 
-// One line on standard error, exit code 1.
 [[noreturn]] void fail(const std::string& text) {
-    throw std::runtime_error(text);
+    throw Failure(text);
 }
 
 std::string checkedPath(const std::string& path) {
@@ -215,9 +226,30 @@ constexpr std::array<Verb, 7> kVerbs{{
     {"check", "name each line that the reader would skip or cut, and what would block a save", check},
 }};
 
+int runRegistryCommand(const RegistryCommand& command) {
+    const std::string directory = registryDirectory(command.directory);
+    const Verb& verb = *command.verb;
+    std::optional<RegistryHold> hold; // before the tree is read, and until the last handle has ended
+    if (verb.changes) {
+        hold.emplace(directory);
+    }
+    CRegistry::SetupTree(true, directory.c_str());
+    if (verb.shows) {
+        refuseUnreadable(directory);
+    }
+    CRegistry key;
+    const int code = verb.run(key, command);
+    if (verb.changes) {
+        saveNow(directory);
+    }
+    return code;
+}
+
 } // namespace
 
-CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target) {
+Command addRegistryCommand(CLI::App& app) {
+    const auto chosen = std::make_shared<RegistryCommand>();
+    RegistryCommand& target = *chosen;
     CLI::App* const registry = app.add_subcommand("registry", "read and change the registry store");
     registry->require_subcommand(1);
     registry->fallthrough();
@@ -226,7 +258,7 @@ CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target) {
     for (const Verb& verb : kVerbs) {
         CLI::App* const sub = registry->add_subcommand(verb.name, verb.help);
         sub->fallthrough();
-        sub->callback([&target, name = verb.name] { target.verb = name; });
+        sub->callback([&target, &verb] { target.verb = &verb; });
     }
     registry->get_subcommand("list")->add_option("PATH", target.path, "begins with a root name");
     for (const char* verb : {"get", "set", "delete"}) {
@@ -242,27 +274,7 @@ CLI::App* addRegistryCommand(CLI::App& app, RegistryCommand& target) {
         ->check(CLI::IsMember(std::vector<std::string>{"string", "expand", "binary", "dword"}));
     set->add_option("VALUE", target.value)->required();
     registry->get_subcommand("import")->add_option("FILE", target.file)->required();
-    return registry;
-}
-
-int runRegistryCommand(const RegistryCommand& command) {
-    const std::string directory = registryDirectory(command.directory);
-    const auto verb = std::find_if(kVerbs.begin(), kVerbs.end(),
-                                   [&](const Verb& known) { return command.verb == known.name; });
-    std::optional<RegistryHold> hold; // before the tree is read, and until the last handle has ended
-    if (verb->changes) {
-        hold.emplace(directory);
-    }
-    CRegistry::SetupTree(true, directory.c_str());
-    if (verb->shows) {
-        refuseUnreadable(directory);
-    }
-    CRegistry key;
-    const int code = verb->run(key, command);
-    if (verb->changes) {
-        saveNow(directory);
-    }
-    return code;
+    return {registry, [chosen] { return runRegistryCommand(*chosen); }};
 }
 
 } // namespace volad_dev

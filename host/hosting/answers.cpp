@@ -5,16 +5,15 @@
 #include <string_view>
 #include <variant>
 
+#include "contract/envelope.h"
+#include "contract/operation_codes.h"
+#include "contract/settings.h"
 #include "frame/envelope/sip_json.h"
 #include "frame/json/json_tree.h"
 #include "host/hosting/settings.h"
-#include "shutdown/operation_codes.h"
 
 namespace volad_dev {
 namespace {
-
-// What the host keeps for a week day without a time.
-constexpr uint32_t kNoPowerOffTime = 0xFFFF;
 
 using Value = std::variant<std::monostate, uint32_t, std::string>;
 
@@ -30,22 +29,22 @@ Value powerOffTime(const em::SipJson& envelope, const Settings& settings) {
     if (day >= settings.powerOffTimes.size()) {
         return {};
     }
-    return Value(uint32_t{settings.powerOffTimes[day].value_or(kNoPowerOffTime)});
+    return Value(uint32_t{settings.powerOffTimes[day].value_or(em::kNoPowerOffTime)});
 }
 
 Value settingOf(const em::SipJson& envelope, const Settings& settings) {
     switch (envelope.GetUint(em::key::Extension, 0)) {
-    case em::setting::kPowerOffTime:
+    case em::setting::kPowerOffTime.item:
         return powerOffTime(envelope, settings);
-    case em::setting::kShutdownDelay:
+    case em::setting::kShutdownDelay.item:
         return numberOrNone(settings.shutdownDelay);
-    case em::setting::kForceDelay:
+    case em::setting::kForceDelay.item:
         return numberOrNone(settings.forceDelay);
-    case em::setting::kJobName:
+    case em::setting::kJobName.item:
         return textOrNone(settings.jobName);
-    case em::setting::kJobDirectory:
+    case em::setting::kJobDirectory.item:
         return textOrNone(settings.jobDirectory);
-    case em::setting::kJobTimeout:
+    case em::setting::kJobTimeout.item:
         return numberOrNone(settings.jobTimeout);
     default:
         return {};

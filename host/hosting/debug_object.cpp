@@ -58,11 +58,11 @@ TraceSinkScope::~TraceSinkScope() {
     place().sink = nullptr;
 }
 
-void DebugObject::print(const char* format, va_list arguments, const char* /*moduleName*/) {
+void LineSplitter::print(const char* format, va_list arguments, const char* /*moduleName*/) {
     handOver(formatted(format, arguments));
 }
 
-void DebugObject::trace(const char* format, va_list arguments, const char* /*moduleName*/) {
+void LineSplitter::trace(const char* format, va_list arguments, const char* /*moduleName*/) {
     handOver(formatted(format, arguments));
 }
 
@@ -70,5 +70,5 @@ void DebugObject::trace(const char* format, va_list arguments, const char* /*mod
 
 // The symbol's address is the object.
 extern "C" {
-[[gnu::visibility("default"), gnu::used]] volad_dev::DebugObject Debug;
+[[gnu::visibility("default"), gnu::used]] volad_dev::LineSplitter Debug;
 }

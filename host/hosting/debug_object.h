@@ -2,9 +2,10 @@
 // trace.
 #pragma once
 
-#include <cstdarg>
 #include <functional>
 #include <string>
+
+#include "contract/debug_object.h"
 
 namespace volad_dev {
 
@@ -21,21 +22,11 @@ public:
     ~TraceSinkScope();
 };
 
-// The slot order is the contract: 2 tells whether the object takes lines, 7 writes a plain line, 8 a trace
-// line.
-class DebugObject {
+class LineSplitter final : public em::DebugObject {
 public:
-    DebugObject() = default;
-    DebugObject(const DebugObject&) = delete;
-    DebugObject& operator=(const DebugObject&) = delete;
-    virtual ~DebugObject() = default;          // 0, 1
-    virtual bool takesLines() { return true; } // 2
-    virtual void reserved3() {}
-    virtual void reserved4() {}
-    virtual void reserved5() {}
-    virtual void reserved6() {}
-    virtual void print(const char* format, va_list arguments, const char* moduleName); // 7
-    virtual void trace(const char* format, va_list arguments, const char* moduleName); // 8
+    bool takesLines() override { return true; }
+    void print(const char* format, va_list arguments, const char* moduleName) override;
+    void trace(const char* format, va_list arguments, const char* moduleName) override;
 };
 
 } // namespace volad_dev

@@ -1,13 +1,13 @@
 // The host object of a rehearsal: takes down what the module says and answers what it asks from the settings.
 #pragma once
 
-#include "host/hosting/host_object.h"
+#include "contract/host_interface.h"
 #include "host/hosting/journal.h"
 #include "host/hosting/settings.h"
 
 namespace volad_dev {
 
-class DevelopmentHost final : public HostObject {
+class DevelopmentHost final : public em::HostObject {
 public:
     explicit DevelopmentHost(const Settings& settings) : m_Settings(settings) {}
 

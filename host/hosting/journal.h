@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "base/unique_fd.h"
+#include "host/common/event_fd.h"
 
 namespace volad_dev {
 
@@ -22,21 +22,18 @@ struct Message {
     bool isRequest = false;
 };
 
-// Any thread; the module's threads add, the host's reads.
+// Any thread; the module's threads add, the host's reads. Making one may throw std::system_error.
 class Journal {
 public:
-    // Throws std::system_error.
-    Journal();
-
     void add(const Message& message);
     [[nodiscard]] std::vector<Message> messages() const;
     // Readable once something was added since the last call of messages().
-    [[nodiscard]] int fd() const { return m_Event.get(); }
+    [[nodiscard]] int fd() const { return m_added.get(); }
 
 private:
-    mutable std::mutex m_Mutex;
-    std::vector<Message> m_Messages; // under the mutex
-    em::UniqueFd m_Event;
+    mutable std::mutex m_mutex;
+    std::vector<Message> m_messages; // under the mutex
+    EventFd m_added;
 };
 
 } // namespace volad_dev

@@ -5,13 +5,8 @@
 #include <atomic>
 #include <stdexcept>
 
-#include "host/hosting/host_object.h"
-
 namespace volad_dev {
 namespace {
-
-// Where a module keeps the host's pointer, in bytes from its start.
-constexpr size_t kHostPointerOffset = 8;
 
 void* load(const std::string& path) {
     void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -38,18 +33,18 @@ Function ModuleLibrary::entry(const char* name) const {
 
 ModuleLibrary::ModuleLibrary(const std::string& path)
     : m_Handle(load(path)),
-      m_pCreate(entry<decltype(m_pCreate)>("EM_Create")),
-      m_pDelete(entry<decltype(m_pDelete)>("EM_Delete")),
-      m_pName(entry<decltype(m_pName)>("EM_GetModuleName")),
-      m_pSetup(entry<decltype(m_pSetup)>("EM_SetupAction")) {}
+      m_pCreate(entry<decltype(m_pCreate)>(em::kCreateSymbol)),
+      m_pDelete(entry<decltype(m_pDelete)>(em::kDeleteSymbol)),
+      m_pName(entry<decltype(m_pName)>(em::kNameSymbol)),
+      m_pSetup(entry<decltype(m_pSetup)>(em::kSetupSymbol)) {}
 
-em::CIExtensionModule* ModuleLibrary::create(HostObject& host) const {
+em::CIExtensionModule* ModuleLibrary::create(em::HostObject& host) const {
     em::CIExtensionModule* module = nullptr;
     if (!m_pCreate(&module, 0) || module == nullptr) {
         return nullptr;
     }
-    void* const place = reinterpret_cast<char*>(module) + kHostPointerOffset;
-    std::atomic_ref<HostObject*>(*static_cast<HostObject**>(place)).store(&host);
+    void* const place = reinterpret_cast<char*>(module) + em::kHostPointerOffset;
+    std::atomic_ref<em::HostObject*>(*static_cast<em::HostObject**>(place)).store(&host);
     return module;
 }
 

@@ -5,13 +5,10 @@
 #include <memory>
 #include <string>
 
-namespace em {
-class CIExtensionModule;
-}
+#include "contract/host_interface.h"
+#include "contract/module_interface.h"
 
 namespace volad_dev {
-
-class HostObject;
 
 class ModuleLibrary {
 public:
@@ -19,7 +16,7 @@ public:
     explicit ModuleLibrary(const std::string& path);
 
     // EM_Create, with the host's pointer put where the module looks for it. Null when nothing was created.
-    [[nodiscard]] em::CIExtensionModule* create(HostObject& host) const;
+    [[nodiscard]] em::CIExtensionModule* create(em::HostObject& host) const;
     // EM_Delete. Must come before the library goes: its threads run its code.
     [[nodiscard]] bool destroy() const { return m_pDelete() == 1; }
     [[nodiscard]] const char* name() const { return m_pName(); }
@@ -33,10 +30,10 @@ private:
     Function entry(const char* name) const;
 
     std::unique_ptr<void, Closer> m_Handle;
-    bool (*m_pCreate)(em::CIExtensionModule**, uint64_t);
-    unsigned (*m_pDelete)();
-    const char* (*m_pName)();
-    unsigned (*m_pSetup)(uint32_t);
+    em::CreateFunction m_pCreate;
+    em::DeleteFunction m_pDelete;
+    em::NameFunction m_pName;
+    em::SetupFunction m_pSetup;
 };
 
 } // namespace volad_dev

@@ -9,10 +9,17 @@
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 
+#include "host/common/failure.h"
+
 namespace volad_dev {
 namespace {
 
 namespace fs = std::filesystem;
+
+[[noreturn]] void fail(const std::string& text) {
+    throw Failure(text, kExitUsage);
+}
+
 using Json = rapidjson::Value;
 
 // One key: what it takes, and the place of its value. `take` tells whether the value fits.
@@ -82,12 +89,11 @@ void readObject(const Json& object, std::span<const Key> keys, const std::string
             found = name == key.name ? &key : found;
         }
         if (found == nullptr) {
-            throw SettingsError(fmt::format("{}: unknown key \"{}{}\", expected one of {}", path, prefix,
-                                            name, namesOf(keys)));
+            fail(fmt::format("{}: unknown key \"{}{}\", expected one of {}", path, prefix, name,
+                             namesOf(keys)));
         }
         if (!found->take(member.value, settings)) {
-            throw SettingsError(
-                fmt::format("{}: \"{}{}\": expected {}", path, prefix, name, found->expected));
+            fail(fmt::format("{}: \"{}{}\": expected {}", path, prefix, name, found->expected));
         }
     }
 }
@@ -119,11 +125,11 @@ Settings parseSettings(const std::string& text, const std::string& path) {
     rapidjson::Document document;
     document.Parse<rapidjson::kParseCommentsFlag>(text.c_str());
     if (document.HasParseError()) {
-        throw SettingsError(fmt::format("{}: at byte {}: {}", path, document.GetErrorOffset(),
-                                        rapidjson::GetParseError_En(document.GetParseError())));
+        fail(fmt::format("{}: at byte {}: {}", path, document.GetErrorOffset(),
+                         rapidjson::GetParseError_En(document.GetParseError())));
     }
     if (!document.IsObject()) {
-        throw SettingsError(path + ": expected an object");
+        fail(path + ": expected an object");
     }
     Settings settings;
     readObject(document, kKeys, path, "", settings);
@@ -147,7 +153,7 @@ Settings readSettings(const std::string& path) {
     std::ostringstream text;
     text << file.rdbuf();
     if (!file) {
-        throw SettingsError(path + ": cannot be read");
+        fail(path + ": cannot be read");
     }
     return parseSettings(text.str(), path);
 }

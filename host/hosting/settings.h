@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 namespace volad_dev {
@@ -22,12 +21,7 @@ struct Settings {
     std::optional<bool> powerSwitchNotifications;         // the module's own property
 };
 
-// One line: file, key, and what was expected there.
-class SettingsError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
+// Throws Failure (kExitUsage): file, key, and what was expected there.
 [[nodiscard]] Settings readSettings(const std::string& path);
 // The same from a text; `path` names it and gives relative paths their start.
 [[nodiscard]] Settings parseSettings(const std::string& text, const std::string& path);

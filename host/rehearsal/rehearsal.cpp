@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -15,8 +15,9 @@
 
 #include <fmt/format.h>
 
-#include "frame/module/extension_module_interface.h"
-#include "host/common/exit_code.h"
+#include "contract/module_interface.h"
+#include "contract/places.h"
+#include "host/common/failure.h"
 #include "host/hosting/debug_object.h"
 #include "host/hosting/module_library.h"
 #include "host/rehearsal/request_run.h"
@@ -29,27 +30,28 @@ namespace volad_dev {
 namespace {
 
 // The trace switches and the property that the module reads from the machine, all of it the sandbox's own.
-constexpr const char* kTraceLevelVariable = "TM_LOG_DEBUG_LEVEL";
-constexpr const char* kRegistry = "/opt/Orlendix/vital/etc/ombrad/registry";
-constexpr std::array kModuleKey = {"HKEY_LOCAL_MACHINE", "SOFTWARE",    "Aldmere",
-                                   "Management",         "Host Warden", "EM_SHUTDOWN"};
-
 void configureTrace(unsigned level) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs before the module is loaded
-    setenv(kTraceLevelVariable, std::to_string(level).c_str(), 1);
+    setenv(em::place::kTraceLevelVariable, std::to_string(level).c_str(), 1);
 }
 
 void configureProperty(const Settings& settings) {
     if (!settings.powerSwitchNotifications) {
         return;
     }
-    std::filesystem::create_directories(std::filesystem::path(kRegistry).parent_path());
-    std::ofstream file(kRegistry);
-    for (const char* key : kModuleKey) {
-        file << '[' << key << "]\n";
+    std::filesystem::create_directories(em::place::kRegistryDirectory);
+    std::ofstream file(std::filesystem::path(em::place::kRegistryDirectory) / "registry");
+    const std::string path =
+        fmt::format("HKEY_LOCAL_MACHINE\\{}\\{}", em::place::kDefaultProductKey, em::kModuleName);
+    std::string closing = "\n"; // of the root; a line for each key comes in front
+    for (size_t begin = 0; begin < path.size();) {
+        const size_t end = std::min(path.find('\\', begin), path.size());
+        file << '[' << path.substr(begin, end - begin) << "]\n";
+        closing += '\n';
+        begin = end + 1;
     }
-    file << "PowerSwitchEvent (ON/OFF)=d=" << int{*settings.powerSwitchNotifications} << '\n'
-         << std::string(kModuleKey.size() + 1, '\n'); // closes each key, and the root
+    file << em::place::kPowerSwitchProperty << "=d=" << int{*settings.powerSwitchNotifications} << '\n'
+         << closing;
     if (!file.flush()) {
         throw std::runtime_error("the sandbox's registry cannot be written");
     }
@@ -73,7 +75,7 @@ TraceSink printer(const std::atomic<double>& requestTime) {
 
 class StartedModule {
 public:
-    StartedModule(const ModuleLibrary& library, HostObject& host, uint32_t cabinet)
+    StartedModule(const ModuleLibrary& library, em::HostObject& host, uint32_t cabinet)
         : m_Library(library), m_pModule(library.create(host)) {
         if (m_pModule == nullptr) {
             throw std::runtime_error("EM_Create gave no module");
@@ -135,7 +137,7 @@ void standBesideMessages(const std::string& file) {
     namespace fs = std::filesystem;
     const fs::path directory = fs::temp_directory_path() / "messages";
     fs::create_directory(directory);
-    fs::create_symlink(file, directory / "EVENTMSG.XML");
+    fs::create_symlink(file, directory / em::place::kEventMessages);
     fs::current_path(directory);
 }
 

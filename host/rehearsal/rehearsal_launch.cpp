@@ -10,10 +10,7 @@
 #include <iterator>
 #include <system_error>
 
-#include <fmt/format.h>
-
 #include "base/unique_fd.h"
-#include "host/common/exit_code.h"
 #include "host/hosting/settings.h"
 #include "host/rehearsal/rehearse_command.h"
 #include "host/sandbox/sandbox.h"
@@ -78,7 +75,9 @@ em::UniqueFd openVerdictFile(const std::string& path) {
     return file;
 }
 
-int launch(RehearsalOptions& options) {
+} // namespace
+
+int launchRehearsal(RehearsalOptions options) {
     if (options.module.empty()) {
         options.module = besideTheTool("em_shutdown.so");
     }
@@ -113,17 +112,6 @@ int launch(RehearsalOptions& options) {
     std::vector<std::string> command = {fs::read_symlink("/proc/self/exe")};
     std::ranges::move(argumentsOf(options), std::back_inserter(command));
     return runInSandbox(sandbox, command);
-}
-
-} // namespace
-
-int launchRehearsal(RehearsalOptions options) {
-    try {
-        return launch(options);
-    } catch (const SettingsError& error) {
-        fmt::print(stderr, "volad-dev: {}\n", error.what());
-        return kExitUsage;
-    }
 }
 
 } // namespace volad_dev

@@ -5,8 +5,8 @@
 
 namespace volad_dev {
 
-// Returns the exit code. SIGINT and SIGTERM make the rehearsal stop the module and end by itself; a second
-// one ends everything at once.
+// Returns the exit code; throws Failure and what the standard library throws. SIGINT and SIGTERM make the
+// rehearsal stop the module and end by itself; a second one ends everything at once.
 int launchRehearsal(RehearsalOptions options);
 
 } // namespace volad_dev

@@ -5,12 +5,10 @@
 #include <optional>
 #include <string>
 
+#include "contract/shutdown_actions.h"
 #include "host/sandbox/sandbox_options.h"
 
 namespace volad_dev {
-
-// What the system shall come to.
-enum class Target { Off, Reset, Halt };
 
 // When the module shall power off by itself: "in:1m" or "HH:MM".
 struct Schedule {
@@ -19,7 +17,7 @@ struct Schedule {
 };
 
 struct RehearsalOptions {
-    Target target = Target::Off;
+    const em::ShutdownAction* action = em::findShutdownAction(em::opcode::CM_RequestShutdownAndOff);
     std::string module; // path of the shared object
     uint8_t reason = 0;
     std::string settings;              // path, empty for none

@@ -1,19 +1,19 @@
 #include "host/rehearsal/rehearse_command.h"
 
 #include <charconv>
-#include <map>
+#include <memory>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "host/hosting/settings.h"
+#include "host/rehearsal/rehearsal.h"
+#include "host/rehearsal/rehearsal_launch.h"
 #include "host/sandbox/sandbox_command.h"
 
 namespace volad_dev {
 namespace {
 
-const std::map<std::string, Target> kTargets = {
-    {"off", Target::Off}, {"reset", Target::Reset}, {"halt", Target::Halt}};
 constexpr const char* kHidden = "";
 
 std::optional<Schedule> parseSchedule(const std::string& text) {
@@ -39,8 +39,13 @@ void addSeconds(CLI::App& app, const char* name, std::optional<double>& target, 
     app.add_option(name, target, description)->check(CLI::Range(0.0, 86400.0));
 }
 
-const char* nameOf(Target target) {
-    return target == Target::Off ? "off" : target == Target::Reset ? "reset" : "halt";
+const em::ShutdownAction* actionOf(const std::string& name) {
+    for (const em::ShutdownAction& action : em::kShutdownActions) {
+        if (name == action.name) {
+            return &action;
+        }
+    }
+    return nullptr;
 }
 
 const char* nameOf(Maintenance maintenance) {
@@ -49,10 +54,18 @@ const char* nameOf(Maintenance maintenance) {
 
 } // namespace
 
-CLI::App* addRehearseCommand(CLI::App& app, RehearsalOptions& target) {
+Command addRehearseCommand(CLI::App& app) {
+    const auto options = std::make_shared<RehearsalOptions>();
+    RehearsalOptions& target = *options;
     CLI::App* rehearse = app.add_subcommand("rehearse", "let the module end this system, in a sandbox");
-    rehearse->add_option("target", target.target, "off, reset or halt")
-        ->transform(CLI::CheckedTransformer(kTargets))
+    rehearse
+        ->add_option_function<std::string>(
+            "target", [&target](const std::string& name) { target.action = actionOf(name); },
+            "off, reset or halt")
+        ->check([](const std::string& name) {
+            return actionOf(name) != nullptr ? std::string()
+                                             : "expected off, reset or halt instead of " + name;
+        })
         ->default_str("off");
     rehearse->add_option("--module", target.module, "the shared object, else the one beside this tool")
         ->check(CLI::ExistingFile);
@@ -79,12 +92,13 @@ CLI::App* addRehearseCommand(CLI::App& app, RehearsalOptions& target) {
     rehearse->add_flag("--inside", target.inside)->group(kHidden);
     rehearse->add_option("--stop-fd", target.stopFd)->group(kHidden);
     rehearse->add_option("--json-fd", target.jsonFd)->group(kHidden);
-    return rehearse;
+    return {rehearse,
+            [options] { return options->inside ? runRehearsal(*options) : launchRehearsal(*options); }};
 }
 
 std::vector<std::string> argumentsOf(const RehearsalOptions& options) {
     std::vector<std::string> arguments = {"rehearse",
-                                          nameOf(options.target),
+                                          options.action->name,
                                           "--module",
                                           options.module,
                                           "--reason",

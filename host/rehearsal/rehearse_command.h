@@ -4,14 +4,12 @@
 #include <string>
 #include <vector>
 
-#include <CLI/App.hpp>
-
+#include "host/common/command.h"
 #include "host/rehearsal/rehearsal_options.h"
 
 namespace volad_dev {
 
-// Adds the subcommand; what it parses lands in `target`, which must outlive the parsing.
-CLI::App* addRehearseCommand(CLI::App& app, RehearsalOptions& target);
+Command addRehearseCommand(CLI::App& app);
 
 // The arguments that make the tool, inside the sandbox, parse the same options again; paths must be absolute.
 [[nodiscard]] std::vector<std::string> argumentsOf(const RehearsalOptions& options);

@@ -9,11 +9,11 @@
 #include <fmt/format.h>
 
 #include "catalogue/log_msg_xml_file_impl.h"
+#include "contract/envelope.h"
+#include "contract/module_interface.h"
+#include "contract/reasons.h"
+#include "contract/settings.h"
 #include "frame/envelope/sip_json.h"
-#include "frame/module/extension_module_interface.h"
-#include "osshutdown/shutdown_kind.h"
-#include "shutdown/operation_codes.h"
-#include "shutdown/reason_table.h"
 
 namespace volad_dev {
 namespace {
@@ -24,20 +24,16 @@ using namespace std::chrono_literals;
 // come.
 constexpr auto kCommandBound = 5s;
 constexpr auto kSettleBound = 1s;
-// The module's values where the settings have none.
-constexpr uint32_t kDefaultDelay = 60;
-constexpr uint32_t kDefaultJobTimeout = 120;
 
-uint32_t opcodeOf(Target target) {
-    return target == Target::Off     ? em::opcode::CM_RequestShutdownAndOff
-           : target == Target::Reset ? em::opcode::CM_RequestShutdownAndReset
-                                     : em::opcode::CM_RequestShutdownAndHalt;
+// A request that would be refused goes in as a reply.
+bool goesAsReply(const em::ShutdownAction& action) {
+    return action.requestStatus != em::status::kAccepted;
 }
 
 em::SipJson command(uint32_t opcode, uint32_t cabinet) {
     em::SipJson envelope;
     envelope.InitEnvelope();
-    envelope.SetCommand(opcode, 0, 0, cabinet, em::SipJson::kKeepStatus);
+    envelope.SetCommand(opcode, 0, 0, cabinet, em::status::kKeep);
     return envelope;
 }
 
@@ -48,7 +44,7 @@ std::string askedBy(const RehearsalOptions& options, bool scheduled, uint8_t rea
     if (reason == em::kReasonPowerSwitch) {
         return "power switch";
     }
-    return options.target == Target::Halt ? "reply" : "request";
+    return goesAsReply(*options.action) ? "reply" : "request";
 }
 
 // What the module makes of it: the message file's text, else the table's.
@@ -59,7 +55,7 @@ std::string reasonText(uint8_t reason, const std::string& messages) {
         const std::string code = fmt::format("0x{:06X}", em::kReasonEventCodes + reason);
         text = em::CLogMsgXmlFileImpl(document).Search(code.c_str(), "Summary", nullptr, 0);
     }
-    return text.empty() ? em::LookUpReason(reason).text : text;
+    return text.empty() ? em::lookUpReason(reason).text : text;
 }
 
 } // namespace
@@ -88,15 +84,14 @@ void RequestRun::follow() {
     }
 }
 
-// A halt goes in as a reply: as a request it is refused.
 void RequestRun::sendRequest() {
-    em::SipJson envelope = command(opcodeOf(m_Options.target), m_Settings.cabinet);
+    em::SipJson envelope = command(m_Options.action->operationCode, m_Settings.cabinet);
     envelope.SetUintMember(em::key::Data, m_Options.reason);
     begin(monotonicNow());
-    if (m_Options.target == Target::Halt) {
+    if (goesAsReply(*m_Options.action)) {
         m_Module.ApplicationReply(&envelope);
     } else if (!m_Module.HandleRequest(&envelope) ||
-               envelope.GetUint(em::key::Status, em::kMissingStatus) != em::status::kAccepted) {
+               envelope.GetUint(em::key::Status, em::status::kMissing) != em::status::kAccepted) {
         m_End = End::NotAccepted;
     }
 }
@@ -113,8 +108,8 @@ void RequestRun::begin(double requestTime) {
     };
     m_CancelAt = after(m_Options.cancelAfter);
     m_StopAt = after(m_Options.stopAfter);
-    m_Limit = requestTime + m_Settings.shutdownDelay.value_or(kDefaultDelay) +
-              m_Settings.jobTimeout.value_or(kDefaultJobTimeout) + m_Limits.slack;
+    m_Limit = requestTime + m_Settings.shutdownDelay.value_or(*em::setting::kShutdownDelay.fallback) +
+              m_Settings.jobTimeout.value_or(*em::setting::kJobTimeout.fallback) + m_Limits.slack;
     m_RequestTime = requestTime;
 }
 
@@ -183,10 +178,11 @@ Verdict RequestRun::conclude() {
     if (!records.empty()) {
         verdict.command = records.front();
     }
-    const Target target = m_bScheduled ? Target::Off : m_Options.target;
+    const em::ShutdownAction* const action =
+        m_bScheduled ? em::findShutdownAction(em::opcode::CM_RequestShutdownAndOff) : m_Options.action;
     verdict.asAsked =
         verdict.end == askedEnd(m_Options) &&
-        (verdict.end == End::Command ? records.size() == 1 && records[0].commandLine() == commandOf(target)
+        (verdict.end == End::Command ? records.size() == 1 && records[0].commandLine() == action->command
                                      : records.empty());
     verdict.reason = m_bScheduled ? em::kReasonRealtimeClock : m_Options.reason;
     verdict.reasonName = reasonText(verdict.reason, m_Options.messages);

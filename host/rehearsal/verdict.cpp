@@ -4,10 +4,10 @@
 #include <array>
 #include <filesystem>
 
+#include "contract/operation_codes.h"
+#include "contract/settings.h"
+#include "contract/shutdown_status.h"
 #include "host/sandbox/sandbox_layout.h"
-#include "osshutdown/shutdown_kind.h"
-#include "shutdown/operation_codes.h"
-#include "shutdown/shutdown_status.h"
 
 namespace volad_dev {
 namespace {
@@ -34,9 +34,9 @@ struct Landmark {
 };
 constexpr std::array<Landmark, 5> kLandmarks = {
     {{"gate", em::opcode::kShutdownStatusChanged, 0, static_cast<uint32_t>(ShutdownStatus::DelayRunning)},
-     {"settings", em::opcode::kHostSettings, em::setting::kForceDelay, kAny},
-     {"delay", em::opcode::kHostSettings, em::setting::kJobName, kAny},
-     {"job settings", em::opcode::kHostSettings, em::setting::kJobTimeout, kAny},
+     {"settings", em::opcode::kHostSettings, em::setting::kForceDelay.item, kAny},
+     {"delay", em::opcode::kHostSettings, em::setting::kJobName.item, kAny},
+     {"job settings", em::opcode::kHostSettings, em::setting::kJobTimeout.item, kAny},
      {"job", em::opcode::kSetPowerOffReason, 0, kAny}}};
 constexpr const char* kLastStage = "command";
 
@@ -74,13 +74,6 @@ End askedEnd(const RehearsalOptions& options) {
         return End::Stopped;
     }
     return options.cancelAfter ? End::Cancelled : End::Command;
-}
-
-const char* commandOf(Target target) {
-    const uint32_t kind = target == Target::Reset  ? em::kShutdownReset
-                          : target == Target::Halt ? em::kShutdownHalt
-                                                   : em::kShutdownOff;
-    return em::shutdownKind(kind).command;
 }
 
 uint8_t lastStatus(const std::vector<Message>& messages) {

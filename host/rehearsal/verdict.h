@@ -53,8 +53,6 @@ struct Verdict {
 
 // Which end the options ask for.
 [[nodiscard]] End askedEnd(const RehearsalOptions& options);
-// The command of the target, as the module names it.
-[[nodiscard]] const char* commandOf(Target target);
 
 // The last status that the module reported, 0 when none.
 [[nodiscard]] uint8_t lastStatus(const std::vector<Message>& messages);

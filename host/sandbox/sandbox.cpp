@@ -21,7 +21,7 @@
 #include <fmt/format.h>
 
 #include "base/unique_fd.h"
-#include "host/common/exit_code.h"
+#include "host/common/failure.h"
 #include "host/sandbox/sandbox_arguments.h"
 #include "host/sandbox/sandbox_layout.h"
 
@@ -197,14 +197,14 @@ int waitFor(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-void sayNoSandbox(std::string reason) {
+[[noreturn]] void failWithoutSandbox(std::string reason) {
     reason.resize(std::min(reason.size(), reason.find('\n')));
-    fmt::print(
-        stderr,
-        "volad-dev: no sandbox: {}; needed are bubblewrap and user namespaces (sysctl "
-        "kernel.unprivileged_userns_clone=1, user.max_user_namespaces>0; in a container also --security-opt "
-        "seccomp=unconfined --security-opt systempaths=unconfined)\n",
-        reason);
+    throw Failure(
+        fmt::format("no sandbox: {}; needed are bubblewrap and user namespaces (sysctl "
+                    "kernel.unprivileged_userns_clone=1, user.max_user_namespaces>0; in a container also "
+                    "--security-opt seccomp=unconfined --security-opt systempaths=unconfined)",
+                    reason),
+        kExitNoSandbox);
 }
 
 int launchAndWait(const SandboxOptions& options, const std::vector<std::string>& command) {
@@ -230,8 +230,7 @@ int launchAndWait(const SandboxOptions& options, const std::vector<std::string>&
     const int code = waitFor(child);
     // Bubblewrap tells the command's exit code only when it came as far as starting it.
     if (drain(launch.status.readEnd.get()).find("\"exit-code\"") == std::string::npos && code < 128) {
-        sayNoSandbox(drain(launch.errors.readEnd.get()));
-        return kExitNoSandbox;
+        failWithoutSandbox(drain(launch.errors.readEnd.get()));
     }
     return code;
 }
@@ -241,9 +240,10 @@ int launchAndWait(const SandboxOptions& options, const std::vector<std::string>&
 int runInSandbox(const SandboxOptions& options, const std::vector<std::string>& command) {
     try {
         return launchAndWait(options, command);
+    } catch (const Failure&) {
+        throw;
     } catch (const std::exception& exception) {
-        sayNoSandbox(exception.what());
-        return kExitNoSandbox;
+        failWithoutSandbox(exception.what());
     }
 }
 

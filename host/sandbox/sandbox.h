@@ -10,8 +10,8 @@
 namespace volad_dev {
 
 // Runs the command (a name of "/usr/bin" and "/usr/sbin", or a path) and waits for it. Returns its exit code,
-// 128 + the signal's number when one ended it; kExitNoSandbox, after one line on standard error, when the
-// sandbox cannot be made. Nothing is started then. The sandbox ends with the calling process, however that
+// 128 + the signal's number when one ended it. Throws Failure (kExitNoSandbox) when the sandbox cannot be
+// made: nothing is started then. The sandbox ends with the calling process, however that
 // ends.
 int runInSandbox(const SandboxOptions& options, const std::vector<std::string>& command);
 

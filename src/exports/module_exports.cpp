@@ -11,8 +11,7 @@
 namespace {
 
 using em::CIExtensionModule;
-
-constexpr const char* kModuleName = "EM_SHUTDOWN";
+using em::kModuleName;
 
 constinit CIExtensionModule* instance = nullptr;
 

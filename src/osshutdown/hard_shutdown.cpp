@@ -3,9 +3,9 @@
 #include <pthread.h>
 
 #include "base/system.h"
+#include "contract/shutdown_actions.h"
 #include "osshutdown/job_runner.h"
 #include "osshutdown/os_shutdown.h"
-#include "osshutdown/shutdown_kind.h"
 #include "platform/threads/thread_boundary.h"
 
 namespace em {
@@ -24,7 +24,7 @@ bool announceSleep(uint32_t forceDelaySeconds) {
 void forceShutdown(uint32_t kind) {
     EM_TRACE(1, "\nCOSShutdown         : FATAL ERROR! Exception during HardShutdown()\n");
     static_cast<void>(sys::chdir("/")); // as before the command that was not forced
-    RunCommand(shutdownKind(kind).forcedCommand, 0);
+    RunCommand(shutdownActionOf(kind).forcedCommand, 0);
 }
 
 } // namespace

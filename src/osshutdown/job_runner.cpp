@@ -7,6 +7,7 @@
 
 #include "base/current_directory.h"
 #include "base/swallow.h"
+#include "contract/trace_lines.h"
 #include "platform/processes/child_process.h"
 #include "trace/trace.h"
 
@@ -47,20 +48,20 @@ CommandOutcome RunCommand(const char* command, uint32_t timeoutSeconds) {
         return {CommandEnd::Empty};
     }
     CDebugClient& trace = processTrace.value;
-    trace.PrintTagged(0, "COSShutdown         : ExecuteCmd initiated %s\n", command);
+    trace.PrintTagged(0, line::kCommandBegins, command);
     const ChildProcess child = StartShell(command, ChildSignals::BlockEnding);
     if (!child.started()) {
-        trace.PrintTagged(0, "COSShutdown         : ExecuteCmd failed: %s\n", command);
+        trace.PrintTagged(0, line::kCommandFailed, command);
         printSystemError(command, child.error);
         return {CommandEnd::NotStarted, child.error};
     }
-    trace.PrintTagged(0, "COSShutdown         : ExecuteCmd forked: %s\n", command);
+    trace.PrintTagged(0, line::kCommandForked, command);
     CommandOutcome outcome = {CommandEnd::Finished};
     if (timeoutSeconds != 0) {
         outcome = waitForCommand(child, timeoutSeconds);
     }
     if (outcome.end == CommandEnd::Finished) {
-        trace.PrintTagged(0, "COSShutdown         : ExecuteCmd finished: %s\n", command);
+        trace.PrintTagged(0, line::kCommandEnded, command);
     }
     return outcome;
 }
@@ -107,15 +108,15 @@ bool reportJob(const CommandOutcome& outcome) {
     switch (outcome.end) {
     case CommandEnd::Finished:
     case CommandEnd::CollectedElsewhere:
-        EM_TRACE(1, "COSShutdown         : Cleanup program finished\n");
+        EM_TRACE(1, line::kJobEnded);
         return true;
     case CommandEnd::TimedOut:
-        EM_TRACE(1, "COSShutdown         : WARNING - Timeout waiting for cleanup program\n");
+        EM_TRACE(1, line::kJobTimedOut);
         return false;
     case CommandEnd::Empty:
     case CommandEnd::NotStarted:
     case CommandEnd::WaitFailed:
-        EM_TRACE(1, "COSShutdown         : Start cleanup program failed! Error code %d\n", outcome.error);
+        EM_TRACE(1, line::kJobFailed, outcome.error);
         return false;
     }
     return false;

@@ -1,8 +1,9 @@
 #include "osshutdown/os_shutdown.h"
 
 #include "base/system.h"
+#include "contract/shutdown_actions.h"
+#include "contract/trace_lines.h"
 #include "osshutdown/job_runner.h"
-#include "osshutdown/shutdown_kind.h"
 #include "trace/boundary.h"
 
 namespace em {
@@ -14,7 +15,7 @@ constexpr int32_t kHardShutdownPriority = 83;
 bool PrepareSystemShutdown() {
     EM_TRACE(5, "\nCOSShutdown         : -> PrepareSystemShutdown");
     const bool allowed = sys::getuid() == 0;
-    EM_TRACE(1, "\nCOSShutdown         : PrepareSystemShutdown(): %s!", allowed ? "OK" : "FAILED");
+    EM_TRACE(1, line::kPrivilege, allowed ? "OK" : "FAILED");
     EM_TRACE(5, "\nCOSShutdown         : <- PrepareSystemShutdown");
     return allowed;
 }
@@ -52,9 +53,9 @@ bool COSShutdown::EndSystem(uint32_t kind, uint32_t forceDelaySeconds) {
     const bool allowed = PrepareSystemShutdown();
     if (allowed) {
         static_cast<void>(sys::chdir("/")); // the command needs no particular directory
-        const ShutdownKind& row = shutdownKind(kind);
-        EM_TRACE(1, "COSShutdown         : SystemShutdown %s (%s)\n", row.word, row.command);
-        RunCommand(row.command, 0); // one that was not started has written its line
+        const ShutdownAction& action = shutdownActionOf(kind);
+        EM_TRACE(1, line::kSystemShutdown, action.word, action.command);
+        RunCommand(action.command, 0); // one that was not started has written its line
         if (forceDelaySeconds != 0) {
             StartHardShutdown(kind, forceDelaySeconds);
         }

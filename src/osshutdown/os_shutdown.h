@@ -20,7 +20,7 @@ public:
     COSShutdown(const COSShutdown&) = delete;
     COSShutdown& operator=(const COSShutdown&) = delete;
 
-    // Starts the command of that kind (shutdown_kind.h) and leaves "/" as the process's working directory.
+    // Starts the command of that kind (ShutdownKind) and leaves "/" as the process's working directory.
     // False without root's real user id, and for want of memory. True says neither that the command
     // could be started nor what became of it. With a force delay (seconds, 0 = none) a thread announces the
     // forced command. The message is not used.

@@ -5,26 +5,25 @@
 #include <cstdio>
 
 #include "catalogue/log_msg_file.h"
+#include "contract/envelope.h"
+#include "contract/reasons.h"
+#include "contract/settings.h"
+#include "contract/shutdown_actions.h"
+#include "contract/trace_lines.h"
+#include "frame/envelope/sip_json.h"
 #include "frame/module/cabinet_number.h"
-#include "shutdown/host_settings.h"
-#include "shutdown/operation_codes.h"
-#include "shutdown/reason_table.h"
-#include "shutdown/shutdown_module.h"
+#include "osshutdown/os_shutdown.h"
+#include "shutdown/host_messages.h"
+#include "shutdown/stop_signal.h"
+#include "tasks/task_serializer.h"
 #include "trace/boundary.h"
+#include "trace/table_line.h"
 
 namespace em {
 namespace {
 
 constexpr const char* kTitle = "Automatic System Shutdown";
-constexpr uint32_t kDefaultDelay = 60;       // seconds
-constexpr uint32_t kDefaultForceDelay = 120; // seconds
-constexpr uint32_t kDefaultJobTimeout = 120; // seconds
-constexpr int kLanguageId = 1033;            // English
-
-// Kinds of the executor.
-constexpr uint32_t kRestart = 2;
-constexpr uint32_t kHalt = 4;
-constexpr uint32_t kPowerOff = 8;
+constexpr int kLanguageId = 1033; // English
 
 // A wait of 0xFFFFFFFF ms would be one without end, and 32 bits of milliseconds would wrap to a short delay.
 constexpr uint64_t delayMs(uint32_t seconds) {
@@ -39,91 +38,87 @@ void traceDefaultMessageUsed() {
 
 } // namespace
 
-void AlertSequence::Run() {
+void AlertSequence::run() {
     Outcome outcome = Outcome::Ended;
-    if (!atBoundary("OnTaskExecution()", [&] { outcome = Prepare(); })) {
+    if (!atBoundary("OnTaskExecution()", [&] { outcome = prepare(); })) {
         // Nothing may be left "pending" with no task behind it.
-        static_cast<void>(swallow([&] { m_Module.Cancel(true); }));
+        static_cast<void>(swallow([&] { m_means.progress.abort(true); }));
         return;
     }
-    if (outcome == Outcome::GoOn && !atBoundary("OnTaskExecution()", [&] { outcome = Execute(); })) {
+    if (outcome == Outcome::GoOn && !atBoundary("OnTaskExecution()", [&] { outcome = execute(); })) {
         outcome = Outcome::Stopped; // the command may have been started
     }
     if (outcome == Outcome::GoOn || outcome == Outcome::Stopped) {
-        Finish();
+        finish();
     }
 }
 
-AlertSequence::Outcome AlertSequence::Prepare() {
-    Announce();
-    if (!PassesGate()) {
+AlertSequence::Outcome AlertSequence::prepare() {
+    announce();
+    if (!passesGate()) {
         return Outcome::Ended;
     }
-    AcceptRequest();
-    ReadReason();
-    ReadDelays();
-    WaitDelay();
-    if (EndsCancelled()) {
+    acceptRequest();
+    readReason();
+    readDelays();
+    waitDelay();
+    if (endsCancelled()) {
         return Outcome::Ended;
     }
-    if (m_Module.m_bStop) {
+    if (m_means.stop.isRaised()) {
         return Outcome::Stopped;
     }
-    AnnounceShutdown();
-    RunJob();
+    announceShutdown();
+    runJob();
     return Outcome::GoOn;
 }
 
-AlertSequence::Outcome AlertSequence::Execute() {
-    ShutDown();
-    return EndsCancelled() ? Outcome::Ended : Outcome::GoOn;
+AlertSequence::Outcome AlertSequence::execute() {
+    shutDown();
+    return endsCancelled() ? Outcome::Ended : Outcome::GoOn;
 }
 
-void AlertSequence::Announce() {
-    EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: ## CM_RequestShutdownAndXXX ##",
-             asInt(m_Request.GetUint("CA", 0)));
+void AlertSequence::announce() {
+    EM_TRACE(1, line::kTaskBegins, asInt(m_request.GetUint(key::Cabinet, 0)));
 }
 
-bool AlertSequence::PassesGate() {
-    if (m_Module.QueryMaintenanceMode() == MaintenanceMode::Enabled) {
+bool AlertSequence::passesGate() {
+    if (m_means.stop.queryMaintenanceMode() == MaintenanceMode::Enabled) {
         return true;
     }
-    EM_TRACE(1, "\nEM_SHUTDOWN         : Maintenance Mode not set. Shutdown aborted!");
-    m_Module.Cancel(true);
+    EM_TRACE(1, line::kGateRefuses);
+    m_means.progress.abort(true);
     return false;
 }
 
-void AlertSequence::AcceptRequest() {
-    if (m_Request.GetUint("ST", status::kMissing) != status::kNotEchoed) {
-        m_Module.SendNotification(m_Request);
+void AlertSequence::acceptRequest() {
+    if (m_request.GetUint(key::Status, status::kMissing) != status::kNotEchoed) {
+        m_means.host.notify(m_request);
     }
-    m_Module.ChangeStatus(ShutdownStatus::DelayRunning);
-    if (&m_Module.m_PendingRequest != &m_Request) {
-        m_Module.m_PendingRequest = m_Request;
-    }
+    m_means.progress.begin(m_request);
 }
 
-void AlertSequence::ReadReason() {
+void AlertSequence::readReason() {
     uint32_t data = 0;
-    if (!m_Request.GetDataUint(data)) {
+    if (!m_request.GetDataUint(data)) {
         data = 0;
     }
-    m_nReason = static_cast<uint8_t>(data);
-    EM_TRACE(3, "\n                    :   reason = 0x%02X", unsigned{m_nReason});
+    m_reason = static_cast<uint8_t>(data);
+    EM_TRACE(3, line::kReasonNumber, unsigned{m_reason});
     EM_TRACE(3, "\nEM_SHUTDOWN         : Message LANGID: %d", kLanguageId);
-    m_strReason = CatalogueText();
-    if (m_strReason.empty()) {
-        m_strReason = TableText();
+    m_reasonText = catalogueText();
+    if (m_reasonText.empty()) {
+        m_reasonText = tableText();
     }
-    EM_TRACE(1, "\nEM_SHUTDOWN         : Shutdown reason: \"%s\"", m_strReason.c_str());
+    EM_TRACE(1, line::kReasonText, m_reasonText.c_str());
 }
 
-std::string AlertSequence::CatalogueText() const {
+std::string AlertSequence::catalogueText() const {
     CLogMsgFile catalogue;
     if (!catalogue.Open(true)) {
         return {};
     }
-    const uint32_t eventCode = kReasonEventCodes + m_nReason;
+    const uint32_t eventCode = kReasonEventCodes + m_reason;
     std::array<char, 16> key;
     std::snprintf(key.data(), key.size(), catalogue.EventMessages() ? "0x%06X" : "0x%04X", eventCode);
     std::string text = catalogue.LookUp(key.data(), "Summary", nullptr, 0);
@@ -132,126 +127,110 @@ std::string AlertSequence::CatalogueText() const {
     return text;
 }
 
-std::string AlertSequence::TableText() const {
-    const ReasonName name = LookUpReason(m_nReason);
+std::string AlertSequence::tableText() const {
+    const ReasonName name = lookUpReason(m_reason);
     if (name.isDefault) {
         traceDefaultMessageUsed();
     }
     return name.text;
 }
 
-void AlertSequence::ReadDelays() {
+void AlertSequence::readDelays() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : Checking shutdown settings");
     EM_TRACE(3, "\nEM_SHUTDOWN         :    get shutdown delay...");
-    if (const auto delay = ReadNumberSetting(m_Module, setting::kShutdownDelay)) {
-        m_nDelay = *delay;
-        EM_TRACE(3, "\nEM_SHUTDOWN         :    shutdown delay (ORBA) = %d sec.", asInt(m_nDelay));
+    if (const auto delay = m_means.host.askNumber(setting::kShutdownDelay)) {
+        m_delay = *delay;
+        EM_TRACE(3, line::kDelayGiven, asInt(m_delay));
     } else {
-        m_nDelay = kDefaultDelay;
-        EM_TRACE(3, "\nEM_SHUTDOWN         : ## WARNING! No shutdown delay specified!");
+        m_delay = *setting::kShutdownDelay.fallback;
+        EM_TRACE(3, line::kNoDelayGiven);
     }
     EM_TRACE(3, "\nEM_SHUTDOWN         :    get shutdown force delay...");
-    if (const auto delay = ReadNumberSetting(m_Module, setting::kForceDelay)) {
-        m_nForceDelay = *delay;
-        EM_TRACE(3, "\nEM_SHUTDOWN         :    shutdown force delay (ORBA) = %d sec.", asInt(m_nForceDelay));
+    if (const auto delay = m_means.host.askNumber(setting::kForceDelay)) {
+        m_forceDelay = *delay;
+        EM_TRACE(3, line::kForceDelayGiven, asInt(m_forceDelay));
     } else {
-        m_nForceDelay = kDefaultForceDelay;
-        EM_TRACE(3, "\nEM_SHUTDOWN         : ## WARNING! No shutdown force delay specified!");
+        m_forceDelay = *setting::kForceDelay.fallback;
+        EM_TRACE(3, line::kNoForceDelayGiven);
     }
 }
 
 // A cancel does not end the delay, it is found behind it; only Stop does.
-void AlertSequence::WaitDelay() {
-    if (m_nReason == kReasonPowerSwitch) {
+void AlertSequence::waitDelay() {
+    if (m_reason == kReasonPowerSwitch) {
         return;
     }
     EM_TRACE(3, "\nEM_SHUTDOWN         :    suppress shutdown cancel message box - no user is logged in!");
-    EM_TRACE(3, "\nEM_SHUTDOWN         : Start shutdown delay %d sec...", asInt(m_nDelay));
-    m_Module.SleepOn(m_Module.m_DelayEvent, delayMs(m_nDelay), false);
-    EM_TRACE(3, "\nEM_SHUTDOWN         : ...shutdown delay %d exceeded", asInt(m_nDelay));
+    EM_TRACE(3, line::kDelayBegins, asInt(m_delay));
+    m_means.stop.sleepOn(m_means.delayEvent, delayMs(m_delay), false);
+    EM_TRACE(3, line::kDelayOver, asInt(m_delay));
 }
 
-bool AlertSequence::EndsCancelled() {
-    if (!m_Module.m_State.IsCancelled()) {
+bool AlertSequence::endsCancelled() {
+    if (!m_means.progress.isCancelled()) {
         return false;
     }
-    EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: System shutdown was cancelled by ORBA call!",
-             asInt(cabinetNumber()));
-    m_Module.Cancel(true);
+    EM_TRACE(1, line::kEndsCancelled, asInt(cabinetNumber()));
+    m_means.progress.abort(true);
     return true;
 }
 
-void AlertSequence::AnnounceShutdown() {
-    EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: ###  PERFORMING S H U T D O W N  ####!\n\n",
-             asInt(m_Request.GetUint("CA", 0)));
-    m_strMessage = "System shutdown due to a " + m_strReason + " event!";
+void AlertSequence::announceShutdown() {
+    EM_TRACE(1, line::kPerforming, asInt(m_request.GetUint(key::Cabinet, 0)));
+    m_message = "System shutdown due to a " + m_reasonText + " event!";
     traceDefaultMessageUsed(); // the message's text is never looked up
-    m_Module.m_Executor.DisplayShutdownAction(kTitle, m_strMessage.c_str());
+    m_means.executor.DisplayShutdownAction(kTitle, m_message.c_str());
 }
 
-void AlertSequence::RunJob() {
+void AlertSequence::runJob() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : Checking shutdown job settings ..");
     EM_TRACE(3, "\nEM_SHUTDOWN         : Reading shutdwon job settings ..");
-    const std::string job = ReadTextSetting(m_Module, setting::kJobName);
+    const std::string job = m_means.host.askText(setting::kJobName);
     EM_TRACE(3, "\nEM_SHUTDOWN         : Job executable name (ORBA): %s", job.c_str());
-    const std::string directory = ReadTextSetting(m_Module, setting::kJobDirectory);
+    const std::string directory = m_means.host.askText(setting::kJobDirectory);
     EM_TRACE(3, "\nEM_SHUTDOWN         : Job working dir (ORBA): %s", directory.c_str());
-    const uint32_t timeout = ReadNumberSetting(m_Module, setting::kJobTimeout).value_or(kDefaultJobTimeout);
+    const uint32_t timeout =
+        m_means.host.askNumber(setting::kJobTimeout).value_or(*setting::kJobTimeout.fallback);
     EM_TRACE(3, "\nEM_SHUTDOWN         : Job timeout (ORBA): %d sec.", asInt(timeout));
-    EM_TRACE(3, "\nEM_SHUTDOWN         :   Shutdown job = %s", job.c_str());
-    EM_TRACE(3, "\nEM_SHUTDOWN         :   Shutdown job working dir = %s", directory.c_str());
-    EM_TRACE(3, "\nEM_SHUTDOWN         :   Shutdown job timeout = %d", asInt(timeout));
+    EM_TRACE(3, line::kJobName, job.c_str());
+    EM_TRACE(3, line::kJobDirectory, directory.c_str());
+    EM_TRACE(3, line::kJobTimeout, asInt(timeout));
     if (job.empty()) {
-        EM_TRACE(2, "\nEM_SHUTDOWN         : No shutdown job configured");
+        EM_TRACE(2, line::kNoJob);
         return;
     }
-    EM_TRACE(2, "\nEM_SHUTDOWN         : Run shutdown job (%s)!", job.c_str());
+    EM_TRACE(2, line::kJobBegins, job.c_str());
     // A job that fails does not keep the system up; its own lines tell.
-    static_cast<void>(m_Module.m_Executor.RunShutdownJob(job.c_str(), directory.c_str(), timeout));
+    static_cast<void>(m_means.executor.RunShutdownJob(job.c_str(), directory.c_str(), timeout));
 }
 
-void AlertSequence::ShutDown() {
-    switch (m_Request.GetUint("OC", 0)) {
-    case opcode::CM_RequestShutdownAndReset:
-        EM_TRACE(3, "\nEM_SHUTDOWN         : CM_RequestShutdownAndReset: execute shutdown and restart");
-        static_cast<void>(m_Module.m_Executor.SystemShutdown(kRestart, m_nForceDelay, m_strMessage.c_str()));
-        break;
-    case opcode::CM_RequestShutdownAndHalt:
-        EM_TRACE(3, "\nEM_SHUTDOWN         : CM_RequestShutdownAndHalt: execute shutdown and system halt");
-        static_cast<void>(m_Module.m_Executor.SystemShutdown(kHalt, m_nForceDelay, m_strMessage.c_str()));
-        break;
-    case opcode::CM_RequestShutdownAndOff:
-        PowerOff();
-        break;
-    default:
-        break;
+void AlertSequence::shutDown() {
+    const ShutdownAction* const action = findShutdownAction(m_request.GetUint(key::OperationCode, 0));
+    if (action == nullptr) {
+        return;
     }
+    if (action->powerLine != nullptr) {
+        traceTableLine(3, action->powerLine);
+        announcePowerOff();
+    }
+    traceTableLine(3, action->executeLine);
+    static_cast<void>(m_means.executor.SystemShutdown(static_cast<uint32_t>(action->kind), m_forceDelay,
+                                                      m_message.c_str()));
 }
 
-void AlertSequence::PowerOff() {
-    EM_TRACE(3, "\nEM_SHUTDOWN         : CM_RequestShutdownAndOff:");
+void AlertSequence::announcePowerOff() {
     EM_TRACE(3, "\nEM_SHUTDOWN         :   set power off reason...");
-    m_Module.SendPowerOffReason(m_nReason);
-
+    m_means.host.setPowerOffReason(m_reason);
     EM_TRACE(3, "\nEM_SHUTDOWN         :   fire power-on status event...");
-    SipJson event;
-    event.InitEnvelope();
-    event.SetOpcode(opcode::kPowerOnStatusEvent, 0, 0);
-    event.SetStatus(status::kAccepted);
-    const std::array<uint8_t, 2> data{0, m_nReason};
-    event.SetRawData(data.data(), data.size());
-    m_Module.SendNotification(event);
-
-    EM_TRACE(3, "\nEM_SHUTDOWN         :   execute shutdown and off");
-    static_cast<void>(m_Module.m_Executor.SystemShutdown(kPowerOff, m_nForceDelay, m_strMessage.c_str()));
+    m_means.host.powerOnStatus(m_reason);
 }
 
 // From here on the queue takes no task, until the object is deleted. Each part is due even when a line of the
 // one before it could not be written.
-void AlertSequence::Finish() {
-    atBoundary("OnTaskExecution()", [&] { m_Module.ChangeStatus(ShutdownStatus::Executing); });
-    atBoundary("OnTaskExecution()", [&] { m_Module.DisableAllTasks(); });
-    atBoundary("OnTaskExecution()", [&] { m_Module.RemoveAllTasks(); });
+void AlertSequence::finish() {
+    atBoundary("OnTaskExecution()", [&] { m_means.progress.finish(); });
+    atBoundary("OnTaskExecution()", [&] { m_means.queue.DisableAllTasks(); });
+    atBoundary("OnTaskExecution()", [&] { m_means.queue.RemoveAllTasks(); });
 }
 
 } // namespace em

@@ -4,19 +4,29 @@
 #include <cstdint>
 #include <string>
 
-#include "frame/envelope/sip_json.h"
+#include "shutdown/shutdown_progress.h"
 
 namespace em {
 
-class CShutdownExtensionModule;
+class EventHandle;
+class StopSignal;
 
-// One object a request, run once, on the task handler thread. It reads as the list of its steps in Run();
+// One object a request, run once, on the task handler thread. It reads as the list of its steps in run();
 // each step tells only whether the sequence goes on or how it ended.
 class AlertSequence {
 public:
-    AlertSequence(CShutdownExtensionModule& module, SipJson& request)
-        : m_Module(module), m_Request(request) {}
-    void Run();
+    // What the sequence works with; all of it outlives it.
+    struct Means {
+        HostMessages& host;
+        ShutdownProgress& progress;
+        COSShutdown& executor;
+        TaskQueue& queue;
+        const StopSignal& stop;
+        EventHandle& delayEvent; // set by Stop only
+    };
+
+    AlertSequence(const Means& means, SipJson& request) : m_means(means), m_request(request) {}
+    void run();
 
 private:
     enum class Outcome {
@@ -25,32 +35,32 @@ private:
         Stopped, // Stop has begun: no command, but the status and the queue end as after one
     };
 
-    Outcome Prepare(); // up to the point of no return
-    Outcome Execute(); // from there on
-    void Finish();
+    Outcome prepare(); // up to the point of no return
+    Outcome execute(); // from there on
+    void finish();
 
-    void Announce();
-    [[nodiscard]] bool PassesGate();
-    void AcceptRequest();
-    void ReadReason();
-    void ReadDelays();
-    void WaitDelay();
-    [[nodiscard]] bool EndsCancelled();
-    void AnnounceShutdown();
-    void RunJob();
-    void ShutDown();
+    void announce();
+    [[nodiscard]] bool passesGate();
+    void acceptRequest();
+    void readReason();
+    void readDelays();
+    void waitDelay();
+    [[nodiscard]] bool endsCancelled();
+    void announceShutdown();
+    void runJob();
+    void shutDown();
 
-    void PowerOff();
-    std::string CatalogueText() const;
-    std::string TableText() const;
+    void announcePowerOff();
+    std::string catalogueText() const;
+    std::string tableText() const;
 
-    CShutdownExtensionModule& m_Module;
-    SipJson& m_Request;
-    uint8_t m_nReason = 0;
-    std::string m_strReason;    // its name
-    uint32_t m_nDelay = 0;      // seconds
-    uint32_t m_nForceDelay = 0; // seconds
-    std::string m_strMessage;
+    const Means m_means;
+    SipJson& m_request;
+    uint8_t m_reason = 0;
+    std::string m_reasonText;
+    uint32_t m_delay = 0;      // seconds
+    uint32_t m_forceDelay = 0; // seconds
+    std::string m_message;
 };
 
 } // namespace em

@@ -1,10 +1,12 @@
 #include "shutdown/disconnect_procedure.h"
 
 #include "base/clock.h"
+#include "contract/reasons.h"
+#include "contract/trace_lines.h"
+#include "frame/envelope/sip_json.h"
 #include "frame/module/cabinet_number.h"
-#include "shutdown/operation_codes.h"
-#include "shutdown/reason_table.h"
-#include "shutdown/shutdown_module.h"
+#include "shutdown/host_messages.h"
+#include "tasks/task_serializer.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -12,42 +14,27 @@ namespace {
 
 constexpr uint64_t kPauseMs = 2000;
 
+void reportUserShutdown(HostMessages& host) {
+    constexpr uint32_t reason = kReasonSoftwareCommand;
+    EM_TRACE(2, line::kShutdownByUser, asInt(reason));
+    host.shutdownByUser(reason);
+    EM_TRACE(2, "\nEM_SHUTDOWN         : Set power off reason to %d", asInt(reason));
+    host.setPowerOffReason(reason);
+}
+
 } // namespace
 
-void DisconnectProcedure::Run() {
-    EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: ## START CM_Disconnect ##", asInt(cabinetNumber()));
-    m_Module.DisableAllTasks();
-    if (!ShutdownUnderWay()) {
-        ReportUserShutdown();
+void runDisconnectProcedure(HostMessages& host, CTaskSerializer<SipJson>& queue,
+                            const SipJson& pendingRequest) {
+    EM_TRACE(1, line::kDisconnectBegins, asInt(cabinetNumber()));
+    queue.DisableAllTasks();
+    const bool shutdownUnderWay = pendingRequest.CommandCount() != 0;
+    if (!shutdownUnderWay) {
+        reportUserShutdown(host);
     }
     sleepMs(kPauseMs); // on none of the events: a signal for the delay must not be eaten here
-    SendStatus();
-    EM_TRACE(1, "\nEM_SHUTDOWN         : CAB %04d: ## END CM_Disconnect ##", asInt(cabinetNumber()));
-}
-
-bool DisconnectProcedure::ShutdownUnderWay() const {
-    return m_Module.m_PendingRequest.CommandCount() != 0;
-}
-
-void DisconnectProcedure::ReportUserShutdown() {
-    constexpr uint32_t reason = kReasonSoftwareCommand;
-    EM_TRACE(2, "\nEM_SHUTDOWN         : System shutdown initiated by user - shutdown reason %d!\n",
-             asInt(reason));
-    SipJson shutdown;
-    shutdown.InitEnvelope();
-    shutdown.SetOpcode(opcode::CM_RequestShutdownAndOff, 0, 0);
-    shutdown.SetUintMember("DA", reason);
-    m_Module.SendNotification(shutdown);
-
-    EM_TRACE(2, "\nEM_SHUTDOWN         : Set power off reason to %d", asInt(reason));
-    m_Module.SendPowerOffReason(reason);
-}
-
-void DisconnectProcedure::SendStatus() {
-    SipJson message;
-    message.InitEnvelope();
-    message.SetCommand(opcode::kShutdownStatusQuery, 0, 0, cabinetNumber(), status::kKeep);
-    m_Module.SendNotification(message);
+    host.disconnected();
+    EM_TRACE(1, line::kDisconnectEnds, asInt(cabinetNumber()));
 }
 
 } // namespace em

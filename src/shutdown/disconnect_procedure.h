@@ -3,20 +3,14 @@
 
 namespace em {
 
-class CShutdownExtensionModule;
+class HostMessages;
+struct SipJson;
+template <class Message>
+class CTaskSerializer;
 
-// Runs on the task handler thread. From its start on the queue takes no more tasks, for good.
-class DisconnectProcedure {
-public:
-    explicit DisconnectProcedure(CShutdownExtensionModule& module) : m_Module(module) {}
-    void Run();
-
-private:
-    [[nodiscard]] bool ShutdownUnderWay() const;
-    void ReportUserShutdown();
-    void SendStatus();
-
-    CShutdownExtensionModule& m_Module;
-};
+// Runs on the task handler thread. From its start on the queue takes no more tasks, for good. The host is
+// told of a user's shutdown unless a request of its own is pending.
+void runDisconnectProcedure(HostMessages& host, CTaskSerializer<SipJson>& queue,
+                            const SipJson& pendingRequest);
 
 } // namespace em

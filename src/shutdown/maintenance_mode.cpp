@@ -1,24 +1,25 @@
 #include "shutdown/maintenance_mode.h"
 
+#include "contract/places.h"
 #include "platform/processes/shell_query.h"
 #include "trace/trace.h"
 
 namespace em {
 namespace {
 
-constexpr const char* kCommand = "localcli system maintenanceMode get";
 constexpr uint32_t kLimitMs = 30'000;
 
 } // namespace
 
 MaintenanceMode getMaintenanceMode(bool (*stopped)(void*), void* context) {
     EM_TRACE(5, "\nEM_SHUTDOWN         :getMaintenanceMode()");
-    const ShellAnswer answer = QueryShell(kCommand, kLimitMs, stopped, context);
+    const ShellAnswer answer = QueryShell(place::kMaintenanceQuery, kLimitMs, stopped, context);
     if (answer.end == ShellAnswer::End::NotStarted) {
         EM_TRACE(5, "\nEM_SHUTDOWN         :ERROR - getMaintenanceMode() - popen failed");
         return MaintenanceMode::Disabled;
     }
-    const bool enabled = answer.end == ShellAnswer::End::Answered && answer.firstCharacter == 'E';
+    const bool enabled =
+        answer.end == ShellAnswer::End::Answered && answer.firstCharacter == place::kMaintenanceOn;
     EM_TRACE(5, "\nEM_SHUTDOWN         :MaintenanceMode is %s", enabled ? "Enabled" : "Disabled");
     if (answer.end == ShellAnswer::End::CutShort && stopped != nullptr && stopped(context)) {
         return MaintenanceMode::CutShort;

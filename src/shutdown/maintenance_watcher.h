@@ -3,22 +3,27 @@
 
 namespace em {
 
-class CShutdownExtensionModule;
+class EventHandle;
+class HostMessages;
+class StopSignal;
 
 // The body of the watcher thread: a query a second, until Stop. A mode that is already set at the start is
 // reported as a change; a message that the host did not take is not repeated.
 class MaintenanceWatcher {
 public:
-    explicit MaintenanceWatcher(CShutdownExtensionModule& module) : m_Module(module) {}
-    void Run();
+    // The event is the watcher's own: it sleeps on it between two passes.
+    MaintenanceWatcher(HostMessages& host, const StopSignal& stop, EventHandle& event)
+        : m_host(host), m_stop(stop), m_event(event) {}
+    void run();
 
 private:
-    void Pass();
-    void ReportChange();
-    void Sleep();
+    void pass();
+    void sleep();
 
-    CShutdownExtensionModule& m_Module;
-    bool m_bEnabled = false; // the last known mode
+    HostMessages& m_host;
+    const StopSignal& m_stop;
+    EventHandle& m_event;
+    bool m_enabled = false; // the last known mode
 };
 
 } // namespace em

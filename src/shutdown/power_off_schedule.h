@@ -5,6 +5,8 @@
 #include <ctime>
 #include <optional>
 
+#include "contract/settings.h"
+
 namespace em {
 
 struct OffTime {
@@ -12,11 +14,11 @@ struct OffTime {
     unsigned minute;
 };
 
-// The host's answer for a week day: minutes behind local midnight in its low 16 bits, 65535 for none. A value
-// of 1440 or more is a time that no clock shows.
+// The host's answer for a week day: minutes behind local midnight in its low 16 bits, kNoPowerOffTime for
+// none. A value of 1440 or more is a time that no clock shows.
 constexpr std::optional<OffTime> offTimeOf(uint32_t answer) {
     const uint32_t minutes = answer & 0xFFFF;
-    if (minutes == 0xFFFF) {
+    if (minutes == kNoPowerOffTime) {
         return std::nullopt;
     }
     return OffTime{minutes / 60, minutes % 60};

@@ -1,10 +1,15 @@
 #include "shutdown/power_off_worker.h"
 
 #include "base/system.h"
+#include "contract/operation_codes.h"
+#include "contract/reasons.h"
+#include "contract/settings.h"
+#include "contract/trace_lines.h"
+#include "frame/envelope/sip_json.h"
 #include "frame/module/cabinet_number.h"
-#include "shutdown/operation_codes.h"
-#include "shutdown/reason_table.h"
-#include "shutdown/shutdown_module.h"
+#include "shutdown/host_messages.h"
+#include "shutdown/shutdown_progress.h"
+#include "shutdown/stop_signal.h"
 #include "trace/boundary.h"
 
 namespace em {
@@ -24,19 +29,19 @@ tm localTime() {
 
 } // namespace
 
-void PowerOffWorker::Run() {
+void PowerOffWorker::run() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : START THREAD WorkerThread()");
-    while (!m_Module.m_bStop) {
+    while (!m_stop.isRaised()) {
         bool raised = false; // stays so when the pass fails: that counts as no valid time
-        atBoundary("WorkerThread()", [&] { raised = Pass(); });
-        Sleep(raised);
+        atBoundary("WorkerThread()", [&] { raised = pass(); });
+        sleep(raised);
     }
     EM_TRACE(2, "\nEM_SHUTDOWN         : EXIT THREAD WorkerThread()!");
 }
 
-bool PowerOffWorker::Pass() {
+bool PowerOffWorker::pass() {
     const tm local = localTime();
-    const std::optional<OffTime> off = AskOffTime(local.tm_wday);
+    const std::optional<OffTime> off = askOffTime(local.tm_wday);
     if (!off) {
         EM_TRACE(3, "\nEM_SHUTDOWN         : No valid power off time configured for week day %d!",
                  local.tm_wday);
@@ -49,41 +54,29 @@ bool PowerOffWorker::Pass() {
     if (!isReached(*off, local)) {
         return false;
     }
-    RaiseRequest(*off);
+    raiseRequest(*off);
     return true;
 }
 
-std::optional<OffTime> PowerOffWorker::AskOffTime(int weekDay) {
-    SipJson query;
-    query.InitEnvelope();
-    query.SetCommand(opcode::kHostSettings, setting::kPowerOffTime, static_cast<uint32_t>(weekDay),
-                     cabinetNumber(), status::kKeep);
-    m_Module.SendRequest(query);
-    uint32_t answer = 0;
-    if (!query.HasValidData() || !query.GetAnswerUint(answer)) {
-        return std::nullopt;
-    }
-    return offTimeOf(answer);
+std::optional<OffTime> PowerOffWorker::askOffTime(int weekDay) {
+    const auto answer = m_host.askNumber(setting::kPowerOffTime, static_cast<uint32_t>(weekDay));
+    return answer ? offTimeOf(*answer) : std::nullopt;
 }
 
-void PowerOffWorker::RaiseRequest(const OffTime& off) {
-    EM_TRACE(1, "\nEM_SHUTDOWN         : Power off time %02d:%02d reached - Request system shutdown!",
-             asInt(off.hour), asInt(off.minute));
+void PowerOffWorker::raiseRequest(const OffTime& off) {
+    EM_TRACE(1, line::kOffTimeReached, asInt(off.hour), asInt(off.minute));
     SipJson request;
     request.InitEnvelope();
     request.SetCommand(opcode::CM_RequestShutdownAndOff, 0, 0, cabinetNumber(), status::kKeep);
     request.SetNumberData(kReasonRealtimeClock, status::kAccepted);
-    // As a request of the host does it: a shutdown cancelled earlier must not cancel this one. A pending one
-    // keeps its cancel.
-    m_Module.m_State.ClearStaleCancelFlag();
-    static_cast<void>(m_Module.InsertTask(request, 0, nullptr)); // a refusal has its own line
+    m_progress.queueScheduled(request);
 }
 
 // After a request even a stray wake-up must not start a pass within the same minute.
-void PowerOffWorker::Sleep(bool raised) {
+void PowerOffWorker::sleep(bool raised) {
     const unsigned seconds = sleepSeconds(raised);
     EM_TRACE(2, "\nEM_SHUTDOWN         : Worker thread sleeps %d seconds for next action", asInt(seconds));
-    m_Module.SleepOn(m_Module.m_WorkerEvent, uint64_t{seconds} * 1000, !raised);
+    m_stop.sleepOn(m_event, uint64_t{seconds} * 1000, !raised);
     EM_TRACE(2, "\nEM_SHUTDOWN         : Worker thread woke up!");
 }
 

@@ -8,21 +8,29 @@
 
 namespace em {
 
-class CShutdownExtensionModule;
+class EventHandle;
+class HostMessages;
+class ShutdownProgress;
+class StopSignal;
 
 // The body of the worker thread: a query, a comparison and a sleep, until Stop.
 class PowerOffWorker {
 public:
-    explicit PowerOffWorker(CShutdownExtensionModule& module) : m_Module(module) {}
-    void Run();
+    // The event is the worker's own: it sleeps on it between two passes.
+    PowerOffWorker(HostMessages& host, ShutdownProgress& progress, const StopSignal& stop, EventHandle& event)
+        : m_host(host), m_progress(progress), m_stop(stop), m_event(event) {}
+    void run();
 
 private:
-    [[nodiscard]] bool Pass();
-    [[nodiscard]] std::optional<OffTime> AskOffTime(int weekDay);
-    void RaiseRequest(const OffTime& off);
-    void Sleep(bool raised);
+    [[nodiscard]] bool pass();
+    [[nodiscard]] std::optional<OffTime> askOffTime(int weekDay);
+    void raiseRequest(const OffTime& off);
+    void sleep(bool raised);
 
-    CShutdownExtensionModule& m_Module;
+    HostMessages& m_host;
+    ShutdownProgress& m_progress;
+    const StopSignal& m_stop;
+    EventHandle& m_event;
 };
 
 } // namespace em

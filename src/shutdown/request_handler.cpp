@@ -1,49 +1,37 @@
-// Requests of the host, answered in their own envelope.
-#include <algorithm>
-#include <iterator>
+#include "shutdown/request_handler.h"
 
-#include "frame/envelope/message_trace.h"
-#include "shutdown/operation_codes.h"
-#include "shutdown/shutdown_module.h"
-#include "trace/boundary.h"
+#include <array>
+
+#include "contract/envelope.h"
+#include "contract/shutdown_actions.h"
+#include "contract/trace_lines.h"
+#include "frame/envelope/sip_json.h"
+#include "shutdown/maintenance_mode.h"
+#include "shutdown/shutdown_progress.h"
+#include "trace/table_line.h"
 
 namespace em {
-namespace {
 
-constexpr uint32_t kTraceLevel = 2;
-
-} // namespace
-
-// Every other code is refused as malformed. A code of 519, 520, 524, 525 or 526 is none of ours either.
-const CShutdownExtensionModule::RequestRow CShutdownExtensionModule::kRequests[] = {
-    {opcode::CM_GetMaintenanceMode, &CShutdownExtensionModule::AnswerMaintenanceMode},
-    {opcode::CM_RequestShutdownAndOff, &CShutdownExtensionModule::AnswerOff},
-    {opcode::CM_RequestShutdownAndReset, &CShutdownExtensionModule::AnswerReset},
-    {opcode::CM_ShutdownRequestCancelled, &CShutdownExtensionModule::AnswerCancel},
-    {opcode::CM_RequestShutdownAndHalt, &CShutdownExtensionModule::AnswerHalt},
-    {opcode::kShutdownStatusQuery, &CShutdownExtensionModule::AnswerStatus},
-    {opcode::kShutdownStatusChanged, &CShutdownExtensionModule::AnswerStatus},
+// What is no shutdown action. Every code that stands neither here nor among the actions is refused as
+// malformed.
+struct RequestHandler::Query {
+    uint32_t code;
+    Answer (RequestHandler::*answer)(SipJson&);
 };
 
-bool CShutdownExtensionModule::HandleRequest(SipJson* request) {
-    if (request == nullptr) {
-        return false;
-    }
-    bool handled = false;
-    const bool completed = atBoundary("HandleRequest()", [&] {
-        TraceRequest(ModuleName(), *request, kTraceLevel);
-        const Answer answer = AnswerRequest(*request);
-        request->SetStatus(answer.status);
-        TraceReturn(ModuleName(), *request, kTraceLevel);
-        handled = answer.handled;
-    });
-    if (!completed) {
-        request->SetStatus(status::kMalformed);
-    }
-    return completed && handled;
+bool RequestHandler::handle(SipJson& request) {
+    const Answer given = answer(request);
+    request.SetStatus(given.status);
+    return given.handled;
 }
 
-CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerRequest(SipJson& request) {
+RequestHandler::Answer RequestHandler::answer(SipJson& request) {
+    static constexpr std::array<Query, 4> kQueries = {{
+        {opcode::CM_GetMaintenanceMode, &RequestHandler::answerMaintenanceMode},
+        {opcode::CM_ShutdownRequestCancelled, &RequestHandler::answerCancel},
+        {opcode::kShutdownStatusQuery, &RequestHandler::answerStatus},
+        {opcode::kShutdownStatusChanged, &RequestHandler::answerStatus},
+    }};
     if (!request.CheckEnvelope()) {
         return {status::kEnvelopeCheckFailed, false};
     }
@@ -51,53 +39,37 @@ CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerRequest(SipJson
     if (!request.GetOpcode(code)) {
         return {status::kMalformed, false};
     }
-    const RequestRow* const row =
-        std::find_if(std::begin(kRequests), std::end(kRequests),
-                     [code](const RequestRow& candidate) { return candidate.code == code; });
-    return row == std::end(kRequests) ? Answer{status::kMalformed, false} : (this->*row->answer)(request);
-}
-
-CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerMaintenanceMode(SipJson& request) {
-    EM_TRACE(2, "\nEM_SHUTDOWN         :  # CM_GetMaintenanceMode #");
-    request.SetUintMember("DA", getMaintenanceMode() == MaintenanceMode::Enabled ? 1 : 0);
-    return {status::kAccepted, true};
-}
-
-CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerOff(SipJson& request) {
-    EM_TRACE(2, "\nEM_SHUTDOWN         :  #Request CM_RequestShutdownAndOff #");
-    QueueShutdown(request);
-    return {status::kAccepted, true};
-}
-
-CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerReset(SipJson& request) {
-    EM_TRACE(2, "\nEM_SHUTDOWN         :  # Request CM_RequestShutdownAndReset #");
-    QueueShutdown(request);
-    return {status::kAccepted, true};
-}
-
-// A cancel that comes too early or too late shows in the trace only; the host gets status 0 all the same.
-CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerCancel(SipJson& /*request*/) {
-    EM_TRACE(2, "\nEM_SHUTDOWN         :  # Request CM_ShutdownRequestCancelled #");
-    const ShutdownStatus met = m_State.Cancel();
-    if (IsShutdownInProgress(met)) {
-        EM_TRACE(1, "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled");
-    } else if (!IsShutdownPending(met)) {
-        EM_TRACE(1, "\nEM_SHUTDOWN         : ERROR! No pending system shutdown found!");
-    } else {
-        EM_TRACE(2, "\nEM_SHUTDOWN         : Cancel pending system shutdown");
-        ReportStatus(ShutdownStatus::Cancelled);
+    if (const ShutdownAction* const action = findShutdownAction(code)) {
+        traceTableLine(2, action->requestLine);
+        if (action->requestStatus == status::kAccepted) {
+            m_progress.queue(request);
+        }
+        return {action->requestStatus, true};
     }
+    for (const Query& query : kQueries) {
+        if (query.code == code) {
+            return (this->*query.answer)(request);
+        }
+    }
+    return {status::kMalformed, false};
+}
+
+// On the host's own thread: nothing but the query's own limit cuts it short.
+RequestHandler::Answer RequestHandler::answerMaintenanceMode(SipJson& request) {
+    EM_TRACE(2, "\nEM_SHUTDOWN         :  # CM_GetMaintenanceMode #");
+    request.SetUintMember(key::Data, getMaintenanceMode() == MaintenanceMode::Enabled ? 1 : 0);
     return {status::kAccepted, true};
 }
 
-// Refused on purpose: a halt comes as a reply only.
-CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerHalt(SipJson& /*request*/) {
-    EM_TRACE(2, "\nEM_SHUTDOWN         :  # Request CM_RequestShutdownAndHalt #");
-    return {status::kNotSupported, true};
+// Whatever the cancel meets, the host gets status 0.
+RequestHandler::Answer RequestHandler::answerCancel(SipJson& /*request*/) {
+    EM_TRACE(2, line::kCancelRequest);
+    m_progress.cancel();
+    return {status::kAccepted, true};
 }
 
-CShutdownExtensionModule::Answer CShutdownExtensionModule::AnswerStatus(SipJson& request) {
-    request.SetUintMember("DA", static_cast<uint32_t>(m_State.Status()));
+RequestHandler::Answer RequestHandler::answerStatus(SipJson& request) {
+    request.SetUintMember(key::Data, static_cast<uint32_t>(m_progress.status()));
     return {status::kAccepted, true};
 }
 

@@ -1,14 +1,21 @@
 #include "shutdown/shutdown_module.h"
 
-#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
 
-#include "base/clock.h"
+#include "contract/envelope.h"
+#include "contract/notifications.h"
+#include "contract/shutdown_actions.h"
+#include "contract/trace_lines.h"
+#include "frame/envelope/message_trace.h"
 #include "platform/threads/thread_boundary.h"
 #include "shutdown/alert_sequence.h"
 #include "shutdown/disconnect_procedure.h"
 #include "shutdown/maintenance_watcher.h"
-#include "shutdown/operation_codes.h"
 #include "shutdown/power_off_worker.h"
+#include "shutdown/reply_handler.h"
+#include "shutdown/request_handler.h"
 
 namespace em {
 namespace {
@@ -17,8 +24,9 @@ constexpr char kOpening[] =
     "\n\n------------------------------------------------------------------------------------------";
 constexpr char kClosing[] =
     "\n------------------------------------------------------------------------------------------\n";
-constexpr int32_t kWorkerPriority = 63;
-constexpr uint32_t kFailedWaitSliceMs = 100;
+constexpr int32_t kThreadPriority = 63; // of worker and watcher
+constexpr uint32_t kReadyTimeoutMs = 5000;
+constexpr uint32_t kMessageTraceLevel = 2;
 
 } // namespace
 
@@ -27,107 +35,173 @@ CShutdownExtensionModule::CShutdownExtensionModule() = default;
 CShutdownExtensionModule::~CShutdownExtensionModule() {
     // Here and not in a base: a task that still runs would call into members that are gone.
     static_cast<void>(swallow([this] {
-        if (HasThreads()) {
-            StopThreads();
+        if (hasThreads()) {
+            stopThreads();
         }
     }));
     for (EventHandle* const event :
-         {&m_WatcherEvent, &m_ReadyForShutdownEvent, &m_WorkerEvent, &m_DelayEvent}) {
+         {&m_watcherEvent, &m_readyForShutdownEvent, &m_workerEvent, &m_delayEvent}) {
         event->SetEvent();
         event->CloseEvent();
     }
 }
 
-bool CShutdownExtensionModule::HasThreads() const {
-    return IsHandlerAlive() || m_Worker.IsAlive() || m_Watcher.IsAlive();
+bool CShutdownExtensionModule::hasThreads() const {
+    return IsHandlerAlive() || m_worker.IsAlive() || m_watcher.IsAlive();
 }
 
 bool CShutdownExtensionModule::Start() {
-    m_bStarted = true; // first of all: what is left half-started, Stop must end too
+    m_started = true; // first of all: what is left half-started, Stop must end too
     return atBoundary("Start()", true, [this] {
         EM_TRACE(1, kOpening);
-        EM_TRACE(1, "\n### Starting module %s ###\n", ModuleName());
+        EM_TRACE(1, line::kStarting, ModuleName());
         RegisterEventLogSource();
         StartSerialization();
         SendHostNotice(true);
         EM_TRACE(2, "\nEM_SHUTDOWN         : enable software power-off...");
-        SwitchPowerSwitchNotifications(true);
+        m_host.switchPowerSwitchEvents(true);
         EM_TRACE(3, "\nEM_SHUTDOWN         : start worker thread...");
-        if (!m_Worker.IsAlive()) {
-            static_cast<void>(m_Worker.Start(&WorkerThread, this, kWorkerPriority, false, 0, false, true));
+        if (!m_worker.IsAlive()) {
+            static_cast<void>(m_worker.Start(&WorkerThread, this, kThreadPriority, false, 0, false, true));
         }
-        EM_TRACE(1, "\n\n### Start of module %s completed successfully ###", ModuleName());
+        EM_TRACE(1, line::kStarted, ModuleName());
         EM_TRACE(1, kClosing);
         return true;
+    });
+}
+
+void CShutdownExtensionModule::AfterStart() {
+    atBoundary("AfterStart()", [this] {
+        if (SwitchShutdown()) {
+            return; // the host is on its way down: nobody would be told of a change
+        }
+        EM_TRACE(3, "\n\nEM_SHUTDOWN         : start check maintenance mode thread...");
+        if (m_watcher.IsAlive() ||
+            m_watcher.Start(&CheckMaintenanceThreadProc, this, kThreadPriority, false, 0, false, true)) {
+            return;
+        }
+        const int error = errno;
+        std::array<char, 128> text;
+        EM_TRACE(
+            1,
+            "\n\nEM_SHUTDOWN           : ## ERROR 0x%X! Failed to start check maintenance mode thread (%s)!",
+            static_cast<unsigned>(error), ::strerror_r(error, text.data(), text.size()));
     });
 }
 
 unsigned CShutdownExtensionModule::Stop() {
     return atBoundary("Stop()", 1U, [this] {
         EM_TRACE(1, kOpening);
-        EM_TRACE(1, "\n### Stopping module %s ###\n", ModuleName());
-        if (m_bStarted) {
-            StopThreads();
-            m_bStarted = false;
-            EM_TRACE(1, "\n\n### Stop of module %s completed successfully ###", ModuleName());
+        EM_TRACE(1, line::kStopping, ModuleName());
+        if (m_started) {
+            stopThreads();
+            m_started = false;
+            EM_TRACE(1, line::kStopped, ModuleName());
             EM_TRACE(1, kClosing);
         }
         return 1U;
     });
 }
 
-// The order is what lets a running delay end at once: joining the task handler comes after its event.
-void CShutdownExtensionModule::StopThreads() {
-    m_bStop = true;
-    m_WorkerEvent.SetEvent();
-    m_WatcherEvent.SetEvent();
-    m_DelayEvent.SetEvent();
+// The order is what lets a running delay end at once. The flag comes before the events, so that who is woken
+// finds it; the events come before the joins, which have no limit: the task handler may be waiting on the
+// delay's. Its join is the first, since its lines are what a trace shows of Stop.
+void CShutdownExtensionModule::stopThreads() {
+    m_stop.raise();
+    m_workerEvent.SetEvent();
+    m_watcherEvent.SetEvent();
+    m_delayEvent.SetEvent();
     TerminateSerialization();
-    m_Worker.JoinSilently();
-    m_Watcher.JoinSilently();
+    m_worker.JoinSilently();
+    m_watcher.JoinSilently();
 }
 
 void* CShutdownExtensionModule::WorkerThread(void* module) {
-    return runThreadBody("WorkerThread()",
-                         [module] { PowerOffWorker(*static_cast<CShutdownExtensionModule*>(module)).Run(); });
-}
-
-void* CShutdownExtensionModule::CheckMaintenanceThreadProc(void* module) {
-    return runThreadBody("CheckMaintenanceThreadProc()", [module] {
-        MaintenanceWatcher(*static_cast<CShutdownExtensionModule*>(module)).Run();
+    auto& self = *static_cast<CShutdownExtensionModule*>(module);
+    return runThreadBody("WorkerThread()", [&self] {
+        PowerOffWorker(self.m_host, self.m_progress, self.m_stop, self.m_workerEvent).run();
     });
 }
 
-void CShutdownExtensionModule::SleepOn(EventHandle& event, uint64_t spanMs, bool wakeUps) {
-    const Deadline deadline = Deadline::in(spanMs);
-    for (;;) {
-        const uint32_t left = deadline.remainingMs();
-        const int32_t end = event.WaitForEvent(left, true);
-        if (m_bStop || end == EVENT_TIMEOUT || (end == EVENT_SIGNALED && wakeUps)) {
-            return;
+void* CShutdownExtensionModule::CheckMaintenanceThreadProc(void* module) {
+    auto& self = *static_cast<CShutdownExtensionModule*>(module);
+    return runThreadBody("CheckMaintenanceThreadProc()", [&self] {
+        MaintenanceWatcher(self.m_host, self.m_stop, self.m_watcherEvent).run();
+    });
+}
+
+bool CShutdownExtensionModule::HandleRequest(SipJson* request) {
+    if (request == nullptr) {
+        return false;
+    }
+    bool handled = false;
+    const bool completed = atBoundary("HandleRequest()", [&] {
+        TraceRequest(ModuleName(), *request, kMessageTraceLevel);
+        handled = RequestHandler(m_progress).handle(*request);
+        TraceReturn(ModuleName(), *request, kMessageTraceLevel);
+    });
+    if (!completed) {
+        request->SetStatus(status::kMalformed);
+    }
+    return completed && handled;
+}
+
+void CShutdownExtensionModule::ApplicationReply(SipJson* reply) {
+    if (reply == nullptr) {
+        return;
+    }
+    atBoundary("ApplicationReply()", [&] {
+        TraceReply(ModuleName(), *reply, kMessageTraceLevel);
+        EM_TRACE(5, "\nEM_SHUTDOWN         :   -> ApplicationReply()");
+        handleReply(*reply, m_progress);
+        EM_TRACE(5, "\nEM_SHUTDOWN         :   <- ApplicationReply()");
+    });
+}
+
+unsigned CShutdownExtensionModule::OnModuleNotification(uint32_t code, uint64_t /*parameter*/,
+                                                        uint64_t /*extra*/) {
+    return atBoundary("OnModuleNotification()", 0U, [&] {
+        const Notification* const notification = findNotification(code);
+        switch (notification != nullptr ? notification->effect : NotificationEffect::None) {
+        case NotificationEffect::None:
+            break;
+        case NotificationEffect::PowerSwitchOff:
+            m_host.switchPowerSwitchEvents(false);
+            return 1U;
+        case NotificationEffect::PowerSwitchOn:
+            m_host.switchPowerSwitchEvents(true);
+            return 1U;
+        case NotificationEffect::Disconnect:
+            raiseDisconnectAlert();
+            return 1U;
         }
-        if (end == EVENT_FAILED) {
-            sleepMs(std::min(left, kFailedWaitSliceMs));
-        }
-        if (deadline.remainingMs() == 0) {
-            return;
-        }
+        return 0U;
+    });
+}
+
+// Reset before the insert: the queue sets the event once the task has run, which may be at once.
+void CShutdownExtensionModule::raiseDisconnectAlert() {
+    m_readyForShutdownEvent.ResetEvent();
+    SipJson alert;
+    alert.InitEnvelope();
+    alert.SetOpcode(opcode::CM_Disconnect, 0, 0);
+    if (!InsertTask(alert, 0, &m_readyForShutdownEvent)) {
+        EM_TRACE(1, "\nEM_SHUTDOWN         : ERROR! InsertTask FAILED!");
+        return;
+    }
+    EM_TRACE(2, "\nEM_SHUTDOWN         : Raise CM_Disconnect alert!");
+    if (m_readyForShutdownEvent.WaitForEvent(kReadyTimeoutMs, true) != EVENT_SIGNALED) {
+        EM_TRACE(1, "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n");
     }
 }
 
 void CShutdownExtensionModule::OnTaskExecution(SipJson& task, int /*level*/) {
     atBoundary("OnTaskExecution()", [&] {
-        switch (task.GetUint("OC", 0)) {
-        case opcode::CM_Disconnect:
-            DisconnectProcedure(*this).Run();
-            break;
-        case opcode::CM_RequestShutdownAndOff:
-        case opcode::CM_RequestShutdownAndReset:
-        case opcode::CM_RequestShutdownAndHalt:
-            AlertSequence(*this, task).Run();
-            break;
-        default:
-            break;
+        const uint32_t code = task.GetUint(key::OperationCode, 0);
+        if (code == opcode::CM_Disconnect) {
+            runDisconnectProcedure(m_host, *this, m_pendingRequest);
+        } else if (findShutdownAction(code) != nullptr) {
+            AlertSequence({m_host, m_progress, m_executor, *this, m_stop, m_delayEvent}, task).run();
         }
     });
 }

@@ -9,8 +9,9 @@
 #include "osshutdown/os_shutdown.h"
 #include "platform/events/event_handle.h"
 #include "platform/threads/thread.h"
-#include "shutdown/maintenance_mode.h"
-#include "shutdown/shutdown_state.h"
+#include "shutdown/host_messages.h"
+#include "shutdown/shutdown_progress.h"
+#include "shutdown/stop_signal.h"
 #include "tasks/task_serializer.h"
 
 namespace em {
@@ -24,7 +25,7 @@ public:
     ~CShutdownExtensionModule() override;
 
     const char* ModuleDescription() override { return "OS system shutdown handling module"; }
-    const char* ModuleName() override { return "EM_SHUTDOWN"; }
+    const char* ModuleName() override { return kModuleName; }
     // Both always return true. Stop waits for the module's threads, and with them for a running job or host
     // request; a shutdown delay it cuts short. It does so from the moment Start was called, whatever became
     // of that call. An object that was stopped is not started again.
@@ -39,74 +40,26 @@ public:
     void OnTaskExecution(SipJson& task, int level) override;
 
 private:
-    friend class AlertSequence;
-    friend class DisconnectProcedure;
-    friend class PowerOffWorker;
-    friend class MaintenanceWatcher;
-
-    struct Answer {
-        uint32_t status;
-        bool handled;
-    };
-    struct RequestRow {
-        uint32_t code;
-        Answer (CShutdownExtensionModule::*answer)(SipJson&);
-    };
-    static const RequestRow kRequests[];
-
-    // Messages to the host.
-    void SendRequest(SipJson& envelope);
-    void SendNotification(SipJson& envelope);
-    void SendPowerOffReason(uint32_t reason);
-    void SwitchPowerSwitchNotifications(bool enable);
-
-    // Sets the status and tells the host, also of a value that it already had.
-    void ChangeStatus(ShutdownStatus status);
-    // The second half of a change: the line and the message to the host.
-    void ReportStatus(ShutdownStatus status);
-    // Ends a pending shutdown. On the handler thread only, which alone touches the pending request.
-    void Cancel(bool notify);
-    // Common to requests and replies.
-    void QueueShutdown(const SipJson& envelope);
-
-    // Requests, by operation code.
-    Answer AnswerRequest(SipJson& request);
-    Answer AnswerMaintenanceMode(SipJson& request);
-    Answer AnswerOff(SipJson& request);
-    Answer AnswerReset(SipJson& request);
-    Answer AnswerCancel(SipJson& request);
-    Answer AnswerHalt(SipJson& request);
-    Answer AnswerStatus(SipJson& request);
-
-    void DispatchReply(SipJson& reply);
-    void RestartAgents(SipJson& reply);
-    void RaiseDisconnectAlert();
-
-    // For the module's own threads: a query that runs is cut short by Stop.
-    MaintenanceMode QueryMaintenanceMode();
-
-    // Sleeps on one of the module's events until the time is over or Stop has begun. A wake-up without Stop
-    // ends the sleep only where that does no harm (wakeUps = true).
-    void SleepOn(EventHandle& event, uint64_t spanMs, bool wakeUps);
-
-    void StopThreads();
-    [[nodiscard]] bool HasThreads() const;
+    void stopThreads();
+    [[nodiscard]] bool hasThreads() const;
+    // Queues the disconnect procedure and gives it five seconds.
+    void raiseDisconnectAlert();
 
     static void* WorkerThread(void* module);
     static void* CheckMaintenanceThreadProc(void* module);
 
-    EventHandle m_WatcherEvent{false, false};
-    EventHandle m_ReadyForShutdownEvent{true, false};
-    EventHandle m_WorkerEvent{false, false};
-    EventHandle m_DelayEvent{false, false}; // set by Stop only
-    CThread m_Worker;
-    COSShutdown m_Executor;
-    SipJson m_PendingRequest; // the last shutdown request past the maintenance gate
-    // Sequentially consistent on purpose: a flag first, then the event that announces it.
-    std::atomic<bool> m_bStarted{false};
-    std::atomic<bool> m_bStop{false};
-    ShutdownState m_State;
-    CThread m_Watcher;
+    EventHandle m_watcherEvent{false, false};
+    EventHandle m_readyForShutdownEvent{true, false};
+    EventHandle m_workerEvent{false, false};
+    EventHandle m_delayEvent{false, false}; // set by Stop only
+    CThread m_worker;
+    COSShutdown m_executor;
+    SipJson m_pendingRequest; // the last shutdown request past the maintenance gate
+    std::atomic<bool> m_started{false};
+    StopSignal m_stop;
+    HostMessages m_host{*this};
+    ShutdownProgress m_progress{m_host, *this, m_executor, m_pendingRequest};
+    CThread m_watcher;
 };
 
 } // namespace em

@@ -3,31 +3,31 @@
 namespace em {
 
 template <class Change>
-ShutdownState::Value ShutdownState::Replace(Change change) {
-    Value present = m_Value.load();
-    while (!m_Value.compare_exchange_weak(present, change(present))) {
+ShutdownState::Value ShutdownState::replace(Change change) {
+    Value present = m_value.load();
+    while (!m_value.compare_exchange_weak(present, change(present))) {
     }
     return present;
 }
 
-void ShutdownState::SetStatus(ShutdownStatus status) {
-    Replace([status](Value present) { return Value{present.cancelled, status}; });
+void ShutdownState::setStatus(ShutdownStatus status) {
+    replace([status](Value present) { return Value{present.cancelled, status}; });
 }
 
-void ShutdownState::ClearCancelFlag() {
-    Replace([](Value present) { return Value{false, present.status}; });
+void ShutdownState::clearCancelFlag() {
+    replace([](Value present) { return Value{false, present.status}; });
 }
 
-void ShutdownState::ClearStaleCancelFlag() {
-    Replace([](Value present) {
+void ShutdownState::clearStaleCancelFlag() {
+    replace([](Value present) {
         const bool ended =
             present.status == ShutdownStatus::None || present.status == ShutdownStatus::Aborted;
         return ended ? Value{false, present.status} : present;
     });
 }
 
-ShutdownStatus ShutdownState::Cancel() {
-    return Replace([](Value present) {
+ShutdownStatus ShutdownState::cancel() {
+    return replace([](Value present) {
                return IsShutdownPending(present.status) ? Value{true, ShutdownStatus::Cancelled} : present;
            })
         .status;

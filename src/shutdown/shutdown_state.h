@@ -5,26 +5,26 @@
 #include <atomic>
 #include <cstdint>
 
-#include "shutdown/shutdown_status.h"
+#include "contract/shutdown_status.h"
 
 namespace em {
 
-// Any thread, without a lock. Telling the host is the caller's business, after the change.
+// Any thread, without a lock. Telling the host is ShutdownProgress's business, after the change.
 class ShutdownState {
 public:
-    [[nodiscard]] ShutdownStatus Status() const { return m_Value.load().status; }
-    [[nodiscard]] bool IsCancelled() const { return m_Value.load().cancelled; }
+    [[nodiscard]] ShutdownStatus status() const { return m_value.load().status; }
+    [[nodiscard]] bool isCancelled() const { return m_value.load().cancelled; }
 
-    // 1, 2, 3 and 5 may follow any status; the flag stays as it is. 4 comes from Cancel alone.
-    void SetStatus(ShutdownStatus status);
-    void ClearCancelFlag();
+    // 1, 2, 3 and 5 may follow any status; the flag stays as it is. 4 comes from cancel() alone.
+    void setStatus(ShutdownStatus status);
+    void clearCancelFlag();
     // For a shutdown that starts without a status of its own: drops the flag that an ended one left behind,
     // but not the cancel of one that is pending or under way.
-    void ClearStaleCancelFlag();
+    void clearStaleCancelFlag();
 
     // A pending shutdown (1 or 2) becomes a cancelled one: status 4, with the flag. Otherwise nothing
     // changes. Returns the status that was met.
-    ShutdownStatus Cancel();
+    ShutdownStatus cancel();
 
 private:
     struct alignas(2) Value { // as wide as it is aligned, so that both compilers take one instruction
@@ -36,10 +36,10 @@ private:
     // Sets what the change makes of the present value, which it may be asked more than once. Returns that
     // value.
     template <class Change>
-    Value Replace(Change change);
+    Value replace(Change change);
 
     // Sequentially consistent on purpose, as the flags beside it.
-    std::atomic<Value> m_Value{Value{}};
+    std::atomic<Value> m_value{Value{}};
 };
 
 } // namespace em

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/clock.h"
+#include "contract/trace_lines.h"
 #include "platform/threads/thread_boundary.h"
 #include "trace/trace.h"
 
@@ -98,7 +99,7 @@ bool CTaskSerializer<Message>::AcceptsTasks(int level) const {
 
 template <class Message>
 bool CTaskSerializer<Message>::RefuseLocked(int level) const {
-    EM_TRACE(4, "\nCTaskSerializer     : Manager locked for Tasks at level %d. Task ignored!", level);
+    EM_TRACE(4, line::kQueueShut, level);
     return false;
 }
 
@@ -115,7 +116,7 @@ bool CTaskSerializer<Message>::RefusedAsFull(const Message& message, int level) 
 
 template <class Message>
 void CTaskSerializer<Message>::ReportFull(const Message& message, int level) {
-    EM_TRACE(1, "\nCTaskSerializer     : ## ERROR! Task queue for priority %d is full", level);
+    EM_TRACE(1, line::kQueueFull, level);
     OnTaskQueueFull(message, level);
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/swallow.h"
+#include "contract/trace_lines.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -14,7 +15,7 @@ bool atBoundary(const char* operation, Body&& body) {
     if (swallow(std::forward<Body>(body))) {
         return true;
     }
-    EM_TRACE(1, "\n\nEM_SHUTDOWN         : ## EXCEPTION in %s! ##", operation);
+    EM_TRACE(1, line::kException, operation);
     return false;
 }
 

@@ -5,19 +5,13 @@
 #include "base/system.h"
 #include "base/system_log.h"
 #include "base/virtual_slot.h"
+#include "contract/debug_object.h"
 
 namespace em {
 
 constinit NeverDestroyed<CDebugClient> processTrace;
 
 namespace {
-
-constexpr const char* kHostSymbol = "Debug";
-
-// Slots of the host's debug object.
-constexpr unsigned kIsOutputSink = 2;
-constexpr unsigned kPrint = 7;
-constexpr unsigned kTrace = 8;
 
 bool liesInThisLibrary(const void* address) {
     Dl_info theirs{};
@@ -28,14 +22,14 @@ bool liesInThisLibrary(const void* address) {
 
 bool qualifies(void* object) {
     return object != nullptr && !liesInThisLibrary(object) && *static_cast<void**>(object) != nullptr &&
-           callSlot<bool>(object, kIsOutputSink);
+           callSlot<bool>(object, debug_slot::kTakesLines);
 }
 
 } // namespace
 
 void* CDebugClient::LookUpHostDebug() {
     for (void* const scope : {RTLD_DEFAULT, RTLD_NEXT}) {
-        void* const found = sys::dlsym(scope, kHostSymbol);
+        void* const found = sys::dlsym(scope, kDebugSymbol);
         if (qualifies(found)) {
             m_pHostDebug = found;
             return found;
@@ -81,12 +75,12 @@ void CDebugClient::Write(uint32_t level, int error, const char* format, va_list 
         return;
     }
     if (level != 0) {
-        HandToHost(kTrace, error, format, arguments);
+        HandToHost(debug_slot::kTrace, error, format, arguments);
         return;
     }
     ArgumentList forLog;
     va_copy(forLog.list, arguments);
-    HandToHost(kTrace, error, format, arguments);
+    HandToHost(debug_slot::kTrace, error, format, arguments);
     errno = error;
     WriteSystemLog(format, forLog.list);
 }
@@ -106,7 +100,7 @@ void CDebugClient::PrintTagged(uint64_t /*ignored*/, const char* format, ...) {
 }
 
 void CDebugClient::PrintQuietly(int error, const char* format, va_list arguments) {
-    static_cast<void>(swallow([&] { HandToHost(kPrint, error, format, arguments); }));
+    static_cast<void>(swallow([&] { HandToHost(debug_slot::kPrint, error, format, arguments); }));
 }
 
 } // namespace em

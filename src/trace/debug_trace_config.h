@@ -7,6 +7,7 @@
 #include <ctime>
 #include <mutex>
 
+#include "contract/module_interface.h"
 #include "trace/ini_section_file.h"
 
 namespace em {
@@ -41,7 +42,7 @@ public:
 private:
     struct Name;
     static constexpr uint32_t kNotConfigured = 0xFFFFFFFF;
-    static constexpr const char* kNameAtLoad = "EM_SHUTDOWN";
+    static constexpr const char* kNameAtLoad = kModuleName;
 
     bool ReplaceModuleName(const char* name);
     void ReadConfiguration();

@@ -10,7 +10,8 @@
 
 #include "base/clock.h"
 #include "base/system_fake.h"
-#include "shutdown/operation_codes.h"
+#include "contract/operation_codes.h"
+#include "contract/settings.h"
 #include "shutdown/shutdown_module.h"
 #include "support/scripted_host.h"
 #include "support/temporary_directory.h"
@@ -41,13 +42,13 @@ protected:
     void attach(CShutdownExtensionModule& module, std::optional<uint32_t> delay) {
         m_Host.answer([this, delay](SipJson& message, uint32_t) {
             const uint32_t item = message.GetUint("OE", 0);
-            if (item == setting::kShutdownDelay && delay) {
+            if (item == setting::kShutdownDelay.item && delay) {
                 message.SetUintMember("DA", *delay);
                 message.SetStatus(status::kAccepted);
             }
-            if (item == setting::kForceDelay) {
+            if (item == setting::kForceDelay.item) {
                 m_nBegin = Deadline::nowNs();
-            } else if (item == setting::kJobName) {
+            } else if (item == setting::kJobName.item) {
                 m_nEnd = Deadline::nowNs();
             }
         });

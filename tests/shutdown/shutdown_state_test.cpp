@@ -25,21 +25,21 @@ TEST(ShutdownStateTest, FromEachStatus) {
     };
     for (const auto& row : rows) {
         ShutdownState state;
-        state.SetStatus(row.met);
-        EXPECT_EQ(state.Cancel(), row.met);
-        EXPECT_EQ(state.Status(), row.cancelled);
-        EXPECT_EQ(state.IsCancelled(), row.flag);
+        state.setStatus(row.met);
+        EXPECT_EQ(state.cancel(), row.met);
+        EXPECT_EQ(state.status(), row.cancelled);
+        EXPECT_EQ(state.isCancelled(), row.flag);
 
         ShutdownState flagged;
-        flagged.SetStatus(Requested);
-        flagged.Cancel();
-        flagged.SetStatus(row.met);
-        EXPECT_TRUE(flagged.IsCancelled()) << "a status leaves the flag";
-        flagged.ClearStaleCancelFlag();
-        EXPECT_EQ(flagged.IsCancelled(), row.flagKept) << static_cast<int>(row.met);
-        flagged.ClearCancelFlag();
-        EXPECT_FALSE(flagged.IsCancelled());
-        EXPECT_EQ(flagged.Status(), row.met);
+        flagged.setStatus(Requested);
+        flagged.cancel();
+        flagged.setStatus(row.met);
+        EXPECT_TRUE(flagged.isCancelled()) << "a status leaves the flag";
+        flagged.clearStaleCancelFlag();
+        EXPECT_EQ(flagged.isCancelled(), row.flagKept) << static_cast<int>(row.met);
+        flagged.clearCancelFlag();
+        EXPECT_FALSE(flagged.isCancelled());
+        EXPECT_EQ(flagged.status(), row.met);
     }
 }
 
@@ -51,18 +51,18 @@ TEST(ShutdownStateTest, ACancelBesideAnAbortIsOneStep) {
     std::thread abort([&] {
         for (int i = 0; i < kRounds; ++i) {
             together.arrive_and_wait();
-            state.SetStatus(Aborted);
+            state.setStatus(Aborted);
             together.arrive_and_wait();
         }
     });
     int wrong = 0;
     for (int i = 0; i < kRounds; ++i) {
-        state.ClearCancelFlag();
-        state.SetStatus(Requested);
+        state.clearCancelFlag();
+        state.setStatus(Requested);
         together.arrive_and_wait();
-        const ShutdownStatus met = state.Cancel();
+        const ShutdownStatus met = state.cancel();
         together.arrive_and_wait();
-        wrong += state.Status() != Aborted || state.IsCancelled() != (met == Requested) ? 1 : 0;
+        wrong += state.status() != Aborted || state.isCancelled() != (met == Requested) ? 1 : 0;
     }
     abort.join();
     EXPECT_EQ(wrong, 0);

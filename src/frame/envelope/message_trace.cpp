@@ -48,14 +48,14 @@ void writeLine(uint32_t level, const std::string& name, const SipJson& envelope,
     const unsigned extension = lowHalf(envelope.GetUint(key::Extension, 0));
     const unsigned objectId = lowHalf(envelope.GetUint(key::ObjectId, 0));
     const uint32_t messageId = envelope.GetUint(key::MessageId, 0);
-    const unsigned status = envelope.GetUint(key::Status, kMissingStatus) & 0xFF;
+    const unsigned shownStatus = envelope.GetUint(key::Status, status::kMissing) & 0xFF;
     if (envelope.HasMember(key::Cabinet)) {
         const int cabinet = asInt(envelope.GetUint(key::Cabinet, 0));
         EM_TRACE(level, formats.withCabinet, name.c_str(), operationCode, extension, objectId, cabinet,
-                 highHalf(messageId), lowHalf(messageId), status, item...);
+                 highHalf(messageId), lowHalf(messageId), shownStatus, item...);
     } else {
         EM_TRACE(level, formats.withoutCabinet, name.c_str(), operationCode, extension, objectId,
-                 highHalf(messageId), lowHalf(messageId), status, item...);
+                 highHalf(messageId), lowHalf(messageId), shownStatus, item...);
     }
 }
 

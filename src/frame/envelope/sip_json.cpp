@@ -4,7 +4,6 @@
 #include <cstring>
 #include <utility>
 
-#include "frame/envelope/sip_json_keys.h"
 #include "frame/json/json_tree.h"
 
 namespace em {

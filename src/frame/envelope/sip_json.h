@@ -1,10 +1,6 @@
 // The message envelope: what the host and the module hand to each other, and what the task queue holds.
 //
-// A JSON document {"SIP":{"V":1,"CMD":[command, ...]}} and a cursor that selects one command. A command
-// carries
-//   "OC" operation code, "OE" its extension, "OI" object id (16 bits each, used low), "CA" cabinet number,
-//   "ST" status (8 bits), "MI" message id (32 bits), "DA" data: a number, text, list, structure, or a block
-//   of bytes {"RAW":[...]}.
+// A JSON document of the keys in contract/envelope.h and a cursor that selects one command.
 //
 // An envelope has no lock; one thread owns it at a time. Nothing a host puts into one makes an operation
 // fail: what is missing or of the wrong type reads as "not there", and writers leave an envelope alone that
@@ -16,23 +12,10 @@
 #include <string_view>
 #include <vector>
 
+#include "contract/envelope.h"
 #include "frame/json/json_value.h"
 
 namespace em {
-
-// Keys of a command.
-namespace key {
-constexpr std::string_view OperationCode = "OC";
-constexpr std::string_view Extension = "OE";
-constexpr std::string_view ObjectId = "OI";
-constexpr std::string_view Cabinet = "CA";
-constexpr std::string_view Status = "ST";
-constexpr std::string_view MessageId = "MI";
-constexpr std::string_view Data = "DA";
-} // namespace key
-
-// What "ST" reads as when it is missing.
-constexpr uint32_t kMissingStatus = 22;
 
 // The layout is part of the interface with the host: the fields come first, in this order, and nothing is
 // virtual.
@@ -56,9 +39,9 @@ struct SipJson {
     // for a cursor that is negative or kMostNewCommands or more beyond what "CMD" holds.
     JsonValue* CommandAt();
     // Sets "OC"; "OE" and "OI" when they are not 0, else removes them; "CA"; and "ST" unless it is
-    // kKeepStatus.
+    // status::kKeep.
     void SetCommand(uint32_t operationCode, uint32_t extension, uint32_t objectId, uint32_t cabinet,
-                    uint32_t status);
+                    uint32_t newStatus);
     // "OC", "OE" and "OI" alone, by the same rule.
     void SetOpcode(uint32_t operationCode, uint32_t extension, uint32_t objectId);
     void SetUintMember(std::string_view name, uint32_t value);
@@ -70,7 +53,6 @@ struct SipJson {
     // "DA" becomes {"RAW":[bytes]}.
     void SetRawData(const uint8_t* bytes, uint32_t length);
 
-    static constexpr uint32_t kKeepStatus = 0xFFFFFFFF;
     static constexpr int64_t kMostNewCommands = 65536;
 
     // Readers.

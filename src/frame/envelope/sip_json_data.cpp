@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/ascii.h"
 #include "frame/envelope/sip_json.h"
-#include "frame/envelope/sip_json_keys.h"
 #include "frame/json/json_number.h"
 #include "frame/json/json_tree.h"
 
@@ -151,10 +151,6 @@ bool wordOfBlock(std::span<const JsonValue> raw, uint32_t& value) {
     return true;
 }
 
-bool beginsWithDigit(std::string_view characters) {
-    return !characters.empty() && characters.front() >= '0' && characters.front() <= '9';
-}
-
 } // namespace
 
 size_t SipJson::GetDataLength() const {
@@ -239,7 +235,7 @@ bool SipJson::GetAnswerUint(uint32_t& value) const {
     }
     const JsonValue* const data = FindData();
     const auto characters = data != nullptr ? json::text(*data) : std::nullopt;
-    if (!characters || !beginsWithDigit(*characters)) {
+    if (!characters || characters->empty() || !isAsciiDigit(characters->front())) {
         return false;
     }
     value = json::wordOfText(*characters);

@@ -1,18 +1,9 @@
 #include <algorithm>
-#include <array>
 
 #include "frame/envelope/sip_json.h"
-#include "frame/envelope/sip_json_keys.h"
 #include "frame/json/json_number.h"
 
 namespace em {
-
-namespace {
-
-// The statuses with which the host's data counts.
-constexpr std::array<uint32_t, 4> kStatusesOfSuccess = {0, 12, 21, 255};
-
-} // namespace
 
 uint32_t SipJson::GetUint(std::string_view name, uint32_t fallback) const {
     const JsonValue* const found = FindMember(name);
@@ -49,8 +40,8 @@ bool SipJson::IsStructuredData() const {
 }
 
 bool SipJson::IsSuccess() const {
-    const uint32_t status = GetUint(key::Status, kMissingStatus);
-    return std::ranges::find(kStatusesOfSuccess, status) != kStatusesOfSuccess.end();
+    const uint32_t present = GetUint(key::Status, status::kMissing);
+    return std::ranges::find(kStatusesOfSuccess, present) != kStatusesOfSuccess.end();
 }
 
 bool SipJson::HasValidData() const {
@@ -72,7 +63,8 @@ size_t SipJson::CommandCount() const {
 
 bool SipJson::CheckEnvelope() const {
     const JsonValue* const version = json::member(json::member(&root, key::Envelope), key::Version);
-    return json::isObject(&root) && (version == nullptr || json::unsignedNumber(*version) == 1U);
+    return json::isObject(&root) &&
+           (version == nullptr || json::unsignedNumber(*version) == kEnvelopeVersion);
 }
 
 } // namespace em

@@ -1,12 +1,10 @@
 #include "frame/envelope/sip_json.h"
-#include "frame/envelope/sip_json_keys.h"
 #include "frame/json/json_tree.h"
 
 namespace em {
 
 namespace {
 
-constexpr uint32_t kVersion = 1;
 // Room for every key of a command.
 constexpr uint32_t kCommandKeys = 7;
 
@@ -32,7 +30,7 @@ void setOpcode(JsonValue& command, uint32_t operationCode, uint32_t extension, u
 
 void SipJson::InitEnvelope() {
     JsonValue envelope = json::newObject(2);
-    json::append(envelope, key::Version, json::number(kVersion));
+    json::append(envelope, key::Version, json::number(kEnvelopeVersion));
     json::append(envelope, key::Commands, json::newArray(1));
     JsonValue document = json::newObject(1);
     json::append(document, key::Envelope, std::move(envelope));
@@ -66,12 +64,12 @@ void SipJson::EmptyCommands() {
 }
 
 void SipJson::SetCommand(uint32_t operationCode, uint32_t extension, uint32_t objectId, uint32_t cabinet,
-                         uint32_t status) {
+                         uint32_t newStatus) {
     if (JsonValue* const command = CommandAt()) {
         setOpcode(*command, operationCode, extension, objectId);
         setNumber(*command, key::Cabinet, cabinet);
-        if (status != kKeepStatus) {
-            setNumber(*command, key::Status, status);
+        if (newStatus != status::kKeep) {
+            setNumber(*command, key::Status, newStatus);
         }
     }
 }

@@ -3,26 +3,18 @@
 #include <cmath>
 #include <limits>
 
+#include "base/ascii.h"
+
 namespace em::json {
 
 namespace {
-
-constexpr unsigned kNoDigit = 16;
-
-unsigned digitOf(char character) {
-    if (character >= '0' && character <= '9') {
-        return static_cast<unsigned>(character - '0');
-    }
-    const char lower = static_cast<char>(character | 0x20);
-    return lower >= 'a' && lower <= 'f' ? static_cast<unsigned>(lower - 'a') + 10 : kNoDigit;
-}
 
 uint64_t accumulate(std::string_view digits, unsigned base) {
     constexpr uint64_t kMost = std::numeric_limits<uint64_t>::max();
     uint64_t value = 0;
     for (const char character : digits) {
-        const unsigned digit = digitOf(character);
-        if (digit >= base) {
+        const auto digit = static_cast<unsigned>(hexDigit(character));
+        if (digit >= base) { // no digit at all, too
             break;
         }
         if (value > (kMost - digit) / base) {

@@ -1,13 +1,15 @@
 #include "frame/module/extension_module.h"
 
-#include <algorithm>
 #include <cstddef>
 
+#include "contract/envelope.h"
+#include "contract/host_interface.h"
+#include "contract/notifications.h"
 #include "frame/envelope/sip_json.h"
 #include "frame/module/cabinet_number.h"
 #include "frame/module/host_interface.h"
-#include "frame/module/notification_codes.h"
 #include "trace/boundary.h"
+#include "trace/table_line.h"
 
 namespace em {
 
@@ -15,30 +17,13 @@ namespace em {
 #pragma GCC diagnostic ignored                                                                               \
     "-Winvalid-offsetof" // both compilers lay the class out as the contract needs it
 struct ExtensionModuleLayout {
-    static_assert(offsetof(CExtensionModule, m_pHost) == 8);
-    static_assert(offsetof(CExtensionModule, m_nReserved) == 16);
-    static_assert(offsetof(CExtensionModule, m_bSwitchShutdown) == 20);
-    static_assert(sizeof(CExtensionModule) == 24);
+    static_assert(offsetof(CExtensionModule, m_pHost) == kHostPointerOffset);
+    static_assert(offsetof(CExtensionModule, m_nReserved) == kReservedOffset);
+    static_assert(offsetof(CExtensionModule, m_bSwitchShutdown) == kSwitchShutdownOffset);
+    static_assert(sizeof(CExtensionModule) == kModuleHeadSize);
     static_assert(sizeof(std::atomic<void*>) == 8 && sizeof(std::atomic<bool>) == 1);
 };
 #pragma GCC diagnostic pop
-
-namespace {
-
-constexpr uint32_t kRefused = 1;
-constexpr uint32_t kNoHost = 6;
-
-// The formats of the notification table, each with the module's name as its only argument.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-void traceRow(uint32_t level, const char* format, const char* moduleName) {
-    if (format != nullptr) {
-        EM_TRACE(level, format, moduleName);
-    }
-}
-#pragma GCC diagnostic pop
-
-} // namespace
 
 bool CExtensionModule::Start() {
     return atBoundary("Start()", true, [&] {
@@ -50,7 +35,7 @@ bool CExtensionModule::Start() {
 bool CExtensionModule::HandleRequest(SipJson* request) {
     return atBoundary("HandleRequest()", false, [&] {
         if (request != nullptr) {
-            request->SetStatus(kRefused);
+            request->SetStatus(status::kMalformed);
         }
         return false;
     });
@@ -80,12 +65,9 @@ unsigned CExtensionModule::Notify(uint32_t code, uint64_t parameter, uint64_t ex
 }
 
 void CExtensionModule::TraceNotification(uint32_t code) {
-    const auto* const row =
-        std::find_if(kNotifications.begin(), kNotifications.end(),
-                     [code](const NotificationRow& candidate) { return candidate.code == code; });
-    if (row != kNotifications.end()) {
-        traceRow(1, row->nameLine, ModuleName());
-        traceRow(2, row->effectLine, ModuleName());
+    if (const Notification* const known = findNotification(code)) {
+        traceTableLine(1, known->nameLine, ModuleName());
+        traceTableLine(2, known->effectLine, ModuleName());
     }
 }
 
@@ -103,22 +85,22 @@ void CExtensionModule::SendHostNotice(bool value) {
 void CExtensionModule::SendMessage(SipJson& envelope, uint32_t timeoutMs) {
     void* const host = m_pHost;
     if (host == nullptr) {
-        envelope.SetStatus(kNoHost);
+        envelope.SetStatus(status::kNoHost);
         return;
     }
-    if (!envelope.HasMember("CA")) {
-        envelope.SetUintMember("CA", cabinetNumber());
+    if (!envelope.HasMember(key::Cabinet)) {
+        envelope.SetUintMember(key::Cabinet, cabinetNumber());
     }
     SendMessageToHost(host, this, envelope, timeoutMs);
 }
 
 void CExtensionModule::SendMessageWithId(SipJson& envelope, uint32_t timeoutMs, uint32_t messageId) {
-    envelope.SetUintMember("MI", messageId);
+    envelope.SetUintMember(key::MessageId, messageId);
     SendMessage(envelope, timeoutMs);
 }
 
 void CExtensionModule::SendMessageForCabinet(SipJson& envelope, uint32_t timeoutMs, uint32_t cabinet) {
-    envelope.SetUintMember("CA", cabinet);
+    envelope.SetUintMember(key::Cabinet, cabinet);
     SendMessage(envelope, timeoutMs);
 }
 

@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "frame/module/extension_module_interface.h"
+#include "contract/module_interface.h"
 
 namespace em {
 

@@ -1,35 +1,28 @@
 #include "frame/module/host_interface.h"
 
 #include "base/virtual_slot.h"
+#include "contract/host_interface.h"
 #include "frame/envelope/sip_json.h"
 #include "trace/boundary.h"
 
 namespace em {
-namespace {
-
-constexpr unsigned kSendMessage = 9;
-constexpr unsigned kNotice = 11;
-constexpr unsigned kKind = 27;
-
-} // namespace
-
 void SendMessageToHost(void* host, CIExtensionModule* module, SipJson& envelope, uint32_t timeoutMs) {
     if (host != nullptr) {
         atBoundary("the host's send message",
-                   [&] { callSlot<void>(host, kSendMessage, module, &envelope, timeoutMs); });
+                   [&] { callSlot<void>(host, host_slot::kSendMessage, module, &envelope, timeoutMs); });
     }
 }
 
 void NoticeToHost(void* host, CIExtensionModule* module, bool value) {
     if (host != nullptr) {
-        atBoundary("the host's notice", [&] { callSlot<void>(host, kNotice, module, value); });
+        atBoundary("the host's notice", [&] { callSlot<void>(host, host_slot::kNotice, module, value); });
     }
 }
 
 int KindOfHost(void* host) {
     int kind = 0;
     if (host != nullptr) {
-        atBoundary("the host's kind", [&] { kind = callSlot<int>(host, kKind); });
+        atBoundary("the host's kind", [&] { kind = callSlot<int>(host, host_slot::kKind); });
     }
     return kind;
 }

@@ -37,7 +37,7 @@ TEST(SipJsonWriters, SetCommandLeavesOutZeroExtensionAndObjectId) {
     for (const Case& each : std::vector<Case>{
              {0x0100, 0, 0, 0, 0, R"({"OC":256,"CA":0,"ST":0})"},
              {57345, 0x1700, 0, 3, 22, R"({"OC":57345,"OE":5888,"CA":3,"ST":22})"},
-             {1, 0, 2, 3, SipJson::kKeepStatus, R"({"OC":1,"OI":2,"CA":3})"},
+             {1, 0, 2, 3, status::kKeep, R"({"OC":1,"OI":2,"CA":3})"},
              {0xFFFFFFFF, 1, 1, 0x80000000, 255,
               R"({"OC":4294967295,"OE":1,"OI":1,"CA":2147483648,"ST":255})"},
          }) {
@@ -49,7 +49,7 @@ TEST(SipJsonWriters, SetCommandLeavesOutZeroExtensionAndObjectId) {
 
 TEST(SipJsonWriters, MembersKeepTheirPlaceAndTheLastOneFillsAGap) {
     SipJson envelope = commandOf(R"({"ST":7,"OE":1,"OI":2,"MI":9,"DA":"x"})");
-    envelope.SetCommand(5, 0, 0, 6, SipJson::kKeepStatus);
+    envelope.SetCommand(5, 0, 0, 6, status::kKeep);
     // "OC" is appended, then moves to where "OE" was; "DA" moves to where "OI" was; "CA" is appended.
     EXPECT_EQ(commandText(envelope), R"({"ST":7,"OC":5,"DA":"x","MI":9,"CA":6})");
     envelope.SetStatus(8);

@@ -1,3 +1,4 @@
+#include "contract/host_interface.h"
 #include "frame/module/extension_module.h"
 
 #include <gtest/gtest.h>

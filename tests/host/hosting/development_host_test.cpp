@@ -3,29 +3,33 @@
 
 #include <gtest/gtest.h>
 
-#include "base/virtual_slot.h"
+#include "contract/operation_codes.h"
+#include "contract/settings.h"
 #include "frame/envelope/sip_json.h"
 #include "host/hosting/debug_object.h"
-#include "shutdown/operation_codes.h"
 
-extern "C" volad_dev::DebugObject Debug;
+extern "C" volad_dev::LineSplitter Debug;
 
 namespace volad_dev {
 namespace {
 
-constexpr unsigned kSendMessage = 9;
-constexpr uint32_t kRequest = 5000;
+// As the module's compiler does it: through the table, by number.
+template <class Result, class... Arguments>
+Result callSlot(void* object, unsigned slot, Arguments... arguments) {
+    void** const table = *static_cast<void***>(object);
+    return reinterpret_cast<Result (*)(void*, Arguments...)>(table[slot])(object, arguments...);
+}
 
 em::SipJson message(uint32_t opcode, uint32_t extension = 0, uint32_t objectId = 0) {
     em::SipJson envelope;
     envelope.InitEnvelope();
-    envelope.SetCommand(opcode, extension, objectId, 1, em::SipJson::kKeepStatus);
+    envelope.SetCommand(opcode, extension, objectId, 1, em::status::kKeep);
     return envelope;
 }
 
 em::SipJson send(DevelopmentHost& host, em::SipJson envelope) {
-    em::callSlot<void>(static_cast<HostObject*>(&host), kSendMessage, static_cast<void*>(nullptr), &envelope,
-                       kRequest);
+    callSlot<void>(static_cast<em::HostObject*>(&host), 9, static_cast<void*>(nullptr), &envelope,
+                   uint32_t{5000});
     return envelope;
 }
 
@@ -43,10 +47,11 @@ TEST(DevelopmentHostTest, SettingsAreAnsweredWithStatusAndDataOrWithoutBoth) {
     const struct {
         uint32_t item, day;
         std::optional<uint32_t> answer;
-    } cases[] = {{em::setting::kShutdownDelay, 0, 7},           {em::setting::kForceDelay, 0, std::nullopt},
-                 {em::setting::kJobTimeout, 0, std::nullopt},   {em::setting::kPowerOffTime, 0, 15},
-                 {em::setting::kPowerOffTime, 3, 1290},         {em::setting::kPowerOffTime, 4, 65535},
-                 {em::setting::kPowerOffTime, 7, std::nullopt}, {0x1702, 0, std::nullopt}};
+    } cases[] = {
+        {em::setting::kShutdownDelay.item, 0, 7},           {em::setting::kForceDelay.item, 0, std::nullopt},
+        {em::setting::kJobTimeout.item, 0, std::nullopt},   {em::setting::kPowerOffTime.item, 0, 15},
+        {em::setting::kPowerOffTime.item, 3, 1290},         {em::setting::kPowerOffTime.item, 4, 65535},
+        {em::setting::kPowerOffTime.item, 7, std::nullopt}, {0x1702, 0, std::nullopt}};
     for (const auto& each : cases) {
         const em::SipJson reply = send(host, message(em::opcode::kHostSettings, each.item, each.day));
         uint32_t value = 0;
@@ -56,14 +61,15 @@ TEST(DevelopmentHostTest, SettingsAreAnsweredWithStatusAndDataOrWithoutBoth) {
         EXPECT_EQ(reply.GetUint(em::key::Status, 99), each.answer ? 0U : 1U) << each.item;
     }
     std::string name;
-    EXPECT_TRUE(send(host, message(em::opcode::kHostSettings, em::setting::kJobName)).GetAnswerText(name));
+    EXPECT_TRUE(
+        send(host, message(em::opcode::kHostSettings, em::setting::kJobName.item)).GetAnswerText(name));
     EXPECT_EQ(name, "/x/job");
 }
 
 [[gnu::format(printf, 2, 3)]] void callDebug(unsigned slot, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    em::callSlot<void, const char*, va_list, const char*>(&Debug, slot, format, arguments, "module");
+    callSlot<void, const char*, va_list, const char*>(&Debug, slot, format, arguments, "module");
     va_end(arguments);
 }
 
@@ -71,7 +77,7 @@ TEST(DebugObjectTest, LinesComeWholeThroughTheRawSlots) {
     std::vector<std::string> lines;
     {
         const TraceSinkScope scope([&](const std::string& line) { lines.push_back(line); });
-        EXPECT_TRUE(em::callSlot<bool>(&Debug, 2));
+        EXPECT_TRUE(callSlot<bool>(&Debug, 2));
         callDebug(8, "\n\nfirst %d\n", 1);
         callDebug(7, "second\n\nthird %s", std::string(3000, 'x').c_str());
         callDebug(8, "\n");

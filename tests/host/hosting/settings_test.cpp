@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "host/common/failure.h"
+
 namespace volad_dev {
 namespace {
 
@@ -11,7 +13,7 @@ constexpr const char* kPath = "/somewhere/settings.json";
 std::string complaint(const std::string& text) {
     try {
         static_cast<void>(parseSettings(text, kPath));
-    } catch (const SettingsError& error) {
+    } catch (const Failure& error) {
         return error.what();
     }
     return "";

@@ -5,7 +5,6 @@
 
 #include "frame/envelope/sip_json.h"
 #include "frame/module/extension_module.h"
-#include "shutdown/operation_codes.h"
 
 namespace volad_dev {
 namespace {

@@ -4,9 +4,10 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include "contract/operation_codes.h"
+#include "contract/settings.h"
 #include "host/rehearsal/schedule.h"
 #include "host/rehearsal/verdict_output.h"
-#include "shutdown/operation_codes.h"
 
 namespace volad_dev {
 namespace {
@@ -19,13 +20,13 @@ Message setting(double time, uint32_t item) {
 }
 
 std::vector<Message> runToTheJobAnd(std::vector<Message> rest) {
-    std::vector<Message> run = {setting(0.5, em::setting::kPowerOffTime),
+    std::vector<Message> run = {setting(0.5, em::setting::kPowerOffTime.item),
                                 status(1, 1),
                                 status(2, 2),
-                                setting(2.5, em::setting::kShutdownDelay),
-                                setting(3, em::setting::kForceDelay),
-                                setting(6, em::setting::kJobName),
-                                setting(6.5, em::setting::kJobTimeout)};
+                                setting(2.5, em::setting::kShutdownDelay.item),
+                                setting(3, em::setting::kForceDelay.item),
+                                setting(6, em::setting::kJobName.item),
+                                setting(6.5, em::setting::kJobTimeout.item)};
     run.insert(run.end(), rest.begin(), rest.end());
     return run;
 }
@@ -57,7 +58,7 @@ TEST(VerdictTest, PhasesOfARun) {
         {runToTheJobAnd({status(9.4, 3)}), commandAt(9.5), // a reset has nothing between job and command
          "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 3.0;"},
         {{status(1, 1), status(1.5, 5)}, std::nullopt, "gate 0.5;"},
-        {{status(1, 1), status(2, 2), setting(3, em::setting::kForceDelay), status(4, 4), status(6, 5)},
+        {{status(1, 1), status(2, 2), setting(3, em::setting::kForceDelay.item), status(4, 4), status(6, 5)},
          std::nullopt,
          "gate 1.0;settings 1.0;delay 3.0;"},
     };

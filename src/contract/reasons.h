@@ -1,14 +1,23 @@
-#include "shutdown/reason_table.h"
+// The reasons of a shutdown (the low byte of a request's "DA") and their names, for a host whose message file
+// has no text for one.
+#pragma once
 
 #include <array>
+#include <cstdint>
 
 namespace em {
-namespace {
 
-constexpr const char* kUnknown = "<Unknown>";
-constexpr const char* kUnnamed = "< ??? >";
+inline constexpr uint8_t kReasonSoftwareCommand = 0;
+inline constexpr uint8_t kReasonPowerSwitch = 1; // skips the delay
+inline constexpr uint8_t kReasonRealtimeClock = 3;
 
-constexpr std::array kLowReasons{
+// Added to a reason it gives the code under which message files have the reason's text.
+inline constexpr uint32_t kReasonEventCodes = 0xE0000;
+
+// Of a reason without an entry.
+inline constexpr char kUnknownReason[] = "<Unknown>";
+
+inline constexpr std::array kLowReasons{
     "<Software command>",              // 0x00
     "<Power Switch>",                  // 0x01
     "<Power Failure>",                 // 0x02
@@ -52,8 +61,8 @@ constexpr std::array kLowReasons{
 };
 static_assert(kLowReasons.size() == 40);
 
-constexpr unsigned kFirstHighReason = 240;
-constexpr std::array kHighReasons{
+inline constexpr unsigned kFirstHighReason = 240;
+inline constexpr std::array kHighReasons{
     "<Firmware Restart>", // 0xF0
     "<Housing Opened>",   // 0xF1
     "< ??? >",            // 0xF2
@@ -73,20 +82,17 @@ constexpr std::array kHighReasons{
 };
 static_assert(kHighReasons.size() == 16);
 
-const char* entryOf(unsigned reason) {
+struct ReasonName {
+    const char* text; // never null, never empty
+    bool isDefault;   // the reason has no entry; the module reports it
+};
+
+constexpr ReasonName lookUpReason(uint8_t reason) {
     if (reason >= kFirstHighReason) {
-        return kHighReasons[reason - kFirstHighReason];
+        return {kHighReasons[reason - kFirstHighReason], false};
     }
-    return reason < kLowReasons.size() ? kLowReasons[reason] : "";
-}
-
-} // namespace
-
-ReasonName LookUpReason(uint8_t reason) {
-    const char* const entry = entryOf(reason);
-    const bool missing = *entry == '\0';
-    const char* const name = missing ? kUnknown : entry;
-    return {*name == '\0' ? kUnnamed : name, missing};
+    return reason < kLowReasons.size() ? ReasonName{kLowReasons[reason], false}
+                                       : ReasonName{kUnknownReason, true};
 }
 
 } // namespace em

@@ -1,0 +1,47 @@
+// The message envelope's keys and statuses. What host and module hand to each other is one JSON document,
+//   {"SIP":{"V":1,"CMD":[{"OC":517,"CA":12,"ST":0,"DA":3}]}}
+// with a cursor that selects one command. Keys are case-sensitive; of equal keys the first counts. Numbers
+// may also be texts with the prefixes of C ("0x205", "01005", "517").
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace em {
+
+namespace key {
+// The document.
+inline constexpr std::string_view Envelope = "SIP";
+inline constexpr std::string_view Version = "V";
+inline constexpr std::string_view Commands = "CMD";
+// A command.
+inline constexpr std::string_view OperationCode = "OC"; // operation_codes.h; 16 bits used
+inline constexpr std::string_view Extension = "OE";     // of the operation code, absent when 0; 16 bits used
+inline constexpr std::string_view ObjectId = "OI";      // absent when 0; 16 bits used
+inline constexpr std::string_view Cabinet = "CA";
+inline constexpr std::string_view Status = "ST"; // 8 bits used
+inline constexpr std::string_view MessageId = "MI";
+inline constexpr std::string_view Data = "DA"; // number, text, list, object, or {"RAW":[bytes]}
+inline constexpr std::string_view Raw = "RAW";
+} // namespace key
+
+inline constexpr uint32_t kEnvelopeVersion = 1; // a missing one counts as this
+
+// Values of "ST".
+namespace status {
+inline constexpr uint32_t kAccepted = 0;
+inline constexpr uint32_t kMalformed = 1; // or a code that nobody knows
+inline constexpr uint32_t kNoHost = 6;    // a message of the module that was dropped
+inline constexpr uint32_t kEnvelopeCheckFailed = 20;
+inline constexpr uint32_t kMissing = 22; // what readers assume when "ST" is not there
+inline constexpr uint32_t kNotSupported = 25;
+inline constexpr uint32_t kNotEchoed = 255; // a shutdown request with it is not sent back to the host
+// For writers: "ST" stays as it is.
+inline constexpr uint32_t kKeep = 0xFFFFFFFF;
+} // namespace status
+
+// The statuses with which an answer's data counts.
+inline constexpr std::array<uint32_t, 4> kStatusesOfSuccess = {0, 12, 21, 255};
+
+} // namespace em

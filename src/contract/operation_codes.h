@@ -1,0 +1,24 @@
+// The operation codes ("OC") of the messages between host and module.
+#pragma once
+
+#include <cstdint>
+
+namespace em::opcode {
+
+inline constexpr uint32_t kPowerOnStatusEvent = 257;       // to the host: "DA" {"RAW":[0, reason]}
+inline constexpr uint32_t kSetPowerOffReason = 279;        // to the host: "DA" the reason
+inline constexpr uint32_t kPowerSwitchNotifications = 281; // to the host: "DA" 1 on, 0 off
+inline constexpr uint32_t CM_GetMaintenanceMode = 289;     // to the module; answered with "DA" 1 or 0
+inline constexpr uint32_t kMaintenanceModeChanged = 513;   // to the host, which asks for the new one
+inline constexpr uint32_t CM_Disconnect = 514;             // a task of the module's own, never sent
+inline constexpr uint32_t CM_RequestShutdownAndOff = 517;  // "DA" the reason; shutdown_actions.h
+inline constexpr uint32_t CM_RequestShutdownAndReset = 518;
+inline constexpr uint32_t CM_ShutdownRequestCancelled = 521; // to the module: a cancel; from it: it is off
+inline constexpr uint32_t CM_RequestShutdownAndHalt = 522;
+inline constexpr uint32_t kShutdownStatusQuery = 523; // to the module; from it at the end of a disconnect
+inline constexpr uint32_t kShutdownStatusChanged =
+    527; // to the host: "DA" the status; to the module: a query
+inline constexpr uint32_t CM_AgentServiceRestartRequested = 551; // a reply to the module
+inline constexpr uint32_t kHostSettings = 0xE001;                // to the host: "OE" the item; settings.h
+
+} // namespace em::opcode
