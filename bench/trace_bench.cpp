@@ -7,6 +7,7 @@
 
 #include "base/system_fake.h"
 #include "bench/paired_rounds.h"
+#include "contract/places.h"
 #include "trace/trace.h"
 
 namespace {
@@ -44,7 +45,7 @@ struct HostDebug {
 int main() {
     static HostDebug host;
     em::fake::setSymbol("Debug", &host.firstWord);
-    em::fake::setPath("traceConfigDirectory", "/nonexistent");
+    em::fake::setPath(em::place::kTraceConfigDirectory, "/nonexistent");
 
     constexpr int kDisabledCalls = 200000;
     em::bench::print("disabled line to one predicted branch",

@@ -9,6 +9,7 @@
 
 #include "base/file_content.h"
 #include "base/system.h"
+#include "contract/places.h"
 #include "host/common/exit_code.h"
 #include "host/common/visible_text.h"
 #include "host/files/registry_obstacles.h"
@@ -82,7 +83,7 @@ int printComplaints(const std::vector<RegistryComplaint>& complaints, bool json)
 }
 
 std::string registryDirectory(const std::string& given) {
-    std::string directory = given.empty() ? em::sys::paths::registryDirectory() : given;
+    std::string directory = given.empty() ? em::sys::path(em::place::kRegistryDirectory) : given;
     if (!std::filesystem::is_directory(directory)) {
         throw std::runtime_error(fmt::format("there is no directory \"{}\"", directory));
     }

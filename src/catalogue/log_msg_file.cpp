@@ -4,21 +4,16 @@
 #include "base/swallow.h"
 #include "catalogue/log_msg_xml_file_impl.h"
 #include "catalogue/message_directory.h"
+#include "contract/places.h"
 #include "frame/configuration/installation_roots.h"
 #include "trace/trace.h"
 
 namespace em {
-namespace {
-
-constexpr const char* kEventMessages = "EVENTMSG.XML";
-constexpr const char* kErrorMessages = "ERRMSG.XML";
-
-} // namespace
 
 bool CLogMsgFile::Open(bool eventMessages) {
     m_bEventMessages = eventMessages;
     m_Document.Clear();
-    const char* const fileName = eventMessages ? kEventMessages : kErrorMessages;
+    const char* const fileName = eventMessages ? place::kEventMessages : place::kErrorMessages;
     EM_TRACE(4, "\nCLogMsgFile         : Use event messages file \"%s\" for decoding", fileName);
     bool opened = false;
     static_cast<void>(swallow([&] { opened = Find(fileName); }));

@@ -7,6 +7,7 @@
 
 #include "base/current_directory.h"
 #include "base/swallow.h"
+#include "contract/places.h"
 #include "contract/trace_lines.h"
 #include "platform/processes/child_process.h"
 #include "trace/trace.h"
@@ -78,7 +79,7 @@ std::optional<std::string> jobDirectory(const char* path, const char* directory)
     if (slash == std::string_view::npos) {
         return std::nullopt;
     }
-    return slash == 0 ? sys::paths::jobFallbackDirectory() : std::string(job.substr(0, slash));
+    return slash == 0 ? sys::path(place::kJobFallbackDirectory) : std::string(job.substr(0, slash));
 }
 
 std::string jobCommand(const char* path) {

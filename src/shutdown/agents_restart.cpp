@@ -5,16 +5,13 @@
 #include <mutex>
 
 #include "base/system.h"
+#include "contract/places.h"
 #include "platform/files/file_change.h"
 #include "platform/processes/child_process.h"
 #include "trace/trace.h"
 
 namespace em {
 namespace {
-
-constexpr const char* kRestartAgents = "/usr/sbin/ombrad restart";
-constexpr const char* kRestartAgentlessManaged = "/opt/Orlendix/vital/etc/ombrad/StartupScripts/brix restart";
-constexpr const char* kRestartAgentless = "/etc/init.d/brix restart";
 
 constinit std::mutex jobFileMutex; // two requests may come at once; nothing is traced under it
 
@@ -30,7 +27,7 @@ FileChangeResult replaceJobFile(const char* file, const char* command) {
 bool writeJobFile(const char* command) {
     EM_TRACE(1,
              "CTellmarkAgents: we are running on a System with systemctl (e.g. RHEL7 or SLES12 or higher\n");
-    const char* const file = sys::paths::restartJobFile();
+    const char* const file = sys::path(place::kRestartJobFile);
     const FileChangeResult result = replaceJobFile(file, command);
     if (result.done()) {
         EM_TRACE(1, "CTellmarkAgents: Restart Agents Job created: \"%s\"\n", command);
@@ -63,10 +60,10 @@ bool CTellmarkAgents::RestartAgents() const {
     if (agentless) {
         EM_TRACE(4, "\nCHostwardenInstal: BRIX installation detected!");
     }
-    if (sys::access(sys::paths::serviceManager(), F_OK) == 0) {
-        return writeJobFile(agentless ? kRestartAgentlessManaged : kRestartAgents);
+    if (sys::access(sys::path(place::kServiceManager), F_OK) == 0) {
+        return writeJobFile(agentless ? place::kRestartAgentlessManaged : place::kRestartAgents);
     }
-    return startRestart(agentless ? kRestartAgentless : kRestartAgents);
+    return startRestart(agentless ? place::kRestartAgentless : place::kRestartAgents);
 }
 
 } // namespace em

@@ -10,6 +10,7 @@
 #include "base/errno_keeper.h"
 #include "base/swallow.h"
 #include "base/system.h"
+#include "contract/places.h"
 
 namespace em {
 
@@ -31,12 +32,10 @@ constexpr const char* kDynamicUpdate = "DynamicUpdate";
 constexpr const char* kFileDebugLevel = "FileDebugLevel";
 constexpr const char* kTraceFlags = "TraceFlags";
 constexpr const char* kMemoryTracesFlag = "MemoryTracesFlag";
-constexpr const char* kUpdateVariable = "TM_LOG_DYNAMIC_UPDATE";
-constexpr const char* kLevelVariable = "TM_LOG_DEBUG_LEVEL";
 
 FileNames listConfigurationFiles() {
     FileNames files;
-    DIR* const directory = sys::opendir(sys::paths::traceConfigDirectory());
+    DIR* const directory = sys::opendir(sys::path(place::kTraceConfigDirectory));
     if (directory == nullptr) {
         return files;
     }
@@ -116,19 +115,19 @@ void CDebugTraceConfig::ReadConfiguration() {
         return; // an empty directory switches off the environment variables too
     }
     m_nFileLevel = kNotConfigured;
-    if (m_GlobalIni.LoadSection(kGlobalSection, kGlobalFile, sys::paths::traceConfigDirectory())) {
+    if (m_GlobalIni.LoadSection(kGlobalSection, kGlobalFile, sys::path(place::kTraceConfigDirectory))) {
         readInto(m_nDynamicUpdateFile, m_GlobalIni, kDynamicUpdate);
     }
-    m_nDynamicUpdate = environmentOr(kUpdateVariable, m_nDynamicUpdateFile);
+    m_nDynamicUpdate = environmentOr(place::kTraceUpdateVariable, m_nDynamicUpdateFile);
     ReadModuleSection(files);
-    m_nLevel = environmentOr(kLevelVariable, m_nFileLevel);
+    m_nLevel = environmentOr(place::kTraceLevelVariable, m_nFileLevel);
     m_nStartupLevel = m_nLevel.load();
 }
 
 void CDebugTraceConfig::ReadModuleSection(const FileNames& files) {
     for (const std::string& file : files.names) {
         IniSectionFile candidate;
-        if (candidate.LoadSection(ModuleName(), file.c_str(), sys::paths::traceConfigDirectory())) {
+        if (candidate.LoadSection(ModuleName(), file.c_str(), sys::path(place::kTraceConfigDirectory))) {
             m_ModuleIni = std::move(candidate);
             readInto(m_nFileLevel, m_ModuleIni, kFileDebugLevel);
             readInto(m_nTraceFlags, m_ModuleIni, kTraceFlags);

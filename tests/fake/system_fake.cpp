@@ -115,9 +115,9 @@ void watch(void (*newWatcher)(const char*)) {
     watcher = newWatcher;
 }
 
-void setPath(const std::string& function, const std::string& value) {
+void setPath(const std::string& fixed, const std::string& value) {
     const std::lock_guard guard(scriptMutex);
-    paths[function] = value;
+    paths[fixed] = value;
 }
 
 void setFiles(Files* files) {
@@ -174,10 +174,10 @@ Files& files() {
     return standIn != nullptr ? *standIn : realFiles;
 }
 
-const char* path(const char* function, const char* real) {
+const char* path(const char* fixed) {
     const std::lock_guard guard(scriptMutex);
-    const auto found = paths.find(function);
-    return found == paths.end() ? real : found->second.c_str();
+    const auto found = paths.find(fixed);
+    return found == paths.end() ? fixed : found->second.c_str();
 }
 
 uid_t userId() {

@@ -7,6 +7,7 @@
 
 #include "base/current_directory.h"
 #include "base/unique_fd.h"
+#include "contract/places.h"
 #include "osshutdown/os_shutdown.h"
 #include "support/temporary_directory.h"
 #include "support/trace_capture.h"
@@ -166,7 +167,7 @@ TEST_F(JobRunnerTest, ChoosesTheDirectory) {
     };
     fs::create_symlink("/bin/true", job);
     for (const auto& [path, directory, expected] : cases) {
-        fake::setPath("jobFallbackDirectory", fallback);
+        fake::setPath(place::kJobFallbackDirectory, fallback);
         EXPECT_TRUE(m_Executor.RunShutdownJob(path, directory, kAmple)) << path;
         EXPECT_EQ(currentDirectory(), expected) << path;
     }

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "base/system.h"
+#include "contract/places.h"
 #include "host/sandbox/command_record.h"
 #include "support/trace_capture.h"
 
@@ -56,7 +57,7 @@ constexpr KindRow kKinds[] = {
 };
 
 TEST_F(OsShutdownTest, EachKindRunsItsCommandAndSaysSo) {
-    fake::setPath("shell", "/bin/bash"); // which hands its signal mask on
+    fake::setPath(place::kShell, "/bin/bash"); // which hands its signal mask on
     for (const auto& [kind, word, command] : kKinds) {
         const auto index = m_Recorder.read().size();
         COSShutdown executor;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/system.h"
+#include "contract/places.h"
 #include "support/temporary_directory.h"
 #include "support/trace_capture.h"
 
@@ -42,9 +43,9 @@ protected:
     // Stand-ins for the machine's fixed places; made anew after the fake was reset.
     void useScript() {
         fake::reset();
-        fake::setPath("restartJobFile", m_strJob);
-        fake::setPath("serviceManager", m_Files.pathOf("systemctl"));
-        fake::setPath("shell", m_Files.pathOf("shell"));
+        fake::setPath(place::kRestartJobFile, m_strJob);
+        fake::setPath(place::kServiceManager, m_Files.pathOf("systemctl"));
+        fake::setPath(place::kShell, m_Files.pathOf("shell"));
     }
 
     fake::Scope m_Twin;
@@ -110,7 +111,7 @@ TEST_F(AgentsRestartTest, FailuresAreToldByTheirOwnLinesOnly) {
     for (const auto& each : cases) {
         const test::TraceCapture capture(4);
         useScript();
-        fake::setPath("serviceManager", each.managed ? m_Files.path() : m_Files.pathOf("none"));
+        fake::setPath(place::kServiceManager, each.managed ? m_Files.path() : m_Files.pathOf("none"));
         for (const char* call : each.calls) {
             fake::failNth(call, 1, each.error, 0);
         }

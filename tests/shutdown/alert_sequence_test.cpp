@@ -11,6 +11,7 @@
 #include "base/clock.h"
 #include "base/system_fake.h"
 #include "contract/operation_codes.h"
+#include "contract/places.h"
 #include "contract/settings.h"
 #include "shutdown/shutdown_module.h"
 #include "support/scripted_host.h"
@@ -118,7 +119,7 @@ TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
     ASSERT_EQ(chmod(files.pathOf("shell").c_str(), 0700), 0);
     for (const uint32_t code : {opcode::CM_GetMaintenanceMode, opcode::CM_RequestShutdownAndOff}) {
         fake::reset();
-        fake::setPath("shell", files.pathOf("shell"));
+        fake::setPath(place::kShell, files.pathOf("shell"));
         fake::failNth("pidfd_open", 1, ENOSYS, 0); // the wait then sleeps, and sleeps can be leapt over
         CShutdownExtensionModule module;
         m_Host.attachTo(&module);

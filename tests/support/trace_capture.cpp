@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "base/system_fake.h"
+#include "contract/places.h"
 #include "trace/debug_client.h"
 
 namespace em::test {
@@ -149,7 +150,7 @@ void* debugObject() {
 void configureLevel(uint32_t level) {
     constexpr const char* kVariable = "TM_LOG_DEBUG_LEVEL";
     // No trace configuration of this machine has a say in a test.
-    fake::setPath("traceConfigDirectory", "/nonexistent");
+    fake::setPath(place::kTraceConfigDirectory, "/nonexistent");
     const char* const value = std::getenv(kVariable);
     const std::string former = value == nullptr ? "" : value;
     setEnvironment(kVariable, std::to_string(level));

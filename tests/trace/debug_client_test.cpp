@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/system_fake.h"
+#include "contract/places.h"
 #include "support/environment.h"
 #include "support/trace_capture.h"
 #include "trace/trace.h"
@@ -59,7 +60,7 @@ using Lines = std::vector<std::string>;
 class DebugClientTest : public testing::Test {
 protected:
     DebugClientTest() {
-        fake::setPath("traceConfigDirectory", "/nonexistent");
+        fake::setPath(place::kTraceConfigDirectory, "/nonexistent");
         configure("3");
     }
     ~DebugClientTest() override { test::unsetEnvironment("TM_LOG_DEBUG_LEVEL"); }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "base/system_fake.h"
+#include "contract/places.h"
 #include "support/environment.h"
 #include "support/temporary_directory.h"
 
@@ -27,7 +28,7 @@ class DebugTraceConfigTest : public testing::Test {
 protected:
     DebugTraceConfigTest() {
         clearEnvironment();
-        fake::setPath("traceConfigDirectory", m_Directory.path());
+        fake::setPath(place::kTraceConfigDirectory, m_Directory.path());
     }
     ~DebugTraceConfigTest() override { clearEnvironment(); }
 
@@ -35,7 +36,7 @@ protected:
         test::unsetEnvironment(kLevelVariable);
         test::unsetEnvironment(kUpdateVariable);
     }
-    void withoutDirectory() { fake::setPath("traceConfigDirectory", m_Directory.pathOf("missing")); }
+    void withoutDirectory() { fake::setPath(place::kTraceConfigDirectory, m_Directory.pathOf("missing")); }
     // The module's own file, configured at second 1000 with an interval of 30 seconds.
     void configureForUpdates() {
         m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"), 1000);
@@ -84,7 +85,7 @@ TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.files.begin()->first);
         const test::TemporaryDirectory directory;
-        fake::setPath("traceConfigDirectory", directory.path());
+        fake::setPath(place::kTraceConfigDirectory, directory.path());
         for (const auto& [name, content] : row.files) {
             directory.write(name, closed(content));
         }
@@ -132,7 +133,7 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
     EXPECT_EQ(m_Config.Level(), 5U);
 
     // What was configured before stays when the directory holds no file any more.
-    fake::setPath("traceConfigDirectory", m_Directory.path());
+    fake::setPath(place::kTraceConfigDirectory, m_Directory.path());
     test::setEnvironment(kLevelVariable, "2");
     ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_Config.Level(), 5U);

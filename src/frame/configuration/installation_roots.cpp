@@ -1,15 +1,12 @@
 #include "frame/configuration/installation_roots.h"
 
 #include "base/swallow.h"
+#include "contract/places.h"
 #include "platform/registry/registry.h"
 #include "platform/registry/registry_path.h"
 
 namespace em {
 namespace {
-
-constexpr const char* kLocatorValue = "Host Warden";
-constexpr const char* kDefaultProductKey = "SOFTWARE\\Aldmere\\Management\\Host Warden";
-constexpr const char* kSetupKey = "Setup";
 
 // The size is asked for first, as every reader of the locator does: both look-ups show in the trace.
 std::string productKeyPath() {
@@ -17,9 +14,9 @@ std::string productKeyPath() {
     uint32_t size = 0;
     std::string path;
     const bool found = locator.OpenPointersKey() == REG_SUCCESS &&
-                       locator.QueryValue(nullptr, kLocatorValue, &size) == REG_SUCCESS &&
-                       locator.QueryText(kLocatorValue, path) == REG_SUCCESS;
-    return found ? path : kDefaultProductKey;
+                       locator.QueryValue(nullptr, place::kLocatorValue, &size) == REG_SUCCESS &&
+                       locator.QueryText(place::kLocatorValue, path) == REG_SUCCESS;
+    return found ? path : place::kDefaultProductKey;
 }
 
 // A path without a root's name lies under HKEY_LOCAL_MACHINE.
@@ -56,9 +53,9 @@ InstallationRoots FindInstallationRoots() {
     const RecursiveLockGuard guard(CRegistry::Lock());
     InstallationRoots roots;
     CRegistry setup;
-    if (OpenProductKey(setup, kSetupKey) &&
-        (setup.QueryText("BinRoot", roots.binRoot) != REG_SUCCESS || roots.binRoot.empty())) {
-        static_cast<void>(setup.QueryText("FileRoot", roots.fileRoot));
+    if (OpenProductKey(setup, place::kSetupKey) &&
+        (setup.QueryText(place::kBinRoot, roots.binRoot) != REG_SUCCESS || roots.binRoot.empty())) {
+        static_cast<void>(setup.QueryText(place::kFileRoot, roots.fileRoot));
     }
     return roots;
 }

@@ -4,6 +4,7 @@
 #include "base/current_directory.h"
 #include "base/swallow.h"
 #include "base/system.h"
+#include "contract/places.h"
 #include "frame/configuration/installation_roots.h"
 #include "frame/configuration/module_properties.h"
 #include "platform/registry/registry.h"
@@ -12,11 +13,9 @@
 namespace em {
 namespace {
 
-constexpr const char* kDataKey = "DATA";
-
 std::string registered(const char* name) {
     const RecursiveLockGuard guard(CRegistry::Lock());
-    return ProductText(kDataKey, name);
+    return ProductText(place::kDataKey, name);
 }
 
 bool exists(const std::string& path) {
@@ -43,7 +42,7 @@ std::optional<std::string> inCurrentDirectory(const std::string& name) {
 }
 
 std::optional<std::string> inDataRoot(const std::string& name) {
-    const std::string dataRoot = registered("DataRoot");
+    const std::string dataRoot = registered(place::kDataRoot);
     if (dataRoot.empty()) {
         EM_TRACE(3, "\nModuleConfigFile    : Could not find data root directory");
         return std::nullopt;

@@ -10,6 +10,7 @@
 
 #include "base/cancellation_disabled.h"
 #include "base/errno_keeper.h"
+#include "contract/places.h"
 
 namespace em {
 namespace {
@@ -158,7 +159,7 @@ ChildProcess startCopied(const ChildPlan& plan) {
 ChildProcess StartShell(const char* command, ChildSignals signals) {
     static char name[] = "sh";
     static char option[] = "-c";
-    ChildPlan plan = {.shell = sys::paths::shell(),
+    ChildPlan plan = {.shell = sys::path(place::kShell),
                       .arguments = {name, option, const_cast<char*>(command), nullptr},
                       .commandLength = std::strlen(command),
                       .descriptorLimit = descriptorLimit(),

@@ -9,6 +9,7 @@
 #include "base/cancellation_disabled.h"
 #include "base/clock.h"
 #include "base/unique_fd.h"
+#include "contract/places.h"
 #include "platform/processes/child_process.h"
 
 namespace em {
@@ -63,7 +64,7 @@ public:
         return m_bUsable && posix_spawnattr_setflags(&m_Attributes, POSIX_SPAWN_SETPGROUP) == 0 &&
                posix_spawnattr_setpgroup(&m_Attributes, 0) == 0 &&
                posix_spawn_file_actions_adddup2(&m_Actions, output, STDOUT_FILENO) == 0 &&
-               sys::posix_spawn(&pid, sys::paths::shell(), &m_Actions, &m_Attributes, arguments.data(),
+               sys::posix_spawn(&pid, sys::path(place::kShell), &m_Actions, &m_Attributes, arguments.data(),
                                 environ) == 0;
     }
 

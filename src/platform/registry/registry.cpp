@@ -1,6 +1,7 @@
 #include "platform/registry/registry.h"
 
 #include "base/cancellation_disabled.h"
+#include "contract/places.h"
 #include "platform/registry/registry_rules.h"
 #include "platform/registry/registry_state.h"
 #include "trace/trace.h"
@@ -126,7 +127,7 @@ int32_t CRegistry::OpenPointer(const char* name) {
 int32_t CRegistry::OpenPointersKey() {
     const RegistryKeyRef machine = Root(PredefinedRoot::LocalMachine);
     // A null parent would mean the root node.
-    const bool opened = machine && Open(kPointerKey, machine.get()) == REG_SUCCESS;
+    const bool opened = machine && Open(place::kLocatorKey, machine.get()) == REG_SUCCESS;
     return m_nResult = opened ? REG_SUCCESS : REG_NO_KEY;
 }
 

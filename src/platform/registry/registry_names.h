@@ -48,10 +48,6 @@ enum class PredefinedRoot : size_t { LocalMachine, CurrentUser, Users, ClassesRo
 constexpr std::array<const char*, 5> kPredefinedRoots{"HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER", "HKEY_USERS",
                                                       "HKEY_CLASSES_ROOT", "HKEY_CURRENT_CONFIG"};
 
-// Under HKEY_LOCAL_MACHINE: the key whose values hold paths of other keys.
-constexpr const char* kPointerKey =
-    "SYSTEM\\CurrentControlSet\\Control\\UUID\\7E2D4A91-5B3C-41F8-9A6E-2C8B17D04F63";
-
 // In the store's directory.
 constexpr const char* kRegistryMain = "registry";
 constexpr const char* kRegistryBackup = "registry.old";

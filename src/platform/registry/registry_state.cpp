@@ -4,6 +4,7 @@
 #include "base/clock.h"
 #include "base/swallow.h"
 #include "base/system.h"
+#include "contract/places.h"
 #include "platform/registry/registry_restore.h"
 #include "trace/trace.h"
 
@@ -56,7 +57,7 @@ void RegistryState::SetupTree(bool forceSetup, const char* directory) {
 void RegistryState::Restore(const char* directory) {
     m_MainUnreadable = {"read the old file", ENOMEM}; // until it has been read
     if (directory != nullptr || m_pPaths == nullptr) {
-        m_pPaths = std::make_unique<RegistryPaths>(textOr(directory, sys::paths::registryDirectory()));
+        m_pPaths = std::make_unique<RegistryPaths>(textOr(directory, sys::path(place::kRegistryDirectory)));
     }
     m_MainUnreadable = restoreRegistry(*m_pPaths, m_Root);
 }

@@ -32,27 +32,9 @@
 namespace em::sys {
 inline namespace scripted {
 
-// Fixed places of the host's installation and of the machine.
-namespace paths {
-inline const char* traceConfigDirectory() {
-    return fake::path("traceConfigDirectory", "/opt/Orlendix/vital/etc/velcor/TellmarkSuite/TraceConfig");
+inline const char* path(const char* fixed) {
+    return fake::path(fixed);
 }
-inline const char* registryDirectory() {
-    return fake::path("registryDirectory", "/opt/Orlendix/vital/etc/ombrad");
-}
-inline const char* serviceManager() {
-    return fake::path("serviceManager", "/usr/bin/systemctl");
-}
-inline const char* restartJobFile() {
-    return fake::path("restartJobFile", "/opt/Orlendix/vital/etc/ombrad/ombradAction.file");
-}
-inline const char* jobFallbackDirectory() {
-    return fake::path("jobFallbackDirectory", "/opt/Orlendix/vital/etc/ombrad");
-}
-inline const char* shell() {
-    return fake::path("shell", "/bin/sh");
-}
-} // namespace paths
 
 // Memory.
 inline void* malloc(size_t size) {

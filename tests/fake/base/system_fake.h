@@ -36,7 +36,7 @@ int calls(const std::string& call);
 void watch(void (*watcher)(const char* call));
 
 // Stand-ins.
-void setPath(const std::string& function, const std::string& value);
+void setPath(const std::string& fixed, const std::string& value);
 void setUserId(uid_t user);
 void setWallClock(time_t now);
 // From now on time passes in leaps: a timed wait on a condition and a sleep are over at once, and the
@@ -92,7 +92,7 @@ std::vector<std::string> logOpenings();
 bool fails(const char* call);
 int injected(const char* call);
 Files& files();
-const char* path(const char* function, const char* real);
+const char* path(const char* fixed);
 uid_t userId();
 time_t wallClock();
 int readClock(clockid_t clock, timespec* now);

@@ -9,6 +9,7 @@
 
 #include "base/system_fake.h"
 #include "catalogue/message_directory.h"
+#include "contract/places.h"
 #include "frame/configuration/installation_roots.h"
 #include "platform/registry/registry.h"
 #include "support/registry_directory.h"
@@ -19,7 +20,7 @@ namespace em {
 namespace {
 
 const std::string kDefaultKey = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Aldmere\\Management\\Host Warden";
-const std::string kLocatorKey = std::string("HKEY_LOCAL_MACHINE\\") + kPointerKey;
+const std::string kLocatorKey = std::string("HKEY_LOCAL_MACHINE\\") + place::kLocatorKey;
 
 class ModuleProperties : public ::testing::Test {
 protected:

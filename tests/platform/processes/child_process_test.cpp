@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 
+#include "contract/places.h"
 #include "support/temporary_directory.h"
 
 namespace em {
@@ -115,7 +116,7 @@ TEST_F(ChildProcessTest, ClosesDescriptorsBelowTheLimit) {
 }
 
 TEST_F(ChildProcessTest, FailingExecIsTheChildsOwnFailure) {
-    fake::setPath("shell", "/no/such/shell");
+    fake::setPath(place::kShell, "/no/such/shell");
     const UniqueFd error(open(m_Files.pathOf("error").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     const UniqueFd realError(dup(STDERR_FILENO));
     dup2(error.get(), STDERR_FILENO);
