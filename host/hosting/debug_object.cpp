@@ -1,15 +1,16 @@
 #include "host/hosting/debug_object.h"
 
 #include <cstdio>
-#include <mutex>
 #include <utility>
+
+#include "host/common/mutex.h"
 
 namespace volad_dev {
 namespace {
 
 struct SinkPlace {
-    std::mutex mutex;
-    TraceSink sink; // under the mutex
+    Mutex mutex;
+    TraceSink sink EM_GUARDED_BY(mutex);
 };
 
 SinkPlace& place() {
@@ -35,13 +36,14 @@ std::string formatted(const char* format, va_list arguments) {
 // A text may hold several lines, and line breaks around them; each is one line for the sink, empty ones are
 // none.
 void handOver(const std::string& text) {
-    const std::lock_guard guard(place().mutex);
-    if (!place().sink) {
+    SinkPlace& here = place();
+    const MutexLock lock(here.mutex);
+    if (!here.sink) {
         return;
     }
     for (size_t begin = 0; (begin = text.find_first_not_of('\n', begin)) != std::string::npos;) {
         const size_t end = text.find('\n', begin);
-        place().sink(text.substr(begin, end - begin));
+        here.sink(text.substr(begin, end - begin));
         begin = end;
     }
 }
@@ -49,13 +51,15 @@ void handOver(const std::string& text) {
 } // namespace
 
 TraceSinkScope::TraceSinkScope(TraceSink sink) {
-    const std::lock_guard guard(place().mutex);
-    place().sink = std::move(sink);
+    SinkPlace& here = place();
+    const MutexLock lock(here.mutex);
+    here.sink = std::move(sink);
 }
 
 TraceSinkScope::~TraceSinkScope() {
-    const std::lock_guard guard(place().mutex);
-    place().sink = nullptr;
+    SinkPlace& here = place();
+    const MutexLock lock(here.mutex);
+    here.sink = nullptr;
 }
 
 void LineSplitter::print(const char* format, va_list arguments, const char* /*moduleName*/) {

@@ -9,14 +9,14 @@ double monotonicNow() {
 }
 
 void Journal::add(const Message& message) {
-    const std::lock_guard guard(m_mutex);
+    const MutexLock lock(m_mutex);
     m_messages.push_back(message);
     m_added.set();
 }
 
 // Cleared under the mutex: what is added from then on sets it again.
 std::vector<Message> Journal::messages() const {
-    const std::lock_guard guard(m_mutex);
+    const MutexLock lock(m_mutex);
     m_added.clear();
     return m_messages;
 }

@@ -3,11 +3,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <vector>
 
 #include "host/common/event_fd.h"
+#include "host/common/mutex.h"
 
 namespace volad_dev {
 
@@ -31,8 +31,8 @@ public:
     [[nodiscard]] int fd() const { return m_added.get(); }
 
 private:
-    mutable std::mutex m_mutex;
-    std::vector<Message> m_messages; // under the mutex
+    mutable Mutex m_mutex;
+    std::vector<Message> m_messages EM_GUARDED_BY(m_mutex);
     EventFd m_added;
 };
 

@@ -35,8 +35,9 @@ ModuleLibrary::ModuleLibrary(const std::string& path)
     : m_Handle(load(path)),
       m_pCreate(entry<decltype(m_pCreate)>(em::kCreateSymbol)),
       m_pDelete(entry<decltype(m_pDelete)>(em::kDeleteSymbol)),
-      m_pName(entry<decltype(m_pName)>(em::kNameSymbol)),
-      m_pSetup(entry<decltype(m_pSetup)>(em::kSetupSymbol)) {}
+      m_pName(entry<decltype(m_pName)>(em::kNameSymbol)) {
+    static_cast<void>(entry<em::SetupFunction>(em::kSetupSymbol)); // an installer's; it must be there
+}
 
 em::CIExtensionModule* ModuleLibrary::create(em::HostObject& host) const {
     em::CIExtensionModule* module = nullptr;

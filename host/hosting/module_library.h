@@ -20,7 +20,6 @@ public:
     // EM_Delete. Must come before the library goes: its threads run its code.
     [[nodiscard]] bool destroy() const { return m_pDelete() == 1; }
     [[nodiscard]] const char* name() const { return m_pName(); }
-    [[nodiscard]] unsigned setupAction(uint32_t code) const { return m_pSetup(code); }
 
 private:
     struct Closer {
@@ -33,7 +32,6 @@ private:
     em::CreateFunction m_pCreate;
     em::DeleteFunction m_pDelete;
     em::NameFunction m_pName;
-    em::SetupFunction m_pSetup;
 };
 
 } // namespace volad_dev

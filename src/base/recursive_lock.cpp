@@ -25,6 +25,8 @@ bool RecursiveLock::TearDown() noexcept {
     return true;
 }
 
+// Not analysed, as Release: what takes and gives the capability is the mutex inside, and only at the first
+// depth.
 void RecursiveLock::Acquire() EM_NO_THREAD_SAFETY_ANALYSIS {
     if (!m_bInitialised) {
         return;

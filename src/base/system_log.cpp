@@ -3,23 +3,23 @@
 #include <array>
 #include <atomic>
 #include <cstring>
-#include <mutex>
 #include <string>
 
 #include "base/errno_keeper.h"
+#include "base/mutex.h"
 #include "base/system.h"
 
 namespace em {
 namespace {
 
 constinit std::atomic<bool> opened{false};
-constinit std::mutex openMutex;
+constinit Mutex openMutex;
 
 void openOnce() {
     if (opened) {
         return;
     }
-    const std::lock_guard guard(openMutex);
+    const MutexLock lock(openMutex);
     if (!opened) {
         // libc's own pointer: openlog keeps it, and a copy of ours would dangle after an unload.
         sys::openlog(program_invocation_short_name, LOG_PID | LOG_CONS | LOG_NDELAY, LOG_LOCAL1);

@@ -2,8 +2,8 @@
 
 #include <array>
 #include <cstring>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/system.h"
 #include "contract/places.h"
 #include "platform/files/file_change.h"
@@ -13,14 +13,14 @@
 namespace em {
 namespace {
 
-constinit std::mutex jobFileMutex; // two requests may come at once; nothing is traced under it
+constinit Mutex jobFileMutex; // two requests may come at once; nothing is traced under it
 
 // Who could write the file could have root's action script run any command: never wider than this, whatever
 // the mask and whatever stands there.
 constexpr FileModes kJobFileModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
 
 FileChangeResult replaceJobFile(const char* file, const char* command) {
-    const std::lock_guard guard(jobFileMutex);
+    const MutexLock lock(jobFileMutex);
     return ReplaceFile(file, kJobFileModes, command);
 }
 

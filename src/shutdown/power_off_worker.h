@@ -1,10 +1,7 @@
 // Powers the server off at the time of day that the host keeps for the week day.
 #pragma once
 
-#include <ctime>
 #include <optional>
-
-#include "shutdown/power_off_schedule.h"
 
 namespace em {
 
@@ -12,6 +9,12 @@ class EventHandle;
 class HostMessages;
 class ShutdownProgress;
 class StopSignal;
+
+// A time of day.
+struct OffTime {
+    unsigned hour;
+    unsigned minute;
+};
 
 // The body of the worker thread: a query, a comparison and a sleep, until Stop.
 class PowerOffWorker {

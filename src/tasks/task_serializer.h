@@ -14,14 +14,30 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
 
 #include "base/recursive_lock.h"
 #include "platform/events/event_handle.h"
 #include "platform/threads/thread.h"
 #include "tasks/task_level.h"
-#include "tasks/task_record.h"
 
 namespace em {
+
+// One queued task.
+template <class Content>
+struct TaskRecord {
+    EventHandle* hExternalEvent;              // set once the task was executed; the inserter's own, or null
+    Content Message;                          // a deep copy of the inserter's
+    std::unique_ptr<TaskRecord> pNextDropped; // links the records of a purge until they are freed
+};
+
+// Frees a list of dropped records without recursion. Their events are not set.
+template <class Content>
+void freeDropped(std::unique_ptr<TaskRecord<Content>> first) {
+    while (first) {
+        first = std::move(first->pNextDropped);
+    }
+}
 
 template <class Message>
 class CTaskSerializer {

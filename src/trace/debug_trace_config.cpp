@@ -98,7 +98,7 @@ bool CDebugTraceConfig::Configure(const char* moduleName) {
     if (moduleName == nullptr || *moduleName == '\0') {
         return false;
     }
-    const std::lock_guard guard(m_FilesMutex);
+    const MutexLock lock(m_FilesMutex);
     if (std::strcmp(moduleName, ModuleName()) != 0 && !ReplaceModuleName(moduleName)) {
         return false;
     }
@@ -152,8 +152,8 @@ void CDebugTraceConfig::UpdateWhenDue() {
     if ((now < last + interval && now >= last) || !m_nLastCheck.compare_exchange_strong(last, now)) {
         return;
     }
-    if (m_FilesMutex.try_lock()) {
-        const std::lock_guard guard(m_FilesMutex, std::adopt_lock);
+    if (m_FilesMutex.tryLock()) {
+        const MutexLock lock(m_FilesMutex, std::adopt_lock);
         const ErrnoKeeper keeper;
         ReloadChanged();
     }
@@ -184,8 +184,8 @@ void CDebugTraceConfig::TearDown() noexcept {
     m_bEnabled = false;
     m_nDynamicUpdate = 0;
     // Held by a thread that the host did not stop: then it keeps the sections and the names.
-    if (m_FilesMutex.try_lock()) {
-        const std::lock_guard guard(m_FilesMutex, std::adopt_lock);
+    if (m_FilesMutex.tryLock()) {
+        const MutexLock lock(m_FilesMutex, std::adopt_lock);
         m_GlobalIni.Clear();
         m_ModuleIni.Clear();
         m_pModuleName = kNameAtLoad;

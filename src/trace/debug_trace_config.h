@@ -5,8 +5,8 @@
 #include <atomic>
 #include <cstdint>
 #include <ctime>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "contract/module_interface.h"
 #include "trace/ini_section_file.h"
 
@@ -44,11 +44,11 @@ private:
     static constexpr uint32_t kNotConfigured = 0xFFFFFFFF;
     static constexpr const char* kNameAtLoad = kModuleName;
 
-    bool ReplaceModuleName(const char* name);
-    void ReadConfiguration();
-    void ReadModuleSection(const struct FileNames& files);
+    bool ReplaceModuleName(const char* name) EM_REQUIRES(m_FilesMutex);
+    void ReadConfiguration() EM_REQUIRES(m_FilesMutex);
+    void ReadModuleSection(const struct FileNames& files) EM_REQUIRES(m_FilesMutex);
     void UpdateWhenDue();
-    void ReloadChanged();
+    void ReloadChanged() EM_REQUIRES(m_FilesMutex);
 
     // "Last writer wins" between threads: the values are read without a lock.
     std::atomic<uint32_t> m_nLevel{0};
@@ -57,10 +57,11 @@ private:
     std::atomic<uint32_t> m_nTraceFlags{0};
     std::atomic<bool> m_bEnabled{false};
     std::atomic<const char*> m_pModuleName{kNameAtLoad};
-    std::mutex m_FilesMutex;  // guards the names and the two sections; nothing is traced under it
-    Name* m_pNames = nullptr; // given by Configure; they stay until the tear-down, since a host may keep them
-    IniSectionFile m_GlobalIni;
-    IniSectionFile m_ModuleIni;
+    Mutex m_FilesMutex; // nothing is traced under it
+    // Given by Configure; they stay until the tear-down, since a host may keep them.
+    Name* m_pNames EM_GUARDED_BY(m_FilesMutex) = nullptr;
+    IniSectionFile m_GlobalIni EM_GUARDED_BY(m_FilesMutex);
+    IniSectionFile m_ModuleIni EM_GUARDED_BY(m_FilesMutex);
     std::atomic<uint32_t> m_nDynamicUpdateFile{kNotConfigured};
     std::atomic<uint32_t> m_nDynamicUpdate{0}; // seconds, 0 = never
     std::atomic<int64_t> m_nLastCheck{0};

@@ -17,7 +17,8 @@ namespace em {
 struct EventObject {
     pthread_cond_t cond; // on the monotonic clock
     pthread_mutex_t mutex;
-    uint32_t refCount = 1; // handles; under the object lock
+    uint32_t refCount =
+        1; // handles; under the object lock, which is declared above the events (event_state.h)
     std::atomic<bool> isManual;
     // Written under the mutex (by RecreateEvent without it), looked at without it by design. A release store
     // that an acquire load sees shows what its writer did before; the rest is ordered by the mutex.

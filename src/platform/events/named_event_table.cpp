@@ -9,7 +9,8 @@ void NamedEventTable::SetUp() {
     m_bSetUp = true;
 }
 
-// Missing first: who then finds the lock to be a no-op does not touch the table any more.
+// Missing first: who then finds the lock to be a no-op does not touch the table any more. Not analysed: that
+// nobody holds the lock is what the tear-down itself has found.
 void NamedEventTable::TearDown() noexcept EM_NO_THREAD_SAFETY_ANALYSIS {
     m_bSetUp = false;
     if (m_Lock.TearDown()) {

@@ -34,6 +34,7 @@ void RegistryState::TearDown() noexcept {
     m_bTornDown = true;
     if (m_Lock.TearDown()) {
         dismantleRegistryKey("", m_Root, Dismantle::Unloaded);
+        // Not analysed: the lock that guards it is gone, and was free.
         [this]() EM_NO_THREAD_SAFETY_ANALYSIS { m_pPaths.reset(); }();
     }
 }
@@ -48,6 +49,7 @@ void RegistryState::SetupTree(bool forceSetup, const char* directory) {
     }
     EM_TRACE(2, "CRegistry: SetupTree(): ForceSetup=%d, MIsSetup=%d, MIsDirty=%d\n", forceSetup,
              m_bSetup.load(), m_bDirty.load());
+    // Not analysed, here and in SaveOnce: who calls the body is a template that knows no lock.
     if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { Restore(directory); })) {
         EM_TRACE(2, "CRegistry: SetupTree(): ## ERROR during Setup\n");
     }

@@ -41,8 +41,6 @@ public:
     // Whether the caller holds the writers' lock of the directory, so that a save does not take it: for who
     // locks before it reads and thus loses no other writer's change.
     void SetLocked(bool locked) { m_bLocked = locked; }
-    [[nodiscard]] bool IsDirty() const { return m_bDirty; }
-    [[nodiscard]] bool IsSetup() const { return m_bSetup; }
 
     // Why the main file could not be read at the set-up, for another reason than that it is not there.
     [[nodiscard]] RegistryFailure MainUnreadable() {

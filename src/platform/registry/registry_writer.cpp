@@ -22,7 +22,8 @@ void appendNumbers(GrowingText& out, const RegistryEntry& entry, std::string_vie
     out.append(std::string_view(entry.name), marker, digits, kLineEnd);
 }
 
-// An open key on the writer's own stack.
+// An open key on the writer's own stack. Not analysed: the key's lock is held as long as the level is, which
+// is no scope that the analysis can see.
 class Level {
 public:
     Level(CRegistryNode& key, GrowingText& out) EM_NO_THREAD_SAFETY_ANALYSIS

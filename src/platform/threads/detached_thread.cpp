@@ -28,17 +28,17 @@ void* DetachedThread::Run(void* record) {
 }
 
 bool DetachedThread::HasEnded() {
-    const std::lock_guard guard(m_Mutex);
+    const MutexLock lock(m_Mutex);
     return m_bEnded;
 }
 
 int DetachedThread::Cancel(pthread_t thread) {
-    const std::lock_guard guard(m_Mutex);
+    const MutexLock lock(m_Mutex);
     return m_bEnded ? ESRCH : sys::pthread_cancel(thread);
 }
 
 void DetachedThread::MarkEnded() {
-    const std::lock_guard guard(m_Mutex);
+    const MutexLock lock(m_Mutex);
     m_bEnded = true;
 }
 

@@ -5,7 +5,8 @@
 #include <pthread.h>
 
 #include <memory>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace em {
 
@@ -35,8 +36,8 @@ private:
     const Routine m_pRoutine;
     void* const m_pArgument;
     std::shared_ptr<DetachedThread> m_pThreadsOwn; // the thread's reference until it takes it over
-    std::mutex m_Mutex;                            // guards m_bEnded; held while the thread is cancelled
-    bool m_bEnded = false;
+    Mutex m_Mutex;                                 // held while the thread is cancelled
+    bool m_bEnded EM_GUARDED_BY(m_Mutex) = false;
 };
 
 } // namespace em
