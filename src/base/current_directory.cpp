@@ -6,6 +6,7 @@
 
 namespace em {
 
+// A directory that was removed meanwhile has no path; the caller goes on without one.
 bool GetCurrentDirectory(std::string& directory) {
     std::array<char, 4096> buffer;
     if (sys::getcwd(buffer.data(), buffer.size()) == nullptr || buffer[0] == '\0') {

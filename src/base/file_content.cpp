@@ -5,6 +5,8 @@
 namespace em {
 namespace {
 
+// A file that shrinks meanwhile is told apart from an error: its reader must not take half a text for the
+// whole.
 int readExactly(int fd, char* buffer, size_t size) {
     for (size_t done = 0; done < size;) {
         const ssize_t count = sys::read(fd, buffer + done, size - done);
@@ -22,6 +24,7 @@ int readExactly(int fd, char* buffer, size_t size) {
 } // namespace
 
 int ReadRegularFile(const char* path, size_t largest, size_t padding, FileContent& content) {
+    // Not blocking, so that a FIFO in the file's place is refused below instead of waited for.
     const UniqueFd file(sys::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     return file.valid() ? ReadRegularFile(file.get(), largest, padding, content) : errno;
 }
@@ -37,6 +40,7 @@ int ReadRegularFile(int fd, size_t largest, size_t padding, FileContent& content
     if (content.size > largest) {
         return EFBIG;
     }
+    // Zeroed, so that the padding ends the text for who searches it as a C string.
     content.data.reset(static_cast<char*>(std::calloc(1, content.size + padding)));
     return content.data == nullptr ? ENOMEM : readExactly(fd, content.data.get(), content.size);
 }

@@ -15,6 +15,7 @@ namespace {
 constinit std::atomic<bool> opened{false};
 constinit Mutex openMutex;
 
+// Once for the process and never closed: the log is the host's too.
 void openOnce() {
     if (opened) {
         return;

@@ -30,6 +30,7 @@ bool lies(char c, unsigned char from, unsigned char to) {
 }
 
 // Bytes of the character at the text's start, 0 when it is none.
+// The ranges of the second byte are what refuses overlong forms, surrogates and what lies behind Unicode.
 size_t characterLength(std::string_view text) {
     for (const Sequence& sequence : kSequences) {
         if (!lies(text[0], sequence.leadFrom, sequence.leadTo)) {

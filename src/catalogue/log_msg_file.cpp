@@ -12,6 +12,7 @@ namespace em {
 
 bool CLogMsgFile::Open(bool eventMessages) {
     m_bEventMessages = eventMessages;
+    // First: a look-up behind a failed search must not find what an earlier one loaded.
     m_Document.Clear();
     const char* const fileName = eventMessages ? place::kEventMessages : place::kErrorMessages;
     EM_TRACE(4, "\nCLogMsgFile         : Use event messages file \"%s\" for decoding", fileName);

@@ -61,6 +61,8 @@ void SpoilNulReferences(std::string& document) {
     for (size_t at = 0; (at = text.find_first_of("<>&'\"", at)) != std::string_view::npos; ++at) {
         const char c = text[at];
         if (const size_t length = nulReferenceLength(text.substr(at))) {
+            // Made invalid rather than cut out, so that offsets in error texts stay true; the reader ends a
+            // text there.
             std::fill_n(document.begin() + static_cast<ptrdiff_t>(at), length, kNoUtf8);
         } else if (quote != '\0') {
             quote = c == quote ? '\0' : quote;

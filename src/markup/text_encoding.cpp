@@ -172,6 +172,7 @@ const char* DecodeText(const TextEncoding& encoding, std::string& text, size_t& 
         return reason;
     }
     offset = 0;
+    // The declaration was read as ASCII: in an encoding where it reads otherwise, its name is a lie.
     if (std::string_view(text).substr(0, encoding.declaration.size()) != encoding.declaration) {
         return kLyingName;
     }

@@ -56,6 +56,7 @@ std::string XmlCursor::CharacterData() const {
             text += child.value();
         }
     }
+    // From a spoilt character on there is no text.
     text.resize(ValidUtf8Length(text));
     return text;
 }

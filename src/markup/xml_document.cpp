@@ -39,6 +39,7 @@ XmlLoadResult fileFailure(int error) {
 }
 
 // The next node in document order, within the tree; counts the depth along. Null at the end.
+// Without recursion: the depth is the file's choice, the stack may be small.
 pugi::xml_node nextNode(pugi::xml_node node, unsigned& depth) {
     if (const pugi::xml_node child = node.first_child()) {
         ++depth;

@@ -49,6 +49,7 @@ CommandOutcome RunCommand(const char* command, uint32_t timeoutSeconds) {
         return {CommandEnd::Empty};
     }
     CDebugClient& trace = processTrace.value;
+    // Printed, not traced: what ended a system must show where tracing is off as well.
     trace.PrintTagged(0, line::kCommandBegins, command);
     const ChildProcess child = StartShell(command, ChildSignals::BlockEnding);
     if (!child.started()) {
@@ -79,12 +80,14 @@ std::optional<std::string> jobDirectory(const char* path, const char* directory)
     if (slash == std::string_view::npos) {
         return std::nullopt;
     }
+    // Everything up to the last slash, arguments included: a job with arguments should be given a directory.
     return slash == 0 ? sys::path(place::kJobFallbackDirectory) : std::string(job.substr(0, slash));
 }
 
 std::string jobCommand(const char* path) {
     std::string command = path;
     if (command.size() > kLongestJob) {
+        // Cut and run, with a warning: a job that is too long does not keep the system up.
         command.resize(kLongestJob);
         EM_TRACE(1, "\nCOSShutdown         : WARNING - shutdown job path cut to %d characters!",
                  asInt(kLongestJob));

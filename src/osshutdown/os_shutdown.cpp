@@ -14,6 +14,7 @@ constexpr int32_t kHardShutdownPriority = 83;
 // The privilege check: the real user id counts.
 bool PrepareSystemShutdown() {
     EM_TRACE(5, "\nCOSShutdown         : -> PrepareSystemShutdown");
+    // Not the effective id: a set-user-id host is not meant to end the system for whoever started it.
     const bool allowed = sys::getuid() == 0;
     EM_TRACE(1, line::kPrivilege, allowed ? "OK" : "FAILED");
     EM_TRACE(5, "\nCOSShutdown         : <- PrepareSystemShutdown");
@@ -31,6 +32,7 @@ COSShutdown::COSShutdown() : m_Event(false, true), m_strTitle("System Shutdown")
 
 COSShutdown::~COSShutdown() {
     EM_TRACE(5, "\nCOSShutdown         : -> ~COSShutdown");
+    // Nothing waits for either any more; set all the same, so that a thread that will once sleep here ends.
     m_bTerminate = true;
     m_Event.SetEvent();
     m_Event.CloseEvent();

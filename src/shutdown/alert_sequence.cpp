@@ -68,6 +68,7 @@ AlertSequence::Outcome AlertSequence::prepare() {
     if (m_means.stop.isRaised()) {
         return Outcome::Stopped;
     }
+    // From here on the machine goes down: what comes later is only told.
     announceShutdown();
     runJob();
     return Outcome::GoOn;
@@ -75,6 +76,7 @@ AlertSequence::Outcome AlertSequence::prepare() {
 
 AlertSequence::Outcome AlertSequence::execute() {
     shutDown();
+    // A cancel that came during job or command was answered with 0; it is carried out in name only.
     return endsCancelled() ? Outcome::Ended : Outcome::GoOn;
 }
 
@@ -205,6 +207,7 @@ void AlertSequence::runJob() {
 }
 
 void AlertSequence::shutDown() {
+    // Asked again: the host has had the request in its hands as an echo.
     const ShutdownAction* const action = findShutdownAction(m_request.GetUint(key::OperationCode, 0));
     if (action == nullptr) {
         return;

@@ -27,6 +27,7 @@ void reportUserShutdown(HostMessages& host) {
 void runDisconnectProcedure(HostMessages& host, CTaskSerializer<SipJson>& queue,
                             const SipJson& pendingRequest) {
     EM_TRACE(1, line::kDisconnectBegins, asInt(cabinetNumber()));
+    // First of all: nothing that a request queues from now on could be carried out.
     queue.DisableAllTasks();
     const bool shutdownUnderWay = pendingRequest.CommandCount() != 0;
     if (!shutdownUnderWay) {

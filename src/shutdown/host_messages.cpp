@@ -51,6 +51,7 @@ std::optional<uint32_t> HostMessages::askNumber(const Setting& setting, uint32_t
     SipJson answer = question(setting, objectId);
     request(answer);
     uint32_t value = 0;
+    // Status first: an answer that refuses may hold data all the same.
     if (answer.HasValidData() && answer.GetAnswerUint(value)) {
         return value;
     }

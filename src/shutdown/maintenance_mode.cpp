@@ -21,6 +21,7 @@ MaintenanceMode getMaintenanceMode(bool (*stopped)(void*), void* context) {
     const bool enabled =
         answer.end == ShellAnswer::End::Answered && answer.firstCharacter == place::kMaintenanceOn;
     EM_TRACE(5, "\nEM_SHUTDOWN         :MaintenanceMode is %s", enabled ? "Enabled" : "Disabled");
+    // Told apart behind the line: a watcher must not report a mode that nobody has seen.
     if (answer.end == ShellAnswer::End::CutShort && stopped != nullptr && stopped(context)) {
         return MaintenanceMode::CutShort;
     }

@@ -25,6 +25,7 @@ void handleReply(const SipJson& reply, ShutdownProgress& progress) {
     const uint32_t code = reply.GetUint(key::OperationCode, 0);
     if (const ShutdownAction* const action = findShutdownAction(code)) {
         traceTableLine(1, action->replyLine);
+        // Whatever its status says: a reply is the one way to a halt, and always taken.
         progress.queue(reply);
         return;
     }

@@ -5,6 +5,8 @@ namespace em {
 template <class Change>
 ShutdownState::Value ShutdownState::replace(Change change) {
     Value present = m_value.load();
+    // The loop is what makes question and effect one step; it runs again only where another change came
+    // between.
     while (!m_value.compare_exchange_weak(present, change(present))) {
     }
     return present;

@@ -3,6 +3,7 @@
 namespace em {
 
 int levelToServe(std::span<const TaskLevel> levels) {
+    // From the highest down: a higher level is always served first.
     for (size_t at = levels.size(); at > 0; --at) {
         const TaskLevel& level = levels[at - 1];
         if (level.bServiceEnabled && level.queue.HoldsTask()) {

@@ -39,6 +39,7 @@ void TaskRing::Reset() {
 }
 
 void TaskRing::PutByte(uint8_t byte) {
+    // Wrapped before use: an index may stand one past the end in between.
     if (nWrite == nCapacity) {
         nWrite = 0;
     }

@@ -13,6 +13,7 @@ constinit NeverDestroyed<CDebugClient> processTrace;
 
 namespace {
 
+// A symbol of that name in the module itself would make it write to itself.
 bool liesInThisLibrary(const void* address) {
     Dl_info theirs{};
     Dl_info ours{};
@@ -28,6 +29,7 @@ bool qualifies(void* object) {
 } // namespace
 
 void* CDebugClient::LookUpHostDebug() {
+    // The program first; then what was loaded behind this library, for a host that is a library itself.
     for (void* const scope : {RTLD_DEFAULT, RTLD_NEXT}) {
         void* const found = sys::dlsym(scope, kDebugSymbol);
         if (qualifies(found)) {
@@ -78,6 +80,7 @@ void CDebugClient::Write(uint32_t level, int error, const char* format, va_list 
         HandToHost(debug_slot::kTrace, error, format, arguments);
         return;
     }
+    // Copied before the first use: a list may be walked once only.
     ArgumentList forLog;
     va_copy(forLog.list, arguments);
     HandToHost(debug_slot::kTrace, error, format, arguments);

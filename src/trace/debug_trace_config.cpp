@@ -88,6 +88,7 @@ bool CDebugTraceConfig::ReplaceModuleName(const char* name) {
         return false;
     }
     std::memcpy(created->text, name, length + 1);
+    // Names are chained and kept: a host may have stored the pointer that a line gave it.
     created->older = m_pNames;
     m_pNames = created;
     m_pModuleName = created->text;
@@ -188,6 +189,7 @@ void CDebugTraceConfig::TearDown() noexcept {
         const MutexLock lock(m_FilesMutex, std::adopt_lock);
         m_GlobalIni.Clear();
         m_ModuleIni.Clear();
+        // Before the names are freed: readers take the pointer without the lock.
         m_pModuleName = kNameAtLoad;
         while (m_pNames != nullptr) {
             std::free(std::exchange(m_pNames, m_pNames->older));

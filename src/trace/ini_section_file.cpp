@@ -106,6 +106,8 @@ IniSectionFile::Outcome IniSectionFile::Read(const char* section) {
     if (body == nullptr) {
         return Outcome::NoSection;
     }
+    // Whatever "[" comes next ends the section, one in a comment too: this is how the files have always been
+    // read.
     body[std::strcspn(body, "[")] = '\0';
     m_pBuffer = std::move(content.data);
     m_pBody = body;
@@ -116,6 +118,7 @@ bool IniSectionFile::GetIntValue(const char* key, uint32_t& value) const {
     if (key == nullptr || *key == '\0' || m_pBody == nullptr) {
         return false;
     }
+    // As plain text, so a longer key that holds this one comes first when it stands first.
     const char* const found = std::strstr(m_pBody, key);
     const char* text = found == nullptr ? nullptr : std::strchr(found + std::strlen(key), '=');
     if (text == nullptr) {

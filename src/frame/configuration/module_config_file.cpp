@@ -18,6 +18,7 @@ std::string registered(const char* name) {
     return ProductText(place::kDataKey, name);
 }
 
+// A directory of that name is passed over, the search goes on.
 bool exists(const std::string& path) {
     struct stat status = {};
     return sys::stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
@@ -78,6 +79,7 @@ std::optional<std::string> search(const char* module, const char* extension) {
     if (module == nullptr || *module == '\0') {
         return std::nullopt;
     }
+    // Before the search, and once: all three places look for the same name.
     const std::string entry = registered(module);
     const std::string name = (entry.empty() ? module : entry) + "." + textOr(extension);
     EM_TRACE(3, "\nModuleConfigFile    : Extension module config file requested: \"%s\"", name.c_str());

@@ -50,6 +50,7 @@ unsigned SetModuleProperty(const char* module, const char* property, uint32_t va
         return 0;
     }
     unsigned result = 0;
+    // The line below tells of a refused one too, so there is no early return.
     if (given(property)) {
         const RecursiveLockGuard guard(CRegistry::Lock());
         CRegistry key;

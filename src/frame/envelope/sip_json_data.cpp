@@ -153,6 +153,8 @@ bool wordOfBlock(std::span<const JsonValue> raw, uint32_t& value) {
 
 } // namespace
 
+// Not what GetDataBytes gives: a length of a list of numbers is told, its bytes are not, and a number takes
+// eight.
 size_t SipJson::GetDataLength() const {
     const JsonValue* const data = FindData();
     if (data == nullptr) {

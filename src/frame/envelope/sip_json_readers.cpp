@@ -48,6 +48,7 @@ bool SipJson::HasValidData() const {
     return IsSuccess() && (json::isNumber(FindData()) || GetDataLength() != 0);
 }
 
+// Of the right type first: GetUint would give the default for a list, which is a code as well.
 bool SipJson::GetOpcode(uint32_t& operationCode) const {
     const JsonValue* const code = FindMember(key::OperationCode);
     if (code == nullptr || (!json::isNumber(code) && !json::text(*code))) {

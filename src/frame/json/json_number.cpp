@@ -40,6 +40,7 @@ uint64_t wideWordOfReal(double value) {
 
 } // namespace
 
+// By type first, value second: a large natural must not go through a double, which would round it.
 uint32_t wordOfNumber(const JsonValue& value) {
     if (const auto natural = unsignedNumber(value)) {
         return static_cast<uint32_t>(*natural);

@@ -18,6 +18,7 @@ bool cabinetNumberKnown() {
     return known;
 }
 
+// The number before the flag: who sees the flag finds the number.
 void setCabinetNumber(uint32_t number) {
     current = number;
     known = true;

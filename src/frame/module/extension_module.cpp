@@ -54,6 +54,7 @@ unsigned CExtensionModule::Notify(uint32_t code, uint64_t parameter, uint64_t ex
         EM_TRACE(2, "\n\n%-20s: ## NOTIFY: Code = 0Xx%02X, param = 0x%08X", ModuleName(), code,
                  asUnsigned(parameter));
         if (code == SCN_SWITCH_SHUTDOWN) {
+            // Before the handler is asked: what it starts looks at the flag.
             m_bSwitchShutdown = true;
         }
         TraceNotification(code);
@@ -88,6 +89,7 @@ void CExtensionModule::SendMessage(SipJson& envelope, uint32_t timeoutMs) {
         envelope.SetStatus(status::kNoHost);
         return;
     }
+    // A command that names a cabinet is for that one.
     if (!envelope.HasMember(key::Cabinet)) {
         envelope.SetUintMember(key::Cabinet, cabinetNumber());
     }

@@ -6,6 +6,7 @@
 #include "trace/boundary.h"
 
 namespace em {
+// Caught here and not by the caller: a host that throws is one that did not answer, and its caller goes on.
 void SendMessageToHost(void* host, CIExtensionModule* module, SipJson& envelope, uint32_t timeoutMs) {
     if (host != nullptr) {
         atBoundary("the host's send message",

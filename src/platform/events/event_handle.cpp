@@ -134,6 +134,8 @@ bool wake(EventObject& event, bool newState, void (*traceLine)(const EventObject
         if (traceEnabled()) {
             traceLine(event);
         }
+        // State and wake-up under one lock: a waiter that has looked and does not sleep yet would miss the
+        // wake-up.
         event.setSignaled(newState);
         error = event.wake();
     }
@@ -171,6 +173,8 @@ EventHandle::EventHandle(bool initialState, bool manualReset, const char* name) 
     }
 }
 
+// Under the object lock: the source's last release on another thread either sees this reference or has come
+// first.
 EventHandle::EventHandle(const EventHandle& source) : EventHandle() {
     EventObject* const event = source.m_pObject;
     if (event == nullptr) {
@@ -183,6 +187,8 @@ EventHandle::EventHandle(const EventHandle& source) : EventHandle() {
              shownEventName(event->name), event->signaled(), event->manual());
 }
 
+// The exchange lets one of two releases of a handle through. Drained before it is torn down: who was woken
+// still has to leave the mutex.
 void EventHandle::ReleaseEvent() noexcept {
     EventObject* const event = m_pObject.exchange(nullptr);
     if (event == nullptr) {
@@ -199,6 +205,7 @@ void EventHandle::ReleaseEvent() noexcept {
     delete event;
 }
 
+// Without the event's mutex: it is for an event that nobody uses yet.
 bool EventHandle::RecreateEvent(bool initialState, bool manualReset) {
     EventObject* const event = UsableObject();
     if (event == nullptr || event->waiters != 0) {
@@ -223,6 +230,8 @@ bool EventHandle::CloseEvent() {
     }
     EM_TRACE(5, "Close event %p <%s> IsSignaled=%d --> IsSignaled=1\n", addressOf(*event),
              shownEventName(event->name), event->signaled());
+    // Closed first: a wait that begins from now on fails instead of taking what is for those that wait
+    // already.
     m_bClosed = true;
     {
         const EventMutexGuard guard(*event);

@@ -98,6 +98,7 @@ int waitForever(EventObject& event) {
 Outcome block(EventObject& event, uint32_t timeoutMs, bool trace) {
     Outcome outcome;
     static_cast<void>(swallow([&] {
+        // Counted before the first sleep and under the mutex, so that a release that drains sees this thread.
         const WaiterRegistration registration(event);
         const int code =
             timeoutMs == EVENT_WAIT_FOREVER ? waitForever(event) : waitFor(event, timeoutMs, trace);
@@ -138,6 +139,7 @@ int32_t waitOnEventObject(EventObject& event, uint32_t timeoutMs, bool trace) {
         traceStart(event, timeoutMs);
     }
     EventMutexGuard guard(event);
+    // The common case, a state that is there, stays free of everything that a sleep needs.
     if (!event.signaled()) {
         return waitUntilSignaled(event, guard.release(), timeoutMs, trace);
     }

@@ -43,6 +43,7 @@ bool NamedEventTable::Insert(const char* name, EventObject* event) {
     return true;
 }
 
+// The name may stand for another event: one that was made while the table was missing is not in it.
 void NamedEventTable::Remove(const char* name, const EventObject* event) {
     const RecursiveLockGuard guard(m_Lock);
     if (!m_bSetUp) {

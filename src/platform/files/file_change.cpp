@@ -67,6 +67,7 @@ FileChangeResult make(const FilePlace& place, const FileModes& modes, std::strin
                       : failedAt(FileStep::TakePlace, replacement.TakeEmptyPlace());
 }
 
+// Owner and mode before the content: nobody may read through the new file what the old one kept from him.
 FileChangeResult replace(const FilePlace& place, const FileModes& modes, const FileContent& old,
                          const FileChange& change) {
     FileReplacement replacement(place);
@@ -114,6 +115,7 @@ int changeInPlace(int fd, const FileModes& modes, const FileContent& old, const 
         error = sys::fchmod(fd, old.status.st_mode & modes.widest) == 0 ? 0 : errno;
     }
     if (error == 0 && size > content.size()) {
+        // The room first: what fails from here on can be undone in the room that is there.
         error = sys::posix_fallocate(fd, static_cast<off_t>(content.size()),
                                      static_cast<off_t>(size - content.size()));
     }
@@ -127,6 +129,8 @@ int changeInPlace(int fd, const FileModes& modes, const FileContent& old, const 
     return error;
 }
 
+// A new file in its place, which no crash leaves half-written; written in place where that would lose what
+// only this file has: further names, an access list, or a directory that takes no new file.
 FileChangeResult change(const FilePlace& place, int fd, const FileModes& modes, const FileContent& old,
                         const FileChange& change) {
     if (old.status.st_nlink == 1 && !hasAccessList(fd)) {
@@ -162,6 +166,7 @@ FileChangeResult takeTurns(const char* path, const FileModes& modes, const FileE
         }
         if (!file.valid()) {
             const FileChangeResult made = makeAsAsked(place, modes, edit);
+            // Another writer made it first: its content is what the change must be made to.
             if (made.error == EEXIST && made.step == FileStep::TakePlace) {
                 continue;
             }

@@ -26,6 +26,8 @@ std::string takeComponent(std::string& rest) {
 }
 
 // The text of the link that the descriptor stands for.
+// Root follows no link of another user, on no part of the path: who can make a link would choose which file
+// is written.
 int readLink(int link, uid_t owner, std::string& target) {
     if (sys::geteuid() == 0 && owner != 0) {
         return EPERM;
@@ -51,6 +53,7 @@ int FindFilePlace(const char* path, FilePlace& place) {
         if (place.name.empty()) {
             return path[0] == '\0' ? ENOENT : EISDIR;
         }
+        // Each component is opened by itself and never followed, so that what was looked at is what is used.
         UniqueFd entry(sys::openat(place.directory.get(), place.name.c_str(), kLookOnly | O_NOFOLLOW));
         if (!entry.valid()) {
             return errno == ENOENT && rest.empty() && !mustBeDirectory ? 0 : errno;

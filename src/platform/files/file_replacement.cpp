@@ -63,6 +63,7 @@ int FileReplacement::TakeEmptyPlace() {
 
 int FileReplacement::Rename(unsigned flags) {
     const int directory = m_Place.directory.get();
+    // Synced before the rename: after a loss of power the name must not lead to an empty file.
     if (sys::fsync(m_File.get()) != 0 ||
         sys::renameat2(directory, m_strName.c_str(), directory, m_Place.name.c_str(), flags) != 0) {
         return errno;

@@ -81,6 +81,7 @@ void reportFailedExec(const ChildPlan& plan, int error) {
     writeError("\n", 1);
 }
 
+// Handlers before the mask: a signal that arrives at once must not run one of the host's in here.
 [[noreturn]] void becomeShell(const ChildPlan& plan) {
     closeInherited(plan.descriptorLimit);
     dropSignalHandlers();
@@ -164,6 +165,8 @@ ChildProcess StartShell(const char* command, ChildSignals signals) {
                       .commandLength = std::strlen(command),
                       .descriptorLimit = descriptorLimit(),
                       .mask = {}};
+    // Before the child exists and until it is gone: a handler of the host's that runs in the child would
+    // change this process.
     const Undisturbed undisturbed;
     plan.mask = childMask(undisturbed.maskBefore(), signals);
     if constexpr (kShareMemory) {

@@ -146,6 +146,7 @@ ShellAnswer QueryShell(const char* command, uint32_t limitMs, bool (*stopped)(vo
     if (!readFirstCharacter(output.get(), patience, answer.firstCharacter)) {
         return {ShellAnswer::End::CutShort};
     }
+    // The leader is waited for even so: a query that returned early would leave its process to the host.
     output.reset(); // a tool that writes on shall not wait for a reader
     return leader.waitForEnd(patience) ? answer : ShellAnswer{ShellAnswer::End::CutShort};
 }

@@ -37,6 +37,8 @@ std::optional<FileChange> changeAtNextHeader(const ProfileWrite& write, const Po
     return FileChange{at, at, valueLine(write)};
 }
 
+// The first key of a section gets an empty line in front, and leaves one behind when it goes: odd, and kept,
+// since installations compare their files.
 FileChange replaceLine(const ProfileWrite& write, const Position& position, const ProfileLine& line) {
     const std::string emptyLine = position.linesSeen == 1 ? "\n" : "";
     return {line.from, line.to, emptyLine + (write.value ? valueLine(write) : "")};
@@ -51,6 +53,7 @@ std::optional<FileChange> changeAtEnd(const ProfileWrite& write, const Position&
     if (!write.value) {
         return {};
     }
+    // A last line without its end would swallow what is appended.
     const std::string lineEnd = content.empty() || content.back() == '\n' ? "" : "\n";
     const std::string block = position.inside ? "" : "\n" + header(write) + "\n\n";
     return FileChange{end, end, lineEnd + block + valueLine(write)};
@@ -58,6 +61,7 @@ std::optional<FileChange> changeAtEnd(const ProfileWrite& write, const Position&
 
 } // namespace
 
+// What a reader would not find again is not written: it would be lost without a word.
 bool readsBack(const ProfileWrite& write) {
     if (!write.key || !write.value) {
         return true;

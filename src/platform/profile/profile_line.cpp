@@ -23,6 +23,7 @@ std::string_view withoutTrailingBlanks(std::string_view text) {
 
 } // namespace
 
+// By the section's length, not by the next "]": a name may hold one.
 bool ProfileLine::isHeaderOf(std::string_view section) const {
     return !text.empty() && text[0] == '[' && text.substr(1, section.size()) == section &&
            text.size() > section.size() + 1 && text[section.size() + 1] == ']';
@@ -55,6 +56,8 @@ ProfileLine ProfileLine::withoutComment() const {
     return {from, to, text.substr(0, text.find(';'))};
 }
 
+// What is longer than a line may be is cut, not refused, and a NUL ends it: as a reader with a fixed buffer
+// sees it.
 bool ProfileLines::Next(ProfileLine& line) {
     if (m_nAt >= m_Content.size()) {
         return false;

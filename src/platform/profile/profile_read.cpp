@@ -71,6 +71,7 @@ public:
     SectionLines(std::string_view content, const char* section) : m_Lines(content), m_pSection(section) {}
 
     // The next line within the section that has a "=".
+    // A second section of the same name is never read: the first one ends the search.
     [[nodiscard]] bool Next(ProfileLine& line) {
         while (m_Lines.Next(line)) {
             line = line.withoutComment();

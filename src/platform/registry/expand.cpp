@@ -13,6 +13,7 @@ std::string expandReferences(std::string_view text) {
             return result.append(text);
         }
         result.append(text.substr(0, open));
+        // "%%" stands for the sign itself; a name that the environment does not know, for nothing.
         if (close == open + 1) {
             result += '%';
         } else if (const char* const value =

@@ -68,6 +68,7 @@ int32_t CRegistry::Walk(const char* path, CRegistryNode* parent, bool create) {
         if (!next) {
             break;
         }
+        // The parent is let go as soon as the child is held, as every walker does it.
         key = std::move(next);
         missing = left;
     }

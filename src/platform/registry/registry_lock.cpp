@@ -6,6 +6,8 @@ namespace {
 constexpr mode_t kMode = S_IRUSR | S_IWUSR;
 constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
+// Made by itself and never followed or waited for: whoever can write to the directory may have put anything
+// in its place.
 UniqueFd openLockFile(int directory) {
     UniqueFd file(sys::openat(directory, kRegistryLock, kFlags));
     if (file.valid() || errno != ENOENT) {

@@ -86,6 +86,7 @@ bool CRegistryNode::DeleteValue(const char* name) {
     return true;
 }
 
+// Unlinked under the lock, destroyed behind it: that writes a line for each key below.
 bool CRegistryNode::DeleteSubKey(const char* name) {
     RegistryEntry unlinked{};
     {
@@ -118,6 +119,7 @@ bool CRegistryNode::Adopt(CRegistryNode& read) {
     return true;
 }
 
+// One entry at a time, so that readers get their turn and no lock is held over the lines.
 void CRegistryNode::Clear() {
     for (;;) {
         RegistryEntry last{};
@@ -168,6 +170,7 @@ void dismantleRegistryKey(const char* name, CRegistryNode& key, Dismantle why) n
     const auto mayEmpty = [why](CRegistryNode& node) {
         return why == Dismantle::Deleted || node.Lock().TearDown();
     };
+    // On the stack and of fixed size: nothing here may fail for want of memory.
     std::array<Level, kRegistryDepth + 1> levels;
     size_t depth = 0;
     if (mayEmpty(key)) {

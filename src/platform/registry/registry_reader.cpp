@@ -95,6 +95,7 @@ private:
         }
     }
 
+    // What lies too deep is counted, not kept: its closing lines must not close a key above.
     void OpenKey(std::string_view name) {
         CRegistryNode& parent = *m_Levels.back().key;
         if (m_nDeeper > 0 || parent.Depth() >= kRegistryDepth) {
@@ -112,6 +113,8 @@ private:
 
     void CloseKey() {
         const Level closed = m_Levels.back();
+        // Sorted once a key is whole: entries come sorted in a file that the store wrote, in any order from
+        // elsewhere.
         closed.key->UnsharedTable().sortAppended([&](const RegistryEntry& earlier,
                                                      const RegistryEntry& later) {
             const bool sameKind = (earlier.extra == REG_TYPE_KEY) == (later.extra == REG_TYPE_KEY);
@@ -170,6 +173,7 @@ private:
     }
 
     void TakeBlock(std::string_view name, std::string_view data) {
+        // Counted first, then read into a block of just that size.
         const ParsedBlock counted = parseHex(data, nullptr);
         if (counted.endsEarly) {
             Report("is cut at a character that is no hexadecimal digit");

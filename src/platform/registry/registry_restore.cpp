@@ -106,10 +106,12 @@ RegistryFailure restoreRegistry(const RegistryPaths& paths, CRegistryNode& root)
         EM_TRACE(1, "CRegistry: %s: Could not restore tree from \"%s\", %s\n", attempt.severity,
                  attempt.path.c_str(), attempt.next);
     }
+    // Kept whatever a fall-back gave: a save would push the unread main file out.
     const RegistryFailure mainUnreadable = files.front().unreadable;
     if (restored) {
         files.erase(files.begin(), files.end() - 1);
     }
+    // Without a whole file the pieces of all of them count, the later ones over the earlier.
     for (const ReadFile& file : files) {
         if (!root.Adopt(file.tree->root)) {
             throw std::bad_alloc();

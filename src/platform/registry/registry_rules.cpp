@@ -20,6 +20,7 @@ const char* refusalOfName(std::string_view name) {
     return nullptr;
 }
 
+// As the writer writes it, so that what is accepted can be read again.
 size_t writtenSize(int32_t type, std::string_view data) {
     std::string number;
     switch (type) {

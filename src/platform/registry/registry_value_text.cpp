@@ -13,6 +13,7 @@ namespace {
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
 // value * 10 + digit, held at the largest magnitude that the sign allows.
+// Saturates as the C library's strtol, whose low 32 bits then count.
 uint64_t accumulate(uint64_t value, unsigned digit, uint64_t largest) {
     return value > (largest - digit) / 10 ? largest : value * 10 + digit;
 }

@@ -48,6 +48,7 @@ int32_t CRegistry::QueryValue(char* buffer, const char* name, uint32_t* size, CR
             *size = length + 1;
             return REG_SUCCESS;
         }
+        // Cut without a terminator where it does not fit: the result tells.
         const bool fits = *size > length;
         std::memcpy(buffer, m_Buffer.c_str(), fits ? length + 1 : *size);
         if (!fits) {
@@ -85,6 +86,7 @@ int32_t CRegistry::QueryNumber(const char* name, uint32_t& number) {
 unsigned CRegistry::SetValue(const char* name, const void* data, uint32_t size, int32_t type,
                              CRegistryNode* node) {
     const int32_t result = Run(REG_INVALID, [&]() -> int32_t {
+        // Before the attempt: also a refused one counts as a change, and a save does no harm.
         MarkChanged();
         EM_TRACE(2, "CRegistry::SetValue \"%s\" %d %d\n", textOr(name, "<null>"), asInt(size), type);
         const std::string_view given(static_cast<const char*>(data), size);

@@ -65,6 +65,7 @@ private:
 GrowingText writeRegistry(CRegistryNode& root) {
     using namespace std::string_view_literals;
     GrowingText out;
+    // A deque, since a level is a lock and cannot move.
     std::deque<Level> levels;
     levels.emplace_back(root, out);
     while (!levels.empty()) {

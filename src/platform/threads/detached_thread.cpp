@@ -23,6 +23,7 @@ void* DetachedThread::Run(void* record) {
         std::shared_ptr<DetachedThread> record;
         ~End() { record->MarkEnded(); }
     };
+    // Also when the routine is cancelled: the unwinding runs this destructor.
     const End end{std::move(static_cast<DetachedThread*>(record)->m_pThreadsOwn)};
     return end.record->m_pRoutine(end.record->m_pArgument);
 }
@@ -32,6 +33,7 @@ bool DetachedThread::HasEnded() {
     return m_bEnded;
 }
 
+// Under the mutex that the end is marked under: until the cancel has been sent, the thread cannot end.
 int DetachedThread::Cancel(pthread_t thread) {
     const MutexLock lock(m_Mutex);
     return m_bEnded ? ESRCH : sys::pthread_cancel(thread);

@@ -75,6 +75,7 @@ bool CThread::Start(Routine routine, void* argument, int32_t prio, bool suspend,
     }
     EM_TRACE(2, "\nCThread::Start: thread=0x%08X created, Prio=%d, Waitable=%d, StackSize=0x%x",
              asUnsigned(m_nHandle), prio, waitable, stackSize);
+    // So that the new thread runs promptly.
     static_cast<void>(sys::sched_yield());
     return true;
 }
@@ -105,6 +106,8 @@ int CThread::Create(const pthread_attr_t& attributes, Routine routine, void* arg
     return 0;
 }
 
+// A join has no time limit, and an end that is not joined may still be running our code: the limit is named
+// in the trace and not kept.
 bool CThread::WaitForTermination(uint32_t timeoutMs) {
     const pthread_t thread = m_nHandle;
     if (thread == 0) {
@@ -143,6 +146,8 @@ bool CThread::Kill() {
     return m_bWaitable ? KillJoinable() : KillDetached();
 }
 
+// Never cancelled: a thread that ends inside a host call would leave the host's locks taken. It is waited
+// for.
 bool CThread::KillJoinable() {
     const pthread_t thread = m_nHandle;
     EM_TRACE(1, "\nCThread::Kill: Try to join a joinable Thread = 0x%08X", asUnsigned(thread));
@@ -157,6 +162,7 @@ bool CThread::KillJoinable() {
     return true;
 }
 
+// What ended is not cancelled: the system has forgotten its id, and may have given it to another thread.
 bool CThread::KillDetached() {
     const pthread_t thread = m_nHandle;
     EM_TRACE(1, "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0%08X", asUnsigned(thread));
