@@ -23,6 +23,10 @@ constexpr char asciiLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+constexpr char asciiUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
 // The value of a hexadecimal digit of either case; -1 for another character.
 constexpr int hexDigit(char c) {
     const char lower = asciiLower(c);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/errno_keeper.h"
+#include "base/error_text.h"
 #include "base/mutex.h"
 #include "base/system.h"
 
@@ -41,8 +42,7 @@ std::string resolved(const char* text, int error) {
             result += '%';
             ++text;
         } else if (text[0] == '%' && text[1] == 'm') {
-            std::array<char, 256> buffer;
-            result += ::strerror_r(error, buffer.data(), buffer.size());
+            result += ErrorText(error).get();
             ++text;
         } else {
             result += *text;

@@ -1,8 +1,8 @@
 #include "shutdown/agents_restart.h"
 
-#include <array>
 #include <cstring>
 
+#include "base/error_text.h"
 #include "base/mutex.h"
 #include "base/system.h"
 #include "contract/places.h"
@@ -42,9 +42,8 @@ bool startRestart(const char* command) {
     EM_TRACE(1, "CTellmarkAgents: Execute Restart Job: %s\n", command);
     const ChildProcess child = StartShell(command, ChildSignals::UnblockAlarm);
     if (!child.started()) {
-        std::array<char, 128> buffer;
         EM_TRACE(1, "CTellmarkAgents: Execution of Restart Job \"%s\" failed, errno = %s\n", command,
-                 ::strerror_r(child.error, buffer.data(), buffer.size()));
+                 ErrorText(child.error).get());
     }
     return child.started();
 }

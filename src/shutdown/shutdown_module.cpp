@@ -1,9 +1,8 @@
 #include "shutdown/shutdown_module.h"
 
-#include <array>
 #include <cerrno>
-#include <cstring>
 
+#include "base/error_text.h"
 #include "contract/envelope.h"
 #include "contract/notifications.h"
 #include "contract/shutdown_actions.h"
@@ -81,11 +80,10 @@ void CShutdownExtensionModule::AfterStart() {
             return;
         }
         const int error = errno;
-        std::array<char, 128> text;
         EM_TRACE(
             1,
             "\n\nEM_SHUTDOWN           : ## ERROR 0x%X! Failed to start check maintenance mode thread (%s)!",
-            static_cast<unsigned>(error), ::strerror_r(error, text.data(), text.size()));
+            static_cast<unsigned>(error), ErrorText(error).get());
     });
 }
 

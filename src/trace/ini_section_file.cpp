@@ -124,8 +124,9 @@ bool IniSectionFile::GetIntValue(const char* key, uint32_t& value) const {
     if (text == nullptr) {
         return false;
     }
-    ++text;
-    text += std::strspn(text, " \t\n\v\f\r");
+    do {
+        ++text;
+    } while (isAsciiBlank(*text));
     std::array<char, 65> number{};
     std::memcpy(number.data(), text, strnlen(text, std::min(std::strcspn(text, "\n"), number.size() - 1)));
     value = static_cast<uint32_t>(std::strtoul(number.data(), nullptr, 0));

@@ -1,9 +1,8 @@
 #include "platform/profile/profile_write.h"
 
-#include <array>
 #include <cerrno>
-#include <cstring>
 
+#include "base/error_text.h"
 #include "base/swallow.h"
 #include "platform/profile/profile_edit.h"
 #include "platform/profile/profile_line.h"
@@ -40,9 +39,8 @@ FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
     // Nothing was asked where not even the directory is there.
     const bool noDirectory = result.step == FileStep::Find && result.error == ENOENT;
     if (makesFile(write) && (noDirectory || (result.step == FileStep::Create && appending))) {
-        std::array<char, 256> buffer;
         EM_TRACE(1, "WritePrivateProfileString: ## WARNING: append open error: %s\n",
-                 ::strerror_r(result.error, buffer.data(), buffer.size()));
+                 ErrorText(result.error).get());
     }
     return result;
 }

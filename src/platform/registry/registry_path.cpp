@@ -21,8 +21,7 @@ std::string withUpperCaseRoot(std::string_view path) {
     std::string result(path);
     if (const auto root = RegistryPath(path).Next()) {
         const auto from = result.begin() + (root->data() - path.data());
-        std::transform(from, from + static_cast<ptrdiff_t>(root->size()), from,
-                       [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+        std::transform(from, from + static_cast<ptrdiff_t>(root->size()), from, asciiUpper);
     }
     return result;
 }
