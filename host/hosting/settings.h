@@ -1,5 +1,6 @@
 // What the host knows when the module asks: read from a JSON file. What a file does not give stays unset, and
 // the module is answered as by a host that has no value.
+// See: docs/settings.md
 #pragma once
 
 #include <array>

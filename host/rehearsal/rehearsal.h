@@ -1,5 +1,6 @@
 // The part of a rehearsal that runs inside the sandbox: it drives the real module from loading to unloading
 // and watches what it does.
+// See: docs/rehearsal.md
 #pragma once
 
 #include "host/rehearsal/rehearsal_options.h"

@@ -1,5 +1,6 @@
 // Runs a command where nothing it does can reach the machine: own namespaces made by bubblewrap, a recorder
 // in place of each command that ends a system, no capability, no network, no service manager.
+// See: docs/rehearsal.md
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
 // Whoever is about to load the module or to call its executor first asks the guard: the commands that it runs
 // are real ones anywhere else.
+// Why: docs/decisions/rehearsal-is-a-place.md
 #pragma once
 
 #include <string>

@@ -1,6 +1,7 @@
 // Runs a body and keeps its exceptions in. The forced unwind of a cancelled thread is no exception of ours: a
 // host may cancel its own thread inside the module, and swallowing that ends the process, so it always passes
 // on.
+// Why: docs/decisions/exception-boundaries.md
 #pragma once
 
 #include <cxxabi.h>

@@ -5,6 +5,7 @@
 // trace's files and of file contents, strdup of an envelope's text). What is not here, it calls directly:
 // what converts, unlocks, destroys or cannot fail, standard error, identity and cancel state of threads.
 // The tests compile the product against a fake of this header (tests/fake).
+// Why: docs/decisions/system-seam.md
 #pragma once
 
 #include <dirent.h>

@@ -1,5 +1,6 @@
 // The process-wide channel to the system log, opened by its first use: openlog replaces the host's own
 // identity and facility, so nothing else may open it. It is never closed.
+// Why: docs/decisions/log-text-is-no-format.md
 #pragma once
 
 #include <cstdarg>

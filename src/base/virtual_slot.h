@@ -1,5 +1,6 @@
 // Calls into objects of the host by slot number. They are reached through their raw tables: no class of ours
 // pretends to be the host's.
+// Why: docs/decisions/raw-slots.md
 #pragma once
 
 #include <utility>

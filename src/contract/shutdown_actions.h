@@ -1,5 +1,6 @@
 // What the module can bring a system to: one row an action, and nothing about an action stands elsewhere.
 // Requests, replies, the alert sequence, the executor and the tools walk this table.
+// Why: docs/decisions/contract-in-one-room.md
 #pragma once
 
 #include <array>

@@ -1,4 +1,5 @@
 // Ends the operating system: the privilege check, the command, and the job before it.
+// Why: docs/decisions/hard-shutdown-thread.md
 #pragma once
 
 #include <atomic>

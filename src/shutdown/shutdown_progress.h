@@ -1,4 +1,5 @@
 // How far the module's shutdown has come: every change of its status, each told to the host.
+// Why: docs/decisions/scheduled-request-clears-cancel.md
 #pragma once
 
 #include "shutdown/shutdown_state.h"

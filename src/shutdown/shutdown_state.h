@@ -1,5 +1,6 @@
 // Status and cancel flag of the module's shutdown, as one value: a cancel's question "is one pending?" and
 // its effect are a single step, so that no other change gets in between.
+// Why: docs/decisions/flags-without-locks.md
 #pragma once
 
 #include <atomic>

@@ -1,4 +1,5 @@
 // Stop has begun: what the module's threads look at, and how they sleep so that it ends them at once.
+// Why: docs/decisions/order-of-stop.md, docs/decisions/delay-waits-again.md
 #pragma once
 
 #include <atomic>

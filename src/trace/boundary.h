@@ -1,4 +1,5 @@
 // The boundary that no exception crosses: exports, slots, thread bodies and calls into the host.
+// Why: docs/decisions/exception-boundaries.md
 #pragma once
 
 #include <utility>

@@ -1,4 +1,5 @@
 // How a component writes a trace line.
+// Why: docs/decisions/trace-macro.md
 #pragma once
 
 #include "trace/debug_client.h"

@@ -5,6 +5,7 @@
 // host may hand over any depth, and the thread that ends up with the copy may have a small stack. So what
 // stands here owns every byte and needs a bounded stack for any depth: below a fixed depth a subtree is put
 // aside on the heap and taken up again from the outside.
+// Why: docs/decisions/own-json-copy.md
 #pragma once
 
 #include "frame/json/json_value.h"

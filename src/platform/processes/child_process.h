@@ -1,5 +1,6 @@
 // Starts shell command lines as child processes, at a cost that grows neither with this process's memory nor
 // with its descriptor limit, and waits for them no longer than asked.
+// Why: docs/decisions/starting-children.md
 #pragma once
 
 #include <sys/types.h>

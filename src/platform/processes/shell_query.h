@@ -1,4 +1,5 @@
 // Asks a command line through the shell for the first character of its output, as popen would, but bounded.
+// Why: docs/decisions/bounded-maintenance-query.md
 #pragma once
 
 #include <cstdint>
