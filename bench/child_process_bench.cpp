@@ -15,7 +15,7 @@ namespace {
 using em::bench::comparePaired;
 
 void startOurs(int) {
-    const em::ChildProcess child = em::StartShell("true", em::ChildSignals::BlockEnding);
+    const em::ChildProcess child = em::startShell("true", em::ChildSignals::BlockEnding);
     waitpid(child.pid, nullptr, 0);
 }
 
@@ -32,7 +32,7 @@ void startByVfork(int) {
 }
 
 void askOurs(int) {
-    static_cast<void>(em::QueryShell("echo Enabled", 30'000, nullptr, nullptr));
+    static_cast<void>(em::queryShell("echo Enabled", 30'000, nullptr, nullptr));
 }
 
 void askByPopen(int) {

@@ -87,7 +87,7 @@ std::string registryFile(size_t count, bool tree) {
 
 FileContent contentOf(const std::string& path) {
     FileContent content;
-    require(ReadRegularFile(path.c_str(), SIZE_MAX, 0, content) == 0, "reading a file");
+    require(readRegularFile(path.c_str(), SIZE_MAX, 0, content) == 0, "reading a file");
     return content;
 }
 

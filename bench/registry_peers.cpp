@@ -53,7 +53,7 @@ Timed simpleIni(const std::string& directory, size_t count, bool tree) {
     return [path = iniFile(directory, count, tree)] {
         CSimpleIniCaseA file;
         const Stopwatch watch;
-        const bool loaded = file.LoadFile(path.c_str()) == SI_OK;
+        const bool loaded = file.loadFile(path.c_str()) == SI_OK;
         const double seconds = watch.seconds();
         require(loaded, "SimpleIni");
         return seconds;

@@ -24,59 +24,59 @@ constexpr unsigned kDeepest = 300; // beyond the depth at which the copy changes
 
 class Builder {
 public:
-    explicit Builder(fuzz::Input& input) : m_Input(input) {}
+    explicit Builder(fuzz::Input& input) : m_input(input) {}
 
     // Mostly an envelope's shape, since little is read from others.
     void fill(SipJson& envelope) {
         envelope.cursor =
-            m_Input.below(256) == 0 ? m_Input.number<int32_t>() : static_cast<int>(m_Input.below(6)) - 1;
-        if (m_Input.below(8) == 0) {
+            m_input.below(256) == 0 ? m_input.number<int32_t>() : static_cast<int>(m_input.below(6)) - 1;
+        if (m_input.below(8) == 0) {
             envelope.root = value(0);
             return;
         }
         envelope.InitEnvelope();
-        for (unsigned commands = m_Input.below(4); commands > 0; --commands) {
+        for (unsigned commands = m_input.below(4); commands > 0; --commands) {
             JsonValue* const list = json::member(json::member(&envelope.root, "SIP"), "CMD");
-            json::append(*list, m_Input.flag() ? object(0) : value(0));
+            json::append(*list, m_input.flag() ? object(0) : value(0));
         }
-        if (m_Input.flag()) {
+        if (m_input.flag()) {
             json::setMember(*json::member(&envelope.root, "SIP"), key(), value(0));
         }
     }
 
     std::string key() {
-        return m_Input.below(16) == 0 ? m_Input.text(21) : kKeys[m_Input.below(std::size(kKeys))];
+        return m_input.below(16) == 0 ? m_input.text(21) : kKeys[m_input.below(std::size(kKeys))];
     }
 
     JsonValue value(unsigned depth) {
-        const auto type = static_cast<Kind>(m_Input.below(kKinds));
-        if (m_Input.empty() || depth == kDeepest) {
+        const auto type = static_cast<Kind>(m_input.below(kKinds));
+        if (m_input.empty() || depth == kDeepest) {
             return {};
         }
         switch (type) {
         case Kind::Bool:
-            return JsonValue(m_Input.flag());
+            return JsonValue(m_input.flag());
         case Kind::Object:
             return object(depth);
         case Kind::Array:
             return array(depth);
         case Kind::Text:
-            return json::ownedText(m_Input.text(41));
+            return json::ownedText(m_input.text(41));
         case Kind::DigitText:
-            return json::ownedText((m_Input.flag() ? "0x" : "0") +
-                                   std::to_string(m_Input.number<uint64_t>()));
+            return json::ownedText((m_input.flag() ? "0x" : "0") +
+                                   std::to_string(m_input.number<uint64_t>()));
         case Kind::Word:
-            return json::number(m_Input.number<uint32_t>());
+            return json::number(m_input.number<uint32_t>());
         case Kind::Unsigned:
-            return JsonValue(m_Input.number<uint64_t>());
+            return JsonValue(m_input.number<uint64_t>());
         case Kind::Signed:
-            return JsonValue(m_Input.number<int64_t>());
+            return JsonValue(m_input.number<int64_t>());
         case Kind::Real:
-            return JsonValue(m_Input.number<double>());
+            return JsonValue(m_input.number<double>());
         case Kind::Plain:
             break;
         }
-        return JsonValue(m_Input.flag() ? rapidjson::kNumberType : rapidjson::kNullType);
+        return JsonValue(m_input.flag() ? rapidjson::kNumberType : rapidjson::kNullType);
     }
 
 private:
@@ -85,7 +85,7 @@ private:
 
     JsonValue object(unsigned depth) {
         JsonValue result = json::newObject(0);
-        for (unsigned left = m_Input.below(9); left > 0; --left) {
+        for (unsigned left = m_input.below(9); left > 0; --left) {
             json::append(result, key(), value(depth + 1));
         }
         return result;
@@ -93,13 +93,13 @@ private:
 
     JsonValue array(unsigned depth) {
         JsonValue result = json::newArray(0);
-        for (unsigned left = m_Input.below(7); left > 0; --left) {
+        for (unsigned left = m_input.below(7); left > 0; --left) {
             json::append(result, value(depth + 1));
         }
         return result;
     }
 
-    fuzz::Input& m_Input;
+    fuzz::Input& m_input;
 };
 
 void read(const SipJson& envelope, const std::string& key) {

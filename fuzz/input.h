@@ -14,9 +14,9 @@ namespace fuzz {
 // Takes values off the bytes, from their start. Where they run out, the rest is zeros and texts are short.
 class Input {
 public:
-    Input(const uint8_t* bytes, size_t size) : m_Bytes(reinterpret_cast<const char*>(bytes), size) {}
+    Input(const uint8_t* bytes, size_t size) : m_bytes(reinterpret_cast<const char*>(bytes), size) {}
 
-    [[nodiscard]] bool empty() const { return m_Bytes.empty(); }
+    [[nodiscard]] bool empty() const { return m_bytes.empty(); }
 
     template <typename Number>
     Number number() {
@@ -32,8 +32,8 @@ public:
     bool flag() { return below(2) == 1; }
 
     std::string_view take(size_t size) {
-        const std::string_view taken = m_Bytes.substr(0, size);
-        m_Bytes.remove_prefix(taken.size());
+        const std::string_view taken = m_bytes.substr(0, size);
+        m_bytes.remove_prefix(taken.size());
         return taken;
     }
 
@@ -42,13 +42,13 @@ public:
 
     // A text up to the next NUL, which is taken, too.
     std::string cText() {
-        const std::string text(take(m_Bytes.find('\0')));
+        const std::string text(take(m_bytes.find('\0')));
         take(1);
         return text;
     }
 
 private:
-    std::string_view m_Bytes;
+    std::string_view m_bytes;
 };
 
 // Ends the run where something does not hold.

@@ -17,15 +17,15 @@ using fuzz::require;
 void walk(em::XmlCursor& cursor, unsigned depth) {
     for (const char* name : {"EventMsg", "Events", "Event", "Messages", "Summary", "a", "b"}) {
         em::XmlCursor place = cursor;
-        for (unsigned count = 0; count < 4 && place.FindNext(name); ++count) {
-            const std::string text = place.CharacterData();
-            require(em::ValidUtf8Length(text) == text.size());
-            static_cast<void>(place.Attribute("ErrorCode"));
+        for (unsigned count = 0; count < 4 && place.findNext(name); ++count) {
+            const std::string text = place.characterData();
+            require(em::validUtf8Length(text) == text.size());
+            static_cast<void>(place.attribute("ErrorCode"));
             if (depth > 0) {
                 em::XmlCursor inside = place;
-                require(inside.GoIn());
+                require(inside.goIn());
                 walk(inside, depth - 1);
-                require(inside.GoOut());
+                require(inside.goOut());
             }
         }
     }
@@ -35,10 +35,10 @@ void walk(em::XmlCursor& cursor, unsigned depth) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     em::XmlDocument document;
-    const em::XmlLoadResult result = document.LoadBytes(reinterpret_cast<const char*>(data), size);
+    const em::XmlLoadResult result = document.loadBytes(reinterpret_cast<const char*>(data), size);
     em::XmlCursor cursor(document);
-    require(result.loaded() || !cursor.FindNext("a"));
-    cursor.Reset();
+    require(result.loaded() || !cursor.findNext("a"));
+    cursor.reset();
     walk(cursor, 4);
     static_cast<void>(em::CLogMsgXmlFileImpl(document).Search("0x0E0001", "Summary", "en", 0));
     return 0;

@@ -21,19 +21,19 @@ using fuzz::require;
 // A file in memory that has a path.
 class MemoryFile {
 public:
-    MemoryFile() : m_nFd(::memfd_create("profile", MFD_CLOEXEC)) { require(m_nFd >= 0); }
-    ~MemoryFile() { ::close(m_nFd); }
+    MemoryFile() : m_fd(::memfd_create("profile", MFD_CLOEXEC)) { require(m_fd >= 0); }
+    ~MemoryFile() { ::close(m_fd); }
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
 
     void fill(const std::string& content) const {
-        require(::ftruncate(m_nFd, 0) == 0);
-        require(::pwrite(m_nFd, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()));
+        require(::ftruncate(m_fd, 0) == 0);
+        require(::pwrite(m_fd, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()));
     }
-    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(m_nFd); }
+    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(m_fd); }
 
 private:
-    int m_nFd;
+    int m_fd;
 };
 
 void readInto(const char* section, const char* key, const char* defaultText, uint32_t size,

@@ -43,12 +43,12 @@ size_t controlLength(std::string_view text) {
 
 std::string visibleText(std::string_view text) {
     std::string visible;
-    for (size_t valid = em::ValidUtf8Length(text); !text.empty();) {
+    for (size_t valid = em::validUtf8Length(text); !text.empty();) {
         const size_t control = valid > 0 ? controlLength(text) : 1; // a byte that is no UTF-8 counts as one
         const size_t length = control > 0 ? control : 1;
         visible += control > 0 ? escaped(text.substr(0, length)) : std::string(text.substr(0, length));
         text.remove_prefix(length);
-        valid = valid > 0 ? valid - length : em::ValidUtf8Length(text);
+        valid = valid > 0 ? valid - length : em::validUtf8Length(text);
     }
     return visible;
 }

@@ -20,7 +20,7 @@ struct CheckCommand {
 // file cuts it behind its last "/".
 void checkRoots(const std::string& directory, std::vector<RegistryComplaint>& complaints) {
     em::CRegistry::SetupTree(true, directory.c_str());
-    const std::string binRoot = em::FindInstallationRoots().binRoot;
+    const std::string binRoot = em::findInstallationRoots().binRoot;
     if (binRoot.empty() || binRoot.ends_with('/')) {
         return;
     }

@@ -12,22 +12,22 @@ namespace volad_dev {
 namespace {
 
 std::string attributeOr(const em::XmlCursor& cursor, const char* name) {
-    const char* const value = cursor.Attribute(name);
+    const char* const value = cursor.attribute(name);
     return value != nullptr ? value : "";
 }
 
 MessageText readText(em::XmlCursor messages) {
     MessageText text{attributeOr(messages, "lang"), {}};
-    if (messages.GoIn() && messages.FindNext("Summary")) {
-        text.summary = messages.CharacterData();
+    if (messages.goIn() && messages.findNext("Summary")) {
+        text.summary = messages.characterData();
     }
     return text;
 }
 
 MessageEntry readEntry(em::XmlCursor event) {
     MessageEntry entry{attributeOr(event, "ErrorCode"), {}};
-    if (event.GoIn()) {
-        while (event.FindNext("Messages")) {
+    if (event.goIn()) {
+        while (event.findNext("Messages")) {
             entry.texts.push_back(readText(event));
         }
     }
@@ -52,8 +52,8 @@ bool hasEnglishSummary(const MessageEntry& entry) {
 std::vector<MessageEntry> readMessageEntries(const em::XmlDocument& document) {
     std::vector<MessageEntry> entries;
     em::XmlCursor cursor(document);
-    if (cursor.FindNext("EventMsg") && cursor.GoIn() && cursor.FindNext("Events") && cursor.GoIn()) {
-        while (cursor.FindNext("Event")) {
+    if (cursor.findNext("EventMsg") && cursor.goIn() && cursor.findNext("Events") && cursor.goIn()) {
+        while (cursor.findNext("Event")) {
             entries.push_back(readEntry(cursor));
         }
     }

@@ -50,7 +50,7 @@ void open(em::CLogMsgFile& messages) {
 }
 
 void load(em::XmlDocument& document, const std::string& file) {
-    const em::XmlLoadResult result = document.LoadFile(file.c_str());
+    const em::XmlLoadResult result = document.loadFile(file.c_str());
     if (!result.loaded()) {
         throw Failure(fmt::format("{}: not loaded: {} (byte {})", file, result.reason, result.offset));
     }

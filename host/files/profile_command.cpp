@@ -76,7 +76,7 @@ bool contains(const std::vector<std::string>& list, const std::string& name) {
 // The reading calls themselves just find nothing in a file that cannot be read.
 void requireReadable(const ProfileCommand& command) {
     em::FileContent content;
-    const int error = em::ReadRegularFile(command.file.c_str(), em::kLargestProfile, 0, content);
+    const int error = em::readRegularFile(command.file.c_str(), em::kLargestProfile, 0, content);
     if (error != 0) {
         failTo(command, "read the file", error);
     }
@@ -99,7 +99,7 @@ int get(const ProfileCommand& command) {
 
 int write(const ProfileCommand& command, const char* value) {
     const em::FileChangeResult result =
-        em::WriteProfile(command.section->c_str(), textOrNull(command.key), value, command.file.c_str());
+        em::writeProfile(command.section->c_str(), textOrNull(command.key), value, command.file.c_str());
     if (result.done()) {
         return kExitAsAsked;
     }

@@ -24,7 +24,7 @@ namespace volad_dev {
 std::vector<RegistryComplaint> checkRegistryFile(const std::string& path) {
     std::vector<RegistryComplaint> complaints;
     em::FileContent content;
-    const int error = em::ReadRegularFile(path.c_str(), em::kRegistryLargestFile, 0, content);
+    const int error = em::readRegularFile(path.c_str(), em::kRegistryLargestFile, 0, content);
     if (error == ENOENT) {
         return complaints;
     }

@@ -102,7 +102,7 @@ int get(CRegistry& key, const RegistryCommand& command) {
 
 // Behind the refusals, so that a refused command changes nothing.
 void saveNow(const std::string& directory) {
-    const em::RegistrySaveOutcome outcome = em::registryState.value.SaveTree(true);
+    const em::RegistrySaveOutcome outcome = em::registryState.value.saveTree(true);
     if (outcome.failedAt != nullptr) {
         fail(fmt::format("{}/{} could not be saved: {}: {}", directory,
                          outcome.notOpened ? em::kRegistryTemporary : em::kRegistryMain, outcome.failedAt,
@@ -139,7 +139,7 @@ void removeKey(CRegistry& key, const std::string& path, bool yes) {
     std::string last;
     const char separator = path.find('\\') != std::string::npos ? '\\' : '/';
     em::RegistryPath components(path);
-    while (const auto component = components.Next()) {
+    while (const auto component = components.next()) {
         if (!last.empty()) {
             parent += last + separator;
         }
@@ -168,7 +168,7 @@ int remove(CRegistry& key, const RegistryCommand& command) {
 }
 
 int exportTree(CRegistry& /*key*/, const RegistryCommand& /*command*/) {
-    const em::GrowingText written = em::writeRegistry(em::registryState.value.Root());
+    const em::GrowingText written = em::writeRegistry(em::registryState.value.root());
     const std::string_view text = written.view();
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
         fail("standard output: write: " + std::generic_category().message(errno));
@@ -179,7 +179,7 @@ int exportTree(CRegistry& /*key*/, const RegistryCommand& /*command*/) {
 // Keys of the file replace those of the same name at the root, as a set-up would.
 int importFile(CRegistry& /*key*/, const RegistryCommand& command) {
     em::FileContent content;
-    const int error = em::ReadRegularFile(command.file.c_str(), em::kRegistryLargestFile, 0, content);
+    const int error = em::readRegularFile(command.file.c_str(), em::kRegistryLargestFile, 0, content);
     if (error != 0) {
         fail(fmt::format("{}: read: {}", command.file, std::generic_category().message(error)));
     }
@@ -189,10 +189,10 @@ int importFile(CRegistry& /*key*/, const RegistryCommand& command) {
     }
     em::CRegistryNode read(0);
     static_cast<void>(em::readRegistry({content.data.get(), content.size}, read, [](const auto&) {}));
-    if (!em::registryState.value.Root().Adopt(read)) {
+    if (!em::registryState.value.root().Adopt(read)) {
         fail("no memory");
     }
-    em::registryState.value.MarkDirty();
+    em::registryState.value.markDirty();
     return kExitAsAsked;
 }
 
@@ -202,7 +202,7 @@ int check(CRegistry& /*key*/, const RegistryCommand& command) {
 
 // The tree then is a fall-back's or empty, which would be shown as if it were the store's.
 void refuseUnreadable(const std::string& directory) {
-    const em::RegistryFailure failure = em::registryState.value.MainUnreadable();
+    const em::RegistryFailure failure = em::registryState.value.mainUnreadable();
     if (failure.failedAt != nullptr) {
         fail(fmt::format("{}/{} could not be read: {}: {}", directory, em::kRegistryMain, failure.failedAt,
                          std::generic_category().message(failure.error)));

@@ -25,7 +25,7 @@ em::RegistryFailure waitForRegistryLock(const std::string& directory, em::Regist
     }
     const em::Deadline limit = em::Deadline::in(kLimitMs);
     for (;;) {
-        const em::RegistryFailure failure = lock.Try(opened.get());
+        const em::RegistryFailure failure = lock.tryLock(opened.get());
         if (failure.error != EWOULDBLOCK || limit.remainingMs() == 0) {
             return failure;
         }
@@ -34,16 +34,16 @@ em::RegistryFailure waitForRegistryLock(const std::string& directory, em::Regist
 }
 
 RegistryHold::RegistryHold(const std::string& directory) {
-    const em::RegistryFailure failure = waitForRegistryLock(directory, m_Lock);
+    const em::RegistryFailure failure = waitForRegistryLock(directory, m_lock);
     if (failure.failedAt != nullptr) {
         throw std::runtime_error(fmt::format("{}/{}: {}: {}", directory, em::kRegistryLock, failure.failedAt,
                                              std::generic_category().message(failure.error)));
     }
-    em::registryState.value.SetLocked(true);
+    em::registryState.value.setLocked(true);
 }
 
 RegistryHold::~RegistryHold() {
-    em::registryState.value.SetLocked(false);
+    em::registryState.value.setLocked(false);
 }
 
 } // namespace volad_dev

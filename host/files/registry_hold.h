@@ -20,7 +20,7 @@ public:
     RegistryHold& operator=(const RegistryHold&) = delete;
 
 private:
-    em::RegistryLock m_Lock;
+    em::RegistryLock m_lock;
 };
 
 } // namespace volad_dev

@@ -16,9 +16,9 @@ void DevelopmentHost::sendMessage(em::CIExtensionModule* /*module*/, em::SipJson
     }
     message.isRequest = timeoutMs != 0;
     if (message.isRequest) {
-        answerRequest(*envelope, m_Settings);
+        answerRequest(*envelope, m_settings);
     }
-    m_Journal.add(message);
+    m_journal.add(message);
 }
 
 } // namespace volad_dev

@@ -9,17 +9,17 @@ namespace volad_dev {
 
 class DevelopmentHost final : public em::HostObject {
 public:
-    explicit DevelopmentHost(const Settings& settings) : m_Settings(settings) {}
+    explicit DevelopmentHost(const Settings& settings) : m_settings(settings) {}
 
     void sendMessage(em::CIExtensionModule* module, em::SipJson* envelope, uint32_t timeoutMs) override;
     void notice(em::CIExtensionModule* /*module*/, bool /*value*/) override {}
-    int kind() override { return m_Settings.hostKind; }
+    int kind() override { return m_settings.hostKind; }
 
-    [[nodiscard]] const Journal& journal() const { return m_Journal; }
+    [[nodiscard]] const Journal& journal() const { return m_journal; }
 
 private:
-    const Settings m_Settings;
-    Journal m_Journal;
+    const Settings m_settings;
+    Journal m_journal;
 };
 
 } // namespace volad_dev

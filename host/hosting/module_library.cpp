@@ -24,7 +24,7 @@ void ModuleLibrary::Closer::operator()(void* handle) const {
 
 template <class Function>
 Function ModuleLibrary::entry(const char* name) const {
-    void* const symbol = dlsym(m_Handle.get(), name);
+    void* const symbol = dlsym(m_handle.get(), name);
     if (symbol == nullptr) {
         throw std::runtime_error(std::string("no ") + name + " in the module");
     }
@@ -32,16 +32,16 @@ Function ModuleLibrary::entry(const char* name) const {
 }
 
 ModuleLibrary::ModuleLibrary(const std::string& path)
-    : m_Handle(load(path)),
-      m_pCreate(entry<decltype(m_pCreate)>(em::kCreateSymbol)),
-      m_pDelete(entry<decltype(m_pDelete)>(em::kDeleteSymbol)),
-      m_pName(entry<decltype(m_pName)>(em::kNameSymbol)) {
+    : m_handle(load(path)),
+      m_create(entry<decltype(m_create)>(em::kCreateSymbol)),
+      m_delete(entry<decltype(m_delete)>(em::kDeleteSymbol)),
+      m_name(entry<decltype(m_name)>(em::kNameSymbol)) {
     static_cast<void>(entry<em::SetupFunction>(em::kSetupSymbol)); // an installer's; it must be there
 }
 
 em::CIExtensionModule* ModuleLibrary::create(em::HostObject& host) const {
     em::CIExtensionModule* module = nullptr;
-    if (!m_pCreate(&module, 0) || module == nullptr) {
+    if (!m_create(&module, 0) || module == nullptr) {
         return nullptr;
     }
     void* const place = reinterpret_cast<char*>(module) + em::kHostPointerOffset;

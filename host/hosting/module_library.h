@@ -18,8 +18,8 @@ public:
     // EM_Create, with the host's pointer put where the module looks for it. Null when nothing was created.
     [[nodiscard]] em::CIExtensionModule* create(em::HostObject& host) const;
     // EM_Delete. Must come before the library goes: its threads run its code.
-    [[nodiscard]] bool destroy() const { return m_pDelete() == 1; }
-    [[nodiscard]] const char* name() const { return m_pName(); }
+    [[nodiscard]] bool destroy() const { return m_delete() == 1; }
+    [[nodiscard]] const char* name() const { return m_name(); }
 
 private:
     struct Closer {
@@ -28,10 +28,10 @@ private:
     template <class Function>
     Function entry(const char* name) const;
 
-    std::unique_ptr<void, Closer> m_Handle;
-    em::CreateFunction m_pCreate;
-    em::DeleteFunction m_pDelete;
-    em::NameFunction m_pName;
+    std::unique_ptr<void, Closer> m_handle;
+    em::CreateFunction m_create;
+    em::DeleteFunction m_delete;
+    em::NameFunction m_name;
 };
 
 } // namespace volad_dev

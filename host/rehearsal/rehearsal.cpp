@@ -76,35 +76,35 @@ TraceSink printer(const std::atomic<double>& requestTime) {
 class StartedModule {
 public:
     StartedModule(const ModuleLibrary& library, em::HostObject& host, uint32_t cabinet)
-        : m_Library(library), m_pModule(library.create(host)) {
-        if (m_pModule == nullptr) {
+        : m_library(library), m_module(library.create(host)) {
+        if (m_module == nullptr) {
             throw std::runtime_error("EM_Create gave no module");
         }
-        m_pModule->SetCabinetNumber(cabinet);
-        m_pModule->Start();
-        m_pModule->AfterStart();
+        m_module->SetCabinetNumber(cabinet);
+        m_module->Start();
+        m_module->AfterStart();
     }
     StartedModule(const StartedModule&) = delete;
     StartedModule& operator=(const StartedModule&) = delete;
     ~StartedModule() {
         stop();
-        if (!m_Library.destroy()) {
+        if (!m_library.destroy()) {
             fmt::print(stderr, "volad-dev: EM_Delete failed\n");
         }
     }
 
-    em::CIExtensionModule& module() { return *m_pModule; }
+    em::CIExtensionModule& module() { return *m_module; }
     void stop() {
-        if (!m_bStopped) {
-            m_bStopped = true;
-            m_pModule->Stop();
+        if (!m_stopped) {
+            m_stopped = true;
+            m_module->Stop();
         }
     }
 
 private:
-    const ModuleLibrary& m_Library;
-    em::CIExtensionModule* m_pModule;
-    bool m_bStopped = false;
+    const ModuleLibrary& m_library;
+    em::CIExtensionModule* m_module;
+    bool m_stopped = false;
 };
 
 Verdict rehearse(const RehearsalOptions& options, Settings settings) {

@@ -51,7 +51,7 @@ std::string askedBy(const RehearsalOptions& options, bool scheduled, uint8_t rea
 std::string reasonText(uint8_t reason, const std::string& messages) {
     em::XmlDocument document;
     std::string text;
-    if (!messages.empty() && document.LoadFile(messages.c_str()).loaded()) {
+    if (!messages.empty() && document.loadFile(messages.c_str()).loaded()) {
         const std::string code = fmt::format("0x{:06X}", em::kReasonEventCodes + reason);
         text = em::CLogMsgXmlFileImpl(document).Search(code.c_str(), "Summary", nullptr, 0);
     }
@@ -63,62 +63,62 @@ std::string reasonText(uint8_t reason, const std::string& messages) {
 RequestRun::RequestRun(const RehearsalOptions& options, const Settings& settings, const DevelopmentHost& host,
                        em::CIExtensionModule& module, std::atomic<double>& requestTime,
                        std::optional<double> scheduledIn, RunLimits limits)
-    : m_Options(options),
-      m_Settings(settings),
-      m_Host(host),
-      m_Module(module),
-      m_RequestTime(requestTime),
-      m_Limits(limits),
-      m_Limit(monotonicNow() + scheduledIn.value_or(0) + limits.schedule),
-      m_bScheduled(scheduledIn.has_value()) {}
+    : m_options(options),
+      m_settings(settings),
+      m_host(host),
+      m_module(module),
+      m_requestTime(requestTime),
+      m_limits(limits),
+      m_limit(monotonicNow() + scheduledIn.value_or(0) + limits.schedule),
+      m_scheduled(scheduledIn.has_value()) {}
 
 void RequestRun::follow() {
-    if (!m_bScheduled) {
+    if (!m_scheduled) {
         sendRequest();
     }
-    while (!m_End && !hasEnded() && actWhenDue()) {
+    while (!m_end && !hasEnded() && actWhenDue()) {
         if (!waitForNews()) {
-            m_End = End::Interrupted;
+            m_end = End::Interrupted;
         }
         noticeScheduledRequest();
     }
 }
 
 void RequestRun::sendRequest() {
-    em::SipJson envelope = command(m_Options.action->operationCode, m_Settings.cabinet);
-    envelope.SetUintMember(em::key::Data, m_Options.reason);
+    em::SipJson envelope = command(m_options.action->operationCode, m_settings.cabinet);
+    envelope.SetUintMember(em::key::Data, m_options.reason);
     begin(monotonicNow());
-    if (goesAsReply(*m_Options.action)) {
-        m_Module.ApplicationReply(&envelope);
-    } else if (!m_Module.HandleRequest(&envelope) ||
+    if (goesAsReply(*m_options.action)) {
+        m_module.ApplicationReply(&envelope);
+    } else if (!m_module.HandleRequest(&envelope) ||
                envelope.GetUint(em::key::Status, em::status::kMissing) != em::status::kAccepted) {
-        m_End = End::NotAccepted;
+        m_end = End::NotAccepted;
     }
 }
 
 // Accepted in any case; the run shows what came of it.
 void RequestRun::sendCancel() const {
-    em::SipJson envelope = command(em::opcode::CM_ShutdownRequestCancelled, m_Settings.cabinet);
-    static_cast<void>(m_Module.HandleRequest(&envelope));
+    em::SipJson envelope = command(em::opcode::CM_ShutdownRequestCancelled, m_settings.cabinet);
+    static_cast<void>(m_module.HandleRequest(&envelope));
 }
 
 void RequestRun::begin(double requestTime) {
     const auto after = [&](const std::optional<double>& seconds) {
         return seconds ? std::optional(requestTime + *seconds) : std::nullopt;
     };
-    m_CancelAt = after(m_Options.cancelAfter);
-    m_StopAt = after(m_Options.stopAfter);
-    m_Limit = requestTime + m_Settings.shutdownDelay.value_or(*em::setting::kShutdownDelay.fallback) +
-              m_Settings.jobTimeout.value_or(*em::setting::kJobTimeout.fallback) + m_Limits.slack;
-    m_RequestTime = requestTime;
+    m_cancelAt = after(m_options.cancelAfter);
+    m_stopAt = after(m_options.stopAfter);
+    m_limit = requestTime + m_settings.shutdownDelay.value_or(*em::setting::kShutdownDelay.fallback) +
+              m_settings.jobTimeout.value_or(*em::setting::kJobTimeout.fallback) + m_limits.slack;
+    m_requestTime = requestTime;
 }
 
 // The first that a host hears of one: its echo, or the status with which it is refused.
 void RequestRun::noticeScheduledRequest() {
-    if (m_RequestTime != 0) {
+    if (m_requestTime != 0) {
         return;
     }
-    for (const Message& message : m_Host.journal().messages()) {
+    for (const Message& message : m_host.journal().messages()) {
         if (message.opcode == em::opcode::CM_RequestShutdownAndOff ||
             message.opcode == em::opcode::kShutdownStatusChanged) {
             begin(message.time);
@@ -130,31 +130,31 @@ void RequestRun::noticeScheduledRequest() {
 // False when the module shall be stopped.
 bool RequestRun::actWhenDue() {
     const double now = monotonicNow();
-    if (m_CancelAt && now >= *m_CancelAt) {
-        m_CancelAt.reset();
+    if (m_cancelAt && now >= *m_cancelAt) {
+        m_cancelAt.reset();
         sendCancel();
     }
-    if (m_StopAt && now >= *m_StopAt) {
-        m_bStopAsked = true;
+    if (m_stopAt && now >= *m_stopAt) {
+        m_stopAsked = true;
         return false;
     }
-    if (now >= m_Limit) {
-        m_End = m_RequestTime == 0 ? End::NoRequest : End::TimedOut;
+    if (now >= m_limit) {
+        m_end = m_requestTime == 0 ? End::NoRequest : End::TimedOut;
         return false;
     }
     return true;
 }
 
 bool RequestRun::hasEnded() const {
-    return endOf(m_Host.journal().messages(), m_bStopAsked, !m_Recorder.read().empty()).has_value();
+    return endOf(m_host.journal().messages(), m_stopAsked, !m_recorder.read().empty()).has_value();
 }
 
 // Until a message, a record or the next thing to do; false when the rehearsal shall end.
 bool RequestRun::waitForNews() const {
-    const double until = std::min({m_Limit, m_CancelAt.value_or(HUGE_VAL), m_StopAt.value_or(HUGE_VAL)});
+    const double until = std::min({m_limit, m_cancelAt.value_or(HUGE_VAL), m_stopAt.value_or(HUGE_VAL)});
     const double left = std::clamp(until - monotonicNow(), 0.0, 3600.0);
-    std::array<pollfd, 3> watched = {pollfd{m_Host.journal().fd(), POLLIN, 0},
-                                     pollfd{m_Recorder.fd(), POLLIN, 0}, pollfd{m_Options.stopFd, POLLIN, 0}};
+    std::array<pollfd, 3> watched = {pollfd{m_host.journal().fd(), POLLIN, 0},
+                                     pollfd{m_recorder.fd(), POLLIN, 0}, pollfd{m_options.stopFd, POLLIN, 0}};
     if (poll(watched.data(), watched.size(), static_cast<int>(std::ceil(left * 1000))) < 0) {
         return true; // a signal: look again
     }
@@ -162,33 +162,33 @@ bool RequestRun::waitForNews() const {
 }
 
 End RequestRun::finalEnd() {
-    const std::vector<Message> messages = m_Host.journal().messages();
-    const bool expected = endOf(messages, m_bStopAsked, false) == End::NothingRan && !m_End;
-    const bool commandSeen = m_Recorder.waitForRecord(expected ? kCommandBound : kSettleBound).has_value();
-    if (m_End) {
-        return *m_End;
+    const std::vector<Message> messages = m_host.journal().messages();
+    const bool expected = endOf(messages, m_stopAsked, false) == End::NothingRan && !m_end;
+    const bool commandSeen = m_recorder.waitForRecord(expected ? kCommandBound : kSettleBound).has_value();
+    if (m_end) {
+        return *m_end;
     }
-    return endOf(messages, m_bStopAsked, commandSeen).value_or(m_bStopAsked ? End::Stopped : End::TimedOut);
+    return endOf(messages, m_stopAsked, commandSeen).value_or(m_stopAsked ? End::Stopped : End::TimedOut);
 }
 
 Verdict RequestRun::conclude() {
     Verdict verdict;
     verdict.end = finalEnd();
-    const std::vector<CommandRecord> records = m_Recorder.read();
+    const std::vector<CommandRecord> records = m_recorder.read();
     if (!records.empty()) {
         verdict.command = records.front();
     }
     const em::ShutdownAction* const action =
-        m_bScheduled ? em::findShutdownAction(em::opcode::CM_RequestShutdownAndOff) : m_Options.action;
+        m_scheduled ? em::findShutdownAction(em::opcode::CM_RequestShutdownAndOff) : m_options.action;
     verdict.asAsked =
-        verdict.end == askedEnd(m_Options) &&
+        verdict.end == askedEnd(m_options) &&
         (verdict.end == End::Command ? records.size() == 1 && records[0].commandLine() == action->command
                                      : records.empty());
-    verdict.reason = m_bScheduled ? em::kReasonRealtimeClock : m_Options.reason;
-    verdict.reasonName = reasonText(verdict.reason, m_Options.messages);
-    verdict.askedBy = askedBy(m_Options, m_bScheduled, verdict.reason);
-    verdict.requestTime = m_RequestTime;
-    verdict.phases = phasesOf(m_Host.journal().messages(), m_RequestTime, verdict.command);
+    verdict.reason = m_scheduled ? em::kReasonRealtimeClock : m_options.reason;
+    verdict.reasonName = reasonText(verdict.reason, m_options.messages);
+    verdict.askedBy = askedBy(m_options, m_scheduled, verdict.reason);
+    verdict.requestTime = m_requestTime;
+    verdict.phases = phasesOf(m_host.journal().messages(), m_requestTime, verdict.command);
     return verdict;
 }
 

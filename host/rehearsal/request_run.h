@@ -45,19 +45,19 @@ private:
     [[nodiscard]] bool waitForNews() const;
     [[nodiscard]] End finalEnd();
 
-    const RehearsalOptions& m_Options;
-    const Settings& m_Settings;
-    const DevelopmentHost& m_Host;
-    em::CIExtensionModule& m_Module;
-    std::atomic<double>& m_RequestTime;
-    const RunLimits m_Limits;
-    const CommandRecorder m_Recorder;
+    const RehearsalOptions& m_options;
+    const Settings& m_settings;
+    const DevelopmentHost& m_host;
+    em::CIExtensionModule& m_module;
+    std::atomic<double>& m_requestTime;
+    const RunLimits m_limits;
+    const CommandRecorder m_recorder;
     // On the monotonic clock, each until it is over.
-    std::optional<double> m_CancelAt, m_StopAt;
-    double m_Limit; // longer than the run can take
-    bool m_bScheduled;
-    bool m_bStopAsked = false;
-    std::optional<End> m_End; // what the messages do not tell
+    std::optional<double> m_cancelAt, m_stopAt;
+    double m_limit; // longer than the run can take
+    bool m_scheduled;
+    bool m_stopAsked = false;
+    std::optional<End> m_end; // what the messages do not tell
 };
 
 } // namespace volad_dev

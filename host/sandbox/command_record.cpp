@@ -78,18 +78,18 @@ std::string CommandRecord::commandLine() const {
 }
 
 CommandRecorder::CommandRecorder(std::string file)
-    : m_strFile(std::move(file)), m_Watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-    const std::string directory = std::filesystem::path(m_strFile).parent_path();
-    if (!m_Watch.valid() ||
-        inotify_add_watch(m_Watch.get(), directory.c_str(), IN_MODIFY | IN_MOVED_TO) < 0) {
+    : m_file(std::move(file)), m_watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    const std::string directory = std::filesystem::path(m_file).parent_path();
+    if (!m_watch.valid() ||
+        inotify_add_watch(m_watch.get(), directory.c_str(), IN_MODIFY | IN_MOVED_TO) < 0) {
         throw std::system_error(errno, std::generic_category(), directory);
     }
 }
 
 std::vector<CommandRecord> CommandRecorder::read() const {
-    takeEvents(m_Watch.get()); // first: what is appended while reading is an event again
+    takeEvents(m_watch.get()); // first: what is appended while reading is an event again
     std::vector<CommandRecord> records;
-    std::ifstream file(m_strFile);
+    std::ifstream file(m_file);
     for (std::string line; std::getline(file, line) && !file.eof();) {
         records.push_back(parse(line));
     }
@@ -108,7 +108,7 @@ std::optional<CommandRecord> CommandRecorder::waitForRecord(std::chrono::millise
         if (left.count() <= 0) {
             return std::nullopt;
         }
-        pollfd watched = {m_Watch.get(), POLLIN, 0};
+        pollfd watched = {m_watch.get(), POLLIN, 0};
         if (poll(&watched, 1, static_cast<int>(std::min<int64_t>(left.count(), 60'000))) < 0 &&
             errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");

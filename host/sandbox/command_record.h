@@ -36,15 +36,15 @@ public:
     [[nodiscard]] std::vector<CommandRecord> read() const;
 
     // Readable once something was appended since the last read().
-    [[nodiscard]] int fd() const { return m_Watch.get(); }
+    [[nodiscard]] int fd() const { return m_watch.get(); }
 
     // The record number `index` (from 0) as soon as it is there; nothing when the time is over.
     [[nodiscard]] std::optional<CommandRecord> waitForRecord(std::chrono::milliseconds timeout,
                                                              size_t index = 0) const;
 
 private:
-    std::string m_strFile;
-    em::UniqueFd m_Watch;
+    std::string m_file;
+    em::UniqueFd m_watch;
 };
 
 } // namespace volad_dev

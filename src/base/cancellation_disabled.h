@@ -8,13 +8,13 @@ namespace em {
 
 class CancellationDisabled {
 public:
-    CancellationDisabled() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_nBefore); }
-    ~CancellationDisabled() { ::pthread_setcancelstate(m_nBefore, nullptr); }
+    CancellationDisabled() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
+    ~CancellationDisabled() { ::pthread_setcancelstate(m_before, nullptr); }
     CancellationDisabled(const CancellationDisabled&) = delete;
     CancellationDisabled& operator=(const CancellationDisabled&) = delete;
 
 private:
-    int m_nBefore = PTHREAD_CANCEL_ENABLE;
+    int m_before = PTHREAD_CANCEL_ENABLE;
 };
 
 } // namespace em

@@ -15,13 +15,13 @@ namespace em {
 class Deadline {
 public:
     constexpr Deadline(int64_t nowNs, uint64_t spanMs)
-        : m_nEndNs(nowNs + static_cast<int64_t>(spanMs) * kNsPerMs) {}
+        : m_endNs(nowNs + static_cast<int64_t>(spanMs) * kNsPerMs) {}
     static Deadline in(uint64_t spanMs) { return {nowNs(), spanMs}; }
 
     // Milliseconds from that moment to the end, rounded up, 0 from the end on; at most 0xFFFFFFFE, since
     // 0xFFFFFFFF means for ever.
     [[nodiscard]] constexpr uint32_t remainingMs(int64_t now) const {
-        const int64_t left = (m_nEndNs - now + kNsPerMs - 1) / kNsPerMs;
+        const int64_t left = (m_endNs - now + kNsPerMs - 1) / kNsPerMs;
         return static_cast<uint32_t>(std::clamp<int64_t>(left, 0, UINT32_MAX - 1));
     }
     [[nodiscard]] uint32_t remainingMs() const { return remainingMs(nowNs()); }
@@ -35,7 +35,7 @@ public:
 private:
     static constexpr int64_t kNsPerMs = 1'000'000;
 
-    int64_t m_nEndNs;
+    int64_t m_endNs;
 };
 
 // The same moment as a timed wait wants it. now.tv_nsec lies below a second; so does the result's.

@@ -7,15 +7,15 @@ namespace em {
 
 class ErrnoKeeper {
 public:
-    ErrnoKeeper() : m_nError(errno) {}
-    ~ErrnoKeeper() { errno = m_nError; }
+    ErrnoKeeper() : m_error(errno) {}
+    ~ErrnoKeeper() { errno = m_error; }
     ErrnoKeeper(const ErrnoKeeper&) = delete;
     ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
 
-    [[nodiscard]] int atEntry() const { return m_nError; }
+    [[nodiscard]] int atEntry() const { return m_error; }
 
 private:
-    const int m_nError;
+    const int m_error;
 };
 
 } // namespace em

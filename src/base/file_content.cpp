@@ -23,13 +23,13 @@ int readExactly(int fd, char* buffer, size_t size) {
 
 } // namespace
 
-int ReadRegularFile(const char* path, size_t largest, size_t padding, FileContent& content) {
+int readRegularFile(const char* path, size_t largest, size_t padding, FileContent& content) {
     // Not blocking, so that a FIFO in the file's place is refused below instead of waited for.
     const UniqueFd file(sys::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    return file.valid() ? ReadRegularFile(file.get(), largest, padding, content) : errno;
+    return file.valid() ? readRegularFile(file.get(), largest, padding, content) : errno;
 }
 
-int ReadRegularFile(int fd, size_t largest, size_t padding, FileContent& content) {
+int readRegularFile(int fd, size_t largest, size_t padding, FileContent& content) {
     if (sys::fstat(fd, &content.status) != 0) {
         return errno;
     }

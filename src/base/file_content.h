@@ -21,8 +21,8 @@ struct FileContent {
 
 // Reads a regular file of at most `largest` bytes. Returns 0 or an error number: of open, fstat or read;
 // EFBIG above the size; ENOTSUP for what is no regular file; ENOMEM; ENODATA when the file shrank meanwhile.
-[[nodiscard]] int ReadRegularFile(const char* path, size_t largest, size_t padding, FileContent& content);
+[[nodiscard]] int readRegularFile(const char* path, size_t largest, size_t padding, FileContent& content);
 // The same for a file that was just opened, from its start.
-[[nodiscard]] int ReadRegularFile(int fd, size_t largest, size_t padding, FileContent& content);
+[[nodiscard]] int readRegularFile(int fd, size_t largest, size_t padding, FileContent& content);
 
 } // namespace em

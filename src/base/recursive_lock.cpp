@@ -6,49 +6,49 @@
 namespace em {
 
 bool RecursiveLock::SetUp() {
-    m_nOwner = 0;
-    m_nDepth = 0;
-    m_bInitialised = sys::pthread_mutex_init(&m_Mutex) == 0;
-    return m_bInitialised;
+    m_owner = 0;
+    m_depth = 0;
+    m_initialised = sys::pthread_mutex_init(&m_mutex) == 0;
+    return m_initialised;
 }
 
 bool RecursiveLock::TearDown() noexcept {
-    if (!m_bInitialised.exchange(false)) {
+    if (!m_initialised.exchange(false)) {
         return true;
     }
     // Destroying a locked mutex is undefined; its holder is a thread that the host did not stop.
-    if (::pthread_mutex_trylock(&m_Mutex) != 0) {
+    if (::pthread_mutex_trylock(&m_mutex) != 0) {
         return false;
     }
-    ::pthread_mutex_unlock(&m_Mutex);
-    ::pthread_mutex_destroy(&m_Mutex);
+    ::pthread_mutex_unlock(&m_mutex);
+    ::pthread_mutex_destroy(&m_mutex);
     return true;
 }
 
 // Not analysed, as Release: what takes and gives the capability is the mutex inside, and only at the first
 // depth.
 void RecursiveLock::Acquire() EM_NO_THREAD_SAFETY_ANALYSIS {
-    if (!m_bInitialised) {
+    if (!m_initialised) {
         return;
     }
     const pthread_t self = ::pthread_self();
     // Only this thread stores its own id, so equality cannot come or go meanwhile.
-    if (m_nOwner != self) {
+    if (m_owner != self) {
         const ErrnoKeeper keeper;
-        static_cast<void>(sys::pthread_mutex_lock(&m_Mutex));
-        m_nOwner = self;
+        static_cast<void>(sys::pthread_mutex_lock(&m_mutex));
+        m_owner = self;
     }
-    ++m_nDepth;
+    ++m_depth;
 }
 
 void RecursiveLock::Release() EM_NO_THREAD_SAFETY_ANALYSIS {
-    if (!m_bInitialised || m_nOwner != ::pthread_self()) {
+    if (!m_initialised || m_owner != ::pthread_self()) {
         return;
     }
-    if (--m_nDepth == 0) {
-        m_nOwner = 0;
+    if (--m_depth == 0) {
+        m_owner = 0;
         const ErrnoKeeper keeper;
-        ::pthread_mutex_unlock(&m_Mutex);
+        ::pthread_mutex_unlock(&m_mutex);
     }
 }
 

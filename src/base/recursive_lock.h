@@ -30,22 +30,22 @@ public:
     void Release() EM_RELEASE();
 
 private:
-    pthread_mutex_t m_Mutex = PTHREAD_MUTEX_INITIALIZER;
-    std::atomic<pthread_t> m_nOwner{0}; // 0 = free
-    uint32_t m_nDepth = 0;              // touched by the owner only
-    std::atomic<bool> m_bInitialised{false};
+    pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
+    std::atomic<pthread_t> m_owner{0}; // 0 = free
+    uint32_t m_depth = 0;              // touched by the owner only
+    std::atomic<bool> m_initialised{false};
 };
 
 // Holds a lock for a scope.
 class EM_SCOPED_CAPABILITY RecursiveLockGuard {
 public:
-    explicit RecursiveLockGuard(RecursiveLock& lock) EM_ACQUIRE(lock) : m_Lock(lock) { m_Lock.Acquire(); }
-    ~RecursiveLockGuard() EM_RELEASE() { m_Lock.Release(); }
+    explicit RecursiveLockGuard(RecursiveLock& lock) EM_ACQUIRE(lock) : m_lock(lock) { m_lock.Acquire(); }
+    ~RecursiveLockGuard() EM_RELEASE() { m_lock.Release(); }
     RecursiveLockGuard(const RecursiveLockGuard&) = delete;
     RecursiveLockGuard& operator=(const RecursiveLockGuard&) = delete;
 
 private:
-    RecursiveLock& m_Lock;
+    RecursiveLock& m_lock;
 };
 
 } // namespace em

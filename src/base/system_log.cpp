@@ -53,7 +53,7 @@ std::string resolved(const char* text, int error) {
 
 } // namespace
 
-void WriteSystemLog(const char* format, va_list arguments) {
+void writeSystemLog(const char* format, va_list arguments) {
     const ErrnoKeeper keeper;
     openOnce();
     std::array<char, 1024> buffer;

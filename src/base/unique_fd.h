@@ -12,21 +12,21 @@ namespace em {
 class UniqueFd {
 public:
     constexpr UniqueFd() = default;
-    explicit UniqueFd(int fd) : m_nFd(fd) {}
-    UniqueFd(UniqueFd&& other) noexcept : m_nFd(other.release()) {}
+    explicit UniqueFd(int fd) : m_fd(fd) {}
+    UniqueFd(UniqueFd&& other) noexcept : m_fd(other.release()) {}
     UniqueFd& operator=(UniqueFd&& other) noexcept {
         reset(other.release());
         return *this;
     }
     ~UniqueFd() { reset(); }
 
-    [[nodiscard]] int get() const { return m_nFd; }
-    [[nodiscard]] bool valid() const { return m_nFd >= 0; }
-    [[nodiscard]] int release() { return std::exchange(m_nFd, -1); }
+    [[nodiscard]] int get() const { return m_fd; }
+    [[nodiscard]] bool valid() const { return m_fd >= 0; }
+    [[nodiscard]] int release() { return std::exchange(m_fd, -1); }
 
     // Closes what it held; leaves errno alone.
     void reset(int fd = -1) {
-        const int old = std::exchange(m_nFd, fd);
+        const int old = std::exchange(m_fd, fd);
         if (old >= 0) {
             const ErrnoKeeper keeper;
             const CancellationDisabled whole;   // close is a cancellation point, and destructors come here
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    int m_nFd = -1;
+    int m_fd = -1;
 };
 
 } // namespace em

@@ -52,7 +52,7 @@ size_t characterLength(std::string_view text) {
 
 } // namespace
 
-size_t ValidUtf8Length(std::string_view text) {
+size_t validUtf8Length(std::string_view text) {
     size_t valid = 0;
     while (valid < text.size()) {
         const size_t length = characterLength(text.substr(valid));

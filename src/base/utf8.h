@@ -7,6 +7,6 @@
 namespace em {
 
 // Bytes of the longest valid beginning: shortest forms only, no surrogates, nothing above U+10FFFF.
-[[nodiscard]] size_t ValidUtf8Length(std::string_view text);
+[[nodiscard]] size_t validUtf8Length(std::string_view text);
 
 } // namespace em

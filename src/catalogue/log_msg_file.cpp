@@ -11,15 +11,15 @@
 namespace em {
 
 bool CLogMsgFile::Open(bool eventMessages) {
-    m_bEventMessages = eventMessages;
+    m_eventMessages = eventMessages;
     // First: a look-up behind a failed search must not find what an earlier one loaded.
-    m_Document.Clear();
+    m_document.clear();
     const char* const fileName = eventMessages ? place::kEventMessages : place::kErrorMessages;
     EM_TRACE(4, "\nCLogMsgFile         : Use event messages file \"%s\" for decoding", fileName);
     bool opened = false;
     static_cast<void>(swallow([&] { opened = Find(fileName); }));
     EM_TRACE(2, "\nCLogMsgFile         : Event messages %s opened in \"%s\"!",
-             opened ? "successfully" : "not", m_strPath.c_str());
+             opened ? "successfully" : "not", m_path.c_str());
     return opened;
 }
 
@@ -31,16 +31,16 @@ bool CLogMsgFile::Find(const char* fileName) {
     }
     EM_TRACE(4, "\nCLogMsgFile         : Search for file in registered directory ...");
     // An empty text would be the root directory.
-    return TryToOpen(messageDirectory(FindInstallationRoots(), current.empty() ? "." : current), fileName);
+    return TryToOpen(messageDirectory(findInstallationRoots(), current.empty() ? "." : current), fileName);
 }
 
 bool CLogMsgFile::TryToOpen(const std::string& directory, const char* fileName) {
-    m_strPath = directory + "/" + fileName;
-    EM_TRACE(4, "\nCLogMsgFile         : Try to open file \"%s\"", m_strPath.c_str());
-    const XmlLoadResult result = m_Document.LoadFile(m_strPath.c_str());
+    m_path = directory + "/" + fileName;
+    EM_TRACE(4, "\nCLogMsgFile         : Try to open file \"%s\"", m_path.c_str());
+    const XmlLoadResult result = m_document.loadFile(m_path.c_str());
     if (!result.loaded() && !result.missing) {
         EM_TRACE(4, "\nCLogMsgFile         : ## WARNING! File \"%s\" not loaded: %s (byte %zu)",
-                 m_strPath.c_str(), result.reason, result.offset);
+                 m_path.c_str(), result.reason, result.offset);
     }
     return result.loaded();
 }
@@ -49,7 +49,7 @@ std::string CLogMsgFile::LookUp(const char* code, const char* field, const char*
                                 int32_t index) const {
     std::string text;
     static_cast<void>(
-        swallow([&] { text = CLogMsgXmlFileImpl(m_Document).Search(code, field, language, index); }));
+        swallow([&] { text = CLogMsgXmlFileImpl(m_document).Search(code, field, language, index); }));
     return text;
 }
 

@@ -19,9 +19,9 @@ public:
     [[nodiscard]] bool Open(bool eventMessages);
 
     // As given to the last Open. With event messages, codes are written "0x%06X", else "0x%04X".
-    [[nodiscard]] bool EventMessages() const { return m_bEventMessages; }
+    [[nodiscard]] bool EventMessages() const { return m_eventMessages; }
     // The path tried last, also when it could not be loaded; empty before the first Open.
-    [[nodiscard]] const std::string& Path() const { return m_strPath; }
+    [[nodiscard]] const std::string& Path() const { return m_path; }
 
     // The text of that code (compared without regard to case), field and language (null = "en"); index 0 is
     // the field's first text. UTF-8; empty when there is none.
@@ -32,9 +32,9 @@ private:
     [[nodiscard]] bool Find(const char* fileName);
     [[nodiscard]] bool TryToOpen(const std::string& directory, const char* fileName);
 
-    XmlDocument m_Document;
-    std::string m_strPath;
-    bool m_bEventMessages = false;
+    XmlDocument m_document;
+    std::string m_path;
+    bool m_eventMessages = false;
 };
 
 } // namespace em

@@ -8,22 +8,22 @@ namespace em {
 namespace {
 
 bool enter(XmlCursor& cursor, const char* element) {
-    return cursor.FindNext(element) && cursor.GoIn();
+    return cursor.findNext(element) && cursor.goIn();
 }
 
 // Into the first element of that name whose attribute has that value.
 bool enterMatching(XmlCursor& cursor, const char* element, const char* attribute, const char* wanted) {
-    while (cursor.FindNext(element)) {
-        const char* const value = cursor.Attribute(attribute);
+    while (cursor.findNext(element)) {
+        const char* const value = cursor.attribute(attribute);
         if (value != nullptr && equalsIgnoringAsciiCase(value, wanted)) {
-            return cursor.GoIn();
+            return cursor.goIn();
         }
     }
     return false;
 }
 
 bool findNth(XmlCursor& cursor, const char* element, int32_t index) {
-    for (int32_t count = 0; cursor.FindNext(element); ++count) {
+    for (int32_t count = 0; cursor.findNext(element); ++count) {
         if (count == index) {
             return true;
         }
@@ -39,13 +39,13 @@ std::string CLogMsgXmlFileImpl::Search(const char* code, const char* field, cons
     EM_TRACE(4,
              "\nCLogMsgXmlFileImpl  : Search message for error code %s (Key: \"%s\" Lang: \"%s\" Index %d)",
              textOr(code), textOr(field), lang, index);
-    XmlCursor cursor(m_Document);
+    XmlCursor cursor(m_document);
     if (code == nullptr || field == nullptr || index < 0 || !enter(cursor, "EventMsg") ||
         !enter(cursor, "Events") || !enterMatching(cursor, "Event", "ErrorCode", code) ||
         !enterMatching(cursor, "Messages", "lang", lang) || !findNth(cursor, field, index)) {
         return {};
     }
-    return cursor.CharacterData();
+    return cursor.characterData();
 }
 
 } // namespace em

@@ -12,7 +12,7 @@ namespace em {
 //   <EventMsg><Events><Event ErrorCode="0x0E0001"><Messages lang="en"><Summary>text</Summary>...
 class CLogMsgXmlFileImpl {
 public:
-    explicit CLogMsgXmlFileImpl(const XmlDocument& document) : m_Document(document) {}
+    explicit CLogMsgXmlFileImpl(const XmlDocument& document) : m_document(document) {}
 
     // The index-th text (from 0) of the field, of the first such code and in it the first such language.
     // Empty when anything is missing on the way: no later repetition of a code or language is tried. A null
@@ -21,7 +21,7 @@ public:
                                      int32_t index) const;
 
 private:
-    const XmlDocument& m_Document;
+    const XmlDocument& m_document;
 };
 
 } // namespace em

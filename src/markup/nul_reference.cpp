@@ -51,7 +51,7 @@ size_t nulReferenceLength(std::string_view text) {
 
 } // namespace
 
-void SpoilNulReferences(std::string& document) {
+void spoilNulReferences(std::string& document) {
     if (document.find("&#") == std::string::npos) {
         return;
     }

@@ -8,6 +8,6 @@ namespace em {
 // Overwrites each such reference in character data and attribute values with bytes that are no UTF-8, so that
 // a text is cut there as a whole (see XmlCursor::CharacterData). Comments, CDATA sections and instructions,
 // where a reference is none, stay as they are. Throws nothing.
-void SpoilNulReferences(std::string& document);
+void spoilNulReferences(std::string& document);
 
 } // namespace em

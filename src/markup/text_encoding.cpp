@@ -83,11 +83,11 @@ bool takeAttribute(std::string_view& text, std::string_view& name, std::string_v
 
 class Converter {
 public:
-    explicit Converter(const char* from) : m_Handle(::iconv_open("UTF-8", from)) {}
+    explicit Converter(const char* from) : m_handle(::iconv_open("UTF-8", from)) {}
     ~Converter() {
         if (valid()) {
             const ErrnoKeeper keeper;
-            ::iconv_close(m_Handle);
+            ::iconv_close(m_handle);
         }
     }
     Converter(const Converter&) = delete;
@@ -95,7 +95,7 @@ public:
 
     [[nodiscard]] bool valid() const {
         // iconv_open's failure is (iconv_t)-1.
-        return m_Handle != reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr)
+        return m_handle != reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr)
     }
 
     // Converts as much as fits into the room given and takes it off the input; an empty input flushes what
@@ -105,15 +105,15 @@ public:
         size_t left = input.size();
         const bool flush = input.empty();
         errno = 0;
-        const size_t result = flush ? ::iconv(m_Handle, nullptr, nullptr, &out, &room)
-                                    : ::iconv(m_Handle, &from, &left, &out, &room);
+        const size_t result = flush ? ::iconv(m_handle, nullptr, nullptr, &out, &room)
+                                    : ::iconv(m_handle, &from, &left, &out, &room);
         const int error = result == static_cast<size_t>(-1) ? errno : 0;
         input = input.substr(input.size() - left);
         return error;
     }
 
 private:
-    iconv_t m_Handle;
+    iconv_t m_handle;
 };
 
 const char* convert(const TextEncoding& encoding, std::string& text, size_t& offset) {
@@ -143,7 +143,7 @@ const char* convert(const TextEncoding& encoding, std::string& text, size_t& off
 
 } // namespace
 
-const char* DetectEncoding(std::string_view bytes, TextEncoding& encoding) {
+const char* detectEncoding(std::string_view bytes, TextEncoding& encoding) {
     encoding = {"UTF-8", bytes, {}};
     for (const ByteOrderMark& mark : kByteOrderMarks) {
         if (bytes.substr(0, mark.bytes.size()) == mark.bytes) {
@@ -165,7 +165,7 @@ const char* DetectEncoding(std::string_view bytes, TextEncoding& encoding) {
     return nullptr;
 }
 
-const char* DecodeText(const TextEncoding& encoding, std::string& text, size_t& offset) {
+const char* decodeText(const TextEncoding& encoding, std::string& text, size_t& offset) {
     text.clear();
     offset = 0;
     if (const char* const reason = convert(encoding, text, offset)) {
@@ -177,7 +177,7 @@ const char* DecodeText(const TextEncoding& encoding, std::string& text, size_t& 
         return kLyingName;
     }
     // iconv lets code points beyond Unicode pass.
-    if (ValidUtf8Length(text) != text.size()) {
+    if (validUtf8Length(text) != text.size()) {
         return kBadSequence;
     }
     return text.find('\0') != std::string::npos ? kNulCharacter : nullptr;

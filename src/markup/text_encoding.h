@@ -18,11 +18,11 @@ struct TextEncoding {
 
 // A byte-order mark (UTF-8, UTF-16 in both orders) decides; else the name in the XML declaration; else it is
 // UTF-8. Returns null, or why the name cannot be one (a static text).
-[[nodiscard]] const char* DetectEncoding(std::string_view bytes, TextEncoding& encoding);
+[[nodiscard]] const char* detectEncoding(std::string_view bytes, TextEncoding& encoding);
 
 // Decodes into UTF-8 that is valid throughout and holds no NUL. Fails (a static text tells why, and `offset`
 // which byte of the content) rather than replace or drop anything. A declaration that does not come out as it
 // went in was lying. May throw bad_alloc.
-[[nodiscard]] const char* DecodeText(const TextEncoding& encoding, std::string& text, size_t& offset);
+[[nodiscard]] const char* decodeText(const TextEncoding& encoding, std::string& text, size_t& offset);
 
 } // namespace em

@@ -6,58 +6,58 @@
 namespace em {
 
 XmlCursor::XmlCursor(const XmlDocument& document) {
-    if (document.m_pTree != nullptr) {
-        m_Start = *document.m_pTree;
+    if (document.m_tree != nullptr) {
+        m_start = *document.m_tree;
     }
-    Reset();
+    reset();
 }
 
-void XmlCursor::Reset() {
-    m_Level = m_Start;
-    m_Element = pugi::xml_node();
+void XmlCursor::reset() {
+    m_level = m_start;
+    m_element = pugi::xml_node();
 }
 
-bool XmlCursor::FindNext(const char* name) {
-    const pugi::xml_node found = m_Element ? m_Element.next_sibling(name) : m_Level.child(name);
+bool XmlCursor::findNext(const char* name) {
+    const pugi::xml_node found = m_element ? m_element.next_sibling(name) : m_level.child(name);
     if (!found) {
         return false;
     }
-    m_Element = found;
+    m_element = found;
     return true;
 }
 
-bool XmlCursor::GoIn() {
-    if (!m_Element) {
+bool XmlCursor::goIn() {
+    if (!m_element) {
         return false;
     }
-    m_Level = m_Element;
-    m_Element = pugi::xml_node();
+    m_level = m_element;
+    m_element = pugi::xml_node();
     return true;
 }
 
-bool XmlCursor::GoOut() {
-    if (m_Level == m_Start) {
+bool XmlCursor::goOut() {
+    if (m_level == m_start) {
         return false;
     }
-    m_Element = m_Level;
-    m_Level = m_Level.parent();
+    m_element = m_level;
+    m_level = m_level.parent();
     return true;
 }
 
-const char* XmlCursor::Attribute(const char* name) const {
-    const pugi::xml_attribute attribute = m_Element.attribute(name);
+const char* XmlCursor::attribute(const char* name) const {
+    const pugi::xml_attribute attribute = m_element.attribute(name);
     return attribute ? attribute.value() : nullptr;
 }
 
-std::string XmlCursor::CharacterData() const {
+std::string XmlCursor::characterData() const {
     std::string text;
-    for (const pugi::xml_node& child : m_Element.children()) {
+    for (const pugi::xml_node& child : m_element.children()) {
         if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
             text += child.value();
         }
     }
     // From a spoilt character on there is no text.
-    text.resize(ValidUtf8Length(text));
+    text.resize(validUtf8Length(text));
     return text;
 }
 

@@ -17,24 +17,24 @@ public:
     explicit XmlCursor(const XmlDocument& document);
 
     // In front of the document element.
-    void Reset();
+    void reset();
     // The next element of that name on this level, behind the one it stands on.
-    [[nodiscard]] bool FindNext(const char* name);
+    [[nodiscard]] bool findNext(const char* name);
     // Into the element it stands on, in front of its first child element.
-    [[nodiscard]] bool GoIn();
+    [[nodiscard]] bool goIn();
     // Back onto the element it went into.
-    [[nodiscard]] bool GoOut();
+    [[nodiscard]] bool goOut();
 
     // Of the element it stands on; null when there is no such attribute. Lives as long as the document.
-    [[nodiscard]] const char* Attribute(const char* name) const;
+    [[nodiscard]] const char* attribute(const char* name) const;
     // All text and CDATA directly in the element it stands on, in order, untrimmed, entities resolved: UTF-8.
     // Cut where a character reference named what is no character. May throw bad_alloc.
-    [[nodiscard]] std::string CharacterData() const;
+    [[nodiscard]] std::string characterData() const;
 
 private:
-    pugi::xml_node m_Start;
-    pugi::xml_node m_Level;   // whose children are walked; null when the document is empty
-    pugi::xml_node m_Element; // null in front of the first
+    pugi::xml_node m_start;
+    pugi::xml_node m_level;   // whose children are walked; null when the document is empty
+    pugi::xml_node m_element; // null in front of the first
 };
 
 } // namespace em

@@ -85,30 +85,30 @@ const char* checkShape(const pugi::xml_document& tree) {
 XmlDocument::XmlDocument() = default;
 XmlDocument::~XmlDocument() = default;
 
-void XmlDocument::Clear() {
-    m_pTree.reset();
-    m_strText = std::string();
+void XmlDocument::clear() {
+    m_tree.reset();
+    m_text = std::string();
 }
 
-XmlLoadResult XmlDocument::LoadFile(const char* path) {
-    Clear();
+XmlLoadResult XmlDocument::loadFile(const char* path) {
+    clear();
     FileContent content;
-    const int error = ReadRegularFile(path, kLargestXmlFile, 0, content);
-    return error != 0 ? fileFailure(error) : LoadBytes(content.data.get(), content.size);
+    const int error = readRegularFile(path, kLargestXmlFile, 0, content);
+    return error != 0 ? fileFailure(error) : loadBytes(content.data.get(), content.size);
 }
 
-XmlLoadResult XmlDocument::LoadBytes(const char* bytes, size_t size) {
-    Clear();
+XmlLoadResult XmlDocument::loadBytes(const char* bytes, size_t size) {
+    clear();
     XmlLoadResult result{kNoMemory};
     // Nothing but bad_alloc is thrown below, and that leaves the result as it is.
-    static_cast<void>(swallow([&] { result = Decode(bytes, size); }));
+    static_cast<void>(swallow([&] { result = decode(bytes, size); }));
     if (!result.loaded()) {
-        Clear();
+        clear();
     }
     return result;
 }
 
-XmlLoadResult XmlDocument::Decode(const char* bytes, size_t size) {
+XmlLoadResult XmlDocument::decode(const char* bytes, size_t size) {
     if (size == 0) {
         return {"it is empty"};
     }
@@ -117,25 +117,25 @@ XmlLoadResult XmlDocument::Decode(const char* bytes, size_t size) {
     }
     TextEncoding encoding;
     XmlLoadResult result;
-    result.reason = DetectEncoding({bytes, size}, encoding);
+    result.reason = detectEncoding({bytes, size}, encoding);
     if (result.loaded()) {
-        result.reason = DecodeText(encoding, m_strText, result.offset);
+        result.reason = decodeText(encoding, m_text, result.offset);
     }
-    return result.loaded() ? Parse() : result;
+    return result.loaded() ? parse() : result;
 }
 
-XmlLoadResult XmlDocument::Parse() {
-    m_pTree = std::make_unique<pugi::xml_document>();
+XmlLoadResult XmlDocument::parse() {
+    m_tree = std::make_unique<pugi::xml_document>();
     // Blanks are text, too, also between two CDATA sections; as a fragment, text beside the document element
     // is seen instead of skipped.
     constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata | pugi::parse_fragment;
-    SpoilNulReferences(m_strText);
+    spoilNulReferences(m_text);
     const pugi::xml_parse_result parsed =
-        m_pTree->load_buffer_inplace(m_strText.data(), m_strText.size(), kFlags, pugi::encoding_utf8);
+        m_tree->load_buffer_inplace(m_text.data(), m_text.size(), kFlags, pugi::encoding_utf8);
     if (!parsed) {
         return {parsed.description(), static_cast<size_t>(parsed.offset)};
     }
-    return {checkShape(*m_pTree)};
+    return {checkShape(*m_tree)};
 }
 
 } // namespace em

@@ -32,17 +32,17 @@ public:
     // Loads a well-formed document, in any encoding that a byte-order mark or the declaration tells and iconv
     // knows. Document type declarations are skipped, entities that they declare stand as written, and nothing
     // else is ever opened. After a failure the document is empty. Does not throw.
-    [[nodiscard]] XmlLoadResult LoadFile(const char* path);
-    [[nodiscard]] XmlLoadResult LoadBytes(const char* bytes, size_t size);
-    void Clear();
+    [[nodiscard]] XmlLoadResult loadFile(const char* path);
+    [[nodiscard]] XmlLoadResult loadBytes(const char* bytes, size_t size);
+    void clear();
 
 private:
     friend class XmlCursor;
-    XmlLoadResult Decode(const char* bytes, size_t size);
-    XmlLoadResult Parse();
+    XmlLoadResult decode(const char* bytes, size_t size);
+    XmlLoadResult parse();
 
-    std::string m_strText;                       // the parsed tree points into it
-    std::unique_ptr<pugi::xml_document> m_pTree; // null when nothing is loaded
+    std::string m_text;                         // the parsed tree points into it
+    std::unique_ptr<pugi::xml_document> m_tree; // null when nothing is loaded
 };
 
 } // namespace em

@@ -24,7 +24,7 @@ bool announceSleep(uint32_t forceDelaySeconds) {
 void forceShutdown(uint32_t kind) {
     EM_TRACE(1, "\nCOSShutdown         : FATAL ERROR! Exception during HardShutdown()\n");
     static_cast<void>(sys::chdir("/")); // as before the command that was not forced
-    RunCommand(shutdownActionOf(kind).forcedCommand, 0);
+    runCommand(shutdownActionOf(kind).forcedCommand, 0);
 }
 
 } // namespace

@@ -28,7 +28,7 @@ void printSystemError(const char* prefix, int error) {
 }
 
 CommandOutcome waitForCommand(const ChildProcess& child, uint32_t timeoutSeconds) {
-    const ChildWait wait = WaitForChild(child, Deadline::in(uint64_t{timeoutSeconds} * 1000));
+    const ChildWait wait = waitForChild(child, Deadline::in(uint64_t{timeoutSeconds} * 1000));
     switch (wait.end) {
     case ChildEnd::Ended:
         return {CommandEnd::Finished};
@@ -44,14 +44,14 @@ CommandOutcome waitForCommand(const ChildProcess& child, uint32_t timeoutSeconds
 
 } // namespace
 
-CommandOutcome RunCommand(const char* command, uint32_t timeoutSeconds) {
+CommandOutcome runCommand(const char* command, uint32_t timeoutSeconds) {
     if (isEmpty(command)) {
         return {CommandEnd::Empty};
     }
     CDebugClient& trace = processTrace.value;
     // Printed, not traced: what ended a system must show where tracing is off as well.
     trace.PrintTagged(0, line::kCommandBegins, command);
-    const ChildProcess child = StartShell(command, ChildSignals::BlockEnding);
+    const ChildProcess child = startShell(command, ChildSignals::BlockEnding);
     if (!child.started()) {
         trace.PrintTagged(0, line::kCommandFailed, command);
         printSystemError(command, child.error);
@@ -129,14 +129,14 @@ bool reportJob(const CommandOutcome& outcome) {
 bool runNamedJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
     const std::string command = jobCommand(path);
     enterJobDirectory(jobDirectory(path, directory));
-    const bool ended = reportJob(RunCommand(command.c_str(), timeoutSeconds));
+    const bool ended = reportJob(runCommand(command.c_str(), timeoutSeconds));
     EM_TRACE(5, "\nCOSShutdown         : <- RunShutdownJob");
     return ended;
 }
 
 } // namespace
 
-bool RunJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
+bool runJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
     bool found = false;
     bool ended = false;
     const bool unharmed = swallow([&] {

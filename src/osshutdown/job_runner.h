@@ -21,12 +21,12 @@ struct CommandOutcome {
 // Starts the command line and waits for it up to the limit; 0 seconds = not at all. Its exit status is not
 // examined. A command that is not waited for, or outlives its limit, is neither signalled nor collected.
 // Writes its lines also while tracing is off. Throws nothing.
-CommandOutcome RunCommand(const char* command, uint32_t timeoutSeconds);
+CommandOutcome runCommand(const char* command, uint32_t timeoutSeconds);
 
 // Runs the shutdown job, a shell command line of at most 259 characters, in its directory, and leaves that as
 // the process's working directory. Without a directory it is the job's own: the text up to its last "/", so
 // give a directory when the job has arguments. True when the job was started and ended within the limit, or
 // was not waited for. Throws nothing.
-bool RunJob(const char* path, const char* directory, uint32_t timeoutSeconds);
+bool runJob(const char* path, const char* directory, uint32_t timeoutSeconds);
 
 } // namespace em

@@ -57,7 +57,7 @@ bool COSShutdown::EndSystem(uint32_t kind, uint32_t forceDelaySeconds) {
         static_cast<void>(sys::chdir("/")); // the command needs no particular directory
         const ShutdownAction& action = shutdownActionOf(kind);
         EM_TRACE(1, line::kSystemShutdown, action.word, action.command);
-        RunCommand(action.command, 0); // one that was not started has written its line
+        runCommand(action.command, 0); // one that was not started has written its line
         if (forceDelaySeconds != 0) {
             StartHardShutdown(kind, forceDelaySeconds);
         }
@@ -68,7 +68,7 @@ bool COSShutdown::EndSystem(uint32_t kind, uint32_t forceDelaySeconds) {
 
 int32_t COSShutdown::ExecuteCmd(const char* command, uint32_t timeoutSeconds) {
     return atBoundary("ExecuteCmd()", -1, [&] {
-        switch (RunCommand(command, timeoutSeconds).end) {
+        switch (runCommand(command, timeoutSeconds).end) {
         case CommandEnd::Finished:
         case CommandEnd::CollectedElsewhere:
             return 0;
@@ -84,7 +84,7 @@ int32_t COSShutdown::ExecuteCmd(const char* command, uint32_t timeoutSeconds) {
 }
 
 bool COSShutdown::RunShutdownJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
-    return RunJob(path, directory, timeoutSeconds);
+    return runJob(path, directory, timeoutSeconds);
 }
 
 void COSShutdown::DisplayShutdownAction(const char* /*title*/, const char* /*text*/) {

@@ -52,10 +52,10 @@ public:
     NameTable(const NameTable&) = delete;
     NameTable& operator=(const NameTable&) = delete;
 
-    [[nodiscard]] uint32_t count() const { return m_nCount; }
-    [[nodiscard]] uint32_t capacity() const { return m_nCapacity; } // never shrinks but in clear()
-    [[nodiscard]] std::span<Entry> entries() { return {m_pEntries, m_nCount}; }
-    [[nodiscard]] std::span<const Entry> entries() const { return {m_pEntries, m_nCount}; }
+    [[nodiscard]] uint32_t count() const { return m_count; }
+    [[nodiscard]] uint32_t capacity() const { return m_capacity; } // never shrinks but in clear()
+    [[nodiscard]] std::span<Entry> entries() { return {m_entries, m_count}; }
+    [[nodiscard]] std::span<const Entry> entries() const { return {m_entries, m_count}; }
 
     // Null when there is no such name. Pointers to entries are good until the next change of the table.
     [[nodiscard]] Entry* find(const char* name) {
@@ -75,14 +75,14 @@ public:
             *place = entry;
             return place;
         }
-        const auto index = place - m_pEntries;
+        const auto index = place - m_entries;
         if (!makeRoom()) {
             return nullptr;
         }
-        place = m_pEntries + index;
+        place = m_entries + index;
         std::copy_backward(place, end(), end() + 1);
         *place = entry;
-        ++m_nCount;
+        ++m_count;
         return place;
     }
 
@@ -92,9 +92,9 @@ public:
         if (!makeRoom()) {
             return false;
         }
-        m_bInOrder = m_bInOrder && (m_nCount == 0 || compareNames(end()[-1].name, entry.name) < 0);
+        m_inOrder = m_inOrder && (m_count == 0 || compareNames(end()[-1].name, entry.name) < 0);
         *end() = entry;
-        ++m_nCount;
+        ++m_count;
         return true;
     }
     // Sorts, unless all names came in order. Of equal names the last one stays, as if they had been inserted
@@ -102,27 +102,27 @@ public:
     // each pair. Should that throw, all entries are still there and the call may be repeated.
     template <class Replaced>
     void sortAppended(Replaced&& replaced) {
-        if (m_bInOrder) {
+        if (m_inOrder) {
             return;
         }
-        std::stable_sort(m_pEntries, end(), [](const Entry& left, const Entry& right) {
+        std::stable_sort(m_entries, end(), [](const Entry& left, const Entry& right) {
             return compareNames(left.name, right.name) < 0;
         });
-        for (const Entry& earlier : entries().first(m_nCount - 1)) {
+        for (const Entry& earlier : entries().first(m_count - 1)) {
             const Entry& later = *(&earlier + 1);
             if (compareNames(earlier.name, later.name) == 0) {
                 replaced(earlier, later);
             }
         }
         dropReplaced();
-        m_bInOrder = true;
+        m_inOrder = true;
     }
 
     // Takes an entry out and closes the gap; the caller owns what is returned.
     [[nodiscard]] Entry release(Entry* entry) noexcept {
         const Entry released = *entry;
         std::copy(entry + 1, end(), entry);
-        --m_nCount;
+        --m_count;
         return released;
     }
     void erase(Entry* entry) noexcept {
@@ -134,28 +134,28 @@ public:
         for (Entry& entry : entries()) {
             Destroy(entry);
         }
-        std::free(m_pEntries);
-        m_pEntries = nullptr;
-        m_nCapacity = 0;
-        m_nCount = 0;
-        m_bInOrder = true;
+        std::free(m_entries);
+        m_entries = nullptr;
+        m_capacity = 0;
+        m_count = 0;
+        m_inOrder = true;
     }
 
 private:
-    Entry* end() { return m_pEntries + m_nCount; }
+    Entry* end() { return m_entries + m_count; }
     bool holds(const Entry* place, const char* name) {
         return place != end() && compareNames(place->name, name) == 0;
     }
 
     // The first entry whose name is not below.
     Entry* placeOf(const char* name) {
-        return std::lower_bound(m_pEntries, end(), name, [](const Entry& entry, const char* wanted) {
+        return std::lower_bound(m_entries, end(), name, [](const Entry& entry, const char* wanted) {
             return compareNames(entry.name, wanted) < 0;
         });
     }
 
     void dropReplaced() noexcept {
-        Entry* kept = m_pEntries;
+        Entry* kept = m_entries;
         for (Entry* next = kept + 1; next != end(); ++next) {
             if (compareNames(kept->name, next->name) == 0) {
                 Destroy(*kept);
@@ -164,30 +164,30 @@ private:
             }
             *kept = *next;
         }
-        m_nCount = static_cast<uint32_t>(kept + 1 - m_pEntries);
+        m_count = static_cast<uint32_t>(kept + 1 - m_entries);
     }
 
     bool makeRoom() noexcept {
-        if (m_nCount < m_nCapacity) {
+        if (m_count < m_capacity) {
             return true;
         }
-        const uint64_t capacity = nextNameTableCapacity(m_nCapacity);
+        const uint64_t capacity = nextNameTableCapacity(m_capacity);
         if (capacity > std::numeric_limits<uint32_t>::max()) {
             return false;
         }
-        void* const grown = sys::realloc(m_pEntries, capacity * sizeof(Entry));
+        void* const grown = sys::realloc(m_entries, capacity * sizeof(Entry));
         if (grown == nullptr) {
             return false;
         }
-        m_pEntries = static_cast<Entry*>(grown);
-        m_nCapacity = static_cast<uint32_t>(capacity);
+        m_entries = static_cast<Entry*>(grown);
+        m_capacity = static_cast<uint32_t>(capacity);
         return true;
     }
 
-    Entry* m_pEntries = nullptr;
-    uint32_t m_nCapacity = 0;
-    uint32_t m_nCount = 0;
-    bool m_bInOrder = true; // false only between an append out of order and sortAppended()
+    Entry* m_entries = nullptr;
+    uint32_t m_capacity = 0;
+    uint32_t m_count = 0;
+    bool m_inOrder = true; // false only between an append out of order and sortAppended()
 };
 
 } // namespace em

@@ -14,16 +14,16 @@ void setUp() noexcept {
         CDebugClient& trace = processTrace.value;
         static_cast<void>(trace.Configure(trace.ModuleName()));
     }));
-    eventState.value.SetUp();
-    registryState.value.SetUp();
+    eventState.value.setUp();
+    registryState.value.setUp();
 }
 
 // Joins nothing and writes nothing, since it runs under the loader's lock. The trace goes first although it
 // came first: nothing may be written from here on.
 void tearDown() noexcept {
     processTrace.value.TearDown();
-    registryState.value.TearDown();
-    eventState.value.TearDown();
+    registryState.value.tearDown();
+    eventState.value.tearDown();
 }
 
 [[gnu::constructor]] void onLoad() {

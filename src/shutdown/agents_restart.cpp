@@ -21,7 +21,7 @@ constexpr FileModes kJobFileModes = {.fresh = 0644, .widest = 0644, .lessTheMask
 
 FileChangeResult replaceJobFile(const char* file, const char* command) {
     const MutexLock lock(jobFileMutex);
-    return ReplaceFile(file, kJobFileModes, command);
+    return replaceFileContent(file, kJobFileModes, command);
 }
 
 bool writeJobFile(const char* command) {
@@ -40,7 +40,7 @@ bool writeJobFile(const char* command) {
 
 bool startRestart(const char* command) {
     EM_TRACE(1, "CTellmarkAgents: Execute Restart Job: %s\n", command);
-    const ChildProcess child = StartShell(command, ChildSignals::UnblockAlarm);
+    const ChildProcess child = startShell(command, ChildSignals::UnblockAlarm);
     if (!child.started()) {
         EM_TRACE(1, "CTellmarkAgents: Execution of Restart Job \"%s\" failed, errno = %s\n", command,
                  ErrorText(child.error).get());
@@ -51,7 +51,7 @@ bool startRestart(const char* command) {
 } // namespace
 
 bool CTellmarkAgents::IsAgentlessService() const {
-    return std::strcmp(m_pProductIdentifier, "brix") == 0 || std::strcmp(m_pProductIdentifier, "BRIX") == 0;
+    return std::strcmp(m_productIdentifier, "brix") == 0 || std::strcmp(m_productIdentifier, "BRIX") == 0;
 }
 
 bool CTellmarkAgents::RestartAgents() const {

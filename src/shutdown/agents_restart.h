@@ -9,7 +9,7 @@ public:
     // The product identifier tells which agents these are: "brix" and "BRIX" mean the agentless service. It
     // must outlive the object.
     explicit CTellmarkAgents(const char* productIdentifier = "em_shutdown")
-        : m_pProductIdentifier(productIdentifier) {}
+        : m_productIdentifier(productIdentifier) {}
 
     // True when the job file was written or the command was started; what becomes of either is not looked at.
     // Throws only for want of memory, before anything was changed. Any thread.
@@ -18,7 +18,7 @@ public:
 private:
     [[nodiscard]] bool IsAgentlessService() const;
 
-    const char* m_pProductIdentifier;
+    const char* m_productIdentifier;
 };
 
 } // namespace em

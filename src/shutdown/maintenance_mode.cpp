@@ -13,7 +13,7 @@ constexpr uint32_t kLimitMs = 30'000;
 
 MaintenanceMode getMaintenanceMode(bool (*stopped)(void*), void* context) {
     EM_TRACE(5, "\nEM_SHUTDOWN         :getMaintenanceMode()");
-    const ShellAnswer answer = QueryShell(place::kMaintenanceQuery, kLimitMs, stopped, context);
+    const ShellAnswer answer = queryShell(place::kMaintenanceQuery, kLimitMs, stopped, context);
     if (answer.end == ShellAnswer::End::NotStarted) {
         EM_TRACE(5, "\nEM_SHUTDOWN         :ERROR - getMaintenanceMode() - popen failed");
         return MaintenanceMode::Disabled;

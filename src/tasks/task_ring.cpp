@@ -7,38 +7,38 @@ namespace em {
 
 TaskRing::TaskRing() : pBuffer(std::make_unique<uint8_t[]>(kCapacity)) {}
 
-bool TaskRing::Push(const void* record) {
-    if (IsFull()) {
+bool TaskRing::push(const void* record) {
+    if (isFull()) {
         return false;
     }
     std::array<uint8_t, kPointerSize> bytes;
     std::memcpy(bytes.data(), &record, kPointerSize);
     for (const uint8_t byte : bytes) {
-        PutByte(byte);
+        putByte(byte);
     }
     return true;
 }
 
-void* TaskRing::Pop() {
-    if (!HoldsTask()) {
+void* TaskRing::pop() {
+    if (!holdsTask()) {
         return nullptr;
     }
     std::array<uint8_t, kPointerSize> bytes;
     for (uint8_t& byte : bytes) {
-        byte = TakeByte();
+        byte = takeByte();
     }
     void* record = nullptr;
     std::memcpy(&record, bytes.data(), kPointerSize);
     return record;
 }
 
-void TaskRing::Reset() {
+void TaskRing::reset() {
     nUsed = 0;
     nRead = 0;
     nWrite = 0;
 }
 
-void TaskRing::PutByte(uint8_t byte) {
+void TaskRing::putByte(uint8_t byte) {
     // Wrapped before use: an index may stand one past the end in between.
     if (nWrite == nCapacity) {
         nWrite = 0;
@@ -47,7 +47,7 @@ void TaskRing::PutByte(uint8_t byte) {
     ++nUsed;
 }
 
-uint8_t TaskRing::TakeByte() {
+uint8_t TaskRing::takeByte() {
     if (nRead == nCapacity) {
         nRead = 0;
     }

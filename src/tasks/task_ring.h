@@ -14,20 +14,20 @@ public:
     TaskRing();
 
     // False when the ring is full: a pointer that would fill the last byte is refused.
-    [[nodiscard]] bool Push(const void* record);
+    [[nodiscard]] bool push(const void* record);
     // The oldest pointer; null when there is none.
-    [[nodiscard]] void* Pop();
-    [[nodiscard]] bool HoldsTask() const { return nUsed >= kPointerSize; }
-    [[nodiscard]] bool IsFull() const { return nUsed + kPointerSize >= nCapacity; }
-    [[nodiscard]] bool IsEmpty() const { return nUsed == 0; }
+    [[nodiscard]] void* pop();
+    [[nodiscard]] bool holdsTask() const { return nUsed >= kPointerSize; }
+    [[nodiscard]] bool isFull() const { return nUsed + kPointerSize >= nCapacity; }
+    [[nodiscard]] bool isEmpty() const { return nUsed == 0; }
     // Forgets what it holds.
-    void Reset();
+    void reset();
 
 private:
     static constexpr uint64_t kPointerSize = sizeof(void*);
 
-    void PutByte(uint8_t byte);
-    uint8_t TakeByte();
+    void putByte(uint8_t byte);
+    uint8_t takeByte();
 
     uint64_t nUsed = 0;  // bytes held
     uint64_t nRead = 0;  // index of the next byte to read

@@ -28,14 +28,14 @@ template <class Content>
 struct TaskRecord {
     EventHandle* hExternalEvent;              // set once the task was executed; the inserter's own, or null
     Content Message;                          // a deep copy of the inserter's
-    std::unique_ptr<TaskRecord> pNextDropped; // links the records of a purge until they are freed
+    std::unique_ptr<TaskRecord> nextDropped; // links the records of a purge until they are freed
 };
 
 // Frees a list of dropped records without recursion. Their events are not set.
 template <class Content>
 void freeDropped(std::unique_ptr<TaskRecord<Content>> first) {
     while (first) {
-        first = std::move(first->pNextDropped);
+        first = std::move(first->nextDropped);
     }
 }
 

@@ -107,7 +107,7 @@ bool CTaskSerializer<Message>::RefuseLocked(int level) const {
 template <class Message>
 bool CTaskSerializer<Message>::RefusedAsFull(const Message& message, int level) {
     const RecursiveLockGuard guard(m_Lock);
-    if (!m_pLevels[static_cast<uint32_t>(level)].queue.IsFull()) {
+    if (!m_pLevels[static_cast<uint32_t>(level)].queue.isFull()) {
         return false;
     }
     ReportFull(message, level);
@@ -123,7 +123,7 @@ void CTaskSerializer<Message>::ReportFull(const Message& message, int level) {
 // A refused record stays with the caller, who frees it outside the lock.
 template <class Message>
 bool CTaskSerializer<Message>::Enqueue(std::unique_ptr<Record>& record, int level) {
-    if (!m_pLevels[static_cast<uint32_t>(level)].queue.Push(record.get())) {
+    if (!m_pLevels[static_cast<uint32_t>(level)].queue.push(record.get())) {
         ReportFull(record->Message, level); // others were faster since
         return false;
     }
@@ -170,17 +170,17 @@ std::unique_ptr<TaskRecord<Message>> CTaskSerializer<Message>::TakeAllTasks() {
     std::unique_ptr<Record> taken;
     for (TaskLevel& level : Levels()) {
         while (std::unique_ptr<Record> record = Take(level.queue)) {
-            record->pNextDropped = std::move(taken);
+            record->nextDropped = std::move(taken);
             taken = std::move(record);
         }
-        level.queue.Reset();
+        level.queue.reset();
     }
     return taken;
 }
 
 template <class Message>
 std::unique_ptr<TaskRecord<Message>> CTaskSerializer<Message>::Take(TaskRing& queue) {
-    return std::unique_ptr<Record>(static_cast<Record*>(queue.Pop()));
+    return std::unique_ptr<Record>(static_cast<Record*>(queue.pop()));
 }
 
 // The handler thread.
@@ -283,7 +283,7 @@ void CTaskSerializer<Message>::SetExternalEvent(const Record& record) {
 template <class Message>
 void CTaskSerializer<Message>::ReportIfEmpty(int level) {
     const RecursiveLockGuard guard(m_Lock);
-    if (m_pLevels[static_cast<uint32_t>(level)].queue.IsEmpty()) {
+    if (m_pLevels[static_cast<uint32_t>(level)].queue.isEmpty()) {
         task_handler::guarded("OnTaskQueueEmpty", [this, level] { OnTaskQueueEmpty(level); });
     }
 }

@@ -33,7 +33,7 @@ void* CDebugClient::LookUpHostDebug() {
     for (void* const scope : {RTLD_DEFAULT, RTLD_NEXT}) {
         void* const found = sys::dlsym(scope, kDebugSymbol);
         if (qualifies(found)) {
-            m_pHostDebug = found;
+            m_hostDebug = found;
             return found;
         }
     }
@@ -41,7 +41,7 @@ void* CDebugClient::LookUpHostDebug() {
 }
 
 void CDebugClient::HandToHost(unsigned slot, int error, const char* format, va_list arguments) {
-    void* const known = m_pHostDebug;
+    void* const known = m_hostDebug;
     if (void* const host = known != nullptr ? known : LookUpHostDebug()) {
         errno = error; // the look-up may have changed it, and a "%m" in the format shows it
         callSlot<void>(host, slot, format, arguments, ModuleName());
@@ -85,7 +85,7 @@ void CDebugClient::Write(uint32_t level, int error, const char* format, va_list 
     va_copy(forLog.list, arguments);
     HandToHost(debug_slot::kTrace, error, format, arguments);
     errno = error;
-    WriteSystemLog(format, forLog.list);
+    writeSystemLog(format, forLog.list);
 }
 
 void CDebugClient::Print(const char* format, ...) {

@@ -33,7 +33,7 @@ private:
     void HandToHost(unsigned slot, int error, const char* format, va_list arguments)
         __attribute__((format(printf, 4, 0)));
 
-    std::atomic<void*> m_pHostDebug{nullptr}; // kept for good once found
+    std::atomic<void*> m_hostDebug{nullptr}; // kept for good once found
 };
 
 // Built at compile time, configured by the library's load-time initialiser.

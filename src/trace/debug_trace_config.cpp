@@ -89,9 +89,9 @@ bool CDebugTraceConfig::ReplaceModuleName(const char* name) {
     }
     std::memcpy(created->text, name, length + 1);
     // Names are chained and kept: a host may have stored the pointer that a line gave it.
-    created->older = m_pNames;
-    m_pNames = created;
-    m_pModuleName = created->text;
+    created->older = m_names;
+    m_names = created;
+    m_moduleName = created->text;
     return true;
 }
 
@@ -99,39 +99,39 @@ bool CDebugTraceConfig::Configure(const char* moduleName) {
     if (moduleName == nullptr || *moduleName == '\0') {
         return false;
     }
-    const MutexLock lock(m_FilesMutex);
+    const MutexLock lock(m_filesMutex);
     if (std::strcmp(moduleName, ModuleName()) != 0 && !ReplaceModuleName(moduleName)) {
         return false;
     }
     ReadConfiguration();
-    m_bEnabled = m_nLevel != 0;
+    m_enabled = m_level != 0;
     return true;
 }
 
 void CDebugTraceConfig::ReadConfiguration() {
-    m_GlobalIni.Clear();
-    m_ModuleIni.Clear();
+    m_globalIni.Clear();
+    m_moduleIni.Clear();
     const FileNames files = listConfigurationFiles();
     if (files.listed && files.names.empty()) {
         return; // an empty directory switches off the environment variables too
     }
-    m_nFileLevel = kNotConfigured;
-    if (m_GlobalIni.LoadSection(kGlobalSection, kGlobalFile, sys::path(place::kTraceConfigDirectory))) {
-        readInto(m_nDynamicUpdateFile, m_GlobalIni, kDynamicUpdate);
+    m_fileLevel = kNotConfigured;
+    if (m_globalIni.LoadSection(kGlobalSection, kGlobalFile, sys::path(place::kTraceConfigDirectory))) {
+        readInto(m_dynamicUpdateFile, m_globalIni, kDynamicUpdate);
     }
-    m_nDynamicUpdate = environmentOr(place::kTraceUpdateVariable, m_nDynamicUpdateFile);
+    m_dynamicUpdate = environmentOr(place::kTraceUpdateVariable, m_dynamicUpdateFile);
     ReadModuleSection(files);
-    m_nLevel = environmentOr(place::kTraceLevelVariable, m_nFileLevel);
-    m_nStartupLevel = m_nLevel.load();
+    m_level = environmentOr(place::kTraceLevelVariable, m_fileLevel);
+    m_startupLevel = m_level.load();
 }
 
 void CDebugTraceConfig::ReadModuleSection(const FileNames& files) {
     for (const std::string& file : files.names) {
         IniSectionFile candidate;
         if (candidate.LoadSection(ModuleName(), file.c_str(), sys::path(place::kTraceConfigDirectory))) {
-            m_ModuleIni = std::move(candidate);
-            readInto(m_nFileLevel, m_ModuleIni, kFileDebugLevel);
-            readInto(m_nTraceFlags, m_ModuleIni, kTraceFlags);
+            m_moduleIni = std::move(candidate);
+            readInto(m_fileLevel, m_moduleIni, kFileDebugLevel);
+            readInto(m_traceFlags, m_moduleIni, kTraceFlags);
             return;
         }
     }
@@ -139,60 +139,60 @@ void CDebugTraceConfig::ReadModuleSection(const FileNames& files) {
 
 bool CDebugTraceConfig::WillWrite(uint32_t level) {
     UpdateWhenDue();
-    return level <= m_nLevel;
+    return level <= m_level;
 }
 
 void CDebugTraceConfig::UpdateWhenDue() {
-    const int64_t interval = m_nDynamicUpdate;
+    const int64_t interval = m_dynamicUpdate;
     if (interval == 0) {
         return;
     }
     const int64_t now = sys::time();
-    int64_t last = m_nLastCheck;
+    int64_t last = m_lastCheck;
     // A clock that was set back counts as due. Whoever moves the time does the check, everybody else goes on.
-    if ((now < last + interval && now >= last) || !m_nLastCheck.compare_exchange_strong(last, now)) {
+    if ((now < last + interval && now >= last) || !m_lastCheck.compare_exchange_strong(last, now)) {
         return;
     }
-    if (m_FilesMutex.tryLock()) {
-        const MutexLock lock(m_FilesMutex, std::adopt_lock);
+    if (m_filesMutex.tryLock()) {
+        const MutexLock lock(m_filesMutex, std::adopt_lock);
         const ErrnoKeeper keeper;
         ReloadChanged();
     }
 }
 
 void CDebugTraceConfig::ReloadChanged() {
-    if (m_GlobalIni.HasPath() && m_GlobalIni.LoadIfNewer(kGlobalSection)) {
+    if (m_globalIni.HasPath() && m_globalIni.LoadIfNewer(kGlobalSection)) {
         uint32_t interval = 0;
-        if (m_GlobalIni.GetIntValue(kDynamicUpdate, interval)) {
-            m_nDynamicUpdateFile = interval;
-            m_nDynamicUpdate = configuredOrZero(interval);
+        if (m_globalIni.GetIntValue(kDynamicUpdate, interval)) {
+            m_dynamicUpdateFile = interval;
+            m_dynamicUpdate = configuredOrZero(interval);
         }
     }
-    if (m_ModuleIni.HasPath() && m_ModuleIni.LoadIfNewer(ModuleName())) {
+    if (m_moduleIni.HasPath() && m_moduleIni.LoadIfNewer(ModuleName())) {
         uint32_t level = 0;
-        if (m_ModuleIni.GetIntValue(kFileDebugLevel, level)) {
-            m_nFileLevel = level;
-            m_nLevel = configuredOrZero(level);
-            m_nStartupLevel = m_nLevel.load();
+        if (m_moduleIni.GetIntValue(kFileDebugLevel, level)) {
+            m_fileLevel = level;
+            m_level = configuredOrZero(level);
+            m_startupLevel = m_level.load();
         }
-        readInto(m_nTraceFlags, m_ModuleIni, kTraceFlags);
-        readInto(m_nMemoryTracesFlag, m_ModuleIni, kMemoryTracesFlag);
+        readInto(m_traceFlags, m_moduleIni, kTraceFlags);
+        readInto(m_memoryTracesFlag, m_moduleIni, kMemoryTracesFlag);
     }
 }
 
 void CDebugTraceConfig::TearDown() noexcept {
-    m_nLevel = 0;
-    m_bEnabled = false;
-    m_nDynamicUpdate = 0;
+    m_level = 0;
+    m_enabled = false;
+    m_dynamicUpdate = 0;
     // Held by a thread that the host did not stop: then it keeps the sections and the names.
-    if (m_FilesMutex.tryLock()) {
-        const MutexLock lock(m_FilesMutex, std::adopt_lock);
-        m_GlobalIni.Clear();
-        m_ModuleIni.Clear();
+    if (m_filesMutex.tryLock()) {
+        const MutexLock lock(m_filesMutex, std::adopt_lock);
+        m_globalIni.Clear();
+        m_moduleIni.Clear();
         // Before the names are freed: readers take the pointer without the lock.
-        m_pModuleName = kNameAtLoad;
-        while (m_pNames != nullptr) {
-            std::free(std::exchange(m_pNames, m_pNames->older));
+        m_moduleName = kNameAtLoad;
+        while (m_names != nullptr) {
+            std::free(std::exchange(m_names, m_names->older));
         }
     }
 }

@@ -25,12 +25,12 @@ public:
     // name. Any thread, at any time.
     virtual bool Configure(const char* moduleName);
 
-    [[nodiscard]] bool Enabled() const { return m_bEnabled.load(std::memory_order_relaxed); }
-    [[nodiscard]] const char* ModuleName() const { return m_pModuleName; }
-    [[nodiscard]] uint32_t Level() const { return m_nLevel; }
-    [[nodiscard]] uint32_t TraceFlags() const { return m_nTraceFlags; }
-    [[nodiscard]] uint32_t MemoryTracesFlag() const { return m_nMemoryTracesFlag; }
-    [[nodiscard]] uint32_t DynamicUpdate() const { return m_nDynamicUpdate; }
+    [[nodiscard]] bool Enabled() const { return m_enabled.load(std::memory_order_relaxed); }
+    [[nodiscard]] const char* ModuleName() const { return m_moduleName; }
+    [[nodiscard]] uint32_t Level() const { return m_level; }
+    [[nodiscard]] uint32_t TraceFlags() const { return m_traceFlags; }
+    [[nodiscard]] uint32_t MemoryTracesFlag() const { return m_memoryTracesFlag; }
+    [[nodiscard]] uint32_t DynamicUpdate() const { return m_dynamicUpdate; }
 
     // Looks for newer files when the interval has passed, then tells whether a line of this level is written.
     // Leaves errno alone.
@@ -44,28 +44,28 @@ private:
     static constexpr uint32_t kNotConfigured = 0xFFFFFFFF;
     static constexpr const char* kNameAtLoad = kModuleName;
 
-    bool ReplaceModuleName(const char* name) EM_REQUIRES(m_FilesMutex);
-    void ReadConfiguration() EM_REQUIRES(m_FilesMutex);
-    void ReadModuleSection(const struct FileNames& files) EM_REQUIRES(m_FilesMutex);
+    bool ReplaceModuleName(const char* name) EM_REQUIRES(m_filesMutex);
+    void ReadConfiguration() EM_REQUIRES(m_filesMutex);
+    void ReadModuleSection(const struct FileNames& files) EM_REQUIRES(m_filesMutex);
     void UpdateWhenDue();
-    void ReloadChanged() EM_REQUIRES(m_FilesMutex);
+    void ReloadChanged() EM_REQUIRES(m_filesMutex);
 
     // "Last writer wins" between threads: the values are read without a lock.
-    std::atomic<uint32_t> m_nLevel{0};
-    std::atomic<uint32_t> m_nStartupLevel{0};
-    std::atomic<uint32_t> m_nFileLevel{kNotConfigured};
-    std::atomic<uint32_t> m_nTraceFlags{0};
-    std::atomic<bool> m_bEnabled{false};
-    std::atomic<const char*> m_pModuleName{kNameAtLoad};
-    Mutex m_FilesMutex; // nothing is traced under it
+    std::atomic<uint32_t> m_level{0};
+    std::atomic<uint32_t> m_startupLevel{0};
+    std::atomic<uint32_t> m_fileLevel{kNotConfigured};
+    std::atomic<uint32_t> m_traceFlags{0};
+    std::atomic<bool> m_enabled{false};
+    std::atomic<const char*> m_moduleName{kNameAtLoad};
+    Mutex m_filesMutex; // nothing is traced under it
     // Given by Configure; they stay until the tear-down, since a host may keep them.
-    Name* m_pNames EM_GUARDED_BY(m_FilesMutex) = nullptr;
-    IniSectionFile m_GlobalIni EM_GUARDED_BY(m_FilesMutex);
-    IniSectionFile m_ModuleIni EM_GUARDED_BY(m_FilesMutex);
-    std::atomic<uint32_t> m_nDynamicUpdateFile{kNotConfigured};
-    std::atomic<uint32_t> m_nDynamicUpdate{0}; // seconds, 0 = never
-    std::atomic<int64_t> m_nLastCheck{0};
-    std::atomic<uint32_t> m_nMemoryTracesFlag{0};
+    Name* m_names EM_GUARDED_BY(m_filesMutex) = nullptr;
+    IniSectionFile m_globalIni EM_GUARDED_BY(m_filesMutex);
+    IniSectionFile m_moduleIni EM_GUARDED_BY(m_filesMutex);
+    std::atomic<uint32_t> m_dynamicUpdateFile{kNotConfigured};
+    std::atomic<uint32_t> m_dynamicUpdate{0}; // seconds, 0 = never
+    std::atomic<int64_t> m_lastCheck{0};
+    std::atomic<uint32_t> m_memoryTracesFlag{0};
 };
 
 } // namespace em

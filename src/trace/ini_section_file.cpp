@@ -57,11 +57,11 @@ void IniSectionFile::Clear() {
 bool IniSectionFile::LoadSection(const char* section, const char* file, const char* directory) {
     Clear();
     const size_t size = std::strlen(directory) + 1 + std::strlen(file) + 1;
-    m_pPath.reset(static_cast<char*>(std::malloc(size)));
-    if (m_pPath == nullptr) {
+    m_path.reset(static_cast<char*>(std::malloc(size)));
+    if (m_path == nullptr) {
         return false;
     }
-    std::snprintf(m_pPath.get(), size, "%s/%s", directory, file);
+    std::snprintf(m_path.get(), size, "%s/%s", directory, file);
     const Outcome outcome = Read(section);
     if (outcome == Outcome::NotOpened || outcome == Outcome::NotRead) {
         Clear();
@@ -71,36 +71,36 @@ bool IniSectionFile::LoadSection(const char* section, const char* file, const ch
 
 bool IniSectionFile::LoadIfNewer(const char* section) {
     struct stat status;
-    if (sys::stat(m_pPath.get(), &status) != 0) {
+    if (sys::stat(m_path.get(), &status) != 0) {
         Clear();
         return false;
     }
-    if (status.st_mtime <= m_nModified) {
+    if (status.st_mtime <= m_modified) {
         return false;
     }
     IniSectionFile newer;
-    newer.m_pPath = std::move(m_pPath);
+    newer.m_path = std::move(m_path);
     const Outcome outcome = newer.Read(section);
     if (outcome == Outcome::Loaded) {
         *this = std::move(newer);
     } else if (outcome == Outcome::NotOpened) {
         Clear();
     } else {
-        m_pPath = std::move(newer.m_pPath); // and the old time with it: the next call tries again
+        m_path = std::move(newer.m_path); // and the old time with it: the next call tries again
     }
     return outcome == Outcome::Loaded;
 }
 
 IniSectionFile::Outcome IniSectionFile::Read(const char* section) {
-    const UniqueFd file(sys::open(m_pPath.get(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const UniqueFd file(sys::open(m_path.get(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file.valid()) {
         return Outcome::NotOpened;
     }
     FileContent content;
-    if (ReadRegularFile(file.get(), kLargestFile, kPadding, content) != 0) {
+    if (readRegularFile(file.get(), kLargestFile, kPadding, content) != 0) {
         return Outcome::NotRead;
     }
-    m_nModified = content.status.st_mtime;
+    m_modified = content.status.st_mtime;
     char* const body =
         cutAtEndMarker(content.data.get(), content.size) ? findBody(content.data.get(), section) : nullptr;
     if (body == nullptr) {
@@ -109,17 +109,17 @@ IniSectionFile::Outcome IniSectionFile::Read(const char* section) {
     // Whatever "[" comes next ends the section, one in a comment too: this is how the files have always been
     // read.
     body[std::strcspn(body, "[")] = '\0';
-    m_pBuffer = std::move(content.data);
-    m_pBody = body;
+    m_buffer = std::move(content.data);
+    m_body = body;
     return Outcome::Loaded;
 }
 
 bool IniSectionFile::GetIntValue(const char* key, uint32_t& value) const {
-    if (key == nullptr || *key == '\0' || m_pBody == nullptr) {
+    if (key == nullptr || *key == '\0' || m_body == nullptr) {
         return false;
     }
     // As plain text, so a longer key that holds this one comes first when it stands first.
-    const char* const found = std::strstr(m_pBody, key);
+    const char* const found = std::strstr(m_body, key);
     const char* text = found == nullptr ? nullptr : std::strchr(found + std::strlen(key), '=');
     if (text == nullptr) {
         return false;

@@ -28,17 +28,17 @@ public:
     // there is no key or no "=".
     [[nodiscard]] bool GetIntValue(const char* key, uint32_t& value) const;
 
-    [[nodiscard]] bool HasPath() const { return m_pPath != nullptr; }
+    [[nodiscard]] bool HasPath() const { return m_path != nullptr; }
     void Clear();
 
 private:
     enum class Outcome { NotOpened, NotRead, NoSection, Loaded };
     Outcome Read(const char* section);
 
-    std::unique_ptr<char, FreeDeleter> m_pBuffer; // the whole file plus 16 zero bytes
-    const char* m_pBody = nullptr;                // first byte behind the section's header
-    std::unique_ptr<char, FreeDeleter> m_pPath;
-    time_t m_nModified = 0;
+    std::unique_ptr<char, FreeDeleter> m_buffer; // the whole file plus 16 zero bytes
+    const char* m_body = nullptr;                // first byte behind the section's header
+    std::unique_ptr<char, FreeDeleter> m_path;
+    time_t m_modified = 0;
 };
 
 } // namespace em

@@ -16,35 +16,35 @@ namespace {
 class FileContentTest : public testing::Test {
 protected:
     int read(const char* name, size_t largest = 100) {
-        m_Content = {};
-        return ReadRegularFile(m_Directory.pathOf(name).c_str(), largest, 16, m_Content);
+        m_content = {};
+        return readRegularFile(m_directory.pathOf(name).c_str(), largest, 16, m_content);
     }
 
-    const fake::Scope m_Script;
-    const test::TemporaryDirectory m_Directory;
-    FileContent m_Content;
+    const fake::Scope m_script;
+    const test::TemporaryDirectory m_directory;
+    FileContent m_content;
 };
 
 TEST_F(FileContentTest, HoldsARegularFileUpToTheSizeAndZerosBehindIt) {
-    m_Directory.write("f", "content", 1234);
+    m_directory.write("f", "content", 1234);
     ASSERT_EQ(read("f", 7), 0);
-    EXPECT_EQ(std::string(m_Content.data.get(), m_Content.size + 16), "content" + std::string(16, '\0'));
-    EXPECT_EQ(m_Content.status.st_mtime, 1234);
+    EXPECT_EQ(std::string(m_content.data.get(), m_content.size + 16), "content" + std::string(16, '\0'));
+    EXPECT_EQ(m_content.status.st_mtime, 1234);
     EXPECT_EQ(read("f", 6), EFBIG);
     EXPECT_EQ(read("."), ENOTSUP);
-    ASSERT_EQ(::mkfifo(m_Directory.pathOf("fifo").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo(m_directory.pathOf("fifo").c_str(), 0600), 0);
     EXPECT_EQ(read("fifo"), ENOTSUP) << "and does not wait for a writer";
-    m_Directory.write("empty", "");
+    m_directory.write("empty", "");
     ASSERT_EQ(read("empty"), 0);
-    EXPECT_EQ(m_Content.size, 0U);
+    EXPECT_EQ(m_content.size, 0U);
 }
 
 TEST_F(FileContentTest, ReadsOnAfterAnInterruptionUntilTheFileProvesTooShort) {
-    m_Directory.write("f", "content");
+    m_directory.write("f", "content");
     fake::failNth("read", 1, EINTR, 3);
     EXPECT_EQ(read("f"), 0);
     static std::string path;
-    path = m_Directory.pathOf("f");
+    path = m_directory.pathOf("f");
     fake::watch([](const char* call) {
         if (std::string_view(call) == "read") {
             [[maybe_unused]] const int result = ::truncate(path.c_str(), 3);

@@ -17,15 +17,15 @@ std::binary_semaphore lockTried{0};
 class RecursiveLockTest : public testing::Test {
 protected:
     // What the analysis of lock annotations is told to leave alone: locks taken by steps, on purpose.
-    void acquire() EM_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Acquire(); }
-    void release() EM_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Release(); }
+    void acquire() EM_NO_THREAD_SAFETY_ANALYSIS { m_lock.Acquire(); }
+    void release() EM_NO_THREAD_SAFETY_ANALYSIS { m_lock.Release(); }
 
-    fake::Scope m_Script;
-    RecursiveLock m_Lock;
+    fake::Scope m_script;
+    RecursiveLock m_lock;
 };
 
 TEST_F(RecursiveLockTest, ExcludesOtherThreadsUntilTheOutermostRelease) {
-    ASSERT_TRUE(m_Lock.SetUp());
+    ASSERT_TRUE(m_lock.SetUp());
     acquire();
     acquire();
     bool bReleased = false; // plain: the lock orders it
@@ -45,21 +45,21 @@ TEST_F(RecursiveLockTest, ExcludesOtherThreadsUntilTheOutermostRelease) {
     bReleased = true;
     release();
     other.join();
-    EXPECT_TRUE(m_Lock.TearDown());
+    EXPECT_TRUE(m_lock.TearDown());
 }
 
 TEST_F(RecursiveLockTest, IsANoOpWithoutMutex) {
     fake::failNth("pthread_mutex_init", 1, ENOMEM);
-    EXPECT_FALSE(m_Lock.SetUp());
+    EXPECT_FALSE(m_lock.SetUp());
     acquire();
     std::thread([&] { acquire(); }).join(); // would block for ever
     release();
     EXPECT_EQ(fake::calls("pthread_mutex_lock"), 0);
-    EXPECT_TRUE(m_Lock.TearDown());
+    EXPECT_TRUE(m_lock.TearDown());
 }
 
 TEST_F(RecursiveLockTest, CountsAFailedLockCallAsTakenAndKeepsErrno) {
-    ASSERT_TRUE(m_Lock.SetUp());
+    ASSERT_TRUE(m_lock.SetUp());
     fake::failNth("pthread_mutex_lock", 1, EINVAL);
     errno = EBADF;
     acquire();
@@ -69,9 +69,9 @@ TEST_F(RecursiveLockTest, CountsAFailedLockCallAsTakenAndKeepsErrno) {
 }
 
 TEST_F(RecursiveLockTest, TearDownLeavesAHeldLockAlone) {
-    ASSERT_TRUE(m_Lock.SetUp());
+    ASSERT_TRUE(m_lock.SetUp());
     acquire();
-    std::thread([&] { EXPECT_FALSE(m_Lock.TearDown()); }).join();
+    std::thread([&] { EXPECT_FALSE(m_lock.TearDown()); }).join();
     acquire(); // a no-op from here on
     release();
     EXPECT_EQ(fake::calls("pthread_mutex_lock"), 1);

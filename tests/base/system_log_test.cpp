@@ -16,7 +16,7 @@ namespace {
 __attribute__((format(printf, 1, 2))) void writeLog(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    WriteSystemLog(format, arguments);
+    writeSystemLog(format, arguments);
     va_end(arguments);
 }
 

@@ -21,14 +21,14 @@ std::string messageFile(const std::string& summary) {
 
 class LogMsgFile : public ::testing::Test {
 protected:
-    LogMsgFile() { std::filesystem::current_path(m_Directory.path()); }
+    LogMsgFile() { std::filesystem::current_path(m_directory.path()); }
     ~LogMsgFile() override { std::filesystem::current_path("/"); }
 
-    [[nodiscard]] std::string summary() const { return m_Messages.LookUp("0x0e0001", "Summary", nullptr, 0); }
+    [[nodiscard]] std::string summary() const { return m_messages.LookUp("0x0e0001", "Summary", nullptr, 0); }
 
-    const fake::Scope m_Scope;
-    const test::TemporaryDirectory m_Directory;
-    CLogMsgFile m_Messages;
+    const fake::Scope m_scope;
+    const test::TemporaryDirectory m_directory;
+    CLogMsgFile m_messages;
 };
 
 // The catalogue's lines; the registry store, which it asks for the registered directory, writes its own.
@@ -41,48 +41,48 @@ std::string ownLines(const test::TraceCapture& capture) {
 }
 
 TEST_F(LogMsgFile, FoundInTheCurrentDirectory) {
-    m_Directory.write("EVENTMSG.XML", messageFile("%n%s"));
+    m_directory.write("EVENTMSG.XML", messageFile("%n%s"));
     const test::TraceCapture capture(4);
-    EXPECT_TRUE(m_Messages.Open(true));
-    const std::string path = m_Directory.pathOf("EVENTMSG.XML");
+    EXPECT_TRUE(m_messages.Open(true));
+    const std::string path = m_directory.pathOf("EVENTMSG.XML");
     EXPECT_EQ("\nCLogMsgFile         : Use event messages file \"EVENTMSG.XML\" for decoding"
               "\nCLogMsgFile         : Search for file in current directory ..."
               "\nCLogMsgFile         : Try to open file \"" +
                   path + "\"\nCLogMsgFile         : Event messages successfully opened in \"" + path + "\"!",
               capture.text());
-    EXPECT_TRUE(m_Messages.EventMessages());
+    EXPECT_TRUE(m_messages.EventMessages());
     EXPECT_EQ("%n%s", summary());
 }
 
 TEST_F(LogMsgFile, NotFoundIsNoErrorAndDropsWhatWasThere) {
-    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
-    ASSERT_TRUE(m_Messages.Open(true));
+    m_directory.write("EVENTMSG.XML", messageFile("pressed"));
+    ASSERT_TRUE(m_messages.Open(true));
     const test::TraceCapture capture(4);
-    EXPECT_FALSE(m_Messages.Open(false));
-    const std::string path = m_Directory.pathOf("ERRMSG.XML");
+    EXPECT_FALSE(m_messages.Open(false));
+    const std::string path = m_directory.pathOf("ERRMSG.XML");
     const std::string attempt = "\nCLogMsgFile         : Try to open file \"" + path + "\"";
     EXPECT_EQ("\nCLogMsgFile         : Use event messages file \"ERRMSG.XML\" for decoding"
               "\nCLogMsgFile         : Search for file in current directory ..." +
                   attempt + "\nCLogMsgFile         : Search for file in registered directory ..." + attempt +
                   "\nCLogMsgFile         : Event messages not opened in \"" + path + "\"!",
               ownLines(capture));
-    EXPECT_FALSE(m_Messages.EventMessages());
+    EXPECT_FALSE(m_messages.EventMessages());
     EXPECT_EQ("", summary());
 }
 
 TEST_F(LogMsgFile, BadFileIsPassedOverWithItsReason) {
-    m_Directory.write("EVENTMSG.XML", "<EventMsg>\xfc</EventMsg>");
+    m_directory.write("EVENTMSG.XML", "<EventMsg>\xfc</EventMsg>");
     const test::TraceCapture capture(4);
-    EXPECT_FALSE(m_Messages.Open(true));
-    EXPECT_TRUE(capture.contains("## WARNING! File \"" + m_Directory.pathOf("EVENTMSG.XML") +
+    EXPECT_FALSE(m_messages.Open(true));
+    EXPECT_TRUE(capture.contains("## WARNING! File \"" + m_directory.pathOf("EVENTMSG.XML") +
                                  "\" not loaded: it is not valid in its encoding (byte 10)"));
 }
 
 TEST_F(LogMsgFile, UnknownCurrentDirectory) {
-    m_Directory.write("EVENTMSG.XML", messageFile("pressed"));
+    m_directory.write("EVENTMSG.XML", messageFile("pressed"));
     fake::failNth("getcwd", 1, ENOENT, 0);
-    EXPECT_TRUE(m_Messages.Open(true));
-    EXPECT_EQ("./EVENTMSG.XML", m_Messages.Path());
+    EXPECT_TRUE(m_messages.Open(true));
+    EXPECT_EQ("./EVENTMSG.XML", m_messages.Path());
 }
 
 } // namespace

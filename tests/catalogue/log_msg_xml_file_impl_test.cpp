@@ -39,7 +39,7 @@ struct Case {
 
 TEST(CLogMsgXmlFileImpl, LooksUp) {
     XmlDocument document;
-    ASSERT_TRUE(document.LoadBytes(kMessages, std::string(kMessages).size()).loaded());
+    ASSERT_TRUE(document.loadBytes(kMessages, std::string(kMessages).size()).loaded());
     const CLogMsgXmlFileImpl messages(document);
     for (const Case& row : {
              Case{"0x0E000A", "Summary", nullptr, 0, "first"},

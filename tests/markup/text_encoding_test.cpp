@@ -53,11 +53,11 @@ TEST(XmlEncoding, Decoded) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         XmlDocument document;
-        const XmlLoadResult result = document.LoadBytes(row.bytes.data(), row.bytes.size());
+        const XmlLoadResult result = document.loadBytes(row.bytes.data(), row.bytes.size());
         ASSERT_TRUE(result.loaded()) << result.reason;
         XmlCursor cursor(document);
-        ASSERT_TRUE(cursor.FindNext("a"));
-        EXPECT_EQ(row.text, cursor.CharacterData());
+        ASSERT_TRUE(cursor.findNext("a"));
+        EXPECT_EQ(row.text, cursor.characterData());
     }
 }
 
@@ -89,12 +89,12 @@ TEST(XmlEncoding, Refused) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         XmlDocument document;
-        const XmlLoadResult result = document.LoadBytes(row.bytes.data(), row.bytes.size());
+        const XmlLoadResult result = document.loadBytes(row.bytes.data(), row.bytes.size());
         EXPECT_STREQ(row.reason, result.reason);
         if (row.offset != 0) {
             EXPECT_EQ(row.offset, result.offset);
         }
-        EXPECT_FALSE(XmlCursor(document).FindNext("a"));
+        EXPECT_FALSE(XmlCursor(document).findNext("a"));
     }
 }
 
@@ -102,11 +102,11 @@ TEST(XmlEncoding, WhatWasReadableAsAsciiIsNotInAWideEncoding) {
     for (const char* name : {"UTF-16", "UTF-16LE", "UTF-32", "WCHAR_T", "EBCDIC-US"}) {
         for (const char* padding : {"", " ", "  ", "   "}) { // whole characters of every width among them
             const std::string bytes = declared(name, padding);
-            EXPECT_FALSE(XmlDocument().LoadBytes(bytes.data(), bytes.size()).loaded()) << name;
+            EXPECT_FALSE(XmlDocument().loadBytes(bytes.data(), bytes.size()).loaded()) << name;
         }
     }
     const std::string whole = declared("UTF-16LE", " "); // valid there, of other characters
-    EXPECT_STREQ(kLying, XmlDocument().LoadBytes(whole.data(), whole.size()).reason);
+    EXPECT_STREQ(kLying, XmlDocument().loadBytes(whole.data(), whole.size()).reason);
 }
 
 TEST(XmlEncoding, TextIsBounded) {
@@ -114,10 +114,10 @@ TEST(XmlEncoding, TextIsBounded) {
     std::string bytes = "<?xml version='1.0' encoding='TSCII'?><a>";
     bytes.resize(kLargestXmlText / 9 + 100, '\x87');
     TextEncoding encoding;
-    ASSERT_EQ(nullptr, DetectEncoding(bytes, encoding));
+    ASSERT_EQ(nullptr, detectEncoding(bytes, encoding));
     std::string text;
     size_t offset = 0;
-    EXPECT_STREQ("its text is longer than 64 MiB", DecodeText(encoding, text, offset));
+    EXPECT_STREQ("its text is longer than 64 MiB", decodeText(encoding, text, offset));
 }
 
 TEST(Utf8, LongestValidBeginning) {
@@ -135,7 +135,7 @@ TEST(Utf8, LongestValidBeginning) {
         {"\xed\xa0\x80", 0},
         {"\xf4\x90\x80\x80", 0}};
     for (const auto& [text, length] : cases) {
-        EXPECT_EQ(length, ValidUtf8Length(text)) << ::testing::PrintToString(std::string(text));
+        EXPECT_EQ(length, validUtf8Length(text)) << ::testing::PrintToString(std::string(text));
     }
 }
 

@@ -15,7 +15,7 @@ namespace em {
 namespace {
 
 XmlLoadResult load(XmlDocument& document, const std::string& bytes) {
-    return document.LoadBytes(bytes.data(), bytes.size());
+    return document.loadBytes(bytes.data(), bytes.size());
 }
 
 std::string nested(unsigned levels) {
@@ -59,9 +59,9 @@ TEST(XmlDocument, DeclaredEntitiesStayAsWritten) {
                                "<a b='&f;'>&e;|&f;|&none;|&lt;&gt;&amp;&quot;&apos;|&#65;&#x42;</a>")
                     .loaded());
     XmlCursor cursor(document);
-    ASSERT_TRUE(cursor.FindNext("a"));
-    EXPECT_EQ("&e;|&f;|&none;|<>&\"'|AB", cursor.CharacterData());
-    EXPECT_STREQ("&f;", cursor.Attribute("b"));
+    ASSERT_TRUE(cursor.findNext("a"));
+    EXPECT_EQ("&e;|&f;|&none;|<>&\"'|AB", cursor.characterData());
+    EXPECT_STREQ("&f;", cursor.attribute("b"));
 }
 
 TEST(XmlDocument, Files) {
@@ -78,34 +78,34 @@ TEST(XmlDocument, Files) {
                                                               {"", "it is no regular file"}};
     XmlDocument document;
     for (const auto& [file, reason] : kCases) {
-        const XmlLoadResult result = document.LoadFile(directory.pathOf(file).c_str());
+        const XmlLoadResult result = document.loadFile(directory.pathOf(file).c_str());
         EXPECT_STREQ(reason, result.reason) << file;
         EXPECT_EQ(file == std::string("missing.xml"), result.missing);
     }
-    ASSERT_TRUE(document.LoadFile(directory.pathOf("good.xml").c_str()).loaded());
+    ASSERT_TRUE(document.loadFile(directory.pathOf("good.xml").c_str()).loaded());
     fake::failNth("read", 1, EIO);
-    EXPECT_STREQ("it cannot be read", document.LoadFile(directory.pathOf("good.xml").c_str()).reason);
-    EXPECT_FALSE(XmlCursor(document).FindNext("a")) << "the document of before is gone";
+    EXPECT_STREQ("it cannot be read", document.loadFile(directory.pathOf("good.xml").c_str()).reason);
+    EXPECT_FALSE(XmlCursor(document).findNext("a")) << "the document of before is gone";
 }
 
 TEST(XmlCursor, Walks) {
     XmlDocument document;
     ASSERT_TRUE(load(document, "<r><a n='1'><x/></a><b/><a n='2'>t</a></r>").loaded());
     XmlCursor cursor(document);
-    EXPECT_FALSE(cursor.GoIn() || cursor.GoOut() || cursor.FindNext("a"));
-    ASSERT_TRUE(cursor.FindNext("r") && !cursor.FindNext("r") && cursor.GoIn() && cursor.FindNext("a"));
-    EXPECT_STREQ("1", cursor.Attribute("n"));
-    EXPECT_EQ(nullptr, cursor.Attribute("N"));
-    ASSERT_TRUE(cursor.GoIn());
-    EXPECT_EQ(nullptr, cursor.Attribute("n")) << "in front of the first child";
-    ASSERT_TRUE(!cursor.FindNext("X") && cursor.GoOut() && cursor.FindNext("a"));
-    EXPECT_STREQ("2", cursor.Attribute("n"));
-    EXPECT_FALSE(cursor.FindNext("a"));
-    EXPECT_EQ("t", cursor.CharacterData()) << "still where it was";
-    ASSERT_TRUE(cursor.GoOut());
-    EXPECT_FALSE(cursor.GoOut());
-    cursor.Reset();
-    EXPECT_TRUE(cursor.FindNext("r"));
+    EXPECT_FALSE(cursor.goIn() || cursor.goOut() || cursor.findNext("a"));
+    ASSERT_TRUE(cursor.findNext("r") && !cursor.findNext("r") && cursor.goIn() && cursor.findNext("a"));
+    EXPECT_STREQ("1", cursor.attribute("n"));
+    EXPECT_EQ(nullptr, cursor.attribute("N"));
+    ASSERT_TRUE(cursor.goIn());
+    EXPECT_EQ(nullptr, cursor.attribute("n")) << "in front of the first child";
+    ASSERT_TRUE(!cursor.findNext("X") && cursor.goOut() && cursor.findNext("a"));
+    EXPECT_STREQ("2", cursor.attribute("n"));
+    EXPECT_FALSE(cursor.findNext("a"));
+    EXPECT_EQ("t", cursor.characterData()) << "still where it was";
+    ASSERT_TRUE(cursor.goOut());
+    EXPECT_FALSE(cursor.goOut());
+    cursor.reset();
+    EXPECT_TRUE(cursor.findNext("r"));
 }
 
 TEST(XmlCursor, CharacterData) {
@@ -131,8 +131,8 @@ TEST(XmlCursor, CharacterData) {
         XmlDocument document;
         ASSERT_TRUE(load(document, "<a>" + std::string(row.content) + "</a>").loaded()) << row.content;
         XmlCursor cursor(document);
-        ASSERT_TRUE(cursor.FindNext("a"));
-        EXPECT_EQ(row.text, cursor.CharacterData());
+        ASSERT_TRUE(cursor.findNext("a"));
+        EXPECT_EQ(row.text, cursor.characterData());
     }
 }
 

@@ -31,20 +31,20 @@ using Commands = std::vector<std::string>;
 // A module and the record of its commands.
 class FaultTest : public testing::Test {
 protected:
-    void start() { ASSERT_TRUE(m_Module.start()); }
+    void start() { ASSERT_TRUE(m_module.start()); }
     void requestAndWait(const char* command = kOffNow) {
-        static_cast<void>(m_Module.request(command));
+        static_cast<void>(m_module.request(command));
         ASSERT_TRUE(recording().waitFor(kCompleted)) << recording().shown();
     }
-    Commands commands(size_t expected) const { return commandLines(m_Commands, expected); }
+    Commands commands(size_t expected) const { return commandLines(m_commands, expected); }
 
     // Calls the module on a thread of the host that is cancelled from the start; returns the thread's value.
     void* cancelledIn(void (*call)(HostedModule&)) {
-        m_pCall = call;
+        m_call = call;
         // Its frame holds no locals: the address sanitizer keeps those of an unwound frame poisoned.
         const auto cancelled = [](void* test) -> void* {
             ::pthread_cancel(::pthread_self());
-            static_cast<FaultTest*>(test)->m_pCall(static_cast<FaultTest*>(test)->m_Module);
+            static_cast<FaultTest*>(test)->m_call(static_cast<FaultTest*>(test)->m_module);
             ::pthread_testcancel();
             return nullptr;
         };
@@ -55,35 +55,35 @@ protected:
         return value;
     }
 
-    const volad_dev::CommandRecorder m_Commands;
-    HostedModule m_Module{5};
+    const volad_dev::CommandRecorder m_commands;
+    HostedModule m_module{5};
 
 private:
-    void (*m_pCall)(HostedModule&) = nullptr;
+    void (*m_call)(HostedModule&) = nullptr;
 };
 
 TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheScenario) {
-    m_Module.host.throwAlways();
+    m_module.host.throwAlways();
     start();
     EXPECT_TRUE(recording().contains("\"Tellmark Host Warden\" registered"));
-    EXPECT_EQ(m_Module.request(kOffNow), "true " + withCommand(R"({"OC":517,"DA":1,"ST":0})"));
+    EXPECT_EQ(m_module.request(kOffNow), "true " + withCommand(R"({"OC":517,"DA":1,"ST":0})"));
     ASSERT_TRUE(recording().waitFor(kCompleted));
     EXPECT_TRUE(recording().contains("\n\nEM_SHUTDOWN         : ## EXCEPTION in "));
     EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
-    EXPECT_EQ(m_Module.status(), 3U);
-    EXPECT_EQ(m_Module.stop(), 1U);
-    EXPECT_TRUE(m_Module.destroy());
+    EXPECT_EQ(m_module.status(), 3U);
+    EXPECT_EQ(m_module.stop(), 1U);
+    EXPECT_TRUE(m_module.destroy());
 }
 
 // A cancelled host thread unwinds out of Start with the handler running and a delay in it.
 TEST_F(FaultTest, StopEndsWhatACancelledStartLeftBehind) {
-    m_Module.host.answer(kDelay, "1800");
-    static_cast<void>(m_Module.request(R"({"OC":517})"));
+    m_module.host.answer(kDelay, "1800");
+    static_cast<void>(m_module.request(R"({"OC":517})"));
     EXPECT_EQ(cancelledIn([](HostedModule& module) { module.start(); }), PTHREAD_CANCELED);
-    m_Module.afterStart();
+    m_module.afterStart();
     ASSERT_TRUE(recording().waitFor("Start shutdown delay")) << recording().shown();
     EXPECT_FALSE(recording().contains("### Start of module"));
-    EXPECT_EQ(m_Module.stop(), 1U);
+    EXPECT_EQ(m_module.stop(), 1U);
     EXPECT_TRUE(recording().contains("### Stop of module EM_SHUTDOWN completed successfully ###"));
     EXPECT_TRUE(recording().contains("EXIT THREAD TaskHandler()!"));
     EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
@@ -91,12 +91,12 @@ TEST_F(FaultTest, StopEndsWhatACancelledStartLeftBehind) {
 }
 
 TEST_F(FaultTest, StopOfAModuleNeverStartedLeavesTheWatcherToTheDestructor) {
-    m_Module.afterStart();
+    m_module.afterStart();
     ASSERT_TRUE(recording().waitFor("check maintenance thread sleeps"));
-    EXPECT_EQ(m_Module.stop(), 1U);
+    EXPECT_EQ(m_module.stop(), 1U);
     EXPECT_FALSE(recording().contains("### Stop of module"));
     ASSERT_TRUE(recording().waitFor("check maintenance thread sleeps", 2)) << "it goes on";
-    EXPECT_TRUE(m_Module.destroy());
+    EXPECT_TRUE(m_module.destroy());
     EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
 }
 
@@ -111,18 +111,18 @@ TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
         }
     });
     start();
-    static_cast<void>(m_Module.request(kOffNow));
-    static_cast<void>(m_Module.request(R"({"OC":521})"));
+    static_cast<void>(m_module.request(kOffNow));
+    static_cast<void>(m_module.request(R"({"OC":521})"));
     ASSERT_TRUE(recording().waitFor(kCompleted));
     recording().onLine(nullptr);
-    EXPECT_EQ(m_Module.status(), 5U) << recording().shown();
+    EXPECT_EQ(m_module.status(), 5U) << recording().shown();
     EXPECT_EQ(commands(0), Commands{});
 }
 
 TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
-    static_cast<void>(m_Module.request(kOffNow));
-    static_cast<void>(m_Module.request(R"({"OC":521})"));
-    static_cast<void>(m_Module.request(R"({"OC":518,"DA":1})"));
+    static_cast<void>(m_module.request(kOffNow));
+    static_cast<void>(m_module.request(R"({"OC":521})"));
+    static_cast<void>(m_module.request(R"({"OC":518,"DA":1})"));
     start();
     ASSERT_TRUE(recording().waitFor(kCompleted));
     EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"}) << "the first one, the second is purged";
@@ -130,41 +130,41 @@ TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
 }
 
 TEST_F(FaultTest, CancelIsLostInsideTheStatusMessageAndRefusedAfterTheCommand) {
-    m_Module.host.onMessage([this](uint32_t code, Envelope& envelope) {
+    m_module.host.onMessage([this](uint32_t code, Envelope& envelope) {
         if (code == 527 && numberOf(commandOf(envelope), "DA", 0) == 1) {
-            static_cast<void>(m_Module.request(R"({"OC":521})"));
+            static_cast<void>(m_module.request(R"({"OC":521})"));
         }
     });
     start();
     requestAndWait();
     EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
-    EXPECT_EQ(m_Module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(m_module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
     EXPECT_EQ(recording().count(
                   "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled"),
               1U);
-    EXPECT_EQ(m_Module.status(), 3U);
+    EXPECT_EQ(m_module.status(), 3U);
 }
 
 TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
     HeldJob job;
-    m_Module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
+    m_module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
     start();
-    static_cast<void>(m_Module.request(kOffNow));
+    static_cast<void>(m_module.request(kOffNow));
     ASSERT_TRUE(recording().waitFor("ExecuteCmd forked"));
-    EXPECT_EQ(m_Module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
-    EXPECT_EQ(m_Module.status(), 4U);
+    EXPECT_EQ(m_module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(m_module.status(), 4U);
     job.release();
     ASSERT_TRUE(recording().waitFor(kCompleted));
     EXPECT_EQ(recording().count(kCancelled), 1U);
-    EXPECT_EQ(m_Module.status(), 5U);
+    EXPECT_EQ(m_module.status(), 5U);
     EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
     EXPECT_FALSE(recording().contains("Disable all Tasks")) << "the queue stays open";
 }
 
 TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
     HeldJob job;
-    m_Module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
-    m_Module.host.answer(kJobTimeout, "1");
+    m_module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
+    m_module.host.answer(kJobTimeout, "1");
     start();
     requestAndWait();
     EXPECT_EQ(recording().count("COSShutdown         : WARNING - Timeout waiting for cleanup program\n"), 1U);
@@ -172,12 +172,12 @@ TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
 }
 
 TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
-    m_Module.host.answer(kDelay, "1");
+    m_module.host.answer(kDelay, "1");
     start();
-    static_cast<void>(m_Module.request(R"({"OC":517})"));
+    static_cast<void>(m_module.request(R"({"OC":517})"));
     ASSERT_TRUE(recording().waitFor("Start shutdown delay"));
     const auto begin = Clock::now();
-    EXPECT_EQ(m_Module.notify(0x30000), 1U);
+    EXPECT_EQ(m_module.notify(0x30000), 1U);
     EXPECT_GE(Clock::now() - begin, 4900ms);
     EXPECT_EQ(recording().count(
                   "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n"),
@@ -187,17 +187,17 @@ TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
 
 #ifndef __SANITIZE_THREAD__ // which takes a refused join for one that was done
 TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
-    m_Module.host.onMessage([this](uint32_t, Envelope& envelope) {
+    m_module.host.onMessage([this](uint32_t, Envelope& envelope) {
         if (numberOf(commandOf(envelope), "OE", 0) == kDelay) {
-            static_cast<void>(m_Module.stop());
+            static_cast<void>(m_module.stop());
         }
     });
     start();
-    static_cast<void>(m_Module.request(kOffNow));
+    static_cast<void>(m_module.request(kOffNow));
     ASSERT_TRUE(recording().waitFor("EXIT THREAD TaskHandler()!")) << recording().shown();
     EXPECT_TRUE(recording().contains("ERROR ! ThreadJoin failed"));
     EXPECT_EQ(commands(0), Commands{});
-    EXPECT_TRUE(m_Module.destroy());
+    EXPECT_TRUE(m_module.destroy());
 }
 #endif
 

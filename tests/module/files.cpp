@@ -35,8 +35,8 @@ HeldJob::HeldJob() {
 }
 
 void HeldJob::release() {
-    if (!m_bReleased) {
-        m_bReleased = true;
+    if (!m_released) {
+        m_released = true;
         std::ofstream(kGate) << "go\n"; // opens as soon as the job reads
     }
 }

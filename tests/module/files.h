@@ -22,7 +22,7 @@ public:
     void release();
 
 private:
-    bool m_bReleased = false;
+    bool m_released = false;
 };
 
 } // namespace module_test

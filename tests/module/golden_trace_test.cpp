@@ -46,37 +46,37 @@ protected:
         return differences(loadGolden("/tmp", "scenario.golden"), records, commands, level);
     }
 
-    const pid_t m_Self = ::getpid();
-    const Record m_First{Kind::Trace, "\nfirst", m_Self};
-    const Record m_Call{Kind::HostCall, "0 {}", m_Self};
-    const Record m_Maybe{Kind::Trace, "maybe", m_Self};
-    const Record m_Fine{Kind::Trace, "fine", m_Self};
-    const Record m_Always{Kind::Print, "always", m_Self};
+    const pid_t m_self = ::getpid();
+    const Record m_first{Kind::Trace, "\nfirst", m_self};
+    const Record m_call{Kind::HostCall, "0 {}", m_self};
+    const Record m_maybe{Kind::Trace, "maybe", m_self};
+    const Record m_fine{Kind::Trace, "fine", m_self};
+    const Record m_always{Kind::Print, "always", m_self};
 };
 
 TEST_F(GoldenTraceTest, AcceptsTheRoadAtEachLevel) {
-    EXPECT_EQ(compare({m_First, m_Call, m_Fine, m_Always}, 5), "");
-    EXPECT_EQ(compare({m_First, m_Call, m_Maybe, m_Fine, m_Always}, 4), "");
-    EXPECT_EQ(compare({m_First, m_Call, m_Always}, 3), "");
-    EXPECT_EQ(compare({m_Call, m_Always}, 0), "");
+    EXPECT_EQ(compare({m_first, m_call, m_fine, m_always}, 5), "");
+    EXPECT_EQ(compare({m_first, m_call, m_maybe, m_fine, m_always}, 4), "");
+    EXPECT_EQ(compare({m_first, m_call, m_always}, 3), "");
+    EXPECT_EQ(compare({m_call, m_always}, 0), "");
 }
 
 TEST_F(GoldenTraceTest, NamesEachDifference) {
     const std::vector<std::vector<Record>> wrong = {
         {},                                                           // nothing
-        {m_First, m_Call, m_Fine},                                    // the last is missing
-        {m_Call, m_First, m_Fine, m_Always},                          // another order
-        {m_First, m_Call, m_Fine, m_Always, m_Always},                // one more
-        {m_First, m_Call, {Kind::Print, "fine", m_Self}, m_Always},   // another way to the host
-        {m_First, m_Call, m_Fine, {Kind::Print, "always\n", m_Self}}, // another line end
-        {m_First, m_Call, m_Fine, m_Always, {Kind::Trace, "x", 1}},   // another thread
+        {m_first, m_call, m_fine},                                    // the last is missing
+        {m_call, m_first, m_fine, m_always},                          // another order
+        {m_first, m_call, m_fine, m_always, m_always},                // one more
+        {m_first, m_call, {Kind::Print, "fine", m_self}, m_always},   // another way to the host
+        {m_first, m_call, m_fine, {Kind::Print, "always\n", m_self}}, // another line end
+        {m_first, m_call, m_fine, m_always, {Kind::Trace, "x", 1}},   // another thread
     };
     for (const std::vector<Record>& records : wrong) {
         EXPECT_NE(compare(records, 5), "");
     }
-    EXPECT_NE(compare({m_First, m_Call, m_Fine, m_Always}, 3), "") << "written below its level";
-    EXPECT_NE(compare({m_First, m_Call, m_Fine, m_Always}, 5, {}), "") << "no command";
-    EXPECT_NE(compare({m_First, m_Call, m_Fine, m_Always}, 5, {"/sbin/halt", "/sbin/halt"}), "");
+    EXPECT_NE(compare({m_first, m_call, m_fine, m_always}, 3), "") << "written below its level";
+    EXPECT_NE(compare({m_first, m_call, m_fine, m_always}, 5, {}), "") << "no command";
+    EXPECT_NE(compare({m_first, m_call, m_fine, m_always}, 5, {"/sbin/halt", "/sbin/halt"}), "");
 }
 
 TEST_F(GoldenTraceTest, RefusesALineThatIsNone) {

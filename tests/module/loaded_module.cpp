@@ -13,8 +13,8 @@ LoadedModule::LoadedModule(uint32_t traceLevel) {
     } else {
         ::setenv("TM_LOG_DEBUG_LEVEL", std::to_string(traceLevel).c_str(), 1);
     }
-    m_pHandle = ::dlopen(EM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-    if (m_pHandle == nullptr) {
+    m_handle = ::dlopen(EM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+    if (m_handle == nullptr) {
         throw std::runtime_error(::dlerror());
     }
 }
@@ -24,14 +24,14 @@ LoadedModule::~LoadedModule() {
 }
 
 void LoadedModule::unload() {
-    if (m_pHandle != nullptr) {
-        ::dlclose(m_pHandle);
-        m_pHandle = nullptr;
+    if (m_handle != nullptr) {
+        ::dlclose(m_handle);
+        m_handle = nullptr;
     }
 }
 
 void* LoadedModule::find(const char* name) const {
-    void* const address = ::dlsym(m_pHandle, name);
+    void* const address = ::dlsym(m_handle, name);
     if (address == nullptr) {
         throw std::runtime_error(std::string("no export ") + name);
     }
@@ -65,14 +65,14 @@ HostedModule::HostedModule(uint32_t traceLevel) : library(traceLevel) {
 }
 
 HostedModule::~HostedModule() {
-    if (!m_bDestroyed) {
+    if (!m_destroyed) {
         static_cast<void>(stop());
         static_cast<void>(destroy());
     }
 }
 
 bool HostedModule::destroy() {
-    m_bDestroyed = true;
+    m_destroyed = true;
     return library.destroy() == 1;
 }
 

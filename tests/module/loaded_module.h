@@ -39,7 +39,7 @@ private:
     }
     void* find(const char* name) const;
 
-    void* m_pHandle = nullptr;
+    void* m_handle = nullptr;
 };
 
 template <class Result, class... Arguments>
@@ -84,7 +84,7 @@ public:
     void* object = nullptr;
 
 private:
-    bool m_bDestroyed = false;
+    bool m_destroyed = false;
 };
 
 } // namespace module_test

@@ -14,12 +14,12 @@ Recording& recording() {
 }
 
 void Recording::add(Kind kind, const std::string& text) {
-    std::unique_lock guard(m_Mutex);
-    const bool thrown = !m_strThrowOn.empty() && text.find(m_strThrowOn) != std::string::npos;
-    m_Records.push_back({kind, text, ::gettid()});
-    const auto hook = m_Hook;
+    std::unique_lock guard(m_mutex);
+    const bool thrown = !m_throwOn.empty() && text.find(m_throwOn) != std::string::npos;
+    m_records.push_back({kind, text, ::gettid()});
+    const auto hook = m_hook;
     guard.unlock();
-    m_Added.notify_all();
+    m_added.notify_all();
     if (hook) {
         hook(text);
     }
@@ -29,39 +29,39 @@ void Recording::add(Kind kind, const std::string& text) {
 }
 
 void Recording::clear() {
-    const std::lock_guard guard(m_Mutex);
-    m_Records.clear();
+    const std::lock_guard guard(m_mutex);
+    m_records.clear();
 }
 
 void Recording::throwOn(std::string_view part) {
-    const std::lock_guard guard(m_Mutex);
-    m_strThrowOn = part;
+    const std::lock_guard guard(m_mutex);
+    m_throwOn = part;
 }
 
 void Recording::onLine(std::function<void(const std::string&)> hook) {
-    const std::lock_guard guard(m_Mutex);
-    m_Hook = std::move(hook);
+    const std::lock_guard guard(m_mutex);
+    m_hook = std::move(hook);
 }
 
 std::vector<Record> Recording::all() const {
-    const std::lock_guard guard(m_Mutex);
-    return m_Records;
+    const std::lock_guard guard(m_mutex);
+    return m_records;
 }
 
 size_t Recording::countLocked(std::string_view part) const {
-    return static_cast<size_t>(std::count_if(m_Records.begin(), m_Records.end(), [&](const Record& record) {
+    return static_cast<size_t>(std::count_if(m_records.begin(), m_records.end(), [&](const Record& record) {
         return record.text.find(part) != std::string::npos;
     }));
 }
 
 size_t Recording::count(std::string_view part) const {
-    const std::lock_guard guard(m_Mutex);
+    const std::lock_guard guard(m_mutex);
     return countLocked(part);
 }
 
 bool Recording::waitFor(std::string_view part, size_t times, std::chrono::milliseconds limit) const {
-    std::unique_lock guard(m_Mutex);
-    return m_Added.wait_for(guard, limit, [&] { return countLocked(part) >= times; });
+    std::unique_lock guard(m_mutex);
+    return m_added.wait_for(guard, limit, [&] { return countLocked(part) >= times; });
 }
 
 std::string Recording::shown() const {

@@ -44,11 +44,11 @@ public:
 private:
     size_t countLocked(std::string_view part) const;
 
-    mutable std::mutex m_Mutex;
-    mutable std::condition_variable m_Added;
-    std::vector<Record> m_Records;
-    std::string m_strThrowOn;
-    std::function<void(const std::string&)> m_Hook;
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_added;
+    std::vector<Record> m_records;
+    std::string m_throwOn;
+    std::function<void(const std::string&)> m_hook;
 };
 
 // The process's one: the debug object, which the module finds by its symbol, has no other way to it.

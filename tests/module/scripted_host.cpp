@@ -29,13 +29,13 @@ ScriptedHost::ScriptedHost() : HostObject{nullptr} {
 }
 
 void ScriptedHost::answer(uint32_t item, const std::string& data, uint32_t status) {
-    const std::lock_guard guard(m_Mutex);
-    m_Answers[item] = {data, status};
+    const std::lock_guard guard(m_mutex);
+    m_answers[item] = {data, status};
 }
 
 void ScriptedHost::onMessage(std::function<void(uint32_t, Envelope&)> hook) {
-    const std::lock_guard guard(m_Mutex);
-    m_Hook = std::move(hook);
+    const std::lock_guard guard(m_mutex);
+    m_hook = std::move(hook);
 }
 
 void ScriptedHost::record(void* module, std::string text) const {
@@ -43,7 +43,7 @@ void ScriptedHost::record(void* module, std::string text) const {
         text += " from another module";
     }
     recording().add(Kind::HostCall, std::move(text));
-    if (m_bThrows) {
+    if (m_throws) {
         throw std::runtime_error("host");
     }
 }
@@ -56,14 +56,14 @@ void ScriptedHost::send(ScriptedHost* host, void* module, Envelope* envelope, ui
 void ScriptedHost::answerTo(Envelope& envelope, bool isRequest) {
     Json* const command = commandOf(envelope);
     const uint32_t code = numberOf(command, "OC", 0);
-    std::unique_lock guard(m_Mutex);
-    if (const auto hook = m_Hook) {
+    std::unique_lock guard(m_mutex);
+    if (const auto hook = m_hook) {
         guard.unlock(); // it may call the module, which may send again
         hook(code, envelope);
         guard.lock();
     }
-    const auto found = code == kSettings ? m_Answers.find(numberOf(command, "OE", 0)) : m_Answers.end();
-    if (isRequest && found != m_Answers.end()) {
+    const auto found = code == kSettings ? m_answers.find(numberOf(command, "OE", 0)) : m_answers.end();
+    if (isRequest && found != m_answers.end()) {
         setMember(*command, "ST", std::to_string(found->second.status));
         if (!found->second.data.empty()) {
             setMember(*command, "DA", found->second.data);
@@ -77,7 +77,7 @@ void ScriptedHost::notice(ScriptedHost* host, void* module, bool value) {
 
 int ScriptedHost::kind(ScriptedHost* host) {
     host->record(host->expectedModule, "kind");
-    return host->m_nKind;
+    return host->m_kind;
 }
 
 } // namespace module_test

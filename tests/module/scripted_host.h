@@ -37,8 +37,8 @@ public:
     void answer(uint32_t item, const std::string& data, uint32_t status = 0);
     // Called after the record of a message and before its answer, on the module's thread; may throw.
     void onMessage(std::function<void(uint32_t code, Envelope&)> hook);
-    void throwAlways() { m_bThrows = true; }
-    void setKind(int kind) { m_nKind = kind; }
+    void throwAlways() { m_throws = true; }
+    void setKind(int kind) { m_kind = kind; }
 
     void* expectedModule = nullptr; // the first argument of each call
 
@@ -54,11 +54,11 @@ private:
     void record(void* module, std::string text) const;
     void answerTo(Envelope& envelope, bool isRequest);
 
-    std::mutex m_Mutex;
-    std::map<uint32_t, Answer> m_Answers;
-    std::function<void(uint32_t, Envelope&)> m_Hook;
-    bool m_bThrows = false;
-    int m_nKind = 1;
+    std::mutex m_mutex;
+    std::map<uint32_t, Answer> m_answers;
+    std::function<void(uint32_t, Envelope&)> m_hook;
+    bool m_throws = false;
+    int m_kind = 1;
 };
 
 } // namespace module_test

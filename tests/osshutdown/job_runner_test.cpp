@@ -33,16 +33,16 @@ std::string lines(const char* what, const std::string& command) {
 class ErrorOutput {
 public:
     explicit ErrorOutput(const std::string& file)
-        : m_Real(dup(STDERR_FILENO)), m_File(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
-        dup2(m_File.get(), STDERR_FILENO);
+        : m_real(dup(STDERR_FILENO)), m_file(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
+        dup2(m_file.get(), STDERR_FILENO);
     }
-    ~ErrorOutput() { dup2(m_Real.get(), STDERR_FILENO); }
+    ~ErrorOutput() { dup2(m_real.get(), STDERR_FILENO); }
     ErrorOutput(const ErrorOutput&) = delete;
     ErrorOutput& operator=(const ErrorOutput&) = delete;
 
 private:
-    UniqueFd m_Real;
-    UniqueFd m_File;
+    UniqueFd m_real;
+    UniqueFd m_file;
 };
 
 class JobRunnerTest : public testing::Test {
@@ -59,9 +59,9 @@ protected:
         }
     }
 
-    fake::Scope m_Twin;
-    test::TemporaryDirectory m_Files;
-    COSShutdown m_Executor;
+    fake::Scope m_twin;
+    test::TemporaryDirectory m_files;
+    COSShutdown m_executor;
 };
 
 // One way to fail or to end, as both callers of the runner show it.
@@ -106,17 +106,17 @@ void makeFail(const Ending& ending) {
 TEST_F(JobRunnerTest, EndInResultsAndLines) {
     const auto descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), {});
     for (const Ending& ending : kEndings) {
-        const ErrorOutput quiet(m_Files.pathOf("error"));
+        const ErrorOutput quiet(m_files.pathOf("error"));
         fs::current_path("/tmp");
         makeFail(ending);
         {
             const test::TraceCapture capture(0);
-            EXPECT_EQ(m_Executor.ExecuteCmd(ending.command, ending.timeoutSeconds), ending.code);
+            EXPECT_EQ(m_executor.ExecuteCmd(ending.command, ending.timeoutSeconds), ending.code);
             EXPECT_EQ(capture.text(), ending.lines) << "also while tracing is off";
         }
         makeFail(ending);
         const test::TraceCapture capture(5);
-        EXPECT_EQ(m_Executor.RunShutdownJob(ending.command, m_Files.path().c_str(), ending.timeoutSeconds),
+        EXPECT_EQ(m_executor.RunShutdownJob(ending.command, m_files.path().c_str(), ending.timeoutSeconds),
                   ending.job);
         EXPECT_EQ(capture.text(), "\nCOSShutdown         : -> RunShutdownJob"
                                   "\nCOSShutdown         : Shutdown job \"" +
@@ -125,21 +125,21 @@ TEST_F(JobRunnerTest, EndInResultsAndLines) {
                                       "COSShutdown         : Start cleanup job ...\n" +
                                       ending.lines + "COSShutdown         : " + ending.jobEnd +
                                       "\nCOSShutdown         : <- RunShutdownJob");
-        EXPECT_EQ(currentDirectory(), m_Files.path());
+        EXPECT_EQ(currentDirectory(), m_files.path());
     }
     const std::string notStarted = ":: Resource temporarily unavailable\n";
-    EXPECT_EQ(m_Files.read("error"), notStarted + notStarted);
+    EXPECT_EQ(m_files.read("error"), notStarted + notStarted);
     EXPECT_EQ(alarm(0), 0U);
     EXPECT_EQ(std::distance(fs::directory_iterator("/proc/self/fd"), {}), descriptors);
     collectAll();
-    EXPECT_EQ(m_Files.read("result"), "done\n") << "the job past its limit was left alone";
+    EXPECT_EQ(m_files.read("result"), "done\n") << "the job past its limit was left alone";
 }
 
 TEST_F(JobRunnerTest, NothingToDo) {
     const test::TraceCapture capture(5);
     for (const char* none : {static_cast<const char*>(nullptr), ""}) {
-        EXPECT_EQ(m_Executor.ExecuteCmd(none, kAmple), -1);
-        EXPECT_FALSE(m_Executor.RunShutdownJob(none, "/tmp", kAmple));
+        EXPECT_EQ(m_executor.ExecuteCmd(none, kAmple), -1);
+        EXPECT_FALSE(m_executor.RunShutdownJob(none, "/tmp", kAmple));
     }
     const std::string once = "\nCOSShutdown         : -> RunShutdownJob"
                              "\nCOSShutdown         : No shutdown job to perform!"
@@ -149,11 +149,11 @@ TEST_F(JobRunnerTest, NothingToDo) {
 }
 
 TEST_F(JobRunnerTest, ChoosesTheDirectory) {
-    fs::create_directory(m_Files.pathOf("fallback"));
-    fs::create_directory(m_Files.pathOf("given"));
-    const std::string here = m_Files.path();
-    const std::string fallback = m_Files.pathOf("fallback");
-    const std::string given = m_Files.pathOf("given");
+    fs::create_directory(m_files.pathOf("fallback"));
+    fs::create_directory(m_files.pathOf("given"));
+    const std::string here = m_files.path();
+    const std::string fallback = m_files.pathOf("fallback");
+    const std::string given = m_files.pathOf("given");
     const std::string job = here + "/true";
     const struct {
         const char* path;
@@ -168,19 +168,19 @@ TEST_F(JobRunnerTest, ChoosesTheDirectory) {
     fs::create_symlink("/bin/true", job);
     for (const auto& [path, directory, expected] : cases) {
         fake::setPath(place::kJobFallbackDirectory, fallback);
-        EXPECT_TRUE(m_Executor.RunShutdownJob(path, directory, kAmple)) << path;
+        EXPECT_TRUE(m_executor.RunShutdownJob(path, directory, kAmple)) << path;
         EXPECT_EQ(currentDirectory(), expected) << path;
     }
 }
 
 TEST_F(JobRunnerTest, JobWithoutAPathStaysAndSaysWhere) {
-    fs::current_path(m_Files.path());
+    fs::current_path(m_files.path());
     const test::TraceCapture capture(1);
-    EXPECT_TRUE(m_Executor.RunShutdownJob("echo done > result", nullptr, kAmple));
-    EXPECT_EQ(m_Files.read("result"), "done\n");
+    EXPECT_TRUE(m_executor.RunShutdownJob("echo done > result", nullptr, kAmple));
+    EXPECT_EQ(m_files.read("result"), "done\n");
     EXPECT_NE(capture.text().find(
                   "found!\nCOSShutdown         : Shutdown job without a path, current directory \"" +
-                  m_Files.path() + "\" is usedCOSShutdown         : Start cleanup job ...\n"),
+                  m_files.path() + "\" is usedCOSShutdown         : Start cleanup job ...\n"),
               std::string::npos)
         << capture.text();
     EXPECT_EQ(fake::calls("chdir"), 0);
@@ -190,7 +190,7 @@ TEST_F(JobRunnerTest, CutsLongJobsAndWarns) {
     for (const size_t length : {259U, 260U}) {
         const test::TraceCapture capture(1);
         const std::string job = ": " + std::string(length - 2, 'x');
-        EXPECT_TRUE(m_Executor.RunShutdownJob(job.c_str(), "/", kAmple));
+        EXPECT_TRUE(m_executor.RunShutdownJob(job.c_str(), "/", kAmple));
         EXPECT_TRUE(capture.contains("Shutdown job \"" + job + "\" found!"));
         EXPECT_TRUE(capture.contains("ExecuteCmd initiated " + job.substr(0, 259) + "\n"));
         EXPECT_EQ(

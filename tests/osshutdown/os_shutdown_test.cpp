@@ -33,15 +33,15 @@ protected:
     std::vector<std::string> commandsRun() {
         collectAll();
         std::vector<std::string> commands;
-        for (const CommandRecord& record : m_Recorder.read()) {
+        for (const CommandRecord& record : m_recorder.read()) {
             commands.push_back(record.commandLine());
         }
-        return {commands.begin() + m_nBefore, commands.end()};
+        return {commands.begin() + m_before, commands.end()};
     }
 
-    fake::Scope m_Twin;
-    volad_dev::CommandRecorder m_Recorder;
-    std::ptrdiff_t m_nBefore = std::ssize(m_Recorder.read());
+    fake::Scope m_twin;
+    volad_dev::CommandRecorder m_recorder;
+    std::ptrdiff_t m_before = std::ssize(m_recorder.read());
 };
 
 using Commands = std::vector<std::string>;
@@ -59,14 +59,14 @@ constexpr KindRow kKinds[] = {
 TEST_F(OsShutdownTest, EachKindRunsItsCommandAndSaysSo) {
     fake::setPath(place::kShell, "/bin/bash"); // which hands its signal mask on
     for (const auto& [kind, word, command] : kKinds) {
-        const auto index = m_Recorder.read().size();
+        const auto index = m_recorder.read().size();
         COSShutdown executor;
         const test::TraceCapture capture(1);
         EXPECT_TRUE(executor.SystemShutdown(kind, 0, "unused"));
         EXPECT_TRUE(capture.contains("COSShutdown         : SystemShutdown " + std::string(word) + " (" +
                                      command + ")\n"))
             << capture.text();
-        const auto record = m_Recorder.waitForRecord(20s, index);
+        const auto record = m_recorder.waitForRecord(20s, index);
         ASSERT_TRUE(record.has_value()) << command;
         EXPECT_EQ(record->commandLine(), command);
         EXPECT_EQ(record->blocked, kEndingBlocked);
@@ -143,7 +143,7 @@ TEST_F(OsShutdownTest, TraceThatThrowsAtTheHardShutdownForcesTheCommand) {
         {"not going to sleep", 8, {"/sbin/poweroff", "/sbin/poweroff -f"}},
     };
     for (const auto& [throwing, kind, expected] : cases) {
-        m_nBefore = std::ssize(m_Recorder.read());
+        m_before = std::ssize(m_recorder.read());
         test::TraceCapture capture(5);
         capture.throwOn(throwing);
         {

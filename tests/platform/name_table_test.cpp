@@ -35,7 +35,7 @@ std::vector<std::string> names(const Table& table) {
 class NameTableTest : public testing::Test {
 protected:
     void SetUp() override { destroyed.clear(); }
-    fake::Scope m_Script;
+    fake::Scope m_script;
 };
 
 TEST_F(NameTableTest, NullNamesSortLastAndBytesCountUnsigned) {

@@ -43,24 +43,24 @@ protected:
     // Stand-ins for the machine's fixed places; made anew after the fake was reset.
     void useScript() {
         fake::reset();
-        fake::setPath(place::kRestartJobFile, m_strJob);
-        fake::setPath(place::kServiceManager, m_Files.pathOf("systemctl"));
-        fake::setPath(place::kShell, m_Files.pathOf("shell"));
+        fake::setPath(place::kRestartJobFile, m_job);
+        fake::setPath(place::kServiceManager, m_files.pathOf("systemctl"));
+        fake::setPath(place::kShell, m_files.pathOf("shell"));
     }
 
-    fake::Scope m_Twin;
-    test::TemporaryDirectory m_Files;
-    const std::string m_strJob = m_Files.pathOf("ombradAction.file");
+    fake::Scope m_twin;
+    test::TemporaryDirectory m_files;
+    const std::string m_job = m_files.pathOf("ombradAction.file");
 };
 
 TEST_F(AgentsRestartTest, ServiceManagerGetsAJobFile) {
-    m_Files.write("systemctl", "");
-    m_Files.write("ombradAction.file", std::string(200, 'x'));
-    ASSERT_EQ(::chmod(m_strJob.c_str(), 0666), 0); // who may write it could have root run any command
+    m_files.write("systemctl", "");
+    m_files.write("ombradAction.file", std::string(200, 'x'));
+    ASSERT_EQ(::chmod(m_job.c_str(), 0666), 0); // who may write it could have root run any command
     for (const Product& product : kProducts) {
         const test::TraceCapture capture(4);
         EXPECT_TRUE(CTellmarkAgents(product.identifier).RestartAgents());
-        EXPECT_EQ(m_Files.read("ombradAction.file"), product.managed);
+        EXPECT_EQ(m_files.read("ombradAction.file"), product.managed);
         EXPECT_EQ(capture.text(), std::string(product.detection) + kManagedLine +
                                       "CTellmarkAgents: Restart Agents Job created: \"" + product.managed +
                                       "\"\n"
@@ -72,20 +72,20 @@ TEST_F(AgentsRestartTest, ServiceManagerGetsAJobFile) {
         EXPECT_TRUE(CTellmarkAgents().RestartAgents());
         ::umask(mask);
         struct stat status = {};
-        ASSERT_EQ(::stat(m_strJob.c_str(), &status), 0);
+        ASSERT_EQ(::stat(m_job.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & ALLPERMS, 0644U) << made;
-        ASSERT_EQ(::unlink(m_strJob.c_str()), 0);
+        ASSERT_EQ(::unlink(m_job.c_str()), 0);
     }
 }
 
 TEST_F(AgentsRestartTest, WithoutServiceManagerTheCommandIsStarted) {
-    m_Files.write("shell", "#!/bin/sh\nprintf '%s|%s' \"$1\" \"$2\" > " + m_Files.pathOf("started") + "\n");
-    ASSERT_EQ(chmod(m_Files.pathOf("shell").c_str(), 0700), 0);
+    m_files.write("shell", "#!/bin/sh\nprintf '%s|%s' \"$1\" \"$2\" > " + m_files.pathOf("started") + "\n");
+    ASSERT_EQ(chmod(m_files.pathOf("shell").c_str(), 0700), 0);
     for (const Product& product : kProducts) {
         const test::TraceCapture capture(4);
         EXPECT_TRUE(CTellmarkAgents(product.identifier).RestartAgents());
         EXPECT_GT(waitpid(-1, nullptr, 0), 0) << "its end is not collected";
-        EXPECT_EQ(m_Files.read("started"), "-c|" + std::string(product.unmanaged));
+        EXPECT_EQ(m_files.read("started"), "-c|" + std::string(product.unmanaged));
         EXPECT_EQ(capture.text(), std::string(product.detection) +
                                       "CTellmarkAgents: Execute Restart Job: " + product.unmanaged + "\n");
     }
@@ -99,7 +99,7 @@ TEST_F(AgentsRestartTest, FailuresAreToldByTheirOwnLinesOnly) {
         int error;
         bool managed;
     } cases[] = {
-        {{"open"}, kManagedLine + ("CTellmarkAgents: cannot open \"" + m_strJob + "\"\n"), EROFS, true},
+        {{"open"}, kManagedLine + ("CTellmarkAgents: cannot open \"" + m_job + "\"\n"), EROFS, true},
         {{"write"}, kManagedLine, ENOSPC, true},
         {{"fsync"}, kManagedLine, EIO, true},
         {{"clone", "fork"},
@@ -111,7 +111,7 @@ TEST_F(AgentsRestartTest, FailuresAreToldByTheirOwnLinesOnly) {
     for (const auto& each : cases) {
         const test::TraceCapture capture(4);
         useScript();
-        fake::setPath(place::kServiceManager, each.managed ? m_Files.path() : m_Files.pathOf("none"));
+        fake::setPath(place::kServiceManager, each.managed ? m_files.path() : m_files.pathOf("none"));
         for (const char* call : each.calls) {
             fake::failNth(call, 1, each.error, 0);
         }

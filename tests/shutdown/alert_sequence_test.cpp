@@ -41,25 +41,25 @@ protected:
 
     // The delay is what lies between the two questions around it.
     void attach(CShutdownExtensionModule& module, std::optional<uint32_t> delay) {
-        m_Host.answer([this, delay](SipJson& message, uint32_t) {
+        m_host.answer([this, delay](SipJson& message, uint32_t) {
             const uint32_t item = message.GetUint("OE", 0);
             if (item == setting::kShutdownDelay.item && delay) {
                 message.SetUintMember("DA", *delay);
                 message.SetStatus(status::kAccepted);
             }
             if (item == setting::kForceDelay.item) {
-                m_nBegin = Deadline::nowNs();
+                m_begin = Deadline::nowNs();
             } else if (item == setting::kJobName.item) {
-                m_nEnd = Deadline::nowNs();
+                m_end = Deadline::nowNs();
             }
         });
-        m_Host.attachTo(&module);
+        m_host.attachTo(&module);
     }
 
-    fake::Scope m_Twin;
-    ScriptedHost m_Host;
-    int64_t m_nBegin = 0;
-    int64_t m_nEnd = 0;
+    fake::Scope m_twin;
+    ScriptedHost m_host;
+    int64_t m_begin = 0;
+    int64_t m_end = 0;
 };
 
 TEST_F(AlertSequenceTest, DelayTakesItsWholeTime) {
@@ -90,8 +90,8 @@ TEST_F(AlertSequenceTest, DelayTakesItsWholeTime) {
         fake::leapTime(each.strayWakeUps);
         SipJson request = command(opcode::CM_RequestShutdownAndOff, each.reason);
         module.OnTaskExecution(request, 0);
-        EXPECT_EQ(secondsBetween(m_nBegin, m_nEnd), each.seconds);
-        EXPECT_NE(m_Host.messages().back().find(R"({"OC":527,"DA":3)"), std::string::npos);
+        EXPECT_EQ(secondsBetween(m_begin, m_end), each.seconds);
+        EXPECT_NE(m_host.messages().back().find(R"({"OC":527,"DA":3)"), std::string::npos);
     }
 }
 
@@ -102,11 +102,11 @@ TEST_F(AlertSequenceTest, StopEndsADelayThatHasNoEvent) {
     module.Start();
     SipJson request = command(opcode::CM_RequestShutdownAndOff, 0);
     EXPECT_TRUE(module.HandleRequest(&request));
-    ASSERT_TRUE(m_Host.waitForMessage("\"OE\":5889"));
+    ASSERT_TRUE(m_host.waitForMessage("\"OE\":5889"));
     const int64_t begin = Deadline::nowNs();
     module.Stop();
     EXPECT_LT(secondsBetween(begin, Deadline::nowNs()), 5);
-    EXPECT_EQ(m_nEnd, 0) << "the sequence went on behind the delay";
+    EXPECT_EQ(m_end, 0) << "the sequence went on behind the delay";
 }
 
 std::atomic<int64_t> toolStartedNs{0};
@@ -122,7 +122,7 @@ TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
         fake::setPath(place::kShell, files.pathOf("shell"));
         fake::failNth("pidfd_open", 1, ENOSYS, 0); // the wait then sleeps, and sleeps can be leapt over
         CShutdownExtensionModule module;
-        m_Host.attachTo(&module);
+        m_host.attachTo(&module);
         SipJson request = command(code, 1);
         fake::leapTime();
         fake::watch([](const char* call) {
@@ -137,7 +137,7 @@ TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
             EXPECT_EQ(request.GetUint("DA", 9), 0U);
         } else {
             module.OnTaskExecution(request, 0);
-            EXPECT_NE(m_Host.messages().at(0).find(R"({"OC":527,"DA":5)"), std::string::npos) << "refused";
+            EXPECT_NE(m_host.messages().at(0).find(R"({"OC":527,"DA":5)"), std::string::npos) << "refused";
         }
         EXPECT_EQ(secondsBetween(toolStartedNs, toolKilledNs), 30);
     }

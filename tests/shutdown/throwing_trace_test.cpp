@@ -79,11 +79,11 @@ protected:
         while (::waitpid(-1, nullptr, 0) > 0) {
         }
         Texts commands;
-        const auto records = m_Recorder.read();
-        for (size_t i = m_nRead; i < records.size(); ++i) {
+        const auto records = m_recorder.read();
+        for (size_t i = m_read; i < records.size(); ++i) {
             commands.push_back(records[i].commandLine());
         }
-        m_nRead = records.size();
+        m_read = records.size();
         std::sort(commands.begin(), commands.end());
         return commands;
     }
@@ -130,9 +130,9 @@ protected:
         return outcome;
     }
 
-    const fake::Scope m_Script;
-    const volad_dev::CommandRecorder m_Recorder;
-    size_t m_nRead = m_Recorder.read().size();
+    const fake::Scope m_script;
+    const volad_dev::CommandRecorder m_recorder;
+    size_t m_read = m_recorder.read().size();
 };
 
 TEST_P(ThrowingTrace, ChangesNoOutcome) {

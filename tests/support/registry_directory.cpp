@@ -11,8 +11,8 @@
 
 namespace em::test {
 
-RegistryDirectory::RegistryDirectory() : m_strPath("/tmp/registry-XXXXXX") {
-    if (::mkdtemp(m_strPath.data()) == nullptr) {
+RegistryDirectory::RegistryDirectory() : m_path("/tmp/registry-XXXXXX") {
+    if (::mkdtemp(m_path.data()) == nullptr) {
         throw std::runtime_error("no directory for the registry");
     }
     load();
@@ -20,7 +20,7 @@ RegistryDirectory::RegistryDirectory() : m_strPath("/tmp/registry-XXXXXX") {
 
 RegistryDirectory::~RegistryDirectory() {
     std::error_code ignored; // the sandbox's /tmp goes with it
-    std::filesystem::remove_all(m_strPath, ignored);
+    std::filesystem::remove_all(m_path, ignored);
 }
 
 void RegistryDirectory::write(const std::string& name, const std::string& content) const {
@@ -37,7 +37,7 @@ bool RegistryDirectory::has(const std::string& name) const {
 }
 
 void RegistryDirectory::load() const {
-    CRegistry::InitClass(m_strPath.c_str());
+    CRegistry::InitClass(m_path.c_str());
 }
 
 } // namespace em::test

@@ -12,8 +12,8 @@ public:
     RegistryDirectory(const RegistryDirectory&) = delete;
     RegistryDirectory& operator=(const RegistryDirectory&) = delete;
 
-    [[nodiscard]] const std::string& path() const { return m_strPath; }
-    [[nodiscard]] std::string pathOf(const std::string& name) const { return m_strPath + "/" + name; }
+    [[nodiscard]] const std::string& path() const { return m_path; }
+    [[nodiscard]] std::string pathOf(const std::string& name) const { return m_path + "/" + name; }
     void write(const std::string& name, const std::string& content) const;
     // Empty when there is no such file.
     [[nodiscard]] std::string read(const std::string& name) const;
@@ -22,7 +22,7 @@ public:
     void load() const;
 
 private:
-    std::string m_strPath;
+    std::string m_path;
 };
 
 } // namespace em::test

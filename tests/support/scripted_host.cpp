@@ -16,7 +16,7 @@ ScriptedHost::ScriptedHost() {
         slots[27] = reinterpret_cast<const void*>(&ScriptedHost::hostKind);
         return slots;
     }();
-    m_pTable = table.data();
+    m_table = table.data();
 }
 
 void ScriptedHost::attachTo(void* module) {
@@ -25,18 +25,18 @@ void ScriptedHost::attachTo(void* module) {
 }
 
 void ScriptedHost::answer(Answer answer) {
-    const std::lock_guard guard(m_Mutex);
-    m_Answer = std::move(answer);
+    const std::lock_guard guard(m_mutex);
+    m_answer = std::move(answer);
 }
 
 void ScriptedHost::sendMessage(ScriptedHost* self, void* /*module*/, SipJson* envelope, uint32_t timeoutMs) {
     Answer answer;
     {
-        const std::lock_guard guard(self->m_Mutex);
-        self->m_Messages.push_back((timeoutMs != 0 ? "request " : "notification ") +
+        const std::lock_guard guard(self->m_mutex);
+        self->m_messages.push_back((timeoutMs != 0 ? "request " : "notification ") +
                                    json::compactText(envelope->root));
-        answer = self->m_Answer;
-        self->m_Changed.notify_all();
+        answer = self->m_answer;
+        self->m_changed.notify_all();
     }
     if (answer) {
         answer(*envelope, timeoutMs);
@@ -44,23 +44,23 @@ void ScriptedHost::sendMessage(ScriptedHost* self, void* /*module*/, SipJson* en
 }
 
 void ScriptedHost::notice(ScriptedHost* self, void* /*module*/, bool value) {
-    const std::lock_guard guard(self->m_Mutex);
-    self->m_Notices.push_back(value);
+    const std::lock_guard guard(self->m_mutex);
+    self->m_notices.push_back(value);
 }
 
 int ScriptedHost::hostKind(ScriptedHost* self) {
-    return self->m_nKind;
+    return self->m_kind;
 }
 
 std::vector<std::string> ScriptedHost::messages() const {
-    const std::lock_guard guard(m_Mutex);
-    return m_Messages;
+    const std::lock_guard guard(m_mutex);
+    return m_messages;
 }
 
 bool ScriptedHost::waitForMessage(const std::string& part) const {
-    std::unique_lock lock(m_Mutex);
-    return m_Changed.wait_for(lock, std::chrono::seconds(10), [&] {
-        for (const std::string& message : m_Messages) {
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, std::chrono::seconds(10), [&] {
+        for (const std::string& message : m_messages) {
             if (message.find(part) != std::string::npos) {
                 return true;
             }
@@ -70,8 +70,8 @@ bool ScriptedHost::waitForMessage(const std::string& part) const {
 }
 
 std::vector<bool> ScriptedHost::notices() const {
-    const std::lock_guard guard(m_Mutex);
-    return m_Notices;
+    const std::lock_guard guard(m_mutex);
+    return m_notices;
 }
 
 } // namespace em::test

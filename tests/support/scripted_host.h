@@ -33,20 +33,20 @@ public:
     [[nodiscard]] bool waitForMessage(const std::string& part) const;
     [[nodiscard]] std::vector<bool> notices() const;
 
-    void setKind(int kind) { m_nKind = kind; }
+    void setKind(int kind) { m_kind = kind; }
 
 private:
     static void sendMessage(ScriptedHost* self, void* module, SipJson* envelope, uint32_t timeoutMs);
     static void notice(ScriptedHost* self, void* module, bool value);
     static int hostKind(ScriptedHost* self);
 
-    const void* const* m_pTable; // first, as in any object with virtual functions
-    int m_nKind = 0;
-    mutable std::mutex m_Mutex;
-    mutable std::condition_variable m_Changed;
-    Answer m_Answer;
-    std::vector<std::string> m_Messages;
-    std::vector<bool> m_Notices;
+    const void* const* m_table; // first, as in any object with virtual functions
+    int m_kind = 0;
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    Answer m_answer;
+    std::vector<std::string> m_messages;
+    std::vector<bool> m_notices;
 };
 
 } // namespace em::test

@@ -21,7 +21,7 @@ void describe(size_t size, mode_t mode, struct stat& status) {
 } // namespace
 
 SimulatedDisk::SimulatedDisk(const Image& image, bool exchanges, size_t writeLimit)
-    : m_bExchanges(exchanges), m_nWriteLimit(writeLimit), m_Names(1) {
+    : m_exchanges(exchanges), m_writeLimit(writeLimit), m_names(1) {
     for (const auto& [name, content] : image) {
         names()[name] = std::make_shared<File>(File{content, content});
     }
@@ -29,7 +29,7 @@ SimulatedDisk::SimulatedDisk(const Image& image, bool exchanges, size_t writeLim
 
 SimulatedDisk::Image SimulatedDisk::now() const {
     Image image;
-    for (const auto& [name, file] : m_Names.back()) {
+    for (const auto& [name, file] : m_names.back()) {
         image[name] = file->content;
     }
     return image;
@@ -37,7 +37,7 @@ SimulatedDisk::Image SimulatedDisk::now() const {
 
 std::set<SimulatedDisk::Image> SimulatedDisk::afterPowerLoss() const {
     std::set<Image> images;
-    for (const Names& left : m_Names) {
+    for (const Names& left : m_names) {
         Image lost;
         Image half;
         Image kept;
@@ -53,13 +53,13 @@ std::set<SimulatedDisk::Image> SimulatedDisk::afterPowerLoss() const {
 }
 
 mode_t SimulatedDisk::modeOf(const std::string& name) const {
-    return m_Names.back().at(name)->mode;
+    return m_names.back().at(name)->mode;
 }
 
 bool SimulatedDisk::mayGoOn() {
-    ++m_nCalls;
-    const auto failing = m_Failing.find(m_nCalls);
-    if (powerLost() || failing != m_Failing.end()) {
+    ++m_calls;
+    const auto failing = m_failing.find(m_calls);
+    if (powerLost() || failing != m_failing.end()) {
         errno = powerLost() ? EIO : failing->second;
         return false;
     }
@@ -67,8 +67,8 @@ bool SimulatedDisk::mayGoOn() {
 }
 
 int SimulatedDisk::add(std::shared_ptr<File> file) {
-    m_Open[m_nNextFd] = {std::move(file)};
-    return m_nNextFd++;
+    m_open[m_nextFd] = {std::move(file)};
+    return m_nextFd++;
 }
 
 int SimulatedDisk::openName(const std::string& name, int flags, mode_t mode) {
@@ -107,7 +107,7 @@ int SimulatedDisk::openat(int /*dir*/, const char* name, int flags, mode_t mode)
 
 int SimulatedDisk::close(int fd) {
     const bool told = mayGoOn();
-    m_Open.erase(fd); // also where it fails
+    m_open.erase(fd); // also where it fails
     return told ? 0 : -1;
 }
 
@@ -115,7 +115,7 @@ ssize_t SimulatedDisk::read(int fd, void* buffer, size_t size) {
     if (!mayGoOn()) {
         return -1;
     }
-    Descriptor& from = m_Open.at(fd);
+    Descriptor& from = m_open.at(fd);
     const size_t count = from.file->content.copy(static_cast<char*>(buffer), size, from.at);
     from.at += count;
     return static_cast<ssize_t>(count);
@@ -125,8 +125,8 @@ ssize_t SimulatedDisk::write(int fd, const void* data, size_t size) {
     if (!mayGoOn()) {
         return -1;
     }
-    const size_t count = std::min(size, m_nWriteLimit);
-    m_Open.at(fd).file->content.append(static_cast<const char*>(data), count);
+    const size_t count = std::min(size, m_writeLimit);
+    m_open.at(fd).file->content.append(static_cast<const char*>(data), count);
     return static_cast<ssize_t>(count);
 }
 
@@ -134,10 +134,10 @@ int SimulatedDisk::fsync(int fd) {
     if (!mayGoOn()) {
         return -1;
     }
-    if (File* const file = m_Open.at(fd).file.get()) {
+    if (File* const file = m_open.at(fd).file.get()) {
         file->synced = file->content;
     } else {
-        m_Names.erase(m_Names.begin(), m_Names.end() - 1);
+        m_names.erase(m_names.begin(), m_names.end() - 1);
     }
     return 0;
 }
@@ -146,7 +146,7 @@ int SimulatedDisk::fchmod(int fd, mode_t mode) {
     if (!mayGoOn()) {
         return -1;
     }
-    m_Open.at(fd).file->mode = mode;
+    m_open.at(fd).file->mode = mode;
     return 0;
 }
 
@@ -158,7 +158,7 @@ int SimulatedDisk::fstat(int fd, struct stat* status) {
     if (!mayGoOn()) {
         return -1;
     }
-    const File& file = *m_Open.at(fd).file;
+    const File& file = *m_open.at(fd).file;
     describe(file.content.size(), file.mode, *status);
     return 0;
 }
@@ -194,7 +194,7 @@ int SimulatedDisk::renameat2(int /*fromDir*/, const char* from, int /*toDir*/, c
     if (!mayGoOn()) {
         return -1;
     }
-    if (!m_bExchanges) {
+    if (!m_exchanges) {
         return failWith(EINVAL);
     }
     Names changed = names();

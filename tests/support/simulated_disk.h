@@ -24,22 +24,22 @@ public:
     SimulatedDisk(const Image& image, bool exchanges, size_t writeLimit);
 
     // From now on, 1 = the next call. Several may fail. Once power is lost every call fails and does nothing.
-    void failCall(int nth, int error) { m_Failing[m_nCalls + nth] = error; }
-    void losePowerAt(int nth) { m_nPowerLossAt = m_nCalls + nth; }
+    void failCall(int nth, int error) { m_failing[m_calls + nth] = error; }
+    void losePowerAt(int nth) { m_powerLossAt = m_calls + nth; }
     // Takes back what has not come yet.
     void endFaults() {
-        m_Failing.clear();
-        m_nPowerLossAt = powerLost() ? m_nPowerLossAt : 0;
+        m_failing.clear();
+        m_powerLossAt = powerLost() ? m_powerLossAt : 0;
     }
-    [[nodiscard]] int calls() const { return m_nCalls; }
-    [[nodiscard]] bool powerLost() const { return m_nPowerLossAt != 0 && m_nCalls >= m_nPowerLossAt; }
+    [[nodiscard]] int calls() const { return m_calls; }
+    [[nodiscard]] bool powerLost() const { return m_powerLossAt != 0 && m_calls >= m_powerLossAt; }
 
     // What running processes see.
     [[nodiscard]] Image now() const;
     // Every content that is possible after a loss of power right now.
     [[nodiscard]] std::set<Image> afterPowerLoss() const;
     [[nodiscard]] mode_t modeOf(const std::string& name) const;
-    [[nodiscard]] size_t openDescriptors() const { return m_Open.size(); }
+    [[nodiscard]] size_t openDescriptors() const { return m_open.size(); }
 
     int open(const char* path, int flags, mode_t mode) override;
     int openat(int dir, const char* name, int flags, mode_t mode) override;
@@ -69,19 +69,19 @@ private:
 
     // Counts the call. False, with errno, when it is to fail.
     bool mayGoOn();
-    [[nodiscard]] Names& names() { return m_Names.back(); }
-    void changeNames(Names changed) { m_Names.push_back(std::move(changed)); }
+    [[nodiscard]] Names& names() { return m_names.back(); }
+    void changeNames(Names changed) { m_names.push_back(std::move(changed)); }
     int add(std::shared_ptr<File> file);
     int openName(const std::string& name, int flags, mode_t mode);
 
-    const bool m_bExchanges;
-    const size_t m_nWriteLimit;
-    std::vector<Names> m_Names; // the synced directory first, then as it was after each change since
-    std::map<int, Descriptor> m_Open;
-    std::map<int, int> m_Failing; // by call
-    int m_nCalls = 0;
-    int m_nPowerLossAt = 0;
-    int m_nNextFd = 1'000'000; // no real one
+    const bool m_exchanges;
+    const size_t m_writeLimit;
+    std::vector<Names> m_names; // the synced directory first, then as it was after each change since
+    std::map<int, Descriptor> m_open;
+    std::map<int, int> m_failing; // by call
+    int m_calls = 0;
+    int m_powerLossAt = 0;
+    int m_nextFd = 1'000'000; // no real one
 };
 
 } // namespace em::test

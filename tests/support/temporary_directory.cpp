@@ -13,19 +13,19 @@
 namespace em::test {
 
 TemporaryDirectory::TemporaryDirectory() {
-    m_strPath = std::filesystem::temp_directory_path() / "em_test.XXXXXX";
-    if (::mkdtemp(m_strPath.data()) == nullptr) {
-        throw std::runtime_error("no temporary directory: " + m_strPath);
+    m_path = std::filesystem::temp_directory_path() / "em_test.XXXXXX";
+    if (::mkdtemp(m_path.data()) == nullptr) {
+        throw std::runtime_error("no temporary directory: " + m_path);
     }
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
     std::error_code ignored; // a left-over file fails no test
-    std::filesystem::remove_all(m_strPath, ignored);
+    std::filesystem::remove_all(m_path, ignored);
 }
 
 std::string TemporaryDirectory::pathOf(std::string_view name) const {
-    return m_strPath + "/" + std::string(name);
+    return m_path + "/" + std::string(name);
 }
 
 void TemporaryDirectory::write(std::string_view name, std::string_view content) const {

@@ -14,7 +14,7 @@ public:
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-    [[nodiscard]] const std::string& path() const { return m_strPath; }
+    [[nodiscard]] const std::string& path() const { return m_path; }
     [[nodiscard]] std::string pathOf(std::string_view name) const;
 
     // Writes the file anew; with a time, that becomes its modification time in seconds.
@@ -23,7 +23,7 @@ public:
     [[nodiscard]] std::string read(std::string_view name) const;
 
 private:
-    std::string m_strPath;
+    std::string m_path;
 };
 
 } // namespace em::test

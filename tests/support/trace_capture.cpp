@@ -21,83 +21,83 @@ namespace {
 class Recorder {
 public:
     void attach() {
-        const std::lock_guard guard(m_Mutex);
-        if (std::exchange(m_bAttached, true)) {
+        const std::lock_guard guard(m_mutex);
+        if (std::exchange(m_attached, true)) {
             std::fputs("two trace captures at a time\n", stderr);
             std::abort();
         }
-        m_Lines.clear();
+        m_lines.clear();
         throwNothing();
     }
     void detach() {
-        const std::lock_guard guard(m_Mutex);
-        m_bAttached = false;
+        const std::lock_guard guard(m_mutex);
+        m_attached = false;
         throwNothing();
     }
 
     void record(TraceLine line) {
-        std::unique_lock guard(m_Mutex);
-        if (!m_bAttached) {
+        std::unique_lock guard(m_mutex);
+        if (!m_attached) {
             return;
         }
-        const bool thrown = (!m_strThrowOn.empty() && line.text.find(m_strThrowOn) != std::string::npos) ||
-                            (m_nLinesToThrow != 0 && --m_nLinesToThrow == 0);
+        const bool thrown = (!m_throwOn.empty() && line.text.find(m_throwOn) != std::string::npos) ||
+                            (m_linesToThrow != 0 && --m_linesToThrow == 0);
         const std::string text = line.text;
         if (thrown) {
-            m_strThrown = text;
+            m_thrown = text;
         }
-        m_Lines.push_back(std::move(line));
+        m_lines.push_back(std::move(line));
         guard.unlock();
-        m_Written.notify_all();
+        m_written.notify_all();
         if (thrown) {
             throw std::runtime_error("debug object refused: " + text);
         }
     }
 
     std::vector<TraceLine> lines() {
-        const std::lock_guard guard(m_Mutex);
-        return m_Lines;
+        const std::lock_guard guard(m_mutex);
+        return m_lines;
     }
     void clear() {
-        const std::lock_guard guard(m_Mutex);
-        m_Lines.clear();
+        const std::lock_guard guard(m_mutex);
+        m_lines.clear();
     }
     void throwOn(std::string_view part) {
-        const std::lock_guard guard(m_Mutex);
-        m_strThrowOn = part;
+        const std::lock_guard guard(m_mutex);
+        m_throwOn = part;
     }
     void throwAt(size_t number) {
-        const std::lock_guard guard(m_Mutex);
+        const std::lock_guard guard(m_mutex);
         throwNothing();
-        m_nLinesToThrow = number;
+        m_linesToThrow = number;
     }
     std::string thrownLine() {
-        const std::lock_guard guard(m_Mutex);
-        return m_strThrown;
+        const std::lock_guard guard(m_mutex);
+        return m_thrown;
     }
     bool waitFor(std::string_view part, std::chrono::milliseconds timeout) {
-        std::unique_lock guard(m_Mutex);
-        return m_Written.wait_for(guard, timeout, [&] { return holds(part); });
+        std::unique_lock guard(m_mutex);
+        return m_written.wait_for(guard, timeout, [&] { return holds(part); });
     }
 
 private:
     void throwNothing() {
-        m_strThrowOn.clear();
-        m_strThrown.clear();
-        m_nLinesToThrow = 0;
+        m_throwOn.clear();
+        m_thrown.clear();
+        m_linesToThrow = 0;
     }
     bool holds(std::string_view part) const {
-        return std::any_of(m_Lines.begin(), m_Lines.end(),
+        return std::any_of(m_lines.begin(), m_lines.end(),
                            [&](const TraceLine& line) { return line.text.find(part) != std::string::npos; });
     }
 
-    std::mutex m_Mutex;
-    std::condition_variable m_Written;
-    bool m_bAttached = false;
-    std::vector<TraceLine> m_Lines;
-    std::string m_strThrowOn;
-    std::string m_strThrown;
-    size_t m_nLinesToThrow = 0; // down to the line that is thrown
+    std::mutex m_mutex;
+    std::condition_variable m_written;
+    bool m_attached = false;
+    std::vector<TraceLine> m_lines;
+    std::string m_throwOn;
+    std::string m_thrown;
+    size_t m_linesToThrow = 0; // down to the line that is thrown
 };
 
 // Threads that outlive a test may still write at the process's end, so it is never destroyed.

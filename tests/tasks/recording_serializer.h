@@ -45,10 +45,10 @@ public:
 
     void OnTaskExecution(Note& note, int level) override {
         {
-            const std::lock_guard guard(m_Mutex);
-            m_Executed.push_back(note.number);
+            const std::lock_guard guard(m_mutex);
+            m_executed.push_back(note.number);
         }
-        m_Changed.notify_all();
+        m_changed.notify_all();
         if (execution) {
             execution(note, level);
         }
@@ -72,12 +72,12 @@ public:
         return InsertTask(note, level, event);
     }
     bool waitForExecuted(size_t count) {
-        std::unique_lock lock(m_Mutex);
-        return m_Changed.wait_for(lock, std::chrono::seconds(10), [&] { return m_Executed.size() >= count; });
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::seconds(10), [&] { return m_executed.size() >= count; });
     }
     std::vector<int> executed() {
-        const std::lock_guard guard(m_Mutex);
-        return m_Executed;
+        const std::lock_guard guard(m_mutex);
+        return m_executed;
     }
 
     std::function<void(Note&, int)> execution;
@@ -88,9 +88,9 @@ public:
     std::atomic<int> exits{0};
 
 private:
-    std::mutex m_Mutex;
-    std::condition_variable m_Changed;
-    std::vector<int> m_Executed;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<int> m_executed;
 };
 
 class TaskSerializerTest : public testing::Test {

@@ -13,15 +13,15 @@ TEST(TaskRing, HoldsNineInOrderWhereverItWraps) {
     size_t read = 0;
     for (size_t written = 0; written < tasks.size(); ++written) {
         if (written >= 9) {
-            ASSERT_FALSE(ring.Push(&tasks[written])) << "a tenth";
-            ASSERT_EQ(ring.Pop(), &tasks[read++]);
+            ASSERT_FALSE(ring.push(&tasks[written])) << "a tenth";
+            ASSERT_EQ(ring.pop(), &tasks[read++]);
         }
-        ASSERT_TRUE(ring.Push(&tasks[written]));
+        ASSERT_TRUE(ring.push(&tasks[written]));
     }
-    ring.Reset();
-    EXPECT_EQ(ring.Pop(), nullptr);
-    ASSERT_TRUE(ring.Push(&tasks[0]));
-    EXPECT_EQ(ring.Pop(), &tasks[0]);
+    ring.reset();
+    EXPECT_EQ(ring.pop(), nullptr);
+    ASSERT_TRUE(ring.push(&tasks[0]));
+    EXPECT_EQ(ring.pop(), &tasks[0]);
 }
 
 } // namespace

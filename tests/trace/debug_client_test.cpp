@@ -67,22 +67,22 @@ protected:
 
     void configure(const char* level, const char* module = "EM_SHUTDOWN") {
         test::setEnvironment("TM_LOG_DEBUG_LEVEL", level);
-        ASSERT_TRUE(m_Client.Configure(module));
+        ASSERT_TRUE(m_client.Configure(module));
     }
 
-    const fake::Scope m_Script;
-    CDebugClient m_Client;
+    const fake::Scope m_script;
+    CDebugClient m_client;
 };
 
 TEST_F(DebugClientTest, HandsLinesUpToTheLevelAndAllPrintsToTheHost) {
     HostDebug host;
-    m_Client.Trace(3, "\n%s %d", "three", 3);
-    m_Client.Trace(4, "\nfour");
-    m_Client.Trace(1, nullptr);
-    m_Client.Print("\nprint %x", 255);
+    m_client.Trace(3, "\n%s %d", "three", 3);
+    m_client.Trace(4, "\nfour");
+    m_client.Trace(1, nullptr);
+    m_client.Print("\nprint %x", 255);
     configure("0", "EM_OTHER");
-    m_Client.Trace(1, "\noff");
-    m_Client.PrintTagged(7, "\ntagged %s %s", "a", "b");
+    m_client.Trace(1, "\noff");
+    m_client.PrintTagged(7, "\ntagged %s %s", "a", "b");
     CDebugClient().Print("not configured");
     EXPECT_EQ(host.written, (Lines{"8|EM_SHUTDOWN|\nthree 3", "7|EM_SHUTDOWN|\nprint ff",
                                    "7|EM_OTHER|\ntagged a b", "7|EM_SHUTDOWN|not configured"}));
@@ -92,19 +92,19 @@ TEST_F(DebugClientTest, HandsLinesUpToTheLevelAndAllPrintsToTheHost) {
 TEST_F(DebugClientTest, LooksAgainOnEachLineUntilTheObjectQualifiesAndKeepsThatOne) {
     HostDebug host;
     host.sink = false;
-    m_Client.Trace(1, "lost");
+    m_client.Trace(1, "lost");
     EXPECT_EQ(host.asked, 2) << "in both scopes";
     host.sink = true;
     host.firstWord = nullptr;
-    m_Client.Trace(1, "lost too");
+    m_client.Trace(1, "lost too");
     host.firstWord = host.table.data();
     fake::setSymbol("Debug", &host, fake::Object::Own);
-    m_Client.Trace(1, "no object of its own library");
+    m_client.Trace(1, "no object of its own library");
     fake::setSymbol("Debug", &host);
-    m_Client.Trace(1, "seen");
+    m_client.Trace(1, "seen");
     host.sink = false;
     const HostDebug other; // takes the symbol over
-    m_Client.Trace(1, "kept");
+    m_client.Trace(1, "kept");
     EXPECT_EQ(host.written, (Lines{"8|EM_SHUTDOWN|seen", "8|EM_SHUTDOWN|kept"}));
     EXPECT_EQ(host.asked, 3);
 }
@@ -112,12 +112,12 @@ TEST_F(DebugClientTest, LooksAgainOnEachLineUntilTheObjectQualifiesAndKeepsThatO
 TEST_F(DebugClientTest, WritesLevelZeroToTheSystemLogToo) {
     fake::setSymbol("Debug", nullptr);
     configure("0");
-    m_Client.Trace(0, "\nwithout a debug object");
+    m_client.Trace(0, "\nwithout a debug object");
     HostDebug host;
     configure("1");
-    m_Client.Trace(0, "\n\nShutdown %d", 1);
-    m_Client.Trace(1, "\nnot logged");
-    m_Client.Trace(0, nullptr);
+    m_client.Trace(0, "\n\nShutdown %d", 1);
+    m_client.Trace(1, "\nnot logged");
+    m_client.Trace(0, nullptr);
     const auto records = fake::logRecords();
     ASSERT_EQ(records.size(), 2U);
     EXPECT_EQ(records[0].text, "without a debug object");
@@ -129,12 +129,12 @@ TEST_F(DebugClientTest, LeavesErrnoAloneAndShowsItAsItWasAtTheCall) {
     HostDebug host;
     for (const uint32_t level : {0U, 1U, 9U}) {
         errno = ENOENT;
-        m_Client.Trace(level, "\n%%m");
+        m_client.Trace(level, "\n%%m");
         EXPECT_EQ(errno, ENOENT);
     }
-    m_Client.Print("x");
+    m_client.Print("x");
     EXPECT_EQ(errno, ENOENT);
-    m_Client.PrintTagged(0, "x");
+    m_client.PrintTagged(0, "x");
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(host.errorsSeen, (std::vector<int>{ENOENT, ENOENT, ENOENT, ENOENT}));
     EXPECT_EQ(fake::logRecords().at(0).text, "No such file or directory");

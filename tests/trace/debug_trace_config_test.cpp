@@ -28,7 +28,7 @@ class DebugTraceConfigTest : public testing::Test {
 protected:
     DebugTraceConfigTest() {
         clearEnvironment();
-        fake::setPath(place::kTraceConfigDirectory, m_Directory.path());
+        fake::setPath(place::kTraceConfigDirectory, m_directory.path());
     }
     ~DebugTraceConfigTest() override { clearEnvironment(); }
 
@@ -36,34 +36,34 @@ protected:
         test::unsetEnvironment(kLevelVariable);
         test::unsetEnvironment(kUpdateVariable);
     }
-    void withoutDirectory() { fake::setPath(place::kTraceConfigDirectory, m_Directory.pathOf("missing")); }
+    void withoutDirectory() { fake::setPath(place::kTraceConfigDirectory, m_directory.pathOf("missing")); }
     // The module's own file, configured at second 1000 with an interval of 30 seconds.
     void configureForUpdates() {
-        m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"), 1000);
-        m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=2\nTraceFlags=1"), 1000);
-        ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-        ASSERT_EQ(m_Config.DynamicUpdate(), 30U);
+        m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"), 1000);
+        m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=2\nTraceFlags=1"), 1000);
+        ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+        ASSERT_EQ(m_config.DynamicUpdate(), 30U);
         fake::setWallClock(2000);
-        ASSERT_TRUE(m_Config.WillWrite(2)); // the first line always looks
+        ASSERT_TRUE(m_config.WillWrite(2)); // the first line always looks
     }
 
-    const fake::Scope m_Script;
-    const test::TemporaryDirectory m_Directory;
-    CDebugTraceConfig m_Config;
+    const fake::Scope m_script;
+    const test::TemporaryDirectory m_directory;
+    CDebugTraceConfig m_config;
 };
 
 TEST_F(DebugTraceConfigTest, IsSilentUntilConfiguredForAName) {
     test::setEnvironment(kLevelVariable, "5");
     withoutDirectory();
-    EXPECT_FALSE(m_Config.Configure(nullptr));
-    EXPECT_FALSE(m_Config.Configure(""));
-    EXPECT_FALSE(m_Config.Enabled());
-    EXPECT_FALSE(m_Config.WillWrite(1));
-    EXPECT_STREQ(m_Config.ModuleName(), "EM_SHUTDOWN");
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_TRUE(m_Config.WillWrite(5));
-    EXPECT_FALSE(m_Config.WillWrite(6));
-    EXPECT_FALSE(m_Config.IsOutputSink());
+    EXPECT_FALSE(m_config.Configure(nullptr));
+    EXPECT_FALSE(m_config.Configure(""));
+    EXPECT_FALSE(m_config.Enabled());
+    EXPECT_FALSE(m_config.WillWrite(1));
+    EXPECT_STREQ(m_config.ModuleName(), "EM_SHUTDOWN");
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_TRUE(m_config.WillWrite(5));
+    EXPECT_FALSE(m_config.WillWrite(6));
+    EXPECT_FALSE(m_config.IsOutputSink());
 }
 
 TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
@@ -97,12 +97,12 @@ TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
 }
 
 TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
-    m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3\nTraceFlags=0x10"));
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_EQ(m_Config.Level(), 3U);
-    EXPECT_EQ(m_Config.DynamicUpdate(), 30U);
-    EXPECT_EQ(m_Config.TraceFlags(), 0x10U);
+    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3\nTraceFlags=0x10"));
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_EQ(m_config.Level(), 3U);
+    EXPECT_EQ(m_config.DynamicUpdate(), 30U);
+    EXPECT_EQ(m_config.TraceFlags(), 0x10U);
     const struct {
         const char* text;
         uint32_t number;
@@ -115,122 +115,122 @@ TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
         SCOPED_TRACE(row.text);
         test::setEnvironment(kLevelVariable, row.text);
         test::setEnvironment(kUpdateVariable, row.text);
-        ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-        EXPECT_EQ(m_Config.Level(), row.number);
-        EXPECT_EQ(m_Config.DynamicUpdate(), row.number);
-        EXPECT_EQ(m_Config.Enabled(), row.number != 0);
+        ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+        EXPECT_EQ(m_config.Level(), row.number);
+        EXPECT_EQ(m_config.DynamicUpdate(), row.number);
+        EXPECT_EQ(m_config.Enabled(), row.number != 0);
     }
 }
 
 TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyOne) {
     test::setEnvironment(kLevelVariable, "5");
-    m_Directory.write("readme.txt", "not counted");
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_FALSE(m_Config.Enabled());
+    m_directory.write("readme.txt", "not counted");
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_FALSE(m_config.Enabled());
 
     withoutDirectory();
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_EQ(m_Config.Level(), 5U);
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_EQ(m_config.Level(), 5U);
 
     // What was configured before stays when the directory holds no file any more.
-    fake::setPath(place::kTraceConfigDirectory, m_Directory.path());
+    fake::setPath(place::kTraceConfigDirectory, m_directory.path());
     test::setEnvironment(kLevelVariable, "2");
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_EQ(m_Config.Level(), 5U);
-    EXPECT_TRUE(m_Config.Enabled());
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_EQ(m_config.Level(), 5U);
+    EXPECT_TRUE(m_config.Enabled());
 
     // One that cannot be listed counts as missing; the global file has a name of its own.
-    m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
+    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
     fake::failNth("opendir", 1, EACCES);
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_EQ(m_Config.DynamicUpdate(), 30U);
-    EXPECT_EQ(m_Config.Level(), 2U);
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_EQ(m_config.DynamicUpdate(), 30U);
+    EXPECT_EQ(m_config.Level(), 2U);
 }
 
 TEST_F(DebugTraceConfigTest, ForgetsTheLevelOfTheFormerNameAndKeepsTheRest) {
-    m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3\nTraceFlags=8"));
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    const char* const former = m_Config.ModuleName();
-    m_Directory.write("global_trace.ini", closed("[Other]"));
-    ASSERT_TRUE(m_Config.Configure("EM_OTHER"));
-    EXPECT_STREQ(m_Config.ModuleName(), "EM_OTHER");
+    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3\nTraceFlags=8"));
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    const char* const former = m_config.ModuleName();
+    m_directory.write("global_trace.ini", closed("[Other]"));
+    ASSERT_TRUE(m_config.Configure("EM_OTHER"));
+    EXPECT_STREQ(m_config.ModuleName(), "EM_OTHER");
     EXPECT_STREQ(former, "EM_SHUTDOWN") << "a debug object may have kept the pointer";
-    EXPECT_EQ(m_Config.Level(), 0U);
-    EXPECT_FALSE(m_Config.Enabled());
-    EXPECT_EQ(m_Config.TraceFlags(), 8U);
-    EXPECT_EQ(m_Config.DynamicUpdate(), 30U);
+    EXPECT_EQ(m_config.Level(), 0U);
+    EXPECT_FALSE(m_config.Enabled());
+    EXPECT_EQ(m_config.TraceFlags(), 8U);
+    EXPECT_EQ(m_config.DynamicUpdate(), 30U);
 }
 
 TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWasSetBack) {
     configureForUpdates();
     test::setEnvironment(kLevelVariable, "7"); // not asked again
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6"),
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6"),
                       1001);
     fake::setWallClock(2029);
-    EXPECT_FALSE(m_Config.WillWrite(4));
+    EXPECT_FALSE(m_config.WillWrite(4));
     fake::setWallClock(2030);
     errno = EBADF;
-    EXPECT_TRUE(m_Config.WillWrite(4));
+    EXPECT_TRUE(m_config.WillWrite(4));
     EXPECT_EQ(errno, EBADF);
-    EXPECT_EQ(m_Config.Level(), 4U);
-    EXPECT_EQ(m_Config.TraceFlags(), 2U);
-    EXPECT_EQ(m_Config.MemoryTracesFlag(), 6U);
+    EXPECT_EQ(m_config.Level(), 4U);
+    EXPECT_EQ(m_config.TraceFlags(), 2U);
+    EXPECT_EQ(m_config.MemoryTracesFlag(), 6U);
 
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=5"), 1002);
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=5"), 1002);
     fake::setWallClock(1500);
-    EXPECT_TRUE(m_Config.WillWrite(5));
+    EXPECT_TRUE(m_config.WillWrite(5));
 }
 
 TEST_F(DebugTraceConfigTest, ChangesTheIntervalAndCanEndTheUpdates) {
     configureForUpdates();
-    m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=5"), 1001);
+    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=5"), 1001);
     fake::setWallClock(2030);
-    static_cast<void>(m_Config.WillWrite(1));
-    EXPECT_EQ(m_Config.DynamicUpdate(), 5U);
-    m_Directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=0xFFFFFFFF"), 1002);
+    static_cast<void>(m_config.WillWrite(1));
+    EXPECT_EQ(m_config.DynamicUpdate(), 5U);
+    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=0xFFFFFFFF"), 1002);
     fake::setWallClock(2035);
-    static_cast<void>(m_Config.WillWrite(1));
-    EXPECT_EQ(m_Config.DynamicUpdate(), 0U);
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4"), 1003);
+    static_cast<void>(m_config.WillWrite(1));
+    EXPECT_EQ(m_config.DynamicUpdate(), 0U);
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4"), 1003);
     fake::setWallClock(9000);
-    EXPECT_FALSE(m_Config.WillWrite(4)) << "no interval, no look";
+    EXPECT_FALSE(m_config.WillWrite(4)) << "no interval, no look";
 }
 
 TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgain) {
     configureForUpdates();
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=0"), 1001);
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=0"), 1001);
     fake::setWallClock(2030);
-    EXPECT_FALSE(m_Config.WillWrite(1));
-    EXPECT_TRUE(m_Config.Enabled()) << "so that the callers' lines go on looking for a change";
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_FALSE(m_Config.Enabled());
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
+    EXPECT_FALSE(m_config.WillWrite(1));
+    EXPECT_TRUE(m_config.Enabled()) << "so that the callers' lines go on looking for a change";
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_FALSE(m_config.Enabled());
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
     fake::setWallClock(2060);
-    EXPECT_TRUE(m_Config.WillWrite(3));
-    EXPECT_FALSE(m_Config.Enabled());
+    EXPECT_TRUE(m_config.WillWrite(3));
+    EXPECT_FALSE(m_config.Enabled());
 }
 
 TEST_F(DebugTraceConfigTest, LooksAtAFileThatWentOnlyInTheNextConfigure) {
     configureForUpdates();
-    ASSERT_EQ(::unlink(m_Directory.pathOf("em.ini").c_str()), 0);
+    ASSERT_EQ(::unlink(m_directory.pathOf("em.ini").c_str()), 0);
     fake::setWallClock(2030);
-    EXPECT_TRUE(m_Config.WillWrite(2));
-    m_Directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
+    EXPECT_TRUE(m_config.WillWrite(2));
+    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
     fake::setWallClock(2060);
-    EXPECT_FALSE(m_Config.WillWrite(3));
-    ASSERT_TRUE(m_Config.Configure("EM_SHUTDOWN"));
-    EXPECT_TRUE(m_Config.WillWrite(3));
+    EXPECT_FALSE(m_config.WillWrite(3));
+    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    EXPECT_TRUE(m_config.WillWrite(3));
 }
 
 TEST_F(DebugTraceConfigTest, IsSilentAfterTheTearDown) {
     configureForUpdates();
-    ASSERT_TRUE(m_Config.Configure("EM_OTHER"));
-    m_Config.TearDown();
-    m_Config.TearDown();
-    EXPECT_FALSE(m_Config.Enabled());
-    EXPECT_FALSE(m_Config.WillWrite(1));
-    EXPECT_STREQ(m_Config.ModuleName(), "EM_SHUTDOWN");
+    ASSERT_TRUE(m_config.Configure("EM_OTHER"));
+    m_config.TearDown();
+    m_config.TearDown();
+    EXPECT_FALSE(m_config.Enabled());
+    EXPECT_FALSE(m_config.WillWrite(1));
+    EXPECT_STREQ(m_config.ModuleName(), "EM_SHUTDOWN");
 }
 
 } // namespace

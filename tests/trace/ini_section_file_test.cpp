@@ -25,13 +25,13 @@ std::optional<uint32_t> valueOf(const IniSectionFile& section, const char* key) 
 class IniSectionFileTest : public testing::Test {
 protected:
     bool load(const std::string& content) {
-        m_Directory.write("a.ini", content, 1000);
-        return m_File.LoadSection("EM_SHUTDOWN", "a.ini", m_Directory.path().c_str());
+        m_directory.write("a.ini", content, 1000);
+        return m_file.LoadSection("EM_SHUTDOWN", "a.ini", m_directory.path().c_str());
     }
 
-    const fake::Scope m_Script;
-    const test::TemporaryDirectory m_Directory;
-    IniSectionFile m_File;
+    const fake::Scope m_script;
+    const test::TemporaryDirectory m_directory;
+    IniSectionFile m_file;
 };
 
 TEST_F(IniSectionFileTest, FindsTheSectionOfAFileThatIsClosedByItsMarker) {
@@ -60,7 +60,7 @@ TEST_F(IniSectionFileTest, FindsTheSectionOfAFileThatIsClosedByItsMarker) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         EXPECT_EQ(load(c.content), c.key.has_value());
-        EXPECT_EQ(valueOf(m_File, "Key"), c.key);
+        EXPECT_EQ(valueOf(m_file, "Key"), c.key);
     }
 }
 
@@ -89,12 +89,12 @@ TEST_F(IniSectionFileTest, ReadsTheNumberBehindTheFirstOccurrenceOfTheKey) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.body);
         ASSERT_TRUE(load("[EM_SHUTDOWN]\n" + c.body + "[EndOfFile]"));
-        EXPECT_EQ(valueOf(m_File, "Level"), c.level);
+        EXPECT_EQ(valueOf(m_file, "Level"), c.level);
     }
     ASSERT_TRUE(load("[EM_SHUTDOWN]\nLevel=3\n[Next]\nLater=4\n[EndOfFile]"));
-    EXPECT_EQ(valueOf(m_File, "Later"), std::nullopt) << "the section ends at the next header";
-    EXPECT_EQ(valueOf(m_File, ""), std::nullopt);
-    EXPECT_EQ(valueOf(m_File, nullptr), std::nullopt);
+    EXPECT_EQ(valueOf(m_file, "Later"), std::nullopt) << "the section ends at the next header";
+    EXPECT_EQ(valueOf(m_file, ""), std::nullopt);
+    EXPECT_EQ(valueOf(m_file, nullptr), std::nullopt);
 }
 
 TEST_F(IniSectionFileTest, HoldsNothingAfterAFileThatCannotBeRead) {
@@ -104,15 +104,15 @@ TEST_F(IniSectionFileTest, HoldsNothingAfterAFileThatCannotBeRead) {
         ASSERT_TRUE(load(content));
         fake::failNth(call, 1, EIO);
         EXPECT_FALSE(load(content));
-        EXPECT_FALSE(m_File.HasPath());
-        EXPECT_EQ(valueOf(m_File, "Key"), std::nullopt);
+        EXPECT_FALSE(m_file.HasPath());
+        EXPECT_EQ(valueOf(m_file, "Key"), std::nullopt);
     }
 }
 
 TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsWhole) {
     const auto change = [this](const std::string& content, time_t modified) {
-        m_Directory.write("a.ini", content, modified);
-        return m_File.LoadIfNewer("EM_SHUTDOWN");
+        m_directory.write("a.ini", content, modified);
+        return m_file.LoadIfNewer("EM_SHUTDOWN");
     };
     ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
     for (const time_t notLater : {1000, 999}) {
@@ -123,17 +123,17 @@ TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsW
     }
     fake::failNth("read", 1, EIO);
     EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001));
-    EXPECT_EQ(valueOf(m_File, "Key"), 3U);
+    EXPECT_EQ(valueOf(m_file, "Key"), 3U);
     // Of the same second as the half file: the time of an unusable one does not count.
     EXPECT_TRUE(change("[EM_SHUTDOWN]\nKey=5\n[EndOfFile]\n", 1001));
-    EXPECT_EQ(valueOf(m_File, "Key"), 5U);
+    EXPECT_EQ(valueOf(m_file, "Key"), 5U);
 
     for (const char* call : {"stat", "open"}) {
         ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
         fake::failNth(call, 1, EACCES);
         EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001));
-        EXPECT_FALSE(m_File.HasPath()) << call;
-        EXPECT_EQ(valueOf(m_File, "Key"), std::nullopt) << call;
+        EXPECT_FALSE(m_file.HasPath()) << call;
+        EXPECT_EQ(valueOf(m_file, "Key"), std::nullopt) << call;
     }
 }
 

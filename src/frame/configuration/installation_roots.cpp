@@ -31,7 +31,7 @@ bool openProductPath(CRegistry& key, const std::string& path, uint32_t rights) {
 
 } // namespace
 
-bool OpenProductKey(CRegistry& key, const char* subkey, bool forWriting) {
+bool openProductKey(CRegistry& key, const char* subkey, bool forWriting) {
     bool opened = false;
     static_cast<void>(swallow([&] {
         opened = openProductPath(key, productKeyPath() + '\\' + subkey,
@@ -40,20 +40,20 @@ bool OpenProductKey(CRegistry& key, const char* subkey, bool forWriting) {
     return opened;
 }
 
-std::string ProductText(const char* subkey, const char* name) {
+std::string productText(const char* subkey, const char* name) {
     CRegistry key;
     std::string text;
-    if (OpenProductKey(key, subkey)) {
+    if (openProductKey(key, subkey)) {
         static_cast<void>(key.QueryText(name, text));
     }
     return text;
 }
 
-InstallationRoots FindInstallationRoots() {
+InstallationRoots findInstallationRoots() {
     const RecursiveLockGuard guard(CRegistry::Lock());
     InstallationRoots roots;
     CRegistry setup;
-    if (OpenProductKey(setup, place::kSetupKey) &&
+    if (openProductKey(setup, place::kSetupKey) &&
         (setup.QueryText(place::kBinRoot, roots.binRoot) != REG_SUCCESS || roots.binRoot.empty())) {
         static_cast<void>(setup.QueryText(place::kFileRoot, roots.fileRoot));
     }

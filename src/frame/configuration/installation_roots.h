@@ -11,11 +11,11 @@ class CRegistry;
 
 // Opens the product key's sub-key of that name: the product key is the locator's value or, when the locator's
 // key or value is missing or empty, the default. False when there is no such key.
-[[nodiscard]] bool OpenProductKey(CRegistry& key, const char* subkey, bool forWriting = false);
+[[nodiscard]] bool openProductKey(CRegistry& key, const char* subkey, bool forWriting = false);
 
 // A text value under the product key's sub-key, expanded if it is expandable; empty when key or value is
 // missing or the value is no text.
-[[nodiscard]] std::string ProductText(const char* subkey, const char* name);
+[[nodiscard]] std::string productText(const char* subkey, const char* name);
 
 // The installation's roots as they stand in the store: nothing joined, nothing cut, so that each user decides
 // about separators. Empty when missing.
@@ -24,6 +24,6 @@ struct InstallationRoots {
     std::string fileRoot; // only without binRoot: directory of the host's files; binaries lie in its "Bin"
 };
 // One look-up under the registry lock.
-[[nodiscard]] InstallationRoots FindInstallationRoots();
+[[nodiscard]] InstallationRoots findInstallationRoots();
 
 } // namespace em

@@ -15,7 +15,7 @@ namespace {
 
 std::string registered(const char* name) {
     const RecursiveLockGuard guard(CRegistry::Lock());
-    return ProductText(place::kDataKey, name);
+    return productText(place::kDataKey, name);
 }
 
 // A directory of that name is passed over, the search goes on.
@@ -64,7 +64,7 @@ std::optional<std::string> binaryPath(const InstallationRoots& roots) {
 }
 
 std::optional<std::string> inBinaryPath(const std::string& name) {
-    const std::optional<std::string> path = binaryPath(FindInstallationRoots());
+    const std::optional<std::string> path = binaryPath(findInstallationRoots());
     if (!path) {
         EM_TRACE(3, "\nModuleConfigFile    : Could not find the Hostwarden binary path");
         return std::nullopt;

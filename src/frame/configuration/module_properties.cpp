@@ -20,7 +20,7 @@ unsigned query(const char* module, const char* property, Query&& run) {
     }
     const RecursiveLockGuard guard(CRegistry::Lock());
     CRegistry key;
-    return OpenProductKey(key, module) && run(key) == REG_SUCCESS ? 1 : 0;
+    return openProductKey(key, module) && run(key) == REG_SUCCESS ? 1 : 0;
 }
 
 } // namespace
@@ -54,7 +54,7 @@ unsigned SetModuleProperty(const char* module, const char* property, uint32_t va
     if (given(property)) {
         const RecursiveLockGuard guard(CRegistry::Lock());
         CRegistry key;
-        result = OpenProductKey(key, module, true) ? key.SetValue(property, value) : 0;
+        result = openProductKey(key, module, true) ? key.SetValue(property, value) : 0;
     }
     EM_TRACE(4, "\n%-20s: Write module property \"%s\" = %d (%s)", module, textOr(property, "<null>"),
              asInt(value), result != 0 ? "OK" : "FAILED");

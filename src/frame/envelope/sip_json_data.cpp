@@ -65,12 +65,12 @@ private:
 
 class Counter {
 public:
-    void text(std::string_view characters) { m_nCount += characters.size(); }
-    void byte(uint64_t /*value*/) { ++m_nCount; }
-    [[nodiscard]] size_t count() const { return m_nCount; }
+    void text(std::string_view characters) { m_count += characters.size(); }
+    void byte(uint64_t /*value*/) { ++m_count; }
+    [[nodiscard]] size_t count() const { return m_count; }
 
 private:
-    size_t m_nCount = 0;
+    size_t m_count = 0;
 };
 
 template <class Taker>

@@ -17,9 +17,9 @@ namespace em {
 #pragma GCC diagnostic ignored                                                                               \
     "-Winvalid-offsetof" // both compilers lay the class out as the contract needs it
 struct ExtensionModuleLayout {
-    static_assert(offsetof(CExtensionModule, m_pHost) == kHostPointerOffset);
-    static_assert(offsetof(CExtensionModule, m_nReserved) == kReservedOffset);
-    static_assert(offsetof(CExtensionModule, m_bSwitchShutdown) == kSwitchShutdownOffset);
+    static_assert(offsetof(CExtensionModule, m_host) == kHostPointerOffset);
+    static_assert(offsetof(CExtensionModule, m_reserved) == kReservedOffset);
+    static_assert(offsetof(CExtensionModule, m_switchShutdown) == kSwitchShutdownOffset);
     static_assert(sizeof(CExtensionModule) == kModuleHeadSize);
     static_assert(sizeof(std::atomic<void*>) == 8 && sizeof(std::atomic<bool>) == 1);
 };
@@ -55,7 +55,7 @@ unsigned CExtensionModule::Notify(uint32_t code, uint64_t parameter, uint64_t ex
                  asUnsigned(parameter));
         if (code == SCN_SWITCH_SHUTDOWN) {
             // Before the handler is asked: what it starts looks at the flag.
-            m_bSwitchShutdown = true;
+            m_switchShutdown = true;
         }
         TraceNotification(code);
         EM_TRACE(4, "\n%-20s:   call OnModuleNotification()...", ModuleName());
@@ -74,17 +74,17 @@ void CExtensionModule::TraceNotification(uint32_t code) {
 
 void CExtensionModule::RegisterEventLogSource() {
     const char* const source =
-        KindOfHost(m_pHost) == kAgentlessService ? "Tellmark Agentless Service" : "Tellmark Host Warden";
+        kindOfHost(m_host) == kAgentlessService ? "Tellmark Agentless Service" : "Tellmark Host Warden";
     EM_TRACE(3, "\n%-20s: Register event log source \"%s\" ...", ModuleName(), source);
     EM_TRACE(3, "\n%-20s: ... event log source \"%s\" registered", ModuleName(), source);
 }
 
 void CExtensionModule::SendHostNotice(bool value) {
-    NoticeToHost(m_pHost, this, value);
+    noticeToHost(m_host, this, value);
 }
 
 void CExtensionModule::SendMessage(SipJson& envelope, uint32_t timeoutMs) {
-    void* const host = m_pHost;
+    void* const host = m_host;
     if (host == nullptr) {
         envelope.SetStatus(status::kNoHost);
         return;
@@ -93,7 +93,7 @@ void CExtensionModule::SendMessage(SipJson& envelope, uint32_t timeoutMs) {
     if (!envelope.HasMember(key::Cabinet)) {
         envelope.SetUintMember(key::Cabinet, cabinetNumber());
     }
-    SendMessageToHost(host, this, envelope, timeoutMs);
+    sendMessageToHost(host, this, envelope, timeoutMs);
 }
 
 void CExtensionModule::SendMessageWithId(SipJson& envelope, uint32_t timeoutMs, uint32_t messageId) {

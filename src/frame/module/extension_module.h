@@ -50,7 +50,7 @@ public:
 protected:
     void RegisterEventLogSource();
     void SendHostNotice(bool value);
-    [[nodiscard]] bool SwitchShutdown() const { return m_bSwitchShutdown; }
+    [[nodiscard]] bool SwitchShutdown() const { return m_switchShutdown; }
 
 private:
     friend struct ExtensionModuleLayout;
@@ -58,9 +58,9 @@ private:
     void TraceNotification(uint32_t code);
 
     // Written by the host, at its place, once EM_Create has returned.
-    std::atomic<void*> m_pHost{nullptr};
-    [[maybe_unused]] uint32_t m_nReserved = 0; // its place is part of the layout
-    std::atomic<bool> m_bSwitchShutdown{false};
+    std::atomic<void*> m_host{nullptr};
+    [[maybe_unused]] uint32_t m_reserved = 0; // its place is part of the layout
+    std::atomic<bool> m_switchShutdown{false};
 };
 
 } // namespace em

@@ -7,20 +7,20 @@
 
 namespace em {
 // Caught here and not by the caller: a host that throws is one that did not answer, and its caller goes on.
-void SendMessageToHost(void* host, CIExtensionModule* module, SipJson& envelope, uint32_t timeoutMs) {
+void sendMessageToHost(void* host, CIExtensionModule* module, SipJson& envelope, uint32_t timeoutMs) {
     if (host != nullptr) {
         atBoundary("the host's send message",
                    [&] { callSlot<void>(host, host_slot::kSendMessage, module, &envelope, timeoutMs); });
     }
 }
 
-void NoticeToHost(void* host, CIExtensionModule* module, bool value) {
+void noticeToHost(void* host, CIExtensionModule* module, bool value) {
     if (host != nullptr) {
         atBoundary("the host's notice", [&] { callSlot<void>(host, host_slot::kNotice, module, value); });
     }
 }
 
-int KindOfHost(void* host) {
+int kindOfHost(void* host) {
     int kind = 0;
     if (host != nullptr) {
         atBoundary("the host's kind", [&] { kind = callSlot<int>(host, host_slot::kKind); });

@@ -10,8 +10,8 @@ class CIExtensionModule;
 struct SipJson;
 
 // With a null host the call is not made; the kind is then 0. Any thread.
-void SendMessageToHost(void* host, CIExtensionModule* module, SipJson& envelope, uint32_t timeoutMs);
-void NoticeToHost(void* host, CIExtensionModule* module, bool value);
-[[nodiscard]] int KindOfHost(void* host);
+void sendMessageToHost(void* host, CIExtensionModule* module, SipJson& envelope, uint32_t timeoutMs);
+void noticeToHost(void* host, CIExtensionModule* module, bool value);
+[[nodiscard]] int kindOfHost(void* host);
 
 } // namespace em

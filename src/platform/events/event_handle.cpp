@@ -162,7 +162,7 @@ EventHandle::EventHandle(bool initialState, bool manualReset, const char* name) 
             event = createListed(initialState, manualReset, name, failure);
         }
     }
-    m_pObject = event;
+    m_object = event;
     if (joined) {
         traceJoined(*event, manualReset);
     } else if (event == nullptr) {
@@ -176,12 +176,12 @@ EventHandle::EventHandle(bool initialState, bool manualReset, const char* name) 
 // Under the object lock: the source's last release on another thread either sees this reference or has come
 // first.
 EventHandle::EventHandle(const EventHandle& source) : EventHandle() {
-    EventObject* const event = source.m_pObject;
+    EventObject* const event = source.m_object;
     if (event == nullptr) {
         return;
     }
     const RecursiveLockGuard guard(eventState.value.objectLock);
-    m_pObject = event;
+    m_object = event;
     ++event->refCount;
     EM_TRACE(5, "incr refcount on event %p <%s> (IsSignaled=%d,IsManual=%d)\n", addressOf(*event),
              shownEventName(event->name), event->signaled(), event->manual());
@@ -190,7 +190,7 @@ EventHandle::EventHandle(const EventHandle& source) : EventHandle() {
 // The exchange lets one of two releases of a handle through. Drained before it is torn down: who was woken
 // still has to leave the mutex.
 void EventHandle::ReleaseEvent() noexcept {
-    EventObject* const event = m_pObject.exchange(nullptr);
+    EventObject* const event = m_object.exchange(nullptr);
     if (event == nullptr) {
         return;
     }
@@ -232,7 +232,7 @@ bool EventHandle::CloseEvent() {
              shownEventName(event->name), event->signaled());
     // Closed first: a wait that begins from now on fails instead of taking what is for those that wait
     // already.
-    m_bClosed = true;
+    m_closed = true;
     {
         const EventMutexGuard guard(*event);
         event->setSignaled(true);

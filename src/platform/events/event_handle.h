@@ -51,15 +51,15 @@ public:
     // lines. A thread may be cancelled in here.
     [[nodiscard]] int32_t WaitForEvent(uint32_t timeoutMs, bool trace) const;
     [[nodiscard]] bool IsEventValid() const { return true; }
-    [[nodiscard]] bool IsEventOpen() const { return !m_bClosed; }
+    [[nodiscard]] bool IsEventOpen() const { return !m_closed; }
 
 private:
     EventHandle() = default;
     // Null when closed.
-    [[nodiscard]] EventObject* UsableObject() const { return m_bClosed ? nullptr : m_pObject.load(); }
+    [[nodiscard]] EventObject* UsableObject() const { return m_closed ? nullptr : m_object.load(); }
 
-    std::atomic<EventObject*> m_pObject{nullptr};
-    std::atomic<bool> m_bClosed{false};
+    std::atomic<EventObject*> m_object{nullptr};
+    std::atomic<bool> m_closed{false};
 };
 
 } // namespace em

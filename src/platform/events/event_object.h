@@ -59,26 +59,26 @@ public:
         : EventMutexGuard(event, sys::pthread_mutex_lock(&event.mutex)) {}
     // Takes over from a guard that was left with release().
     [[gnu::always_inline]] EventMutexGuard(EventObject& event, int lockResult)
-        : m_pMutex(&event.mutex), m_nResult(lockResult) {}
+        : m_mutex(&event.mutex), m_result(lockResult) {}
     [[gnu::always_inline]] ~EventMutexGuard() { unlock(); }
     EventMutexGuard(const EventMutexGuard&) = delete;
     EventMutexGuard& operator=(const EventMutexGuard&) = delete;
 
     [[gnu::always_inline]] void unlock() {
-        if (m_pMutex != nullptr && m_nResult == 0) {
-            ::pthread_mutex_unlock(m_pMutex);
+        if (m_mutex != nullptr && m_result == 0) {
+            ::pthread_mutex_unlock(m_mutex);
         }
-        m_pMutex = nullptr;
+        m_mutex = nullptr;
     }
     // Leaves the mutex as it is to another guard.
     [[nodiscard]] [[gnu::always_inline]] int release() {
-        m_pMutex = nullptr;
-        return m_nResult;
+        m_mutex = nullptr;
+        return m_result;
     }
 
 private:
-    pthread_mutex_t* m_pMutex; // null once it is not this guard's any more
-    const int m_nResult;
+    pthread_mutex_t* m_mutex; // null once it is not this guard's any more
+    const int m_result;
 };
 
 // "anon" stands for an anonymous event in every line.

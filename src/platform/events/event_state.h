@@ -12,11 +12,11 @@ struct EventState {
     RecursiveLock objectLock; // guards reference counts, the creation and the last release of named events
     NamedEventTable names;
 
-    void SetUp() {
+    void setUp() {
         objectLock.SetUp();
         names.SetUp();
     }
-    void TearDown() noexcept {
+    void tearDown() noexcept {
         names.TearDown();
         objectLock.TearDown();
     }

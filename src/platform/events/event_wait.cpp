@@ -23,13 +23,13 @@ struct Outcome {
 // Counts a waiter for a scope, also when its thread is cancelled; the event's mutex is held at both ends.
 class WaiterRegistration {
 public:
-    explicit WaiterRegistration(EventObject& event) : m_Event(event) { ++m_Event.waiters; }
-    ~WaiterRegistration() { --m_Event.waiters; }
+    explicit WaiterRegistration(EventObject& event) : m_event(event) { ++m_event.waiters; }
+    ~WaiterRegistration() { --m_event.waiters; }
     WaiterRegistration(const WaiterRegistration&) = delete;
     WaiterRegistration& operator=(const WaiterRegistration&) = delete;
 
 private:
-    EventObject& m_Event;
+    EventObject& m_event;
 };
 
 template <class Wait>

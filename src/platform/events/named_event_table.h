@@ -29,9 +29,9 @@ private:
     using Entry = NameTableEntry<EventObject*>; // the extra word is always 0
     static void freeName(Entry& entry) noexcept { std::free(entry.name); }
 
-    RecursiveLock m_Lock;
-    std::atomic<bool> m_bSetUp{false};
-    NameTable<EventObject*, freeName> m_Table EM_GUARDED_BY(m_Lock);
+    RecursiveLock m_lock;
+    std::atomic<bool> m_setUp{false};
+    NameTable<EventObject*, freeName> m_table EM_GUARDED_BY(m_lock);
 };
 
 } // namespace em

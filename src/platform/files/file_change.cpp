@@ -56,37 +56,37 @@ FileChangeResult failedAt(FileStep step, int error) {
 
 FileChangeResult make(const FilePlace& place, const FileModes& modes, std::string_view content) {
     FileReplacement replacement(place);
-    if (const int error = replacement.Create(modes.lessTheMask ? modes.fresh : kPrivate)) {
+    if (const int error = replacement.create(modes.lessTheMask ? modes.fresh : kPrivate)) {
         return {error, FileStep::Create};
     }
-    int error = modes.lessTheMask ? 0 : replacement.SetMode(modes.fresh);
+    int error = modes.lessTheMask ? 0 : replacement.setMode(modes.fresh);
     if (error == 0) {
-        error = replacement.Write(content);
+        error = replacement.write(content);
     }
     return error != 0 ? FileChangeResult{error, FileStep::Write}
-                      : failedAt(FileStep::TakePlace, replacement.TakeEmptyPlace());
+                      : failedAt(FileStep::TakePlace, replacement.takeEmptyPlace());
 }
 
 // Owner and mode before the content: nobody may read through the new file what the old one kept from him.
 FileChangeResult replace(const FilePlace& place, const FileModes& modes, const FileContent& old,
                          const FileChange& change) {
     FileReplacement replacement(place);
-    if (const int error = replacement.Create(kPrivate)) {
+    if (const int error = replacement.create(kPrivate)) {
         return {error, FileStep::Create};
     }
     const std::string_view content = contentOf(old);
-    int error = replacement.SetOwner(old.status.st_uid, old.status.st_gid);
+    int error = replacement.setOwner(old.status.st_uid, old.status.st_gid);
     if (error == 0) {
-        error = replacement.SetMode(old.status.st_mode & modes.widest);
+        error = replacement.setMode(old.status.st_mode & modes.widest);
     }
     for (const std::string_view piece :
          {content.substr(0, change.from), std::string_view(change.text), content.substr(change.to)}) {
         if (error == 0) {
-            error = replacement.Write(piece);
+            error = replacement.write(piece);
         }
     }
     return error != 0 ? FileChangeResult{error, FileStep::Write}
-                      : failedAt(FileStep::TakePlace, replacement.TakePlace());
+                      : failedAt(FileStep::TakePlace, replacement.takePlace());
 }
 
 // Whether the error tells that no other file can take the file's place. EINVAL: an owner that has no number
@@ -154,7 +154,7 @@ using Turn = std::function<std::optional<FileChangeResult>(const FilePlace& plac
 FileChangeResult takeTurns(const char* path, const FileModes& modes, const FileEdit& edit, const Turn& turn) {
     const CancellationDisabled whole; // a thread that is unwound half-way would leave a mix
     FilePlace place;
-    if (const int error = FindFilePlace(path, place)) {
+    if (const int error = findFilePlace(path, place)) {
         return {error, FileStep::Find};
     }
     const Deadline allLimit = Deadline::in(kAllLimitMs);
@@ -186,11 +186,11 @@ const char* nameOf(FileStep step) {
     return kStepNames[static_cast<size_t>(step)];
 }
 
-FileChangeResult EditFile(const char* path, size_t largest, const FileModes& modes, const FileEdit& edit) {
+FileChangeResult editFile(const char* path, size_t largest, const FileModes& modes, const FileEdit& edit) {
     return takeTurns(path, modes, edit,
                      [&](const FilePlace& place, int fd) -> std::optional<FileChangeResult> {
                          FileContent old;
-                         if (const int error = ReadRegularFile(fd, largest, 0, old)) {
+                         if (const int error = readRegularFile(fd, largest, 0, old)) {
                              return FileChangeResult{error, FileStep::Read};
                          }
                          if (!isStillThere(place, old.status)) {
@@ -201,7 +201,7 @@ FileChangeResult EditFile(const char* path, size_t largest, const FileModes& mod
                      });
 }
 
-FileChangeResult ReplaceFile(const char* path, const FileModes& modes, std::string_view content) {
+FileChangeResult replaceFileContent(const char* path, const FileModes& modes, std::string_view content) {
     const FileEdit whole = [&](std::optional<std::string_view>) {
         return FileChange{0, 0, std::string(content)};
     };

@@ -53,12 +53,12 @@ struct FileModes {
 // The file that is about to change is locked, for 2 seconds at most: whoever may read it can hold the lock,
 // and must not keep a writer out. EFBIG above `largest` bytes, ENOTSUP for what is no regular file. Throws
 // what the edit throws and bad_alloc, before anything was changed. Cannot be cancelled.
-[[nodiscard]] FileChangeResult EditFile(const char* path, size_t largest, const FileModes& modes,
+[[nodiscard]] FileChangeResult editFile(const char* path, size_t largest, const FileModes& modes,
                                         const FileEdit& edit);
 
 // The same with the whole content given; in place, a failure may leave the file empty, as a stream opened
 // with "w+" does. What is no regular file takes the content as it comes.
-[[nodiscard]] FileChangeResult ReplaceFile(const char* path, const FileModes& modes,
-                                           std::string_view content);
+[[nodiscard]] FileChangeResult replaceFileContent(const char* path, const FileModes& modes,
+                                                  std::string_view content);
 
 } // namespace em

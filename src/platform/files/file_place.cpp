@@ -43,7 +43,7 @@ int readLink(int link, uid_t owner, std::string& target) {
 
 } // namespace
 
-int FindFilePlace(const char* path, FilePlace& place) {
+int findFilePlace(const char* path, FilePlace& place) {
     std::string rest = path;
     place.directory = startOf(rest);
     int links = 0;

@@ -16,6 +16,6 @@ struct FilePlace {
 
 // Returns 0 or the error number: ELOOP above 40 links; EPERM for a process of root at a link that another
 // user owns, since that user chooses where it leads. Throws only for want of memory.
-[[nodiscard]] int FindFilePlace(const char* path, FilePlace& place);
+[[nodiscard]] int findFilePlace(const char* path, FilePlace& place);
 
 } // namespace em

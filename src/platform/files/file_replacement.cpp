@@ -21,54 +21,54 @@ std::string temporaryName(const std::string& name, int number) {
 } // namespace
 
 FileReplacement::~FileReplacement() {
-    if (m_File.valid()) {
+    if (m_file.valid()) {
         static_cast<void>(
-            sys::unlinkat(m_Place.directory.get(), m_strName.c_str(), 0)); // a left-over does no harm
+            sys::unlinkat(m_place.directory.get(), m_name.c_str(), 0)); // a left-over does no harm
     }
 }
 
-int FileReplacement::Create(mode_t mode) {
+int FileReplacement::create(mode_t mode) {
     constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
     for (int number = 1; number <= kMostNames; ++number) {
-        m_strName = temporaryName(m_Place.name, number);
-        m_File.reset(sys::openat(m_Place.directory.get(), m_strName.c_str(), kFlags, mode));
-        if (m_File.valid() || errno != EEXIST) {
+        m_name = temporaryName(m_place.name, number);
+        m_file.reset(sys::openat(m_place.directory.get(), m_name.c_str(), kFlags, mode));
+        if (m_file.valid() || errno != EEXIST) {
             break;
         }
     }
-    return m_File.valid() ? 0 : errno;
+    return m_file.valid() ? 0 : errno;
 }
 
-int FileReplacement::SetOwner(uid_t user, gid_t group) {
-    return sys::fchown(m_File.get(), user, group) == 0 ? 0 : errno;
+int FileReplacement::setOwner(uid_t user, gid_t group) {
+    return sys::fchown(m_file.get(), user, group) == 0 ? 0 : errno;
 }
 
-int FileReplacement::SetMode(mode_t mode) {
-    return sys::fchmod(m_File.get(), mode) == 0 ? 0 : errno;
+int FileReplacement::setMode(mode_t mode) {
+    return sys::fchmod(m_file.get(), mode) == 0 ? 0 : errno;
 }
 
-int FileReplacement::Write(std::string_view text) {
-    return writeAll(m_File.get(), text);
+int FileReplacement::write(std::string_view text) {
+    return writeAll(m_file.get(), text);
 }
 
-int FileReplacement::TakePlace() {
-    return Rename(0);
+int FileReplacement::takePlace() {
+    return rename(0);
 }
 
-int FileReplacement::TakeEmptyPlace() {
-    const int error = Rename(RENAME_NOREPLACE);
+int FileReplacement::takeEmptyPlace() {
+    const int error = rename(RENAME_NOREPLACE);
     // A file system that cannot tell: the writers' race for a first file is lost to it, not the write.
-    return error == EINVAL || error == ENOSYS ? Rename(0) : error;
+    return error == EINVAL || error == ENOSYS ? rename(0) : error;
 }
 
-int FileReplacement::Rename(unsigned flags) {
-    const int directory = m_Place.directory.get();
+int FileReplacement::rename(unsigned flags) {
+    const int directory = m_place.directory.get();
     // Synced before the rename: after a loss of power the name must not lead to an empty file.
-    if (sys::fsync(m_File.get()) != 0 ||
-        sys::renameat2(directory, m_strName.c_str(), directory, m_Place.name.c_str(), flags) != 0) {
+    if (sys::fsync(m_file.get()) != 0 ||
+        sys::renameat2(directory, m_name.c_str(), directory, m_place.name.c_str(), flags) != 0) {
         return errno;
     }
-    m_File.reset();
+    m_file.reset();
     return 0;
 }
 

@@ -12,27 +12,27 @@ namespace em {
 // Each operation returns 0 or the error number. The place outlives the object.
 class FileReplacement {
 public:
-    explicit FileReplacement(const FilePlace& place) : m_Place(place) {}
+    explicit FileReplacement(const FilePlace& place) : m_place(place) {}
     ~FileReplacement();
     FileReplacement(const FileReplacement&) = delete;
     FileReplacement& operator=(const FileReplacement&) = delete;
 
     // Under a name of its own: what stands in the way, a left-over of a killed writer say, is somebody's and
     // stays. The process's mask lessens the mode.
-    [[nodiscard]] int Create(mode_t mode);
-    [[nodiscard]] int SetOwner(uid_t user, gid_t group);
-    [[nodiscard]] int SetMode(mode_t mode);
-    [[nodiscard]] int Write(std::string_view text);
-    [[nodiscard]] int TakePlace();
+    [[nodiscard]] int create(mode_t mode);
+    [[nodiscard]] int setOwner(uid_t user, gid_t group);
+    [[nodiscard]] int setMode(mode_t mode);
+    [[nodiscard]] int write(std::string_view text);
+    [[nodiscard]] int takePlace();
     // The same where nothing stood: EEXIST when something does by now.
-    [[nodiscard]] int TakeEmptyPlace();
+    [[nodiscard]] int takeEmptyPlace();
 
 private:
-    [[nodiscard]] int Rename(unsigned flags);
+    [[nodiscard]] int rename(unsigned flags);
 
-    const FilePlace& m_Place;
-    std::string m_strName;
-    UniqueFd m_File;
+    const FilePlace& m_place;
+    std::string m_name;
+    UniqueFd m_file;
 };
 
 } // namespace em

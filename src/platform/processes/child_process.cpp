@@ -101,20 +101,20 @@ public:
     Undisturbed() {
         sigset_t all;
         sigfillset(&all);
-        static_cast<void>(sys::pthread_sigmask(SIG_SETMASK, &all, &m_Mask));
+        static_cast<void>(sys::pthread_sigmask(SIG_SETMASK, &all, &m_mask));
     }
     ~Undisturbed() {
         const ErrnoKeeper keeper;
-        static_cast<void>(sys::pthread_sigmask(SIG_SETMASK, &m_Mask, nullptr));
+        static_cast<void>(sys::pthread_sigmask(SIG_SETMASK, &m_mask, nullptr));
     }
     Undisturbed(const Undisturbed&) = delete;
     Undisturbed& operator=(const Undisturbed&) = delete;
 
-    [[nodiscard]] const sigset_t& maskBefore() const { return m_Mask; }
+    [[nodiscard]] const sigset_t& maskBefore() const { return m_mask; }
 
 private:
-    CancellationDisabled m_Uncancelled; // first in, last out
-    sigset_t m_Mask = {};
+    CancellationDisabled m_uncancelled; // first in, last out
+    sigset_t m_mask = {};
 };
 
 sigset_t childMask(sigset_t mask, ChildSignals signals) {
@@ -157,7 +157,7 @@ ChildProcess startCopied(const ChildPlan& plan) {
 
 } // namespace
 
-ChildProcess StartShell(const char* command, ChildSignals signals) {
+ChildProcess startShell(const char* command, ChildSignals signals) {
     static char name[] = "sh";
     static char option[] = "-c";
     ChildPlan plan = {.shell = sys::path(place::kShell),
@@ -183,20 +183,20 @@ namespace {
 class SleepSlices {
 public:
     void sleep(uint32_t remainingMs) {
-        const uint32_t slice = std::min(m_nNextMs, remainingMs);
+        const uint32_t slice = std::min(m_nextMs, remainingMs);
         const timespec request = {.tv_sec = 0, .tv_nsec = long{1'000'000} * slice};
         static_cast<void>(sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &request, nullptr)); // a short one is fine
-        m_nNextMs = std::min(m_nNextMs * 2, kLongestMs);
+        m_nextMs = std::min(m_nextMs * 2, kLongestMs);
     }
 
 private:
     static constexpr uint32_t kLongestMs = 50;
-    uint32_t m_nNextMs = 10;
+    uint32_t m_nextMs = 10;
 };
 
 } // namespace
 
-ChildWait WaitForChild(const ChildProcess& child, const Deadline& deadline) {
+ChildWait waitForChild(const ChildProcess& child, const Deadline& deadline) {
     pollfd announced = {.fd = child.pidfd.get(), .events = POLLIN, .revents = 0};
     SleepSlices slices;
     for (;;) {

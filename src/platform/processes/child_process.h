@@ -30,7 +30,7 @@ struct ChildProcess {
 // that cannot be run is the child's own failure: it writes the command and the error text to descriptor 2 and
 // exits with 1. Nobody is told of the child's end, and it is not collected unless it is waited for. Any
 // thread; no cancellation point.
-[[nodiscard]] ChildProcess StartShell(const char* command, ChildSignals signals);
+[[nodiscard]] ChildProcess startShell(const char* command, ChildSignals signals);
 
 enum class ChildEnd {
     Ended,              // and collected
@@ -45,6 +45,6 @@ struct ChildWait {
 
 // Waits for this child only, on the monotonic clock. Signals that reach the waiting thread do not end the
 // wait. A cancellation point.
-[[nodiscard]] ChildWait WaitForChild(const ChildProcess& child, const Deadline& deadline);
+[[nodiscard]] ChildWait waitForChild(const ChildProcess& child, const Deadline& deadline);
 
 } // namespace em

@@ -22,35 +22,35 @@ constexpr uint64_t kKilledEndsMs = 1000; // a killed process that takes longer h
 class Patience {
 public:
     Patience(uint32_t limitMs, bool (*stopped)(void*), void* context)
-        : m_Limit(Deadline::in(limitMs)), m_pStopped(stopped), m_pContext(context) {}
+        : m_limit(Deadline::in(limitMs)), m_stopped(stopped), m_context(context) {}
 
     // Milliseconds to wait before asking again; 0 = it is over.
     [[nodiscard]] uint32_t nextSliceMs() const {
-        if (m_pStopped == nullptr) {
-            return std::min<uint32_t>(m_Limit.remainingMs(), INT32_MAX);
+        if (m_stopped == nullptr) {
+            return std::min<uint32_t>(m_limit.remainingMs(), INT32_MAX);
         }
-        return m_pStopped(m_pContext) ? 0 : std::min(m_Limit.remainingMs(), kStopLookMs);
+        return m_stopped(m_context) ? 0 : std::min(m_limit.remainingMs(), kStopLookMs);
     }
 
 private:
-    const Deadline m_Limit;
-    bool (*const m_pStopped)(void*);
-    void* const m_pContext;
+    const Deadline m_limit;
+    bool (*const m_stopped)(void*);
+    void* const m_context;
 };
 
 // The attributes and file actions of one start.
 class SpawnSetting {
 public:
-    SpawnSetting() : m_bUsable(posix_spawnattr_init(&m_Attributes) == 0) {
-        if (m_bUsable && posix_spawn_file_actions_init(&m_Actions) != 0) {
-            posix_spawnattr_destroy(&m_Attributes);
-            m_bUsable = false;
+    SpawnSetting() : m_usable(posix_spawnattr_init(&m_attributes) == 0) {
+        if (m_usable && posix_spawn_file_actions_init(&m_actions) != 0) {
+            posix_spawnattr_destroy(&m_attributes);
+            m_usable = false;
         }
     }
     ~SpawnSetting() {
-        if (m_bUsable) {
-            posix_spawn_file_actions_destroy(&m_Actions);
-            posix_spawnattr_destroy(&m_Attributes);
+        if (m_usable) {
+            posix_spawn_file_actions_destroy(&m_actions);
+            posix_spawnattr_destroy(&m_attributes);
         }
     }
     SpawnSetting(const SpawnSetting&) = delete;
@@ -61,31 +61,31 @@ public:
         static char name[] = "sh";
         static char option[] = "-c";
         const std::array<char*, 4> arguments = {name, option, const_cast<char*>(command), nullptr};
-        return m_bUsable && posix_spawnattr_setflags(&m_Attributes, POSIX_SPAWN_SETPGROUP) == 0 &&
-               posix_spawnattr_setpgroup(&m_Attributes, 0) == 0 &&
-               posix_spawn_file_actions_adddup2(&m_Actions, output, STDOUT_FILENO) == 0 &&
-               sys::posix_spawn(&pid, sys::path(place::kShell), &m_Actions, &m_Attributes, arguments.data(),
+        return m_usable && posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETPGROUP) == 0 &&
+               posix_spawnattr_setpgroup(&m_attributes, 0) == 0 &&
+               posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO) == 0 &&
+               sys::posix_spawn(&pid, sys::path(place::kShell), &m_actions, &m_attributes, arguments.data(),
                                 environ) == 0;
     }
 
 private:
-    posix_spawnattr_t m_Attributes;
-    posix_spawn_file_actions_t m_Actions;
-    bool m_bUsable;
+    posix_spawnattr_t m_attributes;
+    posix_spawn_file_actions_t m_actions;
+    bool m_usable;
 };
 
 // The group's leader: killed with its group and collected unless its end was seen.
 class GroupLeader {
 public:
     explicit GroupLeader(pid_t pid) {
-        m_Child.pid = pid;
-        m_Child.pidfd.reset(sys::pidfd_open(pid));
+        m_child.pid = pid;
+        m_child.pidfd.reset(sys::pidfd_open(pid));
     }
     ~GroupLeader() {
-        if (m_bRunning) {
+        if (m_running) {
             const CancellationDisabled whole;
-            static_cast<void>(sys::kill(-m_Child.pid, SIGKILL));
-            static_cast<void>(WaitForChild(m_Child, Deadline::in(kKilledEndsMs)));
+            static_cast<void>(sys::kill(-m_child.pid, SIGKILL));
+            static_cast<void>(waitForChild(m_child, Deadline::in(kKilledEndsMs)));
         }
     }
     GroupLeader(const GroupLeader&) = delete;
@@ -94,8 +94,8 @@ public:
     // True when it ended while there was patience.
     [[nodiscard]] bool waitForEnd(const Patience& patience) {
         while (const uint32_t slice = patience.nextSliceMs()) {
-            if (WaitForChild(m_Child, Deadline::in(slice)).end != ChildEnd::DeadlinePassed) {
-                m_bRunning = false;
+            if (waitForChild(m_child, Deadline::in(slice)).end != ChildEnd::DeadlinePassed) {
+                m_running = false;
                 return true;
             }
         }
@@ -103,8 +103,8 @@ public:
     }
 
 private:
-    ChildProcess m_Child;
-    bool m_bRunning = true;
+    ChildProcess m_child;
+    bool m_running = true;
 };
 
 // False when the patience ended first; otherwise the character, or -1 at the output's end.
@@ -127,7 +127,7 @@ bool readFirstCharacter(int fd, const Patience& patience, int& character) {
 
 } // namespace
 
-ShellAnswer QueryShell(const char* command, uint32_t limitMs, bool (*stopped)(void*), void* context) {
+ShellAnswer queryShell(const char* command, uint32_t limitMs, bool (*stopped)(void*), void* context) {
     std::array<int, 2> ends = {-1, -1};
     if (sys::pipe2(ends.data(), O_CLOEXEC) != 0) {
         return {ShellAnswer::End::NotStarted};

@@ -18,7 +18,7 @@ struct ShellAnswer {
 // Runs "/bin/sh -c command" in a process group of its own, reads one character, waits for the shell's end and
 // collects it; its exit status is not examined. Within a tenth of a second of `stopped` (null: never) telling
 // so, and after limitMs, the whole group is killed. Any thread; costs what popen and pclose cost.
-[[nodiscard]] ShellAnswer QueryShell(const char* command, uint32_t limitMs, bool (*stopped)(void*),
+[[nodiscard]] ShellAnswer queryShell(const char* command, uint32_t limitMs, bool (*stopped)(void*),
                                      void* context);
 
 } // namespace em

@@ -74,7 +74,7 @@ bool readsBack(const ProfileWrite& write) {
 std::optional<FileChange> editProfile(std::string_view content, const ProfileWrite& write) {
     Position position;
     ProfileLines lines(content);
-    for (ProfileLine line; lines.Next(line);) {
+    for (ProfileLine line; lines.next(line);) {
         if (line.skipped()) {
             continue;
         }

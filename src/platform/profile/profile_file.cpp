@@ -28,7 +28,7 @@ bool hasSection(const char* section) {
 } // namespace
 
 CProfileFile::CProfileFile(const char* fileName)
-    : m_strFileName(textOr(fileName)), m_bNamed(fileName != nullptr) {}
+    : m_fileName(textOr(fileName)), m_named(fileName != nullptr) {}
 
 uint32_t CProfileFile::ReadInteger(const char* section, const char* key, uint32_t defaultNumber) {
     std::array<char, 32> number{};
@@ -44,9 +44,9 @@ const char* CProfileFile::ReadString(const char* section, const char* key, const
         if (File() == nullptr || !hasSection(section) || key == nullptr) {
             return 0;
         }
-        m_strScratch.assign(kFirstBuffer, '\0');
-        return GetPrivateProfileString(section, key, nullptr, m_strScratch.data(),
-                                       static_cast<uint32_t>(m_strScratch.size()), File());
+        m_scratch.assign(kFirstBuffer, '\0');
+        return GetPrivateProfileString(section, key, nullptr, m_scratch.data(),
+                                       static_cast<uint32_t>(m_scratch.size()), File());
     });
 }
 
@@ -105,8 +105,8 @@ uint32_t CProfileFile::ReadList(const char* section) {
     uint32_t count = 0;
     static_cast<void>(swallow([&] {
         for (size_t size = kFirstBuffer;; size *= 2) {
-            m_strScratch.assign(size, '\0');
-            count = GetPrivateProfileString(section, nullptr, nullptr, m_strScratch.data(),
+            m_scratch.assign(size, '\0');
+            count = GetPrivateProfileString(section, nullptr, nullptr, m_scratch.data(),
                                             static_cast<uint32_t>(size), File());
             // An exact fit looks like a cut one. Names and terminators never take more than the file's bytes.
             if (count < size - 2 || size > kLargestProfile + 2) {
@@ -121,7 +121,7 @@ bool CProfileFile::Names(const char* section, std::vector<std::string>& names) {
     const size_t count = ReadList(section);
     static_cast<void>(swallow([&] {
         for (size_t at = 0; at < count;) {
-            names.emplace_back(m_strScratch.c_str() + at);
+            names.emplace_back(m_scratch.c_str() + at);
             at += names.back().size() + 1;
         }
     }));
@@ -138,9 +138,9 @@ const char* CProfileFile::ReadOr(const char* defaultText, Read&& read) {
         uint32_t count = 0;
         static_cast<void>(swallow([&] { count = read(); }));
         if (count == 0) {
-            m_strScratch = std::move(instead);
+            m_scratch = std::move(instead);
         }
-        result = m_strScratch.c_str();
+        result = m_scratch.c_str();
     }));
     return result;
 }

@@ -35,7 +35,7 @@ public:
     uint32_t DeleteSection(const char* section);
 
 private:
-    [[nodiscard]] const char* File() const { return m_bNamed ? m_strFileName.c_str() : nullptr; }
+    [[nodiscard]] const char* File() const { return m_named ? m_fileName.c_str() : nullptr; }
     uint32_t Write(const char* section, const char* key, const char* value);
     // Reads into the scratch buffer until the result fits; the count without the final terminator.
     uint32_t ReadList(const char* section);
@@ -44,9 +44,9 @@ private:
     template <class Read>
     const char* ReadOr(const char* defaultText, Read&& read);
 
-    std::string m_strFileName;
-    bool m_bNamed;
-    std::string m_strScratch;
+    std::string m_fileName;
+    bool m_named;
+    std::string m_scratch;
 };
 
 } // namespace em

@@ -58,15 +58,15 @@ ProfileLine ProfileLine::withoutComment() const {
 
 // What is longer than a line may be is cut, not refused, and a NUL ends it: as a reader with a fixed buffer
 // sees it.
-bool ProfileLines::Next(ProfileLine& line) {
-    if (m_nAt >= m_Content.size()) {
+bool ProfileLines::next(ProfileLine& line) {
+    if (m_at >= m_content.size()) {
         return false;
     }
-    const size_t end = std::min(m_Content.find('\n', m_nAt), m_Content.size());
-    std::string_view text = m_Content.substr(m_nAt, std::min(end - m_nAt, kLongestProfileLine));
+    const size_t end = std::min(m_content.find('\n', m_at), m_content.size());
+    std::string_view text = m_content.substr(m_at, std::min(end - m_at, kLongestProfileLine));
     text = text.substr(0, text.find('\0'));
-    line = {m_nAt, std::min(end + 1, m_Content.size()), withoutLeadingBlanks(text)};
-    m_nAt = line.to;
+    line = {m_at, std::min(end + 1, m_content.size()), withoutLeadingBlanks(text)};
+    m_at = line.to;
     return true;
 }
 

@@ -36,14 +36,14 @@ class ProfileLines {
 public:
     // A byte-order mark in front is no part of the first line.
     explicit ProfileLines(std::string_view content)
-        : m_Content(content), m_nAt(content.starts_with("\xEF\xBB\xBF") ? 3 : 0) {}
+        : m_content(content), m_at(content.starts_with("\xEF\xBB\xBF") ? 3 : 0) {}
 
     // False at the end.
-    [[nodiscard]] bool Next(ProfileLine& line);
+    [[nodiscard]] bool next(ProfileLine& line);
 
 private:
-    std::string_view m_Content;
-    size_t m_nAt;
+    std::string_view m_content;
+    size_t m_at;
 };
 
 } // namespace em

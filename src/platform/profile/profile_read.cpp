@@ -12,11 +12,11 @@ namespace {
 // The caller's buffer and what was produced in it.
 class Output {
 public:
-    Output(char* out, uint32_t size) : m_pOut(out), m_nSize(size) { m_pOut[0] = '\0'; }
+    Output(char* out, uint32_t size) : m_out(out), m_size(size) { m_out[0] = '\0'; }
 
-    [[nodiscard]] uint32_t produced() const { return m_nProduced; }
+    [[nodiscard]] uint32_t produced() const { return m_produced; }
     // size - 2 would wrap for the smallest buffers.
-    [[nodiscard]] bool hasRoom() const { return uint64_t{m_nProduced} + 2 < m_nSize; }
+    [[nodiscard]] bool hasRoom() const { return uint64_t{m_produced} + 2 < m_size; }
 
     void addName(std::string_view name) {
         add(name);
@@ -26,38 +26,38 @@ public:
 
     // At most size - 1 characters, terminated.
     uint32_t setText(std::string_view text) {
-        m_nProduced = 0;
+        m_produced = 0;
         add(text);
-        m_nProduced = std::min(m_nProduced, m_nSize - 1);
-        m_pOut[m_nProduced] = '\0';
-        return m_nProduced;
+        m_produced = std::min(m_produced, m_size - 1);
+        m_out[m_produced] = '\0';
+        return m_produced;
     }
 
     // A list ends in two terminators, also when its last name had to be cut.
     uint32_t endList() {
-        if (m_nProduced >= m_nSize) {
-            m_nProduced = m_nSize - 2;
-            m_pOut[m_nProduced + 1] = '\0';
+        if (m_produced >= m_size) {
+            m_produced = m_size - 2;
+            m_out[m_produced + 1] = '\0';
         }
-        m_pOut[m_nProduced] = '\0';
-        return m_nProduced;
+        m_out[m_produced] = '\0';
+        return m_produced;
     }
 
 private:
     void add(std::string_view text) {
-        const size_t count = std::min<size_t>(text.size(), m_nSize - m_nProduced);
-        std::memcpy(m_pOut + m_nProduced, text.data(), count);
-        m_nProduced += static_cast<uint32_t>(count);
+        const size_t count = std::min<size_t>(text.size(), m_size - m_produced);
+        std::memcpy(m_out + m_produced, text.data(), count);
+        m_produced += static_cast<uint32_t>(count);
     }
 
-    char* const m_pOut;
-    const uint32_t m_nSize;
-    uint32_t m_nProduced = 0;
+    char* const m_out;
+    const uint32_t m_size;
+    uint32_t m_produced = 0;
 };
 
 uint32_t listSections(std::string_view content, Output& out) {
     ProfileLines lines(content);
-    for (ProfileLine line; out.hasRoom() && lines.Next(line);) {
+    for (ProfileLine line; out.hasRoom() && lines.next(line);) {
         if (const auto name = line.withoutComment().headerName()) {
             out.addName(*name);
         }
@@ -68,19 +68,19 @@ uint32_t listSections(std::string_view content, Output& out) {
 // Stops before the first line behind the wanted section.
 class SectionLines {
 public:
-    SectionLines(std::string_view content, const char* section) : m_Lines(content), m_pSection(section) {}
+    SectionLines(std::string_view content, const char* section) : m_lines(content), m_section(section) {}
 
     // The next line within the section that has a "=".
     // A second section of the same name is never read: the first one ends the search.
-    [[nodiscard]] bool Next(ProfileLine& line) {
-        while (m_Lines.Next(line)) {
+    [[nodiscard]] bool next(ProfileLine& line) {
+        while (m_lines.next(line)) {
             line = line.withoutComment();
             if (line.headerName()) {
-                if (m_bInside) {
+                if (m_inside) {
                     return false;
                 }
-                m_bInside = line.isHeaderOf(m_pSection);
-            } else if (m_bInside && line.key()) {
+                m_inside = line.isHeaderOf(m_section);
+            } else if (m_inside && line.key()) {
                 return true;
             }
         }
@@ -88,14 +88,14 @@ public:
     }
 
 private:
-    ProfileLines m_Lines;
-    const char* const m_pSection;
-    bool m_bInside = false;
+    ProfileLines m_lines;
+    const char* const m_section;
+    bool m_inside = false;
 };
 
 uint32_t listKeys(std::string_view content, const char* section, Output& out) {
     SectionLines lines(content, section);
-    for (ProfileLine line; out.hasRoom() && lines.Next(line);) {
+    for (ProfileLine line; out.hasRoom() && lines.next(line);) {
         out.addName(*line.key());
     }
     return out.endList();
@@ -106,7 +106,7 @@ uint32_t findValue(std::string_view content, const char* section, const char* ke
         return 0;
     }
     SectionLines lines(content, section);
-    for (ProfileLine line; lines.Next(line);) {
+    for (ProfileLine line; lines.next(line);) {
         if (*line.key() == key) {
             return out.setText(line.value());
         }
@@ -116,7 +116,7 @@ uint32_t findValue(std::string_view content, const char* section, const char* ke
 
 uint32_t search(const char* section, const char* key, Output& out, const char* file) {
     FileContent content;
-    if (file == nullptr || ReadRegularFile(file, kLargestProfile, 0, content) != 0) {
+    if (file == nullptr || readRegularFile(file, kLargestProfile, 0, content) != 0) {
         EM_TRACE(4, "GetPrivateProfileString: Cannot open %s\n", textOr(file));
         return 0;
     }

@@ -27,7 +27,7 @@ bool makesFile(const ProfileWrite& write) {
 FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
     bool appending = false;
     const FileChangeResult result =
-        EditFile(file, kLargestProfile, kModes,
+        editFile(file, kLargestProfile, kModes,
                  [&](std::optional<std::string_view> content) -> std::optional<FileChange> {
                      if (!content && !makesFile(write)) {
                          return std::nullopt;
@@ -47,7 +47,7 @@ FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
 
 } // namespace
 
-FileChangeResult WriteProfile(const char* section, const char* key, const char* value, const char* file) {
+FileChangeResult writeProfile(const char* section, const char* key, const char* value, const char* file) {
     FileChangeResult result{EINVAL, FileStep::None};
     if (section == nullptr || file == nullptr) {
         return result;
@@ -64,7 +64,7 @@ uint32_t WritePrivateProfileString(const char* section, const char* key, const c
                                    const char* file) {
     EM_TRACE(4, "WritePrivateProfileString(%s, %s, %s, %s)\n", textOr(section, "<nil>"), textOr(key, "<nil>"),
              textOr(value, "<nil>"), textOr(file));
-    const uint32_t result = WriteProfile(section, key, value, file).done() ? 1 : 0;
+    const uint32_t result = writeProfile(section, key, value, file).done() ? 1 : 0;
     EM_TRACE(4, "WritePrivateProfileString rc=0x%04x\n", result);
     return result;
 }

@@ -7,7 +7,7 @@ namespace em {
 
 // As WritePrivateProfileString, which is this with a 1 or 0 and its lines around. A step of None: EINVAL for
 // what would not read back, ENOMEM. Throws nothing.
-[[nodiscard]] FileChangeResult WriteProfile(const char* section, const char* key, const char* value,
+[[nodiscard]] FileChangeResult writeProfile(const char* section, const char* key, const char* value,
                                             const char* file);
 
 } // namespace em

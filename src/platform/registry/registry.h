@@ -62,7 +62,7 @@ public:
     // The text of a pointer value, expanded if need be: 0, 61 when the value is missing or no text, -1
     // without the pointers' key. The handle's key is that key afterwards.
     int32_t QueryPointer(const char* name, std::string& text);
-    [[nodiscard]] CRegistryNode* Node() const { return m_Node.get(); } // null when none is open
+    [[nodiscard]] CRegistryNode* Node() const { return m_node.get(); } // null when none is open
 
     // Reads a value into the handle: Data() and ValueType() then give it. Results 0, 22 without a key or
     // name, 61 when there is no such value.
@@ -88,23 +88,23 @@ public:
     int32_t DeleteValue(const char* name);
     int32_t DeleteKey(const char* name);
 
-    [[nodiscard]] int32_t Result() const { return m_nResult; } // of the last operation
+    [[nodiscard]] int32_t Result() const { return m_result; } // of the last operation
     // Why the last operation refused to make a key or to set a value, to follow "is refused: ", else null.
-    [[nodiscard]] const char* Refusal() const { return m_pRefusal; }
-    [[nodiscard]] int32_t ValueType() const { return m_nValueType; }
-    [[nodiscard]] const std::string& Data() const { return m_Buffer; }
+    [[nodiscard]] const char* Refusal() const { return m_refusal; }
+    [[nodiscard]] int32_t ValueType() const { return m_valueType; }
+    [[nodiscard]] const std::string& Data() const { return m_buffer; }
     void SetExpand(bool expand) {
-        m_bExpand = expand;
+        m_expand = expand;
     } // of expandable strings when they are read; initially on
 
 private:
     // Keeps and returns the operation's result, or the one for when it throws.
     template <class Operation>
     int32_t Run(int32_t onFailure, Operation&& operation) {
-        m_nResult = onFailure;
-        m_pRefusal = nullptr;
-        static_cast<void>(swallow([&] { m_nResult = operation(); }));
-        return m_nResult;
+        m_result = onFailure;
+        m_refusal = nullptr;
+        static_cast<void>(swallow([&] { m_result = operation(); }));
+        return m_result;
     }
 
     int32_t Walk(const char* path, CRegistryNode* parent, bool create);
@@ -114,14 +114,14 @@ private:
     const void* Insert(const char* name, std::string_view data, int32_t type, CRegistryNode* node);
     void MarkChanged();
 
-    int32_t m_nResult = REG_SUCCESS;
-    const char* m_pRefusal = nullptr;
-    RegistryKeyRef m_Node;
-    int32_t m_nValueType = 0;
-    bool m_bExpand = true;
-    bool m_bChanged = false; // by this handle
-    std::string m_strPath;   // last opened
-    std::string m_Buffer;    // data of the value last read
+    int32_t m_result = REG_SUCCESS;
+    const char* m_refusal = nullptr;
+    RegistryKeyRef m_node;
+    int32_t m_valueType = 0;
+    bool m_expand = true;
+    bool m_changed = false; // by this handle
+    std::string m_path;     // last opened
+    std::string m_buffer;   // data of the value last read
 };
 
 } // namespace em

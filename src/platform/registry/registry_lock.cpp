@@ -38,12 +38,12 @@ const char* refusalOfLockFile(const struct stat& status) {
 // The lock is the open file's, not the descriptor's: close alone would leave it to a child of the host's that
 // never runs a program, and no save would get it while that child lives.
 RegistryLock::~RegistryLock() {
-    if (m_File.valid()) {
-        static_cast<void>(sys::flock(m_File.get(), LOCK_UN)); // closing it is all that is left to try
+    if (m_file.valid()) {
+        static_cast<void>(sys::flock(m_file.get(), LOCK_UN)); // closing it is all that is left to try
     }
 }
 
-RegistryFailure RegistryLock::Try(int directory) {
+RegistryFailure RegistryLock::tryLock(int directory) {
     UniqueFd file = openLockFile(directory);
     struct stat status = {};
     if (!file.valid()) {
@@ -60,7 +60,7 @@ RegistryFailure RegistryLock::Try(int directory) {
             return {"lock", errno};
         }
     }
-    m_File = std::move(file);
+    m_file = std::move(file);
     return {};
 }
 

@@ -23,10 +23,10 @@ public:
 
     // Tries once and never waits; makes the file when it is missing. The error is EWOULDBLOCK while another
     // writer holds it. For an object that does not hold it yet.
-    [[nodiscard]] RegistryFailure Try(int directory);
+    [[nodiscard]] RegistryFailure tryLock(int directory);
 
 private:
-    UniqueFd m_File;
+    UniqueFd m_file;
 };
 
 } // namespace em

@@ -7,48 +7,48 @@
 
 namespace em {
 
-RegistryKeyRef::RegistryKeyRef(CRegistryNode* node) : m_pNode(node) {
-    if (m_pNode != nullptr) {
-        m_pNode->AddReference();
+RegistryKeyRef::RegistryKeyRef(CRegistryNode* node) : m_node(node) {
+    if (m_node != nullptr) {
+        m_node->AddReference();
     }
 }
 
 RegistryKeyRef::~RegistryKeyRef() {
-    if (m_pNode != nullptr) {
-        m_pNode->Release();
+    if (m_node != nullptr) {
+        m_node->Release();
     }
 }
 
-CRegistryNode::CRegistryNode(uint32_t depth) : m_nDepth(depth) {
-    m_Lock.SetUp();
+CRegistryNode::CRegistryNode(uint32_t depth) : m_depth(depth) {
+    m_lock.SetUp();
 }
 
 void CRegistryNode::Release() noexcept {
     // Whoever deletes must see what the others did with the key before they let it go.
-    if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         delete this;
     }
 }
 
 RegistryKeyRef CRegistryNode::SubKey(const char* name) {
-    const RecursiveLockGuard guard(m_Lock);
-    const RegistryEntry* const entry = m_Table.find(name);
+    const RecursiveLockGuard guard(m_lock);
+    const RegistryEntry* const entry = m_table.find(name);
     return RegistryKeyRef(entry != nullptr && entry->extra == REG_TYPE_KEY ? entry->value.key : nullptr);
 }
 
 RegistryKeyRef CRegistryNode::CreateSubKey(const char* name, bool& created) {
-    const RecursiveLockGuard guard(m_Lock);
+    const RecursiveLockGuard guard(m_lock);
     if (RegistryKeyRef existing = SubKey(name)) {
         return existing;
     }
-    if (m_bDeleted || m_nDepth >= kRegistryDepth || m_Table.find(name) != nullptr) {
+    if (m_deleted || m_depth >= kRegistryDepth || m_table.find(name) != nullptr) {
         return {};
     }
-    RegistryEntry entry = makeKeyEntry(name, m_nDepth + 1);
+    RegistryEntry entry = makeKeyEntry(name, m_depth + 1);
     if (entry.name == nullptr) {
         return {};
     }
-    if (m_Table.insert(entry) == nullptr) {
+    if (m_table.insert(entry) == nullptr) {
         destroyRegistryEntry(entry);
         return {};
     }
@@ -57,8 +57,8 @@ RegistryKeyRef CRegistryNode::CreateSubKey(const char* name, bool& created) {
 }
 
 bool CRegistryNode::CopyValue(const char* name, RegistryItem& item) {
-    const RecursiveLockGuard guard(m_Lock);
-    const RegistryEntry* const entry = m_Table.find(name);
+    const RecursiveLockGuard guard(m_lock);
+    const RegistryEntry* const entry = m_table.find(name);
     if (entry == nullptr || entry->extra == REG_TYPE_KEY) {
         return false;
     }
@@ -68,21 +68,21 @@ bool CRegistryNode::CopyValue(const char* name, RegistryItem& item) {
 }
 
 const void* CRegistryNode::SetValue(const RegistryEntry& entry) {
-    const RecursiveLockGuard guard(m_Lock);
-    const RegistryEntry* const existing = m_Table.find(entry.name);
-    if (m_bDeleted || (existing != nullptr && existing->extra == REG_TYPE_KEY)) {
+    const RecursiveLockGuard guard(m_lock);
+    const RegistryEntry* const existing = m_table.find(entry.name);
+    if (m_deleted || (existing != nullptr && existing->extra == REG_TYPE_KEY)) {
         return nullptr;
     }
-    return m_Table.insert(entry);
+    return m_table.insert(entry);
 }
 
 bool CRegistryNode::DeleteValue(const char* name) {
-    const RecursiveLockGuard guard(m_Lock);
-    RegistryEntry* const entry = m_Table.find(name);
+    const RecursiveLockGuard guard(m_lock);
+    RegistryEntry* const entry = m_table.find(name);
     if (entry == nullptr || entry->extra == REG_TYPE_KEY) {
         return false;
     }
-    m_Table.erase(entry);
+    m_table.erase(entry);
     return true;
 }
 
@@ -90,12 +90,12 @@ bool CRegistryNode::DeleteValue(const char* name) {
 bool CRegistryNode::DeleteSubKey(const char* name) {
     RegistryEntry unlinked{};
     {
-        const RecursiveLockGuard guard(m_Lock);
-        RegistryEntry* const entry = m_Table.find(name);
+        const RecursiveLockGuard guard(m_lock);
+        RegistryEntry* const entry = m_table.find(name);
         if (entry == nullptr || entry->extra != REG_TYPE_KEY) {
             return false;
         }
-        unlinked = m_Table.release(entry);
+        unlinked = m_table.release(entry);
     }
     destroyRegistryEntry(unlinked);
     return true;
@@ -105,10 +105,10 @@ bool CRegistryNode::Adopt(CRegistryNode& read) {
     for (RegistryEntry& entry : read.UnsharedTable().entries()) {
         RegistryEntry replaced{};
         {
-            const RecursiveLockGuard guard(m_Lock);
-            if (RegistryEntry* const existing = m_Table.find(entry.name)) {
+            const RecursiveLockGuard guard(m_lock);
+            if (RegistryEntry* const existing = m_table.find(entry.name)) {
                 replaced = std::exchange(*existing, entry);
-            } else if (m_Table.insert(entry) == nullptr) {
+            } else if (m_table.insert(entry) == nullptr) {
                 return false;
             }
         }
@@ -124,39 +124,39 @@ void CRegistryNode::Clear() {
     for (;;) {
         RegistryEntry last{};
         {
-            const RecursiveLockGuard guard(m_Lock);
-            if (m_Table.count() == 0) {
-                m_Table.clear();
+            const RecursiveLockGuard guard(m_lock);
+            if (m_table.count() == 0) {
+                m_table.clear();
                 return;
             }
-            last = m_Table.release(&m_Table.entries().back());
+            last = m_table.release(&m_table.entries().back());
         }
         destroyRegistryEntry(last);
     }
 }
 
 std::vector<RegistryItem> CRegistryNode::Items() {
-    const RecursiveLockGuard guard(m_Lock);
+    const RecursiveLockGuard guard(m_lock);
     std::vector<RegistryItem> items;
-    items.reserve(m_Table.count());
-    for (const RegistryEntry& entry : m_Table.entries()) {
+    items.reserve(m_table.count());
+    for (const RegistryEntry& entry : m_table.entries()) {
         items.push_back({entry.name, entry.extra, std::string(dataOf(entry))});
     }
     return items;
 }
 
 bool CRegistryNode::TakeLastSubKey(RegistryEntry& subKey) noexcept {
-    const RecursiveLockGuard guard(m_Lock);
-    m_bDeleted = true;
-    while (m_Table.count() > 0) {
-        RegistryEntry* const last = &m_Table.entries().back();
+    const RecursiveLockGuard guard(m_lock);
+    m_deleted = true;
+    while (m_table.count() > 0) {
+        RegistryEntry* const last = &m_table.entries().back();
         if (last->extra == REG_TYPE_KEY) {
-            subKey = m_Table.release(last);
+            subKey = m_table.release(last);
             return true;
         }
-        m_Table.erase(last);
+        m_table.erase(last);
     }
-    m_Table.clear();
+    m_table.clear();
     return false;
 }
 

@@ -21,20 +21,20 @@ class RegistryKeyRef {
 public:
     RegistryKeyRef() = default;
     explicit RegistryKeyRef(CRegistryNode* node); // adds a reference
-    RegistryKeyRef(RegistryKeyRef&& other) noexcept : m_pNode(std::exchange(other.m_pNode, nullptr)) {}
+    RegistryKeyRef(RegistryKeyRef&& other) noexcept : m_node(std::exchange(other.m_node, nullptr)) {}
     RegistryKeyRef& operator=(RegistryKeyRef&& other) noexcept {
-        std::swap(m_pNode, other.m_pNode);
+        std::swap(m_node, other.m_node);
         return *this;
     }
     ~RegistryKeyRef();
 
-    [[nodiscard]] CRegistryNode* get() const { return m_pNode; }
-    CRegistryNode* operator->() const { return m_pNode; }
-    CRegistryNode& operator*() const { return *m_pNode; }
-    explicit operator bool() const { return m_pNode != nullptr; }
+    [[nodiscard]] CRegistryNode* get() const { return m_node; }
+    CRegistryNode* operator->() const { return m_node; }
+    CRegistryNode& operator*() const { return *m_node; }
+    explicit operator bool() const { return m_node != nullptr; }
 
 private:
-    CRegistryNode* m_pNode = nullptr;
+    CRegistryNode* m_node = nullptr;
 };
 
 // A copy of a value, or the name of a sub-key.
@@ -51,9 +51,9 @@ public:
     CRegistryNode(const CRegistryNode&) = delete;
     CRegistryNode& operator=(const CRegistryNode&) = delete;
 
-    void AddReference() { m_nReferences.fetch_add(1, std::memory_order_relaxed); }
+    void AddReference() { m_references.fetch_add(1, std::memory_order_relaxed); }
     void Release() noexcept;
-    [[nodiscard]] uint32_t Depth() const { return m_nDepth; }
+    [[nodiscard]] uint32_t Depth() const { return m_depth; }
 
     // None when the name is missing or a value.
     [[nodiscard]] RegistryKeyRef SubKey(const char* name);
@@ -78,21 +78,21 @@ public:
     // Copies of all entries in table order.
     [[nodiscard]] std::vector<RegistryItem> Items();
 
-    [[nodiscard]] RecursiveLock& Lock() EM_RETURN_CAPABILITY(m_Lock) { return m_Lock; }
-    [[nodiscard]] RegistryTable& Table() EM_REQUIRES(m_Lock) { return m_Table; }
+    [[nodiscard]] RecursiveLock& Lock() EM_RETURN_CAPABILITY(m_lock) { return m_lock; }
+    [[nodiscard]] RegistryTable& Table() EM_REQUIRES(m_lock) { return m_table; }
     // For who is alone with the key: while a file is read into it, and at unload.
-    [[nodiscard]] RegistryTable& UnsharedTable() EM_NO_THREAD_SAFETY_ANALYSIS { return m_Table; }
+    [[nodiscard]] RegistryTable& UnsharedTable() EM_NO_THREAD_SAFETY_ANALYSIS { return m_table; }
 
     // For dismantleRegistryKey: marks the key as deleted and takes its last sub-key out, destroying the
     // values behind it on the way. False when nothing is left.
     [[nodiscard]] bool TakeLastSubKey(RegistryEntry& subKey) noexcept;
 
 private:
-    RecursiveLock m_Lock;
-    RegistryTable m_Table EM_GUARDED_BY(m_Lock);
-    bool m_bDeleted EM_GUARDED_BY(m_Lock) = false;
-    const uint32_t m_nDepth = 0;
-    std::atomic<uint32_t> m_nReferences{1};
+    RecursiveLock m_lock;
+    RegistryTable m_table EM_GUARDED_BY(m_lock);
+    bool m_deleted EM_GUARDED_BY(m_lock) = false;
+    const uint32_t m_depth = 0;
+    std::atomic<uint32_t> m_references{1};
 };
 
 enum class Dismantle {

@@ -7,19 +7,19 @@
 
 namespace em {
 
-std::optional<std::string_view> RegistryPath::Next() {
-    m_Rest.remove_prefix(std::min(m_Rest.find_first_not_of(m_cSeparator), m_Rest.size()));
-    if (m_Rest.empty()) {
+std::optional<std::string_view> RegistryPath::next() {
+    m_rest.remove_prefix(std::min(m_rest.find_first_not_of(m_separator), m_rest.size()));
+    if (m_rest.empty()) {
         return std::nullopt;
     }
-    const std::string_view component = m_Rest.substr(0, m_Rest.find(m_cSeparator));
-    m_Rest.remove_prefix(component.size());
+    const std::string_view component = m_rest.substr(0, m_rest.find(m_separator));
+    m_rest.remove_prefix(component.size());
     return component;
 }
 
 std::string withUpperCaseRoot(std::string_view path) {
     std::string result(path);
-    if (const auto root = RegistryPath(path).Next()) {
+    if (const auto root = RegistryPath(path).next()) {
         const auto from = result.begin() + (root->data() - path.data());
         std::transform(from, from + static_cast<ptrdiff_t>(root->size()), from, asciiUpper);
     }
@@ -28,7 +28,7 @@ std::string withUpperCaseRoot(std::string_view path) {
 
 bool beginsWithRoot(std::string_view path) {
     const std::string upper = withUpperCaseRoot(path);
-    const auto root = RegistryPath(upper).Next();
+    const auto root = RegistryPath(upper).next();
     return root &&
            std::find(kPredefinedRoots.begin(), kPredefinedRoots.end(), *root) != kPredefinedRoots.end();
 }

@@ -10,14 +10,14 @@ namespace em {
 class RegistryPath {
 public:
     explicit RegistryPath(std::string_view path)
-        : m_Rest(path), m_cSeparator(path.find('\\') != std::string_view::npos ? '\\' : '/') {}
+        : m_rest(path), m_separator(path.find('\\') != std::string_view::npos ? '\\' : '/') {}
 
     // The next component that is not empty; none at the end.
-    [[nodiscard]] std::optional<std::string_view> Next();
+    [[nodiscard]] std::optional<std::string_view> next();
 
 private:
-    std::string_view m_Rest;
-    char m_cSeparator;
+    std::string_view m_rest;
+    char m_separator;
 };
 
 // The path with its first component in upper case (ASCII).

@@ -68,7 +68,7 @@ ReadFile restoreFile(const std::string& path) {
         return file;
     }
     FileContent content;
-    const int error = ReadRegularFile(path.c_str(), kRegistryLargestFile, 0, content);
+    const int error = readRegularFile(path.c_str(), kRegistryLargestFile, 0, content);
     if (error != 0) {
         if (error != ENOENT) {
             file.unreadable = {"read the old file", error};

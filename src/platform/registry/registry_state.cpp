@@ -25,63 +25,63 @@ RegistryPaths::RegistryPaths(const std::string& in)
       temporary(in + "/" + kRegistryTemporary),
       fallback(in + "/" + kRegistryDefault) {}
 
-void RegistryState::SetUp() {
-    m_Lock.SetUp();
-    m_Root.Lock().SetUp();
+void RegistryState::setUp() {
+    m_lock.SetUp();
+    m_root.Lock().SetUp();
 }
 
-void RegistryState::TearDown() noexcept {
-    m_bTornDown = true;
-    if (m_Lock.TearDown()) {
-        dismantleRegistryKey("", m_Root, Dismantle::Unloaded);
+void RegistryState::tearDown() noexcept {
+    m_tornDown = true;
+    if (m_lock.TearDown()) {
+        dismantleRegistryKey("", m_root, Dismantle::Unloaded);
         // Not analysed: the lock that guards it is gone, and was free.
-        [this]() EM_NO_THREAD_SAFETY_ANALYSIS { m_pPaths.reset(); }();
+        [this]() EM_NO_THREAD_SAFETY_ANALYSIS { m_paths.reset(); }();
     }
 }
 
-void RegistryState::SetupTree(bool forceSetup, const char* directory) {
-    if (m_bTornDown || (m_bSetup && !forceSetup)) {
+void RegistryState::setupTree(bool forceSetup, const char* directory) {
+    if (m_tornDown || (m_setup && !forceSetup)) {
         return;
     }
-    const RecursiveLockGuard guard(m_Lock);
-    if (m_bSetup && !forceSetup) {
+    const RecursiveLockGuard guard(m_lock);
+    if (m_setup && !forceSetup) {
         return;
     }
     EM_TRACE(2, "CRegistry: SetupTree(): ForceSetup=%d, MIsSetup=%d, MIsDirty=%d\n", forceSetup,
-             m_bSetup.load(), m_bDirty.load());
+             m_setup.load(), m_dirty.load());
     // Not analysed, here and in SaveOnce: who calls the body is a template that knows no lock.
-    if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { Restore(directory); })) {
+    if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { restore(directory); })) {
         EM_TRACE(2, "CRegistry: SetupTree(): ## ERROR during Setup\n");
     }
-    m_bSetup = true;
+    m_setup = true;
 }
 
-void RegistryState::Restore(const char* directory) {
-    m_MainUnreadable = {"read the old file", ENOMEM}; // until it has been read
-    if (directory != nullptr || m_pPaths == nullptr) {
-        m_pPaths = std::make_unique<RegistryPaths>(textOr(directory, sys::path(place::kRegistryDirectory)));
+void RegistryState::restore(const char* directory) {
+    m_mainUnreadable = {"read the old file", ENOMEM}; // until it has been read
+    if (directory != nullptr || m_paths == nullptr) {
+        m_paths = std::make_unique<RegistryPaths>(textOr(directory, sys::path(place::kRegistryDirectory)));
     }
-    m_MainUnreadable = restoreRegistry(*m_pPaths, m_Root);
+    m_mainUnreadable = restoreRegistry(*m_paths, m_root);
 }
 
-void RegistryState::InitClass(const char* directory) {
-    const RecursiveLockGuard guard(m_Lock);
+void RegistryState::initClass(const char* directory) {
+    const RecursiveLockGuard guard(m_lock);
     EM_TRACE(2, "CRegistry::InitClass() : re-initialize the registry-tree\n");
-    m_bDirty = false; // first: what changes the new tree meanwhile stays to be saved
-    m_Root.Clear();
-    SetupTree(true, directory);
+    m_dirty = false; // first: what changes the new tree meanwhile stays to be saved
+    m_root.Clear();
+    setupTree(true, directory);
 }
 
-RegistrySaveOutcome RegistryState::SaveTree(bool changedByCaller) {
+RegistrySaveOutcome RegistryState::saveTree(bool changedByCaller) {
     // A change of the caller's own may be on its way to the disk by another thread: the lock waits for that.
-    if (m_bTornDown || (!changedByCaller && !m_bDirty)) {
+    if (m_tornDown || (!changedByCaller && !m_dirty)) {
         return {};
     }
     const CancellationDisabled whole;
     const Deadline limit = Deadline::in(changedByCaller ? kLockLimitMs : 0);
     for (;;) {
         const bool last = limit.remainingMs() == 0;
-        const RegistrySaveOutcome outcome = SaveOnce(changedByCaller, last);
+        const RegistrySaveOutcome outcome = saveOnce(changedByCaller, last);
         if (!outcome.busy() || last) {
             return outcome;
         }
@@ -89,43 +89,43 @@ RegistrySaveOutcome RegistryState::SaveTree(bool changedByCaller) {
     }
 }
 
-RegistrySaveOutcome RegistryState::SaveOnce(bool changedByCaller, bool lastTry) {
-    const RecursiveLockGuard guard(m_Lock);
+RegistrySaveOutcome RegistryState::saveOnce(bool changedByCaller, bool lastTry) {
+    const RecursiveLockGuard guard(m_lock);
     // Cleared before the tree is written: a change made meanwhile is saved by the handle that made it.
-    if (!m_bDirty.exchange(false)) {
+    if (!m_dirty.exchange(false)) {
         return {};
     }
     RegistrySaveOutcome outcome;
-    if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { outcome = Save(); })) {
+    if (!swallow([&]() EM_NO_THREAD_SAFETY_ANALYSIS { outcome = save(); })) {
         EM_TRACE(1, "CRegistry: ERROR: Saving failed without memory, the change is in memory only\n");
         return {{"write the tree as text", ENOMEM}};
     }
     if (outcome.untried) {
-        m_bDirty = true;
+        m_dirty = true;
     }
     // What was not tried is told once, by the handle that made the change.
     if (!outcome.untried || (changedByCaller && (lastTry || !outcome.busy()))) {
-        Tell(outcome);
+        tell(outcome);
     }
     return outcome;
 }
 
-RegistrySaveOutcome RegistryState::Save() {
-    if (m_pPaths == nullptr) {
+RegistrySaveOutcome RegistryState::save() {
+    if (m_paths == nullptr) {
         return {{"set up", ENOMEM}}; // it never came as far as the paths: no file was read, none is replaced
     }
-    if (m_MainUnreadable.failedAt != nullptr) {
-        return {m_MainUnreadable};
+    if (m_mainUnreadable.failedAt != nullptr) {
+        return {m_mainUnreadable};
     }
-    return saveRegistryFile(m_pPaths->directory, m_Root, m_bLocked);
+    return saveRegistryFile(m_paths->directory, m_root, m_locked);
 }
 
-void RegistryState::Tell(const RegistrySaveOutcome& outcome) {
-    if (m_pPaths == nullptr) {
+void RegistryState::tell(const RegistrySaveOutcome& outcome) {
+    if (m_paths == nullptr) {
         return;
     }
-    const RegistryPaths& paths = *m_pPaths; // the analysis does not look into the bodies of trace lines
-    if (m_MainUnreadable.failedAt != nullptr) {
+    const RegistryPaths& paths = *m_paths; // the analysis does not look into the bodies of trace lines
+    if (m_mainUnreadable.failedAt != nullptr) {
         EM_TRACE(1,
                  "CRegistry: ERROR: \"%s\" could not be read and is not replaced, the change is in "
                  "memory only\n",

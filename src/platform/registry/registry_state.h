@@ -23,46 +23,46 @@ class RegistryState {
 public:
     constexpr RegistryState() = default;
 
-    void SetUp();
+    void setUp();
     // Frees the tree without saving or tracing it; what another thread has locked right now is left.
-    void TearDown() noexcept;
+    void tearDown() noexcept;
 
-    [[nodiscard]] CRegistryNode& Root() { return m_Root; }
+    [[nodiscard]] CRegistryNode& root() { return m_root; }
     // Serialises set-up and save, and whole look-ups of the callers that want one view.
-    [[nodiscard]] RecursiveLock& Lock() EM_RETURN_CAPABILITY(m_Lock) { return m_Lock; }
+    [[nodiscard]] RecursiveLock& lock() EM_RETURN_CAPABILITY(m_lock) { return m_lock; }
 
     // See CRegistry. The directory is a text, or null for the one in use.
-    void SetupTree(bool forceSetup, const char* directory);
-    // A busy lock is waited for only with a change of the caller's own, and then not under Lock(). What was
+    void setupTree(bool forceSetup, const char* directory);
+    // A busy lock is waited for only with a change of the caller's own, and then not under lock(). What was
     // not tried is still to be saved afterwards; another failure leaves the change in memory only.
-    RegistrySaveOutcome SaveTree(bool changedByCaller);
-    void InitClass(const char* directory);
-    void MarkDirty() { m_bDirty = true; }
+    RegistrySaveOutcome saveTree(bool changedByCaller);
+    void initClass(const char* directory);
+    void markDirty() { m_dirty = true; }
     // Whether the caller holds the writers' lock of the directory, so that a save does not take it: for who
     // locks before it reads and thus loses no other writer's change.
-    void SetLocked(bool locked) { m_bLocked = locked; }
+    void setLocked(bool locked) { m_locked = locked; }
 
     // Why the main file could not be read at the set-up, for another reason than that it is not there.
-    [[nodiscard]] RegistryFailure MainUnreadable() {
-        const RecursiveLockGuard guard(m_Lock);
-        return m_MainUnreadable;
+    [[nodiscard]] RegistryFailure mainUnreadable() {
+        const RecursiveLockGuard guard(m_lock);
+        return m_mainUnreadable;
     }
 
 private:
-    void Restore(const char* directory) EM_REQUIRES(m_Lock);
-    RegistrySaveOutcome SaveOnce(bool changedByCaller, bool lastTry);
-    RegistrySaveOutcome Save() EM_REQUIRES(m_Lock);
-    void Tell(const RegistrySaveOutcome& outcome) EM_REQUIRES(m_Lock);
+    void restore(const char* directory) EM_REQUIRES(m_lock);
+    RegistrySaveOutcome saveOnce(bool changedByCaller, bool lastTry);
+    RegistrySaveOutcome save() EM_REQUIRES(m_lock);
+    void tell(const RegistrySaveOutcome& outcome) EM_REQUIRES(m_lock);
 
-    RecursiveLock m_Lock;
-    CRegistryNode m_Root;
-    std::atomic<bool> m_bSetup{false};
-    std::atomic<bool> m_bDirty{false};
-    std::atomic<bool> m_bTornDown{false};
-    std::atomic<bool> m_bLocked{false};
+    RecursiveLock m_lock;
+    CRegistryNode m_root;
+    std::atomic<bool> m_setup{false};
+    std::atomic<bool> m_dirty{false};
+    std::atomic<bool> m_tornDown{false};
+    std::atomic<bool> m_locked{false};
     // The main file is there and could not be read: a save would push good data out.
-    RegistryFailure m_MainUnreadable EM_GUARDED_BY(m_Lock);
-    std::unique_ptr<RegistryPaths> m_pPaths EM_GUARDED_BY(m_Lock); // since the first set-up
+    RegistryFailure m_mainUnreadable EM_GUARDED_BY(m_lock);
+    std::unique_ptr<RegistryPaths> m_paths EM_GUARDED_BY(m_lock); // since the first set-up
 };
 
 // Built at compile time, set up by the library's load-time initialiser.

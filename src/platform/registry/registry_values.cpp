@@ -18,24 +18,24 @@ int32_t CRegistry::Read(const char* name, CRegistryNode* node) {
     if (!node->CopyValue(name, item)) {
         return REG_NO_VALUE;
     }
-    m_nValueType = item.type;
-    m_Buffer = item.type == REG_TYPE_EXPAND && m_bExpand ? expandReferences(item.data) : std::move(item.data);
-    EM_TRACE(4, "CRegistry::GetValue \"%s\" --> len %d\n", name, asInt(m_Buffer.size()));
+    m_valueType = item.type;
+    m_buffer = item.type == REG_TYPE_EXPAND && m_expand ? expandReferences(item.data) : std::move(item.data);
+    EM_TRACE(4, "CRegistry::GetValue \"%s\" --> len %d\n", name, asInt(m_buffer.size()));
     return REG_SUCCESS;
 }
 
 int32_t CRegistry::ReadText(const char* name, CRegistryNode* node) {
     const int32_t result = Read(name, node);
-    return result == REG_SUCCESS && !isText(m_nValueType) ? int32_t{REG_NO_VALUE} : result;
+    return result == REG_SUCCESS && !isText(m_valueType) ? int32_t{REG_NO_VALUE} : result;
 }
 
 int32_t CRegistry::GetValue(const char* name) {
-    return Run(REG_INVALID, [&] { return Read(name, m_Node.get()); });
+    return Run(REG_INVALID, [&] { return Read(name, m_node.get()); });
 }
 
 int32_t CRegistry::QueryValue(char* buffer, const char* name, uint32_t* size, CRegistryNode* node) {
     return Run(REG_INVALID, [&]() -> int32_t {
-        const int32_t result = ReadText(name, node != nullptr ? node : m_Node.get());
+        const int32_t result = ReadText(name, node != nullptr ? node : m_node.get());
         if (result != REG_SUCCESS) {
             return result;
         }
@@ -43,14 +43,14 @@ int32_t CRegistry::QueryValue(char* buffer, const char* name, uint32_t* size, CR
             EM_TRACE(1, "CRegistry::QueryValue: ** ERROR **  pdwCount is a NULL pointer\n");
             return REG_TOO_SMALL;
         }
-        const auto length = static_cast<uint32_t>(m_Buffer.size());
+        const auto length = static_cast<uint32_t>(m_buffer.size());
         if (buffer == nullptr) {
             *size = length + 1;
             return REG_SUCCESS;
         }
         // Cut without a terminator where it does not fit: the result tells.
         const bool fits = *size > length;
-        std::memcpy(buffer, m_Buffer.c_str(), fits ? length + 1 : *size);
+        std::memcpy(buffer, m_buffer.c_str(), fits ? length + 1 : *size);
         if (!fits) {
             return REG_TOO_SMALL;
         }
@@ -61,9 +61,9 @@ int32_t CRegistry::QueryValue(char* buffer, const char* name, uint32_t* size, CR
 
 int32_t CRegistry::QueryText(const char* name, std::string& text) {
     return Run(REG_INVALID, [&] {
-        const int32_t result = ReadText(name, m_Node.get());
+        const int32_t result = ReadText(name, m_node.get());
         if (result == REG_SUCCESS) {
-            text = m_Buffer;
+            text = m_buffer;
         }
         return result;
     });
@@ -71,14 +71,14 @@ int32_t CRegistry::QueryText(const char* name, std::string& text) {
 
 int32_t CRegistry::QueryNumber(const char* name, uint32_t& number) {
     return Run(REG_INVALID, [&]() -> int32_t {
-        const int32_t result = Read(name, m_Node.get());
+        const int32_t result = Read(name, m_node.get());
         if (result != REG_SUCCESS) {
             return result;
         }
-        if (m_nValueType != REG_TYPE_DWORD) {
+        if (m_valueType != REG_TYPE_DWORD) {
             return REG_NO_VALUE;
         }
-        std::memcpy(&number, m_Buffer.data(), sizeof number);
+        std::memcpy(&number, m_buffer.data(), sizeof number);
         return REG_SUCCESS;
     });
 }
@@ -90,7 +90,7 @@ unsigned CRegistry::SetValue(const char* name, const void* data, uint32_t size, 
         MarkChanged();
         EM_TRACE(2, "CRegistry::SetValue \"%s\" %d %d\n", textOr(name, "<null>"), asInt(size), type);
         const std::string_view given(static_cast<const char*>(data), size);
-        const void* const entry = Insert(textOr(name), given, type, node != nullptr ? node : m_Node.get());
+        const void* const entry = Insert(textOr(name), given, type, node != nullptr ? node : m_node.get());
         EM_TRACE(2, "CRegistry::SetValue oEntry = %p\n", entry);
         return entry != nullptr ? REG_SUCCESS : REG_INVALID;
     });
@@ -131,7 +131,7 @@ const void* CRegistry::Insert(const char* name, std::string_view data, int32_t t
         refusal = "a sub-key has that name, the key was deleted or there is no memory";
     }
     EM_TRACE(1, "CRegistry: ERROR: Value \"%s\" is refused: %s\n", name, refusal);
-    m_pRefusal = refusal;
+    m_refusal = refusal;
     return nullptr;
 }
 
@@ -139,7 +139,7 @@ int32_t CRegistry::DeleteValue(const char* name) {
     return Run(REG_INVALID, [&]() -> int32_t {
         EM_TRACE(2, "CRegistry::DeleteValue \"%s\"\n", textOr(name, "<null>"));
         MarkChanged();
-        if (!m_Node || name == nullptr || !m_Node->DeleteValue(name)) {
+        if (!m_node || name == nullptr || !m_node->DeleteValue(name)) {
             return REG_INVALID;
         }
         MarkChanged(); // again, as in Insert

@@ -27,10 +27,10 @@ void appendNumbers(GrowingText& out, const RegistryEntry& entry, std::string_vie
 class Level {
 public:
     Level(CRegistryNode& key, GrowingText& out) EM_NO_THREAD_SAFETY_ANALYSIS
-        : m_Guard(key.Lock()),
-          m_Entries(key.Table().entries()) {
+        : m_guard(key.Lock()),
+          m_entries(key.Table().entries()) {
         const RegistryValueType* type = nullptr; // looked up where it changes only
-        for (const RegistryEntry& entry : m_Entries) {
+        for (const RegistryEntry& entry : m_entries) {
             if (type == nullptr || type->type != entry.extra) {
                 type = valueTypeOf(entry.extra);
             }
@@ -44,9 +44,9 @@ public:
     }
 
     // Null when there is none left.
-    const RegistryEntry* NextSubKey() {
-        while (m_nNext < m_Entries.size()) {
-            const RegistryEntry& entry = m_Entries[m_nNext++];
+    const RegistryEntry* nextSubKey() {
+        while (m_next < m_entries.size()) {
+            const RegistryEntry& entry = m_entries[m_next++];
             if (entry.extra == REG_TYPE_KEY) {
                 return &entry;
             }
@@ -55,9 +55,9 @@ public:
     }
 
 private:
-    RecursiveLockGuard m_Guard;
-    const std::span<const RegistryEntry> m_Entries;
-    size_t m_nNext = 0;
+    RecursiveLockGuard m_guard;
+    const std::span<const RegistryEntry> m_entries;
+    size_t m_next = 0;
 };
 
 } // namespace
@@ -69,7 +69,7 @@ GrowingText writeRegistry(CRegistryNode& root) {
     std::deque<Level> levels;
     levels.emplace_back(root, out);
     while (!levels.empty()) {
-        if (const RegistryEntry* const subKey = levels.back().NextSubKey()) {
+        if (const RegistryEntry* const subKey = levels.back().nextSubKey()) {
             out.append("["sv, std::string_view(subKey->name), "]\n"sv);
             levels.emplace_back(*subKey->value.key, out);
         } else {

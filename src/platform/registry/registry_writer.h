@@ -17,37 +17,37 @@ class CRegistryNode;
 // the C library moves a large one without copying it.
 class GrowingText {
 public:
-    [[nodiscard]] std::string_view view() const { return {m_pData.get(), m_nSize}; }
+    [[nodiscard]] std::string_view view() const { return {m_data.get(), m_size}; }
 
     // The pieces, one after the other. Throws std::bad_alloc; nothing is appended then.
     template <class... Pieces>
     void append(const Pieces&... pieces) {
         makeRoom((pieces.size() + ...));
         // A local, since for all the compiler knows the characters are written over the members.
-        char* next = m_pData.get() + m_nSize;
+        char* next = m_data.get() + m_size;
         ((next += pieces.copy(next, pieces.size())), ...);
-        m_nSize = static_cast<size_t>(next - m_pData.get());
+        m_size = static_cast<size_t>(next - m_data.get());
     }
 
 private:
     void makeRoom(size_t size) {
-        if (size <= m_nCapacity - m_nSize) {
+        if (size <= m_capacity - m_size) {
             return;
         }
         // Fourfold, so that little is copied on the way; pages that are never touched cost nothing.
-        const size_t capacity = 4 * m_nCapacity + size + 1024;
-        auto* const grown = static_cast<char*>(sys::realloc(m_pData.get(), capacity));
+        const size_t capacity = 4 * m_capacity + size + 1024;
+        auto* const grown = static_cast<char*>(sys::realloc(m_data.get(), capacity));
         if (grown == nullptr) {
             throw std::bad_alloc();
         }
-        static_cast<void>(m_pData.release()); // realloc took it
-        m_pData.reset(grown);
-        m_nCapacity = capacity;
+        static_cast<void>(m_data.release()); // realloc took it
+        m_data.reset(grown);
+        m_capacity = capacity;
     }
 
-    std::unique_ptr<char, FreeDeleter> m_pData;
-    size_t m_nSize = 0;
-    size_t m_nCapacity = 0;
+    std::unique_ptr<char, FreeDeleter> m_data;
+    size_t m_size = 0;
+    size_t m_capacity = 0;
 };
 
 // The whole file's text: of each key its values, then its sub-keys, both sorted by name, then an empty line.

@@ -15,29 +15,29 @@ public:
     using Routine = void* (*)(void*);
 
     // Null when there is no memory.
-    static std::shared_ptr<DetachedThread> Make(Routine routine, void* argument) noexcept;
-    DetachedThread(Routine routine, void* argument) : m_pRoutine(routine), m_pArgument(argument) {}
+    static std::shared_ptr<DetachedThread> make(Routine routine, void* argument) noexcept;
+    DetachedThread(Routine routine, void* argument) : m_routine(routine), m_argument(argument) {}
     DetachedThread(const DetachedThread&) = delete;
     DetachedThread& operator=(const DetachedThread&) = delete;
 
     // The start routine of the thread; its argument is the record. Marks the end however the thread comes to
     // it: by return or by cancellation.
-    static void* Run(void* record);
+    static void* run(void* record);
     // No thread was made after all: gives back its reference.
-    void Abandon() noexcept { m_pThreadsOwn.reset(); }
+    void abandon() noexcept { m_threadsOwn.reset(); }
 
-    [[nodiscard]] bool HasEnded();
+    [[nodiscard]] bool hasEnded();
     // Cancels the thread with that id while it cannot end. Returns the error number, ESRCH when it has ended.
-    [[nodiscard]] int Cancel(pthread_t thread);
+    [[nodiscard]] int cancel(pthread_t thread);
 
 private:
-    void MarkEnded();
+    void markEnded();
 
-    const Routine m_pRoutine;
-    void* const m_pArgument;
-    std::shared_ptr<DetachedThread> m_pThreadsOwn; // the thread's reference until it takes it over
-    Mutex m_Mutex;                                 // held while the thread is cancelled
-    bool m_bEnded EM_GUARDED_BY(m_Mutex) = false;
+    const Routine m_routine;
+    void* const m_argument;
+    std::shared_ptr<DetachedThread> m_threadsOwn; // the thread's reference until it takes it over
+    Mutex m_mutex;                                // held while the thread is cancelled
+    bool m_ended EM_GUARDED_BY(m_mutex) = false;
 };
 
 } // namespace em

@@ -60,8 +60,8 @@ bool CThread::Start(Routine routine, void* argument, int32_t prio, bool suspend,
     EM_TRACE(5,
              "\nCThread::Start: Start a thread, Prio=%d, Suspend=%d, StackSize=0x%08x, Waitable=%d, "
              "KillAliveThread=%d",
-             prio, suspend, stackSize, waitable, m_bKillAliveThread);
-    if (m_bKillAliveThread) {
+             prio, suspend, stackSize, waitable, m_killAliveThread);
+    if (m_killAliveThread) {
         static_cast<void>(Kill());
     }
     pthread_attr_t attributes;
@@ -74,7 +74,7 @@ bool CThread::Start(Routine routine, void* argument, int32_t prio, bool suspend,
         return false;
     }
     EM_TRACE(2, "\nCThread::Start: thread=0x%08X created, Prio=%d, Waitable=%d, StackSize=0x%x",
-             asUnsigned(m_nHandle), prio, waitable, stackSize);
+             asUnsigned(m_handle), prio, waitable, stackSize);
     // So that the new thread runs promptly.
     static_cast<void>(sys::sched_yield());
     return true;
@@ -85,31 +85,31 @@ int CThread::Create(const pthread_attr_t& attributes, Routine routine, void* arg
     std::shared_ptr<DetachedThread> detached;
     int error = 0;
     if (!waitable) {
-        detached = DetachedThread::Make(routine, argument);
+        detached = DetachedThread::make(routine, argument);
         error = detached ? 0 : ENOMEM;
     }
     pthread_t thread{};
     if (error == 0) {
-        error = detached ? sys::pthread_create(&thread, &attributes, &DetachedThread::Run, detached.get())
+        error = detached ? sys::pthread_create(&thread, &attributes, &DetachedThread::run, detached.get())
                          : sys::pthread_create(&thread, &attributes, routine, argument);
     }
     if (error != 0) {
         if (detached) {
-            detached->Abandon();
+            detached->abandon();
         }
         EM_TRACE(2, "\npthread_create failed: %d", error);
         return error;
     }
-    m_pDetached = std::move(detached);
-    m_bWaitable = waitable;
-    m_nHandle = thread;
+    m_detached = std::move(detached);
+    m_waitable = waitable;
+    m_handle = thread;
     return 0;
 }
 
 // A join has no time limit, and an end that is not joined may still be running our code: the limit is named
 // in the trace and not kept.
 bool CThread::WaitForTermination(uint32_t timeoutMs) {
-    const pthread_t thread = m_nHandle;
+    const pthread_t thread = m_handle;
     if (thread == 0) {
         EM_TRACE(1, "\nCThread::WaitForTermination: Thread = 0x0%08X doesn't exist !", 0U);
         return true;
@@ -120,7 +120,7 @@ bool CThread::WaitForTermination(uint32_t timeoutMs) {
                  "with timeout",
                  asUnsigned(thread));
     }
-    if (!m_bWaitable) {
+    if (!m_waitable) {
         EM_TRACE(1, "\nCThread::WaitForTermination: WARNING: Can't wait for detached thread 0x%08X",
                  asUnsigned(thread));
         return false;
@@ -137,19 +137,19 @@ bool CThread::WaitForTermination(uint32_t timeoutMs) {
 }
 
 bool CThread::Kill() {
-    const pthread_t thread = m_nHandle;
+    const pthread_t thread = m_handle;
     EM_TRACE(1, "\nCThread::Kill: Try to kill the Thread = 0x%08X", asUnsigned(thread));
     if (thread == 0) {
         EM_TRACE(1, "\nCThread::Kill: Thread = 0x0%08X doesn't exist !", 0U);
         return false;
     }
-    return m_bWaitable ? KillJoinable() : KillDetached();
+    return m_waitable ? KillJoinable() : KillDetached();
 }
 
 // Never cancelled: a thread that ends inside a host call would leave the host's locks taken. It is waited
 // for.
 bool CThread::KillJoinable() {
-    const pthread_t thread = m_nHandle;
+    const pthread_t thread = m_handle;
     EM_TRACE(1, "\nCThread::Kill: Try to join a joinable Thread = 0x%08X", asUnsigned(thread));
     void* value = nullptr;
     if (const int error = Join(&value)) {
@@ -164,15 +164,15 @@ bool CThread::KillJoinable() {
 
 // What ended is not cancelled: the system has forgotten its id, and may have given it to another thread.
 bool CThread::KillDetached() {
-    const pthread_t thread = m_nHandle;
+    const pthread_t thread = m_handle;
     EM_TRACE(1, "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0%08X", asUnsigned(thread));
-    if (m_pDetached->HasEnded()) {
-        m_nHandle = 0;
+    if (m_detached->hasEnded()) {
+        m_handle = 0;
         return true;
     }
     EM_TRACE(2, "\nCThread::Kill: Killing a non-joinable thread 0x%08X", asUnsigned(thread));
-    const int error = m_pDetached->Cancel(thread);
-    m_nHandle = 0;
+    const int error = m_detached->cancel(thread);
+    m_handle = 0;
     if (error != 0) {
         EM_TRACE(2, "\nCThread::Kill: unable to cancel a non-joinable thread 0x%08X (err = 0x%08x)",
                  asUnsigned(thread), static_cast<unsigned>(error));
@@ -184,15 +184,15 @@ bool CThread::KillDetached() {
 
 // A thread is asked about as long as its handle is there, so the handle goes in the call that joins.
 int CThread::Join(void** value) {
-    const int error = sys::pthread_join(m_nHandle, value);
+    const int error = sys::pthread_join(m_handle, value);
     if (error == 0) {
-        m_nHandle = 0;
+        m_handle = 0;
     }
     return error;
 }
 
 void CThread::JoinSilently() {
-    if (m_nHandle != 0 && m_bWaitable) {
+    if (m_handle != 0 && m_waitable) {
         static_cast<void>(Join(nullptr));
     }
 }
@@ -203,12 +203,12 @@ void CThread::SetThreadName(pthread_t thread, const char* debugName, const char*
 }
 
 bool CThread::IsAlive() const {
-    const pthread_t thread = m_nHandle;
+    const pthread_t thread = m_handle;
     if (thread == 0) {
         return false;
     }
-    if (!m_bWaitable) {
-        return !m_pDetached->HasEnded();
+    if (!m_waitable) {
+        return !m_detached->hasEnded();
     }
     // Of a thread that nobody has joined the system knows, ended or not.
     int policy = 0;

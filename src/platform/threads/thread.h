@@ -49,11 +49,11 @@ public:
     [[nodiscard]] bool IsAlive() const;
     // The running or last started thread, 0 = none. The thread itself uses pthread_self: its first line may
     // run before the handle is stored here.
-    [[nodiscard]] pthread_t Handle() const { return m_nHandle; }
+    [[nodiscard]] pthread_t Handle() const { return m_handle; }
 
     // When set, Start kills a recorded thread first.
-    void SetKillAliveThread(bool kill) { m_bKillAliveThread = kill; }
-    [[nodiscard]] bool KillAliveThread() const { return m_bKillAliveThread; }
+    void SetKillAliveThread(bool kill) { m_killAliveThread = kill; }
+    [[nodiscard]] bool KillAliveThread() const { return m_killAliveThread; }
 
 private:
     int Create(const pthread_attr_t& attributes, Routine routine, void* argument, bool waitable);
@@ -61,10 +61,10 @@ private:
     bool KillJoinable();
     bool KillDetached();
 
-    std::atomic<pthread_t> m_nHandle{0};
-    bool m_bKillAliveThread = false;
-    bool m_bWaitable = false;
-    std::shared_ptr<DetachedThread> m_pDetached; // of a detached thread
+    std::atomic<pthread_t> m_handle{0};
+    bool m_killAliveThread = false;
+    bool m_waitable = false;
+    std::shared_ptr<DetachedThread> m_detached; // of a detached thread
 };
 
 } // namespace em

@@ -41,8 +41,8 @@ protected:
         return text;
     }
 
-    const fake::Scope m_Scope;
-    const test::RegistryDirectory m_Registry;
+    const fake::Scope m_scope;
+    const test::RegistryDirectory m_registry;
 };
 
 TEST_F(ModuleProperties, NumbersAndTextsAreReadAndWritten) {
@@ -74,7 +74,7 @@ TEST_F(ModuleProperties, NumbersAndTextsAreReadAndWritten) {
               "\nModuleConfigFile    : SetModuleProperty: \"Number\""
               "\nMODULE              : Write module property \"Number\" = 5 (OK)",
               ownLines(capture));
-    EXPECT_NE(std::string::npos, m_Registry.read("registry").find("\nNumber=d=5\n")) << "on disk by now";
+    EXPECT_NE(std::string::npos, m_registry.read("registry").find("\nNumber=d=5\n")) << "on disk by now";
 }
 
 TEST_F(ModuleProperties, WithoutNamesTheStoreIsLeftAlone) {
@@ -136,35 +136,35 @@ class ModuleConfigFile : public ModuleProperties {
 protected:
     ModuleConfigFile() {
         for (const char* directory : {"current", "data", "bin", "files/Bin"}) {
-            std::filesystem::create_directories(m_Files.pathOf(directory));
+            std::filesystem::create_directories(m_files.pathOf(directory));
         }
-        std::filesystem::current_path(m_Files.pathOf("current"));
-        set(kDefaultKey + "\\DATA", "DataRoot", m_Files.pathOf("data").c_str());
-        set(kDefaultKey + "\\Setup", "BinRoot", m_Files.pathOf("bin/").c_str());
+        std::filesystem::current_path(m_files.pathOf("current"));
+        set(kDefaultKey + "\\DATA", "DataRoot", m_files.pathOf("data").c_str());
+        set(kDefaultKey + "\\Setup", "BinRoot", m_files.pathOf("bin/").c_str());
     }
     ~ModuleConfigFile() override { std::filesystem::current_path("/"); }
 
-    const test::TemporaryDirectory m_Files;
+    const test::TemporaryDirectory m_files;
 };
 
 TEST_F(ModuleConfigFile, TheFirstOfThreeDirectoriesWins) {
-    std::filesystem::create_directory(m_Files.pathOf("current/M.ini")); // no file
+    std::filesystem::create_directory(m_files.pathOf("current/M.ini")); // no file
     for (const char* place : {"bin", "data"}) {
-        m_Files.write(place + std::string("/M.ini"), "");
+        m_files.write(place + std::string("/M.ini"), "");
         std::string path;
         EXPECT_EQ(1U, GetModuleConfigFile("M", path, "ini"));
-        EXPECT_EQ(m_Files.pathOf(place + std::string("/M.ini")), path);
+        EXPECT_EQ(m_files.pathOf(place + std::string("/M.ini")), path);
     }
     set(kDefaultKey + "\\DATA", "M", "own.name");
-    m_Files.write("current/own.name.", "");
+    m_files.write("current/own.name.", "");
     std::string path;
     const test::TraceCapture capture(3);
     EXPECT_EQ(1U, GetModuleConfigFile("M", path, nullptr));
     EXPECT_EQ("\nModuleConfigFile    : GetModuleConfigFile: \"M\""
               "\nModuleConfigFile    : Extension module config file requested: \"own.name.\""
               "\nCExtensionModule    : Check for config file in current directory " +
-                  m_Files.pathOf("current") + "..." + "\nModuleConfigFile    : Config file path: \"" +
-                  m_Files.pathOf("current/own.name.") + "\"",
+                  m_files.pathOf("current") + "..." + "\nModuleConfigFile    : Config file path: \"" +
+                  m_files.pathOf("current/own.name.") + "\"",
               ownLines(capture));
 }
 
@@ -176,13 +176,13 @@ TEST_F(ModuleConfigFile, FoundNowhere) {
         EXPECT_EQ("\nModuleConfigFile    : GetModuleConfigFile: \"M\""
                   "\nModuleConfigFile    : Extension module config file requested: \"M.ini\""
                   "\nCExtensionModule    : Check for config file in current directory " +
-                      m_Files.pathOf("current") +
+                      m_files.pathOf("current") +
                       "..."
                       "\nModuleConfigFile    : Check for config file in Hostwarden/volad data root " +
-                      m_Files.pathOf("data") +
+                      m_files.pathOf("data") +
                       "..."
                       "\nModuleConfigFile    : Check for config file in Hostwarden/volad binary path " +
-                      m_Files.pathOf("bin") +
+                      m_files.pathOf("bin") +
                       "..."
                       "\nModuleConfigFile    : ## ERROR! Module specific config file M.ini not found!",
                   ownLines(capture));
@@ -224,7 +224,7 @@ TEST_F(ModuleConfigFile, TwoWaysToJoinTheRoots) {
          }) {
         set(kDefaultKey + "\\Setup", "BinRoot", row.binRoot);
         set(kDefaultKey + "\\Setup", "FileRoot", row.fileRoot);
-        EXPECT_EQ(row.messages, messageDirectory(FindInstallationRoots(), "otherwise"));
+        EXPECT_EQ(row.messages, messageDirectory(findInstallationRoots(), "otherwise"));
         const test::TraceCapture capture(3);
         std::string path;
         EXPECT_EQ(0U, GetModuleConfigFile("M", path, "ini"));

@@ -11,14 +11,14 @@ namespace {
 
 class SilentModule : public em::CExtensionModule {
 public:
-    explicit SilentModule(bool accepts) : m_bAccepts(accepts) {}
+    explicit SilentModule(bool accepts) : m_accepts(accepts) {}
     bool HandleRequest(em::SipJson* request) override {
-        request->SetStatus(m_bAccepts ? em::status::kAccepted : em::status::kMalformed);
-        return m_bAccepts;
+        request->SetStatus(m_accepts ? em::status::kAccepted : em::status::kMalformed);
+        return m_accepts;
     }
 
 private:
-    const bool m_bAccepts;
+    const bool m_accepts;
 };
 
 TEST(RequestRunTest, EndsWhereTheModuleDoesNot) {

@@ -20,35 +20,35 @@ class SandboxGuardTest : public testing::Test {
 protected:
     SandboxGuardTest() {
         write("/usr/sbin/recorder", layout::kRecorderSignature);
-        fs::create_symlink("usr/sbin", m_Root / "sbin");
+        fs::create_symlink("usr/sbin", m_root / "sbin");
         for (const char* command : layout::kCommands) {
-            fs::create_hard_link(m_Root / "usr/sbin/recorder", m_Root.string() + command);
+            fs::create_hard_link(m_root / "usr/sbin/recorder", m_root.string() + command);
         }
         write("/proc/self/status", "Name:\tx\nCapEff:\t0000000000000000\nCapBnd:\t0000000000000000\n");
         write("/proc/self/mountinfo", kMounted);
-        fs::create_directories(m_Root / "proc/self/ns");
-        fs::create_symlink("pid:[2]", m_Root / "proc/self/ns/pid");
-        fs::create_symlink("mnt:[2]", m_Root / "proc/self/ns/mnt");
+        fs::create_directories(m_root / "proc/self/ns");
+        fs::create_symlink("pid:[2]", m_root / "proc/self/ns/pid");
+        fs::create_symlink("mnt:[2]", m_root / "proc/self/ns/mnt");
         writeMarker("pid:[1]", "mnt:[1]");
     }
-    ~SandboxGuardTest() override { fs::remove_all(m_Root); }
+    ~SandboxGuardTest() override { fs::remove_all(m_root); }
 
     void write(const std::string& path, const std::string& content) const {
-        const fs::path file = m_Root.string() + path;
+        const fs::path file = m_root.string() + path;
         fs::create_directories(file.parent_path());
         std::ofstream(file) << content;
     }
     void writeMarker(const char* pidNamespace, const char* mountNamespace) const {
         struct stat status = {};
-        ASSERT_EQ(stat((m_Root / "usr/sbin/recorder").c_str(), &status), 0);
+        ASSERT_EQ(stat((m_root / "usr/sbin/recorder").c_str(), &status), 0);
         write(layout::kMarker,
               fmt::format("{}\n{}\n{}:{}\n", pidNamespace, mountNamespace, status.st_dev, status.st_ino));
     }
-    [[nodiscard]] std::string fault() const { return sandboxFault(m_Root); }
+    [[nodiscard]] std::string fault() const { return sandboxFault(m_root); }
 
     static constexpr const char* kMounted = "21 20 0:5 / /proc rw,nosuid - proc proc rw\n"
                                             "22 21 0:4 /sys /proc/sys ro,nosuid - proc proc rw\n";
-    const fs::path m_Root = fs::temp_directory_path() / "guard";
+    const fs::path m_root = fs::temp_directory_path() / "guard";
 };
 
 TEST_F(SandboxGuardTest, PassesWhenEverythingIsInPlace) {
@@ -57,7 +57,7 @@ TEST_F(SandboxGuardTest, PassesWhenEverythingIsInPlace) {
 }
 
 TEST_F(SandboxGuardTest, RefusesWithoutMarker) {
-    fs::remove(m_Root.string() + layout::kMarker);
+    fs::remove(m_root.string() + layout::kMarker);
     EXPECT_EQ(fault(), "no marker");
 }
 
@@ -66,32 +66,32 @@ TEST_F(SandboxGuardTest, RefusesInTheMachinesOwnNamespaces) {
     EXPECT_EQ(fault(), "the pid namespace is the machine's own");
     writeMarker("pid:[1]", "mnt:[2]");
     EXPECT_EQ(fault(), "the mnt namespace is the machine's own");
-    fs::remove(m_Root / "proc/self/ns/pid");
+    fs::remove(m_root / "proc/self/ns/pid");
     EXPECT_EQ(fault(), "the pid namespace cannot be told");
 }
 
 TEST_F(SandboxGuardTest, RefusesACommandThatIsNotTheRecorder) {
     for (const char* command : layout::kCommands) {
-        const std::string path = m_Root.string() + command;
+        const std::string path = m_root.string() + command;
         fs::remove(path);
         EXPECT_EQ(fault(), path + " is not the recorder") << "missing";
         write(command, layout::kRecorderSignature);
         EXPECT_EQ(fault(), path + " is not the recorder") << "another file";
         fs::remove(path);
-        fs::create_hard_link(m_Root / "usr/sbin/recorder", path);
+        fs::create_hard_link(m_root / "usr/sbin/recorder", path);
         EXPECT_EQ(fault(), "");
     }
 }
 
 TEST_F(SandboxGuardTest, RefusesARecorderWithoutSignature) {
     write("/usr/sbin/recorder", "something else, named in the marker all the same");
-    EXPECT_EQ(fault(), m_Root.string() + layout::kCommands[0] + " is not the recorder");
+    EXPECT_EQ(fault(), m_root.string() + layout::kCommands[0] + " is not the recorder");
 }
 
 TEST_F(SandboxGuardTest, RefusesWhenTheModulesPathLeadsElsewhere) {
-    fs::remove(m_Root / "sbin");
+    fs::remove(m_root / "sbin");
     write("/sbin/poweroff", layout::kRecorderSignature);
-    EXPECT_EQ(fault(), m_Root.string() + "/sbin/poweroff is not the recorder");
+    EXPECT_EQ(fault(), m_root.string() + "/sbin/poweroff is not the recorder");
 }
 
 TEST_F(SandboxGuardTest, RefusesAnyCapability) {
@@ -117,7 +117,7 @@ TEST_F(SandboxGuardTest, RefusesASocketOfTheServiceManagerOrTheBus) {
     for (const char* socket : {"/run/systemd/private", "/run/dbus/system_bus_socket", "/run/initctl"}) {
         write(socket, "");
         EXPECT_EQ(fault(), std::string(socket) + " is there");
-        fs::remove(m_Root.string() + socket);
+        fs::remove(m_root.string() + socket);
     }
 }
 

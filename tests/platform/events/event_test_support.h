@@ -20,19 +20,19 @@ protected:
     // All lines since the last call, addresses as "@" and the clock's seconds and nanoseconds as "#".
     std::string takeLines() {
         std::string text;
-        for (const TraceLine& line : m_Trace.lines()) {
+        for (const TraceLine& line : m_trace.lines()) {
             const std::string named = std::regex_replace(line.text, std::regex("0x[0-9a-f]+"), "@");
             text += std::regex_replace(named, std::regex("sec=[0-9]+"), "sec=#");
         }
-        m_Trace.clear();
+        m_trace.clear();
         return text;
     }
     // Returns once a thread is blocked in a wait of kLongMs: it writes that line under the event's mutex, so
     // a set or pulse that comes after it finds the thread waiting.
-    void waitUntilBlocked() { ASSERT_TRUE(m_Trace.WaitForLine("prepare time for waiting")); }
+    void waitUntilBlocked() { ASSERT_TRUE(m_trace.WaitForLine("prepare time for waiting")); }
 
-    fake::Scope m_Script;
-    TraceCapture m_Trace{5};
+    fake::Scope m_script;
+    TraceCapture m_trace{5};
 };
 
 } // namespace em::test

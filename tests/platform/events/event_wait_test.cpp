@@ -14,14 +14,14 @@ TEST_F(Waits, EveryWayOfWakingEndsTheWait) {
     for (const Operation wake :
          {&EventHandle::SetEvent, &EventHandle::PulseEvent, &EventHandle::CloseEvent}) {
         EventHandle event(false, false);
-        m_Trace.clear();
+        m_trace.clear();
         std::thread waiter(
             [own = EventHandle(event)] { EXPECT_EQ(own.WaitForEvent(kLongMs, true), EVENT_SIGNALED); });
         waitUntilBlocked();
         EXPECT_TRUE((event.*wake)());
         waiter.join();
         EXPECT_FALSE(EventHandle(event).CheckEvent()) << "the wait took the signal";
-        EXPECT_TRUE(m_Trace.contains("SIGNAL(0,0) on event"));
+        EXPECT_TRUE(m_trace.contains("SIGNAL(0,0) on event"));
     }
 }
 
@@ -30,7 +30,7 @@ TEST_F(Waits, PulseWakesAllOfAManualResetEventAndLeavesNoState) {
     EventHandle event(false, true);
     std::vector<std::thread> threads;
     for (int i = 0; i < waiters; ++i) {
-        m_Trace.clear();
+        m_trace.clear();
         threads.emplace_back([&] { EXPECT_EQ(event.WaitForEvent(kLongMs, true), EVENT_SIGNALED); });
         waitUntilBlocked();
     }
@@ -74,8 +74,8 @@ TEST_F(Waits, GoOnAfterAnInterruptionOnly) {
     EXPECT_EQ(fake::calls("pthread_cond_timedwait"), 4);
     fake::failNth("pthread_cond_wait", 1, EPERM);
     EXPECT_EQ(event.WaitForEvent(EVENT_WAIT_FOREVER, true), EVENT_FAILED);
-    EXPECT_TRUE(m_Trace.contains("\nwaiting forever on event"));
-    EXPECT_TRUE(m_Trace.contains("FAILURE(0,1) on event"));
+    EXPECT_TRUE(m_trace.contains("\nwaiting forever on event"));
+    EXPECT_TRUE(m_trace.contains("FAILURE(0,1) on event"));
 }
 
 template <uint32_t TimeoutMs>
@@ -91,11 +91,11 @@ TEST_F(Waits, CancelledThreadLeavesNothingBehind) {
     };
     for (const Wait& wait :
          {Wait{waitOn<kLongMs>, "prepare time"}, Wait{waitOn<EVENT_WAIT_FOREVER>, "waiting forever"}}) {
-        m_Trace.clear();
+        m_trace.clear();
         EventHandle event(false, false);
         pthread_t thread{};
         ASSERT_EQ(::pthread_create(&thread, nullptr, wait.routine, &event), 0);
-        ASSERT_TRUE(m_Trace.WaitForLine(wait.lastLine));
+        ASSERT_TRUE(m_trace.WaitForLine(wait.lastLine));
         ASSERT_EQ(::pthread_cancel(thread), 0);
         void* end = nullptr;
         ASSERT_EQ(::pthread_join(thread, &end), 0);
@@ -113,7 +113,7 @@ TEST_F(Waits, LastReleaseLetsTheWaitEndFirst) {
     event.ReleaseEvent();
     EXPECT_GT(fake::calls("clock_nanosleep"), 0);
     waiter.join();
-    EXPECT_TRUE(m_Trace.contains("deleting event"));
+    EXPECT_TRUE(m_trace.contains("deleting event"));
 }
 
 // Nothing but the handle itself orders the two threads: the thread sanitizer sees a plain pointer in it.
@@ -144,7 +144,7 @@ TEST_F(Waits, BrokenMutexFailsTheWaitAndKeepsTheObject) {
     EXPECT_TRUE(event->ResetEvent() && !event->CheckEvent());
     breakNextLock();
     EXPECT_EQ(event->WaitForEvent(kLongMs, true), EVENT_FAILED);
-    EXPECT_TRUE(m_Trace.contains("FAILURE(22,0) on event"));
+    EXPECT_TRUE(m_trace.contains("FAILURE(22,0) on event"));
     EXPECT_FALSE(event->RecreateEvent(true, true));
 }
 

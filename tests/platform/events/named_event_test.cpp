@@ -99,7 +99,7 @@ TEST_F(NamedEvents, RefusedCreationGivesAHandleWithoutObject) {
 
 TEST_F(NamedEvents, WithoutTheTableTheyAreUnlisted) {
     EventHandle before(false, true, "D");
-    eventState.value.TearDown();
+    eventState.value.tearDown();
     EventHandle first(false, true, "D");
     EventHandle second(false, true, "D");
     first.SetEvent();
@@ -107,7 +107,7 @@ TEST_F(NamedEvents, WithoutTheTableTheyAreUnlisted) {
     EXPECT_FALSE(second.CheckEvent());
     EXPECT_FALSE(before.CheckEvent());
     before.ReleaseEvent();
-    eventState.value.SetUp();
+    eventState.value.setUp();
     EventHandle listed(true, true, "D");
     first.ReleaseEvent(); // another event of the same name: leaves the listed one alone
     EXPECT_TRUE(EventHandle(false, true, "D").CheckEvent());

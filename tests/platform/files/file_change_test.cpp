@@ -21,19 +21,19 @@ class FileChangeTest : public testing::Test {
 protected:
     [[nodiscard]] struct stat statusOf(const char* name) const {
         struct stat status = {};
-        EXPECT_EQ(::stat(m_Files.pathOf(name).c_str(), &status), 0);
+        EXPECT_EQ(::stat(m_files.pathOf(name).c_str(), &status), 0);
         return status;
     }
     [[nodiscard]] std::ptrdiff_t files() const {
-        return std::distance(fs::directory_iterator(m_Files.path()), {});
+        return std::distance(fs::directory_iterator(m_files.path()), {});
     }
     [[nodiscard]] FileChangeResult replace(const char* name, const char* content) const {
-        return ReplaceFile(m_Files.pathOf(name).c_str(), kModes, content);
+        return replaceFileContent(m_files.pathOf(name).c_str(), kModes, content);
     }
 
     static constexpr FileModes kModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
-    const fake::Scope m_Scope;
-    const test::TemporaryDirectory m_Files;
+    const fake::Scope m_scope;
+    const test::TemporaryDirectory m_files;
 };
 
 TEST_F(FileChangeTest, ReplacesInOneStepAndKeepsTheMode) {
@@ -42,10 +42,10 @@ TEST_F(FileChangeTest, ReplacesInOneStepAndKeepsTheMode) {
     ::umask(mask);
     const struct stat first = statusOf("job");
     EXPECT_EQ(first.st_mode & ALLPERMS, 0640U);
-    ::chmod(m_Files.pathOf("job").c_str(), 0600);
+    ::chmod(m_files.pathOf("job").c_str(), 0600);
 
     EXPECT_EQ(replace("job", "second").error, 0);
-    EXPECT_EQ(m_Files.read("job"), "second");
+    EXPECT_EQ(m_files.read("job"), "second");
     EXPECT_EQ(statusOf("job").st_mode & ALLPERMS, 0600U);
     EXPECT_NE(statusOf("job").st_ino, first.st_ino) << "a reader of the first would see half of the second";
     EXPECT_EQ(files(), 1);
@@ -56,30 +56,30 @@ TEST_F(FileChangeTest, NoModeIsWiderThanAsked) {
     EXPECT_EQ(replace("made", "new").error, 0);
     ::umask(mask);
     EXPECT_EQ(statusOf("made").st_mode & ALLPERMS, 0644U);
-    m_Files.write("wide", "old");
-    m_Files.write("linked", "old");
-    fs::create_hard_link(m_Files.pathOf("linked"), m_Files.pathOf("twin")); // written in place
+    m_files.write("wide", "old");
+    m_files.write("linked", "old");
+    fs::create_hard_link(m_files.pathOf("linked"), m_files.pathOf("twin")); // written in place
     for (const char* name : {"wide", "linked"}) {
-        ::chmod(m_Files.pathOf(name).c_str(), 04666);
+        ::chmod(m_files.pathOf(name).c_str(), 04666);
         EXPECT_EQ(replace(name, "new").error, 0);
         EXPECT_EQ(statusOf(name).st_mode & ALLPERMS, 0644U) << name;
     }
 }
 
 TEST_F(FileChangeTest, LinksStayLinks) {
-    m_Files.write("target", "a longer content");
-    fs::create_symlink("target", m_Files.pathOf("link"));
-    fs::create_symlink(m_Files.pathOf("made"), m_Files.pathOf("dangling"));
-    fs::create_symlink("/dev/null", m_Files.pathOf("device"));
+    m_files.write("target", "a longer content");
+    fs::create_symlink("target", m_files.pathOf("link"));
+    fs::create_symlink(m_files.pathOf("made"), m_files.pathOf("dangling"));
+    fs::create_symlink("/dev/null", m_files.pathOf("device"));
     for (const char* link : {"link", "dangling", "device"}) {
         EXPECT_EQ(replace(link, "new").error, 0) << link;
-        EXPECT_TRUE(fs::is_symlink(m_Files.pathOf(link))) << link;
+        EXPECT_TRUE(fs::is_symlink(m_files.pathOf(link))) << link;
     }
-    EXPECT_EQ(m_Files.read("target"), "new");
-    EXPECT_EQ(m_Files.read("made"), "new");
-    fs::create_hard_link(m_Files.pathOf("target"), m_Files.pathOf("twin"));
+    EXPECT_EQ(m_files.read("target"), "new");
+    EXPECT_EQ(m_files.read("made"), "new");
+    fs::create_hard_link(m_files.pathOf("target"), m_files.pathOf("twin"));
     EXPECT_EQ(replace("twin", "in place").error, 0);
-    EXPECT_EQ(m_Files.read("target"), "in place");
+    EXPECT_EQ(m_files.read("target"), "in place");
 }
 
 TEST_F(FileChangeTest, FaultsLeaveTheOldContentOrTheNewAndNothingElse) {
@@ -103,13 +103,13 @@ TEST_F(FileChangeTest, FaultsLeaveTheOldContentOrTheNewAndNothingElse) {
     for (const auto& [call, nth, error, written, notOpened] : cases) {
         SCOPED_TRACE(std::string(call) + " " + std::to_string(error));
         fake::reset();
-        m_Files.write("job", "old content");
+        m_files.write("job", "old content");
         const ino_t before = statusOf("job").st_ino;
         fake::failNth(call, nth, error);
         const FileChangeResult result = replace("job", "new");
         EXPECT_EQ(result.error, written ? 0 : error);
         EXPECT_EQ(result.notOpened(), notOpened);
-        EXPECT_EQ(m_Files.read("job"), written ? "new" : "old content");
+        EXPECT_EQ(m_files.read("job"), written ? "new" : "old content");
         EXPECT_EQ(statusOf("job").st_ino, before);
         EXPECT_EQ(files(), 1);
     }
@@ -124,7 +124,7 @@ TEST_F(FileChangeTest, Names) {
     const std::string name(NAME_MAX, 'n');
     EXPECT_EQ(replace(name.c_str(), "first").error, 0);
     EXPECT_EQ(replace(name.c_str(), "second").error, 0);
-    EXPECT_EQ(m_Files.read(name), "second");
+    EXPECT_EQ(m_files.read(name), "second");
     EXPECT_EQ(files(), 1);
 }
 

@@ -35,15 +35,15 @@ class ChildProcessTest : public testing::Test {
 protected:
     // Runs the command to its end, its output in a file; returns that.
     std::string outputOf(const std::string& command, ChildSignals signals = ChildSignals::BlockEnding) {
-        const std::string redirected = "exec > " + m_Files.pathOf("output") + "; " + command;
-        const ChildProcess child = StartShell(redirected.c_str(), signals);
+        const std::string redirected = "exec > " + m_files.pathOf("output") + "; " + command;
+        const ChildProcess child = startShell(redirected.c_str(), signals);
         EXPECT_TRUE(child.started()) << child.error;
-        EXPECT_EQ(WaitForChild(child, Deadline::in(20'000)).end, ChildEnd::Ended);
-        return m_Files.read("output");
+        EXPECT_EQ(waitForChild(child, Deadline::in(20'000)).end, ChildEnd::Ended);
+        return m_files.read("output");
     }
 
-    fake::Scope m_Twin;
-    test::TemporaryDirectory m_Files;
+    fake::Scope m_twin;
+    test::TemporaryDirectory m_files;
 };
 
 TEST_F(ChildProcessTest, SignalMaskIsTheCallersButForTheAskedSignals) {
@@ -117,23 +117,23 @@ TEST_F(ChildProcessTest, ClosesDescriptorsBelowTheLimit) {
 
 TEST_F(ChildProcessTest, FailingExecIsTheChildsOwnFailure) {
     fake::setPath(place::kShell, "/no/such/shell");
-    const UniqueFd error(open(m_Files.pathOf("error").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const UniqueFd error(open(m_files.pathOf("error").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     const UniqueFd realError(dup(STDERR_FILENO));
     dup2(error.get(), STDERR_FILENO);
-    const ChildProcess child = StartShell("cleanup --now", ChildSignals::BlockEnding);
+    const ChildProcess child = startShell("cleanup --now", ChildSignals::BlockEnding);
     dup2(realError.get(), STDERR_FILENO);
     ASSERT_TRUE(child.started());
     int status = 0;
     ASSERT_EQ(waitpid(child.pid, &status, 0), child.pid);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
-    EXPECT_EQ(m_Files.read("error"), "cleanup --now: No such file or directory\n");
+    EXPECT_EQ(m_files.read("error"), "cleanup --now: No such file or directory\n");
 }
 
 TEST_F(ChildProcessTest, ForksWhereItCannotClone) {
     fake::failNth("clone", 1, EINVAL, 0);
     fake::failNth("fork", 2, EAGAIN, 0);
     EXPECT_EQ(outputOf("echo forked"), "forked\n");
-    const ChildProcess child = StartShell("echo", ChildSignals::BlockEnding);
+    const ChildProcess child = startShell("echo", ChildSignals::BlockEnding);
     EXPECT_FALSE(child.started());
     EXPECT_EQ(child.error, EAGAIN);
     EXPECT_EQ(fake::calls("clone"), 2 * kStartsByClone);
@@ -166,29 +166,29 @@ TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
                 fake::failNth("clone", 1, EINVAL, 0);
                 fake::failNth("pidfd_open", 1, ENOSYS, 0);
             }
-            const ChildProcess child = StartShell(wait.command, ChildSignals::UnblockAlarm);
+            const ChildProcess child = startShell(wait.command, ChildSignals::UnblockAlarm);
             EXPECT_EQ(child.pidfd.valid(), described);
             if (wait.error != 0) {
                 fake::failNth(wait.failing, 1, wait.error, wait.times);
             }
-            const ChildWait end = WaitForChild(child, Deadline::in(wait.limitMs));
+            const ChildWait end = waitForChild(child, Deadline::in(wait.limitMs));
             EXPECT_EQ(end.end, wait.end) << wait.command << ' ' << wait.failing;
             EXPECT_EQ(end.error, wait.end == ChildEnd::WaitFailed ? wait.error : 0);
             fake::reset();
             if (end.end != ChildEnd::Ended) {
                 kill(child.pid, SIGKILL);
-                EXPECT_EQ(WaitForChild(child, Deadline::in(20'000)).end, ChildEnd::Ended);
+                EXPECT_EQ(waitForChild(child, Deadline::in(20'000)).end, ChildEnd::Ended);
             }
         }
     }
 }
 
 TEST_F(ChildProcessTest, LeavesOtherChildrenAlone) {
-    const ChildProcess other = StartShell("true", ChildSignals::BlockEnding);
-    const ChildProcess mine = StartShell("true", ChildSignals::BlockEnding);
-    EXPECT_EQ(WaitForChild(mine, Deadline::in(20'000)).end, ChildEnd::Ended);
-    EXPECT_EQ(WaitForChild(mine, Deadline::in(20'000)).end, ChildEnd::CollectedElsewhere);
-    EXPECT_EQ(WaitForChild(other, Deadline::in(20'000)).end, ChildEnd::Ended);
+    const ChildProcess other = startShell("true", ChildSignals::BlockEnding);
+    const ChildProcess mine = startShell("true", ChildSignals::BlockEnding);
+    EXPECT_EQ(waitForChild(mine, Deadline::in(20'000)).end, ChildEnd::Ended);
+    EXPECT_EQ(waitForChild(mine, Deadline::in(20'000)).end, ChildEnd::CollectedElsewhere);
+    EXPECT_EQ(waitForChild(other, Deadline::in(20'000)).end, ChildEnd::Ended);
 }
 
 } // namespace

@@ -20,7 +20,7 @@ using End = ShellAnswer::End;
 constexpr uint32_t kAmple = 20'000;
 
 ShellAnswer ask(const char* command, uint32_t limitMs = kAmple) {
-    return QueryShell(command, limitMs, nullptr, nullptr);
+    return queryShell(command, limitMs, nullptr, nullptr);
 }
 
 bool isThere(void* path) {
@@ -39,7 +39,7 @@ class ShellQueryTest : public testing::Test {
 protected:
     ~ShellQueryTest() override {
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was not collected";
-        EXPECT_EQ(openDescriptors(), m_nDescriptors);
+        EXPECT_EQ(openDescriptors(), m_descriptors);
     }
 
     // Waits until that process of a former query is gone; an orphan is collected by another process.
@@ -50,9 +50,9 @@ protected:
         return kill(pid, 0) != 0 && errno == ESRCH;
     }
 
-    fake::Scope m_Twin;
-    test::TemporaryDirectory m_Files;
-    std::ptrdiff_t m_nDescriptors = openDescriptors();
+    fake::Scope m_twin;
+    test::TemporaryDirectory m_files;
+    std::ptrdiff_t m_descriptors = openDescriptors();
 };
 
 TEST_F(ShellQueryTest, AnswersWithTheFirstCharacter) {
@@ -103,16 +103,16 @@ TEST_F(ShellQueryTest, CopesWithFailingCalls) {
 }
 
 TEST_F(ShellQueryTest, HangingToolsDieWithTheirGroup) {
-    std::string ready = m_Files.pathOf("ready");
+    std::string ready = m_files.pathOf("ready");
     for (const char* before : {"", "echo E; exec > /dev/null; "}) {
         const std::string command = std::string(before) + "trap '' TERM; sleep 60 & echo $$ $! > " +
-                                    m_Files.pathOf("pids") + "; : > " + ready + "; wait";
-        const ShellAnswer answer = QueryShell(command.c_str(), kAmple, isThere, &ready);
+                                    m_files.pathOf("pids") + "; : > " + ready + "; wait";
+        const ShellAnswer answer = queryShell(command.c_str(), kAmple, isThere, &ready);
         EXPECT_EQ(answer.end, End::CutShort);
         EXPECT_EQ(answer.firstCharacter, -1);
         pid_t shell = 0;
         pid_t sleeper = 0;
-        ASSERT_EQ(std::sscanf(m_Files.read("pids").c_str(), "%d %d", &shell, &sleeper), 2);
+        ASSERT_EQ(std::sscanf(m_files.read("pids").c_str(), "%d %d", &shell, &sleeper), 2);
         EXPECT_TRUE(disappears(shell));
         EXPECT_TRUE(disappears(sleeper));
         std::filesystem::remove(ready);
@@ -124,7 +124,7 @@ TEST_F(ShellQueryTest, EndsAtItsLimitAndAtTheCallersStop) {
     fake::failNth("pidfd_open", 1, ENOSYS);
     EXPECT_EQ(ask("exec sleep 60", 30).end, End::CutShort);
     int count = 0;
-    EXPECT_EQ(QueryShell("exec sleep 60", kAmple, thirdTime, &count).end, End::CutShort);
+    EXPECT_EQ(queryShell("exec sleep 60", kAmple, thirdTime, &count).end, End::CutShort);
     EXPECT_EQ(count, 3) << "looked at in slices of the wait";
 }
 

@@ -30,20 +30,20 @@ const std::string kNew = "[S]\nJ=0\nK=234567\n[T]\nX=1\n";
 
 class ProfileFaults : public ::testing::Test {
 protected:
-    uint32_t write() const { return WritePrivateProfileString("S", "K", "234567", m_strFile.c_str()); }
-    void writeOld() const { m_Directory.write("profile.ini", kOld); }
-    [[nodiscard]] std::string content() const { return m_Directory.read("profile.ini"); }
+    uint32_t write() const { return WritePrivateProfileString("S", "K", "234567", m_file.c_str()); }
+    void writeOld() const { m_directory.write("profile.ini", kOld); }
+    [[nodiscard]] std::string content() const { return m_directory.read("profile.ini"); }
     // Files beside the profile and what a test put there: left-overs.
     [[nodiscard]] std::ptrdiff_t leftOvers() const {
-        const fs::directory_iterator files(m_Directory.path());
+        const fs::directory_iterator files(m_directory.path());
         return std::count_if(begin(files), end(files), [](const fs::directory_entry& file) {
             return file.path().filename().native().starts_with(".profile.ini.");
         });
     }
 
-    const test::TemporaryDirectory m_Directory;
-    const std::string m_strFile = m_Directory.pathOf("profile.ini");
-    const fake::Scope m_Scope;
+    const test::TemporaryDirectory m_directory;
+    const std::string m_file = m_directory.pathOf("profile.ini");
+    const fake::Scope m_scope;
 };
 
 // Fails each call of a write once, the first, the second, ... until it is not called that often.
@@ -66,11 +66,11 @@ void failEachCall(const std::function<void()>& prepare, const std::function<void
 }
 
 TEST_F(ProfileFaults, EachFailingCallLeavesTheOldFile) {
-    const auto unlinked = [this] { fs::remove(m_strFile); };
+    const auto unlinked = [this] { fs::remove(m_file); };
     const auto linkedTwice = [this] {
         writeOld();
-        fs::remove(m_Directory.pathOf("twin.ini"));
-        fs::create_hard_link(m_strFile, m_Directory.pathOf("twin.ini"));
+        fs::remove(m_directory.pathOf("twin.ini"));
+        fs::create_hard_link(m_file, m_directory.pathOf("twin.ini"));
     };
     const struct {
         const char* what;
@@ -136,10 +136,10 @@ TEST_F(ProfileFaults, InterruptedCallsGoOnAlsoInPlace) {
     fake::failNth("write", 1, EINTR);
     EXPECT_EQ(1u, write());
     EXPECT_EQ(kNew, content());
-    fs::create_hard_link(m_strFile, m_Directory.pathOf("twin.ini"));
+    fs::create_hard_link(m_file, m_directory.pathOf("twin.ini"));
     fake::failNth("pwrite", 1, EINTR);
-    EXPECT_EQ(1u, WritePrivateProfileString("S", nullptr, nullptr, m_strFile.c_str()));
-    EXPECT_EQ("[T]\nX=1\n", m_Directory.read("twin.ini"));
+    EXPECT_EQ(1u, WritePrivateProfileString("S", nullptr, nullptr, m_file.c_str()));
+    EXPECT_EQ("[T]\nX=1\n", m_directory.read("twin.ini"));
 }
 
 TEST_F(ProfileFaults, WritersAtOnceLoseNothing) {
@@ -152,7 +152,7 @@ TEST_F(ProfileFaults, WritersAtOnceLoseNothing) {
             uint32_t written = 0;
             for (int i = 0; i < kEach; ++i) {
                 const std::string key = "k" + std::to_string(writer) + "." + std::to_string(i);
-                written += WritePrivateProfileString("S", key.c_str(), "1", m_strFile.c_str());
+                written += WritePrivateProfileString("S", key.c_str(), "1", m_file.c_str());
             }
             ::_exit(written == kEach ? 0 : 1);
         }
@@ -184,11 +184,11 @@ TEST_F(ProfileFaults, WhatStandsBesideTheFileStays) {
     writeOld();
     const std::string theirs = ".profile.ini." + std::to_string(::getpid()) + "-1.new";
     for (const std::string& name : {std::string(".profile.ini.new"), theirs}) {
-        m_Directory.write(name.c_str(), "somebody's");
+        m_directory.write(name.c_str(), "somebody's");
     }
     EXPECT_EQ(1u, write());
     EXPECT_EQ(kNew, content());
-    EXPECT_EQ(m_Directory.read(theirs.c_str()), "somebody's");
+    EXPECT_EQ(m_directory.read(theirs.c_str()), "somebody's");
     EXPECT_EQ(leftOvers(), 2);
 }
 
@@ -201,27 +201,27 @@ TEST_F(ProfileFaults, RootFollowsNoLinkOfAnotherUser) {
             return result;
         }
     } files;
-    m_Directory.write("system.ini", kOld);
-    fs::create_symlink("system.ini", m_strFile);
+    m_directory.write("system.ini", kOld);
+    fs::create_symlink("system.ini", m_file);
     fake::setFiles(&files);
     fake::setUserId(0);
     EXPECT_EQ(0u, write());
-    EXPECT_EQ(m_Directory.read("system.ini"), kOld);
+    EXPECT_EQ(m_directory.read("system.ini"), kOld);
     fake::setUserId(1234);
     EXPECT_EQ(1u, write());
-    EXPECT_EQ(m_Directory.read("system.ini"), kNew);
+    EXPECT_EQ(m_directory.read("system.ini"), kNew);
 }
 
 // The link is swapped when the path has been resolved: the write stays where it was led to first.
 TEST_F(ProfileFaults, ASwappedLinkLeadsNowhereElse) {
     static std::string link;
     static std::string elsewhere;
-    fs::create_directories(m_Directory.pathOf("a"));
-    m_Directory.write("a/profile.ini", kOld);
-    m_Directory.write("system.ini", kOld);
-    link = m_strFile;
-    elsewhere = m_Directory.pathOf("system.ini");
-    fs::create_symlink(m_Directory.pathOf("a/profile.ini"), link);
+    fs::create_directories(m_directory.pathOf("a"));
+    m_directory.write("a/profile.ini", kOld);
+    m_directory.write("system.ini", kOld);
+    link = m_file;
+    elsewhere = m_directory.pathOf("system.ini");
+    fs::create_symlink(m_directory.pathOf("a/profile.ini"), link);
     fake::watch([](const char* call) {
         if (std::string_view(call) == "flock") {
             fs::remove(link);
@@ -230,8 +230,8 @@ TEST_F(ProfileFaults, ASwappedLinkLeadsNowhereElse) {
     });
     EXPECT_EQ(1u, write());
     fake::watch(nullptr);
-    EXPECT_EQ(m_Directory.read("a/profile.ini"), kNew);
-    EXPECT_EQ(m_Directory.read("system.ini"), kOld);
+    EXPECT_EQ(m_directory.read("a/profile.ini"), kNew);
+    EXPECT_EQ(m_directory.read("system.ini"), kOld);
     EXPECT_TRUE(fs::is_symlink(link));
 }
 
@@ -244,19 +244,19 @@ TEST_F(ProfileFaults, AFileWithAnAccessListKeepsIt) {
                              "\x04\0\x04\0\xFF\xFF\xFF\xFF"
                              "\x10\0\x04\0\xFF\xFF\xFF\xFF"
                              "\x20\0\0\0\xFF\xFF\xFF\xFF";
-    if (::setxattr(m_strFile.c_str(), "system.posix_acl_access", kList, sizeof kList - 1, 0) != 0) {
+    if (::setxattr(m_file.c_str(), "system.posix_acl_access", kList, sizeof kList - 1, 0) != 0) {
         GTEST_SKIP() << "this file system keeps no access lists: " << strerrordesc_np(errno);
     }
     EXPECT_EQ(1u, write());
     EXPECT_EQ(kNew, content());
     char kept[sizeof kList];
-    EXPECT_EQ(::getxattr(m_strFile.c_str(), "system.posix_acl_access", kept, sizeof kept), sizeof kList - 1);
+    EXPECT_EQ(::getxattr(m_file.c_str(), "system.posix_acl_access", kept, sizeof kept), sizeof kList - 1);
 }
 
 TEST_F(ProfileFaults, NoRegularFileIsRefused) {
-    ASSERT_EQ(0, ::mkfifo(m_Directory.pathOf("fifo").c_str(), 0600));
-    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_Directory.pathOf("fifo").c_str()));
-    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_Directory.path().c_str()));
+    ASSERT_EQ(0, ::mkfifo(m_directory.pathOf("fifo").c_str(), 0600));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_directory.pathOf("fifo").c_str()));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_directory.path().c_str()));
 }
 
 } // namespace

@@ -25,12 +25,12 @@ protected:
     Answer read(const char* section, const char* key, const char* defaultText, uint32_t size) {
         std::string buffer(size, kUntouched);
         const uint32_t count =
-            GetPrivateProfileString(section, key, defaultText, buffer.data(), size, m_strFile.c_str());
+            GetPrivateProfileString(section, key, defaultText, buffer.data(), size, m_file.c_str());
         return {count, buffer};
     }
 
-    test::TemporaryDirectory m_Directory;
-    const std::string m_strFile = m_Directory.path() + "/profile.ini";
+    test::TemporaryDirectory m_directory;
+    const std::string m_file = m_directory.path() + "/profile.ini";
 };
 
 TEST_F(ProfileRead, Values) {
@@ -58,17 +58,17 @@ TEST_F(ProfileRead, Values) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
-        m_Directory.write("profile.ini", row.content);
+        m_directory.write("profile.ini", row.content);
         const Answer answer = read("S", "A", "DEFAULT", 100);
         EXPECT_STREQ(row.value, answer.buffer.c_str());
         EXPECT_EQ(std::string_view(row.value).size(), answer.count);
     }
-    m_Directory.write("profile.ini", "[S]\nA=" + std::string(3000, 'v') + "\n");
+    m_directory.write("profile.ini", "[S]\nA=" + std::string(3000, 'v') + "\n");
     EXPECT_EQ(1021u, read("S", "A", nullptr, 4000).count);
 }
 
 TEST_F(ProfileRead, EverySizeOfBufferIsKept) {
-    m_Directory.write("profile.ini", "[a]\nk1=12345\nk2=\n[b]\n[cc]\n");
+    m_directory.write("profile.ini", "[a]\nk1=12345\nk2=\n[b]\n[cc]\n");
     const std::string rest(1, kUntouched);
     const struct {
         const char* section;
@@ -101,21 +101,21 @@ TEST_F(ProfileRead, EverySizeOfBufferIsKept) {
         EXPECT_EQ(row.count, answer.count);
         EXPECT_EQ(row.buffer, answer.buffer);
     }
-    EXPECT_EQ(0u, GetPrivateProfileString("a", "k1", "d", nullptr, 9, m_strFile.c_str()));
+    EXPECT_EQ(0u, GetPrivateProfileString("a", "k1", "d", nullptr, 9, m_file.c_str()));
 }
 
 TEST_F(ProfileRead, WhatCannotBeReadGivesTheDefault) {
-    const std::string fifo = m_Directory.path() + "/fifo";
+    const std::string fifo = m_directory.path() + "/fifo";
     ASSERT_EQ(0, ::mkfifo(fifo.c_str(), 0600));
     char out[20];
-    for (const std::string& file : {m_strFile, fifo, m_Directory.path()}) {
+    for (const std::string& file : {m_file, fifo, m_directory.path()}) {
         const test::TraceCapture capture(4);
         EXPECT_EQ(3u, GetPrivateProfileString("S", "A", "def", out, sizeof out, file.c_str()));
         EXPECT_STREQ("def", out);
         EXPECT_EQ("GetPrivateProfileString: Cannot open " + file + "\n", capture.text());
     }
     EXPECT_EQ(3u, GetPrivateProfileString("S", "A", "def", out, sizeof out, nullptr));
-    EXPECT_EQ(0u, GetPrivateProfileString("S", nullptr, "def", out, sizeof out, m_strFile.c_str()));
+    EXPECT_EQ(0u, GetPrivateProfileString("S", nullptr, "def", out, sizeof out, m_file.c_str()));
     EXPECT_STREQ("", out);
 }
 

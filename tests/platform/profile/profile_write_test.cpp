@@ -72,23 +72,23 @@ const Case kCases[] = {
 
 class ProfileWrite : public ::testing::Test {
 protected:
-    test::TemporaryDirectory m_Directory;
-    const std::string m_strFile = m_Directory.path() + "/profile.ini";
+    test::TemporaryDirectory m_directory;
+    const std::string m_file = m_directory.path() + "/profile.ini";
 };
 
 TEST_F(ProfileWrite, ChangesExactlyWhatIsAsked) {
     for (const Case& row : kCases) {
         SCOPED_TRACE(row.what);
-        m_Directory.write("profile.ini", row.before);
-        EXPECT_EQ(1u, WritePrivateProfileString(row.section, row.key, row.value, m_strFile.c_str()));
-        EXPECT_EQ(row.after, m_Directory.read("profile.ini"));
+        m_directory.write("profile.ini", row.before);
+        EXPECT_EQ(1u, WritePrivateProfileString(row.section, row.key, row.value, m_file.c_str()));
+        EXPECT_EQ(row.after, m_directory.read("profile.ini"));
     }
 }
 
 TEST_F(ProfileWrite, WhatWouldNotReadBackIsRefused) {
     const std::string longest(1021, 'v');
     const std::string tooLong = longest + "v";
-    m_Directory.write("profile.ini", "[S]\n");
+    m_directory.write("profile.ini", "[S]\n");
     const struct {
         const char* section;
         const char* key;
@@ -101,38 +101,37 @@ TEST_F(ProfileWrite, WhatWouldNotReadBackIsRefused) {
                  {"S]", "K", "2"},     {"S\n", "K", "2"},
                  {"S", "K", "2\nL=3"}, {"S", "K", tooLong.c_str()}};
     for (const auto& [section, key, value] : cases) {
-        EXPECT_EQ(0u, WritePrivateProfileString(section, key, value, m_strFile.c_str()))
-            << key << "=" << value;
+        EXPECT_EQ(0u, WritePrivateProfileString(section, key, value, m_file.c_str())) << key << "=" << value;
     }
-    EXPECT_EQ("[S]\n", m_Directory.read("profile.ini"));
+    EXPECT_EQ("[S]\n", m_directory.read("profile.ini"));
 
     std::string out(2000, '\0');
-    EXPECT_EQ(1u, WritePrivateProfileString("S", "K", longest.c_str(), m_strFile.c_str()));
-    EXPECT_EQ(1021u, GetPrivateProfileString("S", "K", nullptr, out.data(), 2000, m_strFile.c_str()));
+    EXPECT_EQ(1u, WritePrivateProfileString("S", "K", longest.c_str(), m_file.c_str()));
+    EXPECT_EQ(1021u, GetPrivateProfileString("S", "K", nullptr, out.data(), 2000, m_file.c_str()));
     EXPECT_STREQ(longest.c_str(), out.c_str());
 }
 
 TEST_F(ProfileWrite, MissingFileIsMadeForAValueOnly) {
-    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", nullptr, m_strFile.c_str()));
-    EXPECT_EQ(0u, WritePrivateProfileString("S", nullptr, nullptr, m_strFile.c_str()));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", nullptr, m_file.c_str()));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", nullptr, nullptr, m_file.c_str()));
     EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "2", nullptr));
     struct stat status;
-    ASSERT_NE(0, ::stat(m_strFile.c_str(), &status));
+    ASSERT_NE(0, ::stat(m_file.c_str(), &status));
 
     const mode_t mask = ::umask(077);
-    EXPECT_EQ(1u, WritePrivateProfileString("S", "K", "2", m_strFile.c_str()));
+    EXPECT_EQ(1u, WritePrivateProfileString("S", "K", "2", m_file.c_str()));
     ::umask(mask);
-    EXPECT_EQ("\n[S]\n\nK=2\n", m_Directory.read("profile.ini"));
-    ASSERT_EQ(0, ::stat(m_strFile.c_str(), &status));
+    EXPECT_EQ("\n[S]\n\nK=2\n", m_directory.read("profile.ini"));
+    ASSERT_EQ(0, ::stat(m_file.c_str(), &status));
     EXPECT_EQ(0644u, status.st_mode & ALLPERMS);
 }
 
 TEST_F(ProfileWrite, SaysWhatItDidOnEveryWay) {
     const test::TraceCapture capture(4);
-    WritePrivateProfileString("S", "K", "1", m_strFile.c_str());
+    WritePrivateProfileString("S", "K", "1", m_file.c_str());
     WritePrivateProfileString(nullptr, nullptr, nullptr, nullptr);
     WritePrivateProfileString("S", "K", "1", "/no/such/directory/x.ini");
-    EXPECT_EQ("WritePrivateProfileString(S, K, 1, " + m_strFile +
+    EXPECT_EQ("WritePrivateProfileString(S, K, 1, " + m_file +
                   ")\nWritePrivateProfileString rc=0x0001\n"
                   "WritePrivateProfileString(<nil>, <nil>, <nil>, )\nWritePrivateProfileString rc=0x0000\n"
                   "WritePrivateProfileString(S, K, 1, /no/such/directory/x.ini)\n"

@@ -53,7 +53,7 @@ std::string treeOf(const Image& image) {
     SimulatedDisk disk(image, true, kWriteLimit);
     fake::setFiles(&disk);
     CRegistry::InitClass(SimulatedDisk::kDirectory);
-    return std::string(writeRegistry(registryState.value.Root()).view());
+    return std::string(writeRegistry(registryState.value.root()).view());
 }
 
 struct Fault {
@@ -92,7 +92,7 @@ protected:
             const std::string tree = treeOf(image);
             EXPECT_TRUE(tree == kNewTree || (!saved && tree == kOldTree)) << tree;
         }
-        ++m_nTried;
+        ++m_tried;
         return made;
     }
 
@@ -130,8 +130,8 @@ protected:
         EXPECT_TRUE(tree == kNewTree || (!saved && tree == kOldTree)) << tree;
     }
 
-    fake::Scope m_Script;
-    int m_nTried = 0;
+    fake::Scope m_script;
+    int m_tried = 0;
 };
 
 TEST_P(RegistryFaultsTest, OneFailingCall) {
@@ -141,7 +141,7 @@ TEST_P(RegistryFaultsTest, OneFailingCall) {
             }
         }
     }
-    RecordProperty("tried", m_nTried);
+    RecordProperty("tried", m_tried);
 }
 
 TEST_P(RegistryFaultsTest, LossOfPower) {
@@ -149,7 +149,7 @@ TEST_P(RegistryFaultsTest, LossOfPower) {
         for (int call = 1; Save(scenario, {call, kPowerLoss}) >= call; ++call) {
         }
     }
-    RecordProperty("tried", m_nTried);
+    RecordProperty("tried", m_tried);
 }
 
 TEST_P(RegistryFaultsTest, AFailingCallAndAnotherOneOrALossOfPower) {
@@ -168,7 +168,7 @@ TEST_P(RegistryFaultsTest, AFailingCallAndAnotherOneOrALossOfPower) {
             }
         }
     }
-    RecordProperty("tried", m_nTried);
+    RecordProperty("tried", m_tried);
 }
 
 INSTANTIATE_TEST_SUITE_P(FileSystem, RegistryFaultsTest, testing::Bool(),

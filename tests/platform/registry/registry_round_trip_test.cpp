@@ -18,12 +18,12 @@ namespace {
 
 class RandomTree {
 public:
-    explicit RandomTree(uint32_t seed) : m_Random(seed) { Fill(root, 0); }
+    explicit RandomTree(uint32_t seed) : m_random(seed) { Fill(root, 0); }
 
     CRegistryNode root{0};
 
 private:
-    uint32_t Below(uint32_t bound) { return static_cast<uint32_t>(m_Random() % bound); }
+    uint32_t Below(uint32_t bound) { return static_cast<uint32_t>(m_random() % bound); }
 
     std::string Text(uint32_t longest) {
         static constexpr std::string_view odd = "=[]\r\t %sbde0a\xff\n"; // more often than any other byte
@@ -58,7 +58,7 @@ private:
         }
     }
 
-    std::mt19937 m_Random;
+    std::mt19937 m_random;
 };
 
 size_t requireEqual(CRegistryNode& left, CRegistryNode& right) {

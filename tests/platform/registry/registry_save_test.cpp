@@ -29,9 +29,9 @@ std::string fileWith(const std::string& value) {
 class RegistrySaveTest : public testing::Test {
 protected:
     RegistrySaveTest() {
-        m_Directory.write("registry", fileWith("old"));
-        m_Directory.write("registry.old", fileWith("older"));
-        m_Directory.load();
+        m_directory.write("registry", fileWith("old"));
+        m_directory.write("registry.old", fileWith("older"));
+        m_directory.load();
     }
 
     static void Change(const std::string& value) {
@@ -43,27 +43,27 @@ protected:
         CRegistry key;
         EXPECT_EQ(key.Open("HKEY_USERS"), 0);
     }
-    [[nodiscard]] std::string Main() const { return m_Directory.read("registry"); }
+    [[nodiscard]] std::string Main() const { return m_directory.read("registry"); }
     // Nothing was saved, one line told it, a handle that only reads says nothing and saves it once it can.
     void ExpectRefused(const std::string& reason, const std::function<void()>& mend) {
-        m_Trace.clear();
+        m_trace.clear();
         Change("new");
         EXPECT_EQ(Main(), fileWith("old"));
-        EXPECT_TRUE(m_Trace.contains("registry\" failed (" + reason)) << m_Trace.text();
-        m_Trace.clear();
+        EXPECT_TRUE(m_trace.contains("registry\" failed (" + reason)) << m_trace.text();
+        m_trace.clear();
         const int tried = fake::calls("flock");
         Read();
         EXPECT_LE(fake::calls("flock"), tried + 2) << "tried once, and given back";
-        EXPECT_EQ(m_Trace.text(), "");
+        EXPECT_EQ(m_trace.text(), "");
         mend();
         Read();
         EXPECT_EQ(Main(), fileWith("new"));
-        m_Directory.write("registry", fileWith("old"));
+        m_directory.write("registry", fileWith("old"));
     }
 
-    fake::Scope m_Script;
-    test::TraceCapture m_Trace{1};
-    test::RegistryDirectory m_Directory;
+    fake::Scope m_script;
+    test::TraceCapture m_trace{1};
+    test::RegistryDirectory m_directory;
 };
 
 TEST_F(RegistrySaveTest, AnotherWritersLockIsWaitedForAWhile) {
@@ -71,7 +71,7 @@ TEST_F(RegistrySaveTest, AnotherWritersLockIsWaitedForAWhile) {
     Change("old");
     EXPECT_EQ(fake::calls("flock"), 5) << "three in vain, one that had it, one that gave it back";
     EXPECT_EQ(Main(), fileWith("old"));
-    EXPECT_EQ(m_Directory.read("registry.old"), fileWith("old")) << "saved";
+    EXPECT_EQ(m_directory.read("registry.old"), fileWith("old")) << "saved";
 
     fake::failNth("flock", 1, EWOULDBLOCK, 0);
     ExpectRefused("lock, error 11", [] { fake::reset(); });
@@ -94,11 +94,11 @@ TEST_F(RegistrySaveTest, AReaderIsNotHeldUpByAnotherWritersLock) {
 }
 
 TEST_F(RegistrySaveTest, AChildThatWasForkedUnderTheLockDoesNotKeepIt) {
-    const UniqueFd directory(::open(m_Directory.pathOf("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const UniqueFd directory(::open(m_directory.pathOf("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     pid_t child = -1;
     {
         RegistryLock lock;
-        ASSERT_EQ(lock.Try(directory.get()).failedAt, nullptr);
+        ASSERT_EQ(lock.tryLock(directory.get()).failedAt, nullptr);
         child = ::fork();
         if (child == 0) {
             ::pause();
@@ -107,13 +107,13 @@ TEST_F(RegistrySaveTest, AChildThatWasForkedUnderTheLockDoesNotKeepIt) {
     }
     ASSERT_GT(child, 0);
     Change("new");
-    EXPECT_EQ(Main(), fileWith("new")) << m_Trace.text();
+    EXPECT_EQ(Main(), fileWith("new")) << m_trace.text();
     ::kill(child, SIGKILL);
     EXPECT_EQ(::waitpid(child, nullptr, 0), child);
 }
 
 TEST_F(RegistrySaveTest, ALockFileThatOthersMayOpenDoesNotCount) {
-    const std::string lock = m_Directory.pathOf("registry.lock");
+    const std::string lock = m_directory.pathOf("registry.lock");
     struct Case {
         const char* reason;
         std::function<void()> prepare;
@@ -121,7 +121,7 @@ TEST_F(RegistrySaveTest, ALockFileThatOthersMayOpenDoesNotCount) {
     for (const Case& test : {
              Case{"the lock file's mode is not 0600",
                   [&] {
-                      m_Directory.write("registry.lock", "");
+                      m_directory.write("registry.lock", "");
                       ::chmod(lock.c_str(), 0644);
                   }},
              Case{"the lock file belongs to another user", [] { fake::setUserId(::geteuid() + 1); }},
@@ -143,39 +143,39 @@ TEST_F(RegistrySaveTest, ALockFileThatOthersMayOpenDoesNotCount) {
 }
 
 TEST_F(RegistrySaveTest, ALinkIsReadAndNotReplaced) {
-    const std::string main = m_Directory.pathOf("registry");
-    fs::rename(main, m_Directory.pathOf("target"));
+    const std::string main = m_directory.pathOf("registry");
+    fs::rename(main, m_directory.pathOf("target"));
     fs::create_symlink("target", main);
-    m_Directory.load();
+    m_directory.load();
     ExpectRefused("it is a symbolic link, error 40", [&] { fs::remove(main); });
-    EXPECT_EQ(m_Directory.read("target"), fileWith("old"));
+    EXPECT_EQ(m_directory.read("target"), fileWith("old"));
 }
 
 TEST_F(RegistrySaveTest, WhatStandsUnderTheTemporaryNameIsNotWrittenTo) {
-    const std::string temporary = m_Directory.pathOf("registry.new");
-    m_Directory.write("other", "other");
+    const std::string temporary = m_directory.pathOf("registry.new");
+    m_directory.write("other", "other");
     for (const char* name : {"registry", "registry.old", "other"}) {
         for (const bool hard : {true, false}) {
             SCOPED_TRACE(testing::Message() << name << (hard ? ", a hard link" : ", a symbolic link"));
             const std::string before = Main();
-            const std::string target = m_Directory.pathOf(name);
+            const std::string target = m_directory.pathOf(name);
             hard ? fs::create_hard_link(target, temporary) : fs::create_symlink(target, temporary);
             Change(name);
             EXPECT_EQ(Main(), fileWith(name));
-            EXPECT_EQ(m_Directory.read("registry.old"), before);
-            EXPECT_EQ(m_Directory.read("other"), "other");
+            EXPECT_EQ(m_directory.read("registry.old"), before);
+            EXPECT_EQ(m_directory.read("other"), "other");
             EXPECT_FALSE(fs::is_symlink(fs::symlink_status(temporary)) || fs::exists(temporary));
         }
     }
 }
 
 TEST_F(RegistrySaveTest, ABackupThatIsTheMainFileUnderAnotherNameLeavesNothingBehind) {
-    fs::remove(m_Directory.pathOf("registry.old"));
-    fs::create_hard_link(m_Directory.pathOf("registry"), m_Directory.pathOf("registry.old"));
+    fs::remove(m_directory.pathOf("registry.old"));
+    fs::create_hard_link(m_directory.pathOf("registry"), m_directory.pathOf("registry.old"));
     Change("new");
     EXPECT_EQ(Main(), fileWith("new"));
-    EXPECT_EQ(m_Directory.read("registry.old"), fileWith("old"));
-    EXPECT_FALSE(m_Directory.has("registry.new"));
+    EXPECT_EQ(m_directory.read("registry.old"), fileWith("old"));
+    EXPECT_FALSE(m_directory.has("registry.new"));
 }
 
 TEST_F(RegistrySaveTest, ATreeThatWouldNotBeReadAgainIsRefused) {
@@ -186,11 +186,11 @@ TEST_F(RegistrySaveTest, ATreeThatWouldNotBeReadAgainIsRefused) {
         ASSERT_NE(key.Node()->SetValue(large), nullptr);
         EXPECT_EQ(key.SetValue("v", "new"), 1U);
     }
-    EXPECT_TRUE(m_Trace.contains("failed (the tree is too large, error 27)")) << m_Trace.text();
+    EXPECT_TRUE(m_trace.contains("failed (the tree is too large, error 27)")) << m_trace.text();
     EXPECT_EQ(Main(), fileWith("old"));
-    EXPECT_EQ(m_Directory.read("registry.old"), fileWith("older"));
-    EXPECT_FALSE(m_Directory.has("registry.new"));
-    m_Directory.load();
+    EXPECT_EQ(m_directory.read("registry.old"), fileWith("older"));
+    EXPECT_FALSE(m_directory.has("registry.new"));
+    m_directory.load();
 }
 
 TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
@@ -200,11 +200,11 @@ TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
         const char* value;
         bool replaced;
     };
-    m_Directory.write("registry.default", fileWith("factory"));
+    m_directory.write("registry.default", fileWith("factory"));
     for (const Case& test : {Case{"", "factory", true}, Case{carriage, "carriage\r", false}}) {
-        m_Directory.write("registry", test.main);
-        m_Directory.write("registry.old", "");
-        m_Directory.load();
+        m_directory.write("registry", test.main);
+        m_directory.write("registry.old", "");
+        m_directory.load();
         CRegistry key;
         std::string text;
         EXPECT_EQ(key.Open("HKEY_USERS"), 0);
@@ -212,9 +212,9 @@ TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
         EXPECT_EQ(text, test.value);
         Change("new");
         EXPECT_EQ(Main(), test.replaced ? fileWith("new") : test.main);
-        EXPECT_EQ(m_Directory.read("registry.default"), fileWith("factory"));
+        EXPECT_EQ(m_directory.read("registry.default"), fileWith("factory"));
     }
-    EXPECT_TRUE(m_Trace.contains("could not be read and is not replaced")) << m_Trace.text();
+    EXPECT_TRUE(m_trace.contains("could not be read and is not replaced")) << m_trace.text();
 }
 
 } // namespace

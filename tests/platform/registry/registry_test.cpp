@@ -30,12 +30,12 @@ constexpr const char* kSample = "[HKEY_LOCAL_MACHINE]\n"
 class RegistryTest : public testing::Test {
 protected:
     void useSample() {
-        m_Directory.write("registry", kSample);
-        m_Directory.load();
+        m_directory.write("registry", kSample);
+        m_directory.load();
     }
 
-    fake::Scope m_Script;
-    test::RegistryDirectory m_Directory;
+    fake::Scope m_script;
+    test::RegistryDirectory m_directory;
 };
 
 TEST_F(RegistryTest, ReadsWhatTheFileHoldsAndWritesItBackByteForByte) {
@@ -60,9 +60,9 @@ TEST_F(RegistryTest, ReadsWhatTheFileHoldsAndWritesItBackByteForByte) {
         EXPECT_EQ(text, "%HOME%/x%%");
         EXPECT_EQ(key.SetValue("Count", uint32_t(-5)), 1U);
     }
-    EXPECT_EQ(m_Directory.read("registry"), kSample);
-    EXPECT_EQ(m_Directory.read("registry.old"), kSample);
-    EXPECT_FALSE(m_Directory.has("registry.new"));
+    EXPECT_EQ(m_directory.read("registry"), kSample);
+    EXPECT_EQ(m_directory.read("registry.old"), kSample);
+    EXPECT_FALSE(m_directory.has("registry.new"));
 }
 
 TEST_F(RegistryTest, QueriesGiveSizesAndResultsInTheirOrder) {
@@ -123,7 +123,7 @@ TEST_F(RegistryTest, PathsSkipEmptyComponentsAndNeedKeysAllTheWay) {
 }
 
 TEST_F(RegistryTest, PointersOpenTheirKey) {
-    m_Directory.write("registry", std::string("[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[X]\nv=s=found\n\n\n"
+    m_directory.write("registry", std::string("[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[X]\nv=s=found\n\n\n"
                                               "[SYSTEM]\n[CurrentControlSet]\n[Control]\n[UUID]\n"
                                               "[7E2D4A91-5B3C-41F8-9A6E-2C8B17D04F63]\n"
                                               "Flat=s=hkey_local_machine\n"
@@ -132,7 +132,7 @@ TEST_F(RegistryTest, PointersOpenTheirKey) {
                                               "Slash=es=/Hkey_Local_Machine/SOFTWARE/X\n"
                                               "Wrong=s=HKEY_LOCAL_MACHINE\\software\\X\n"
                                               "\n\n\n\n\n\n\n"));
-    m_Directory.load();
+    m_directory.load();
     for (const char* name : {"Good", "Slash"}) {
         CRegistry key;
         std::string text;
@@ -221,7 +221,7 @@ TEST_F(RegistryTest, KeysEndAtTheDeepestLevel) {
     EXPECT_EQ(key.SetValue("deep", "down"), 1U);
     EXPECT_EQ(key.CreateKey(nullptr, (path + "\\k").c_str()), -1);
     EXPECT_TRUE(CRegistry::SaveTree());
-    m_Directory.load();
+    m_directory.load();
     EXPECT_EQ(key.Open(path.c_str()), 0);
     EXPECT_EQ(key.GetValue("deep"), 0);
 }
@@ -267,14 +267,14 @@ TEST_F(RegistryTest, SetUpAgainKeepsWhatTheFileDoesNotReplace) {
         CRegistry key;
         ASSERT_EQ(key.CreateKey(nullptr, "HKEY_USERS"), 0);
     }
-    m_Directory.write("registry", kSample);
+    m_directory.write("registry", kSample);
     CRegistry::SetupTree(true);
     CRegistry key;
     EXPECT_EQ(key.Open("HKEY_USERS"), 0);
     EXPECT_EQ(held.GetValue("Name"), 61) << "its key was replaced";
     EXPECT_EQ(key.Open("HKEY_LOCAL_MACHINE\\SOFTWARE"), 0);
     EXPECT_EQ(key.GetValue("Name"), 0);
-    m_Directory.load();
+    m_directory.load();
     EXPECT_EQ(key.Open("HKEY_USERS"), -1);
 }
 
