@@ -7,14 +7,8 @@ namespace em {
 
 XmlCursor::XmlCursor(const XmlDocument& document) {
     if (document.m_tree != nullptr) {
-        m_start = *document.m_tree;
+        m_level = *document.m_tree;
     }
-    reset();
-}
-
-void XmlCursor::reset() {
-    m_level = m_start;
-    m_element = pugi::xml_node();
 }
 
 bool XmlCursor::findNext(const char* name) {
@@ -32,15 +26,6 @@ bool XmlCursor::goIn() {
     }
     m_level = m_element;
     m_element = pugi::xml_node();
-    return true;
-}
-
-bool XmlCursor::goOut() {
-    if (m_level == m_start) {
-        return false;
-    }
-    m_element = m_level;
-    m_level = m_level.parent();
     return true;
 }
 
