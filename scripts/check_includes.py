@@ -54,7 +54,7 @@ ROOMS = {
     "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal"},
     # What tests are made with.
     "tests/fake": BASE,
-    "tests/rig": CONTRACT,
+    "tests/rig": CONTRACT | {"host/sandbox"},
     "tests/support": TRACE | ENVELOPE | {"src/platform/registry", "tests/fake", "tests/rig", "host/sandbox"},
     # From outside: nothing of the product but the contract.
     "tests/module": CONTRACT | {"tests/rig", "host/sandbox"},

@@ -26,8 +26,8 @@ namespace em {
 // One queued task.
 template <class Content>
 struct TaskRecord {
-    EventHandle* hExternalEvent;              // set once the task was executed; the inserter's own, or null
-    Content Message;                          // a deep copy of the inserter's
+    EventHandle* hExternalEvent;             // set once the task was executed; the inserter's own, or null
+    Content Message;                         // a deep copy of the inserter's
     std::unique_ptr<TaskRecord> nextDropped; // links the records of a purge until they are freed
 };
 

@@ -1,21 +1,16 @@
 #include "base/recursive_lock.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
 #include <cstring>
 #include <semaphore>
-#include <thread>
 
-#include "base/system_fake.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
 
 std::binary_semaphore lockTried{0};
 
-class RecursiveLockTest : public testing::Test {
-protected:
+struct RecursiveLockTest : testing::Test {
     // What the analysis of lock annotations is told to leave alone: locks taken by steps, on purpose.
     void acquire() EM_NO_THREAD_SAFETY_ANALYSIS { m_lock.Acquire(); }
     void release() EM_NO_THREAD_SAFETY_ANALYSIS { m_lock.Release(); }

@@ -1,14 +1,8 @@
 #include "base/system_log.h"
 
-#include <gtest/gtest.h>
 #include <syslog.h>
 
-#include <cerrno>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "base/system_fake.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -25,17 +19,15 @@ std::string lastRecord() {
     return records.empty() ? "(nothing)" : records.back().text;
 }
 
+using SystemLog = test::UnitTest;
+
 // First in this file: the log is opened once for the whole process.
-TEST(SystemLog, IsOpenedOnceByTheFirstOfManyThreads) {
-    const fake::Scope script;
-    std::vector<std::thread> threads;
-    threads.reserve(4);
+TEST_F(SystemLog, IsOpenedOnceByTheFirstOfManyThreads) {
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([] { writeLog("x"); });
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    threads.clear(); // joins
     const std::string expected = std::string(program_invocation_short_name) + " " +
                                  std::to_string(LOG_PID | LOG_CONS | LOG_NDELAY) + " " +
                                  std::to_string(LOG_LOCAL1);
@@ -43,13 +35,9 @@ TEST(SystemLog, IsOpenedOnceByTheFirstOfManyThreads) {
     EXPECT_EQ(fake::logRecords().size(), 4U);
 }
 
-TEST(SystemLog, WritesTheFormattedTextWithASafeSecondPass) {
-    const fake::Scope script;
-    struct Case {
-        const char* text; // handed over as an argument behind "\n\n"
-        const char* logged;
-    };
-    const Case cases[] = {
+TEST_F(SystemLog, WritesTheFormattedTextWithASafeSecondPass) {
+    // Handed over as an argument behind "\n\n", and logged.
+    const std::pair<const char*, const char*> cases[] = {
         {"100%", "100%"},
         {"a%%b", "a%b"},
         {"%s%n%d", "%s%n%d"},
@@ -58,17 +46,16 @@ TEST(SystemLog, WritesTheFormattedTextWithASafeSecondPass) {
         {"\n\nkept", "\n\nkept"},
         {"", ""},
     };
-    for (const Case& c : cases) {
+    for (const auto& [text, logged] : cases) {
         errno = ENOENT;
-        writeLog("\n\n%s", c.text);
-        EXPECT_EQ(lastRecord(), c.logged);
+        writeLog("\n\n%s", text);
+        EXPECT_EQ(lastRecord(), logged);
         EXPECT_EQ(fake::logRecords().back().priority, LOG_INFO);
         EXPECT_EQ(errno, ENOENT);
     }
 }
 
-TEST(SystemLog, LogsAFormatOfNewlinesAsItStandsAndWhatCannotBeFormatted) {
-    const fake::Scope script;
+TEST_F(SystemLog, LogsAFormatOfNewlinesAsItStandsAndWhatCannotBeFormatted) {
     const char* volatile newlines = "\n\n"; // hidden from the compiler, which warns of it
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
@@ -80,8 +67,7 @@ TEST(SystemLog, LogsAFormatOfNewlinesAsItStandsAndWhatCannotBeFormatted) {
     EXPECT_EQ(lastRecord(), "ERROR: cann't format message");
 }
 
-TEST(SystemLog, CutsAfter1023BytesBeforeTheSecondPass) {
-    const fake::Scope script;
+TEST_F(SystemLog, CutsAfter1023BytesBeforeTheSecondPass) {
     writeLog("%s", std::string(1500, 'x').c_str());
     EXPECT_EQ(lastRecord(), std::string(1023, 'x'));
     writeLog("%s", (std::string(1022, 'x') + "%%").c_str());

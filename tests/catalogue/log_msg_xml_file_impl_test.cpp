@@ -1,11 +1,8 @@
 #include "catalogue/log_msg_xml_file_impl.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
-#include <string>
 
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -29,36 +26,33 @@ constexpr const char* kMessages = R"(<?xml version="1.0"?>
   <Events><Event ErrorCode="0x0E0003"><Messages lang="en"><Summary>twin</Summary></Messages></Event></Events>
 </EventMsg>)";
 
-struct Case {
-    const char* code;
-    const char* field;
-    const char* language;
-    int32_t index;
-    const char* text;
-};
-
 TEST(CLogMsgXmlFileImpl, LooksUp) {
     XmlDocument document;
     ASSERT_TRUE(document.loadBytes(kMessages, std::string(kMessages).size()).loaded());
     const CLogMsgXmlFileImpl messages(document);
-    for (const Case& row : {
-             Case{"0x0E000A", "Summary", nullptr, 0, "first"},
-             Case{"0x0e000a", "Summary", "EN", 1, " second "},
-             Case{"0x0E000A", "Summary", "de", 0, "deutsch"},
-             Case{"0x0E000A", "Summary", nullptr, 2, ""},
-             Case{"0x0E000A", "Summary", nullptr, -1, ""},
-             Case{"0x0E000A", "Summary", nullptr, std::numeric_limits<int32_t>::max(), ""},
-             Case{"0x0E000A", "summary", nullptr, 0, ""},
-             Case{"0x0E000A", "Late", nullptr, 0, ""},    // no later twin of the language
-             Case{"0x0E000A", "Summary", "fr", 0, ""},    // nor of the code
-             Case{"0x0E000A", "Summary", "", 0, ""},      // a missing attribute never matches
-             Case{"0x0E0001", "Summary", nullptr, 0, ""}, // nor another language instead
-             Case{"0x0E0001", "Summary", "de", 0, "nur deutsch"},
-             Case{"0x1234", "Summary", "", 0, "no language"},
-             Case{"0x0E0002", "Summary", nullptr, 0, ""},
-             Case{"0x0E0003", "Summary", nullptr, 0, ""},
-             Case{nullptr, "Summary", nullptr, 0, ""},
-         }) {
+    const struct {
+        const char *code, *field, *language;
+        int32_t index;
+        const char* text;
+    } cases[] = {
+        {"0x0E000A", "Summary", nullptr, 0, "first"},
+        {"0x0e000a", "Summary", "EN", 1, " second "},
+        {"0x0E000A", "Summary", "de", 0, "deutsch"},
+        {"0x0E000A", "Summary", nullptr, 2, ""},
+        {"0x0E000A", "Summary", nullptr, -1, ""},
+        {"0x0E000A", "Summary", nullptr, std::numeric_limits<int32_t>::max(), ""},
+        {"0x0E000A", "summary", nullptr, 0, ""},
+        {"0x0E000A", "Late", nullptr, 0, ""},    // no later twin of the language
+        {"0x0E000A", "Summary", "fr", 0, ""},    // nor of the code
+        {"0x0E000A", "Summary", "", 0, ""},      // a missing attribute never matches
+        {"0x0E0001", "Summary", nullptr, 0, ""}, // nor another language instead
+        {"0x0E0001", "Summary", "de", 0, "nur deutsch"},
+        {"0x1234", "Summary", "", 0, "no language"},
+        {"0x0E0002", "Summary", nullptr, 0, ""},
+        {"0x0E0003", "Summary", nullptr, 0, ""},
+        {nullptr, "Summary", nullptr, 0, ""},
+    };
+    for (const auto& row : cases) {
         EXPECT_EQ(row.text, messages.Search(row.code, row.field, row.language, row.index))
             << (row.code != nullptr ? row.code : "null") << " " << row.text;
     }

@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 
 namespace em::fake {
 namespace {
@@ -24,7 +25,6 @@ struct Slot {
     std::atomic<int> error{0};
 };
 std::array<Slot, kNames> slots;
-std::atomic<int> allCalls{0};
 std::atomic<void (*)(const char*)> watcher{nullptr};
 
 Files realFiles;
@@ -34,17 +34,20 @@ std::atomic<bool> leaping{false};
 std::atomic<int> strayWakeUpsLeft{0};
 std::atomic<int64_t> leaptNs{0};
 
-std::mutex scriptMutex;
-std::map<std::string, std::string> paths;
-std::optional<uid_t> standInUser;
-std::optional<time_t> standInTime;
 struct Symbol {
     void* address;
     Object object;
 };
-std::map<std::string, Symbol> symbols;
-std::vector<LogRecord> records;
-std::vector<std::string> openings;
+struct Script {
+    std::map<std::string, std::string> paths;
+    std::optional<uid_t> user;
+    std::optional<time_t> time;
+    std::map<std::string, Symbol> symbols;
+    std::vector<LogRecord> records;
+    std::vector<std::string> openings;
+};
+std::mutex scriptMutex;
+Script script;
 
 Slot& slotOf(const char* call) {
     for (Slot& slot : slots) {
@@ -73,8 +76,17 @@ timespec timeAt(int64_t ns) {
 }
 
 const char* interned(const std::string& name) {
-    static std::map<std::string, std::string>& names = *new std::map<std::string, std::string>;
-    return names.emplace(name, name).first->second.c_str();
+    static std::set<std::string>& names = *new std::set<std::string>;
+    return names.insert(name).first->c_str();
+}
+
+[[gnu::noinline]] int leapTo(const timespec& deadline) {
+    timespec now{};
+    readClock(CLOCK_MONOTONIC, &now);
+    const int64_t left = nanoseconds(deadline) - nanoseconds(now);
+    const bool stray = strayWakeUpsLeft.fetch_sub(1) > 0;
+    leaptNs += stray ? left / 2 : left;
+    return stray ? 0 : ETIMEDOUT;
 }
 
 } // namespace
@@ -85,17 +97,11 @@ void reset() {
         slot.calls = 0;
         slot.failFrom = 0;
     }
-    allCalls = 0;
     watcher = nullptr;
     standInFiles = nullptr;
     leaping = false;
     leaptNs = 0;
-    paths.clear();
-    standInUser.reset();
-    standInTime.reset();
-    symbols.clear();
-    records.clear();
-    openings.clear();
+    script = {};
 }
 
 void failNth(const std::string& call, int nth, int error, int times) {
@@ -108,7 +114,7 @@ void failNth(const std::string& call, int nth, int error, int times) {
 
 int calls(const std::string& call) {
     const std::lock_guard guard(scriptMutex);
-    return call.empty() ? allCalls.load() : slotOf(interned(call)).calls.load();
+    return slotOf(interned(call)).calls;
 }
 
 void watch(void (*newWatcher)(const char*)) {
@@ -117,7 +123,7 @@ void watch(void (*newWatcher)(const char*)) {
 
 void setPath(const std::string& fixed, const std::string& value) {
     const std::lock_guard guard(scriptMutex);
-    paths[fixed] = value;
+    script.paths[fixed] = value;
 }
 
 void setFiles(Files* files) {
@@ -125,31 +131,30 @@ void setFiles(Files* files) {
 }
 
 void setUserId(uid_t user) {
-    standInUser = user;
+    script.user = user;
 }
 
 void setWallClock(time_t now) {
     const std::lock_guard guard(scriptMutex);
-    standInTime = now;
+    script.time = now;
 }
 
 void setSymbol(const std::string& name, void* address, Object object) {
     const std::lock_guard guard(scriptMutex);
-    symbols[name] = {address, object};
+    script.symbols[name] = {address, object};
 }
 
 std::vector<LogRecord> logRecords() {
     const std::lock_guard guard(scriptMutex);
-    return records;
+    return script.records;
 }
 
 std::vector<std::string> logOpenings() {
     const std::lock_guard guard(scriptMutex);
-    return openings;
+    return script.openings;
 }
 
 int injected(const char* call) {
-    ++allCalls;
     Slot& slot = slotOf(call);
     const int count = ++slot.calls;
     if (auto* watching = watcher.load()) {
@@ -176,17 +181,17 @@ Files& files() {
 
 const char* path(const char* fixed) {
     const std::lock_guard guard(scriptMutex);
-    const auto found = paths.find(fixed);
-    return found == paths.end() ? fixed : found->second.c_str();
+    const auto found = script.paths.find(fixed);
+    return found == script.paths.end() ? fixed : found->second.c_str();
 }
 
 uid_t userId() {
-    return standInUser ? *standInUser : ::getuid();
+    return script.user ? *script.user : ::getuid();
 }
 
 time_t wallClock() {
     const std::lock_guard guard(scriptMutex);
-    return standInTime ? *standInTime : ::time(nullptr);
+    return script.time ? *script.time : ::time(nullptr);
 }
 
 void leapTime(int strayWakeUps) {
@@ -210,19 +215,6 @@ int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaini
     return 0;
 }
 
-namespace {
-
-[[gnu::noinline]] int leapTo(const timespec& deadline) {
-    timespec now{};
-    readClock(CLOCK_MONOTONIC, &now);
-    const int64_t left = nanoseconds(deadline) - nanoseconds(now);
-    const bool stray = strayWakeUpsLeft.fetch_sub(1) > 0;
-    leaptNs += stray ? left / 2 : left;
-    return stray ? 0 : ETIMEDOUT;
-}
-
-} // namespace
-
 // A thread may be cancelled in here, so its frame holds no locals: the address sanitizer keeps those of an
 // unwound frame poisoned.
 int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
@@ -231,26 +223,26 @@ int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec*
 
 void openLog(const char* identity, int options, int facility) {
     const std::lock_guard guard(scriptMutex);
-    openings.push_back(std::string(identity) + " " + std::to_string(options) + " " +
-                       std::to_string(facility));
+    script.openings.push_back(std::string(identity) + " " + std::to_string(options) + " " +
+                              std::to_string(facility));
 }
 
 void logText(int priority, const char* text) {
     const std::lock_guard guard(scriptMutex);
-    records.push_back({priority, text});
+    script.records.push_back({priority, text});
 }
 
 void* findSymbol(void* handle, const char* name) {
     const std::lock_guard guard(scriptMutex);
-    const auto found = symbols.find(name);
-    return found == symbols.end() ? ::dlsym(handle, name) : found->second.address;
+    const auto found = script.symbols.find(name);
+    return found == script.symbols.end() ? ::dlsym(handle, name) : found->second.address;
 }
 
 int findObject(const void* address, Dl_info* info) {
     const std::lock_guard guard(scriptMutex);
-    for (const auto& [name, symbol] : symbols) {
+    for (const auto& [name, symbol] : script.symbols) {
         if (symbol.address == address) {
-            return symbol.object == Object::Own ? ::dladdr(&symbols, info) : 0;
+            return symbol.object == Object::Own ? ::dladdr(&script.symbols, info) : 0;
         }
     }
     return ::dladdr(address, info);

@@ -1,14 +1,10 @@
 // Every way in which a document tells its encoding, truthfully or not.
 #include "markup/text_encoding.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-
 #include "base/utf8.h"
 #include "markup/xml_cursor.h"
 #include "markup/xml_document.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -32,11 +28,7 @@ std::string declared(const std::string& name, const std::string& text) {
 
 TEST(XmlEncoding, Decoded) {
     const std::u16string wide = u"<a>\u00fc\U0001F600</a>";
-    const struct {
-        const char* what;
-        std::string bytes;
-        const char* text;
-    } cases[] = {
+    const std::tuple<const char*, std::string, const char*> cases[] = {
         {"nothing said", "<a>\xc3\xbc</a>", "\xc3\xbc"},
         {"UTF-8 mark", "\xEF\xBB\xBF<a>\xc3\xbc</a>", "\xc3\xbc"},
         {"UTF-16 little-endian", "\xFF\xFE" + utf16(wide, false), "\xc3\xbc\xf0\x9f\x98\x80"},
@@ -50,14 +42,14 @@ TEST(XmlEncoding, Decoded) {
          "\xc3\xbc"},
         {"only at the very start", " <!-- <?xml encoding='x'?> --><a>x</a>", "x"},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.what);
+    for (const auto& [what, bytes, text] : cases) {
+        SCOPED_TRACE(what);
         XmlDocument document;
-        const XmlLoadResult result = document.loadBytes(row.bytes.data(), row.bytes.size());
+        const XmlLoadResult result = document.loadBytes(bytes.data(), bytes.size());
         ASSERT_TRUE(result.loaded()) << result.reason;
         XmlCursor cursor(document);
         ASSERT_TRUE(cursor.findNext("a"));
-        EXPECT_EQ(row.text, cursor.characterData());
+        EXPECT_EQ(text, cursor.characterData());
     }
 }
 
@@ -72,11 +64,11 @@ TEST(XmlEncoding, Refused) {
         const char* what;
         std::string bytes;
         const char* reason;
-        size_t offset; // 0 = not looked at
+        size_t offset = 0; // 0 = not looked at
     } cases[] = {
         {"Latin-1 without a word", "<a>\xfc</a>", kInvalid, 3},
         {"Latin-1 that says UTF-8", head + "\xfc</a>", kInvalid, head.size()},
-        {"beyond Unicode", "<a>\xf4\x90\x80\x80</a>", kInvalid, 0},
+        {"beyond Unicode", "<a>\xf4\x90\x80\x80</a>", kInvalid},
         {"cut in a character", "<a/>\xc3", kIncomplete, 4},
         {"UTF-16 cut in half", "\xFF\xFE" + utf16(u"<a/>", false) + "x", kIncomplete, 8},
         {"half a surrogate pair", "\xFF\xFE" + utf16(u"<a>", false) + "\x01\xD8x\0"s, kInvalid, 6},
@@ -121,19 +113,20 @@ TEST(XmlEncoding, TextIsBounded) {
 }
 
 TEST(Utf8, LongestValidBeginning) {
+    EXPECT_EQ(17U, validUtf8Length("a\xc3\xbc\xe0\xa0\x80\xed\x9f\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"));
+    // Cut, longer than needed, a surrogate, beyond Unicode.
     const std::pair<const char*, size_t> cases[] = {
         {"", 0},
-        {"a\xc3\xbc\xe0\xa0\x80\xed\x9f\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", 17},
         {"a\xc3", 1},
         {"a\x80", 1},
         {"\xe2\x82g", 0},
         {"\xf1\x80\x80g", 0},
-        // Longer than needed, a surrogate, beyond Unicode.
         {"\xc1\xbf", 0},
         {"\xe0\x9f\xbf", 0},
         {"\xf0\x8f\xbf\xbf", 0},
         {"\xed\xa0\x80", 0},
-        {"\xf4\x90\x80\x80", 0}};
+        {"\xf4\x90\x80\x80", 0},
+    };
     for (const auto& [text, length] : cases) {
         EXPECT_EQ(length, validUtf8Length(text)) << ::testing::PrintToString(std::string(text));
     }

@@ -1,15 +1,7 @@
 #include "markup/xml_document.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <string>
-#include <utility>
-
-#include "base/system_fake.h"
 #include "markup/xml_cursor.h"
-#include "support/temporary_directory.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -29,11 +21,7 @@ std::string nested(unsigned levels) {
 }
 
 TEST(XmlDocument, LoadsWellFormedDocumentsOnly) {
-    const struct {
-        const char* what;
-        std::string bytes;
-        bool loaded;
-    } cases[] = {
+    const std::tuple<const char*, std::string, bool> cases[] = {
         {"things around", "<?xml version='1.0'?><!-- c --><?p x?>\n<a/>\n<!-- d -->", true},
         {"nothing", "", false},
         {"no element", "<!-- c -->", false},
@@ -47,9 +35,9 @@ TEST(XmlDocument, LoadsWellFormedDocumentsOnly) {
         {"deep enough for a stack", nested(100000), false},
     };
     XmlDocument document;
-    for (const auto& row : cases) {
-        const XmlLoadResult result = load(document, row.bytes);
-        EXPECT_EQ(row.loaded, result.loaded()) << row.what << ": " << (result.loaded() ? "" : result.reason);
+    for (const auto& [what, bytes, loaded] : cases) {
+        const XmlLoadResult result = load(document, bytes);
+        EXPECT_EQ(loaded, result.loaded()) << what << ": " << (result.loaded() ? "" : result.reason);
     }
 }
 
@@ -64,13 +52,13 @@ TEST(XmlDocument, DeclaredEntitiesStayAsWritten) {
     EXPECT_STREQ("&f;", cursor.attribute("b"));
 }
 
-TEST(XmlDocument, Files) {
-    const fake::Scope scope;
-    const test::TemporaryDirectory directory;
-    directory.write("good.xml", "<a/>");
-    directory.write("empty.xml", "");
-    directory.write("large.xml", "<a>" + std::string(kLargestXmlFile, ' ') + "</a>");
-    ASSERT_EQ(0, ::mkfifo(directory.pathOf("fifo.xml").c_str(), 0600));
+using XmlFiles = test::UnitTest;
+
+TEST_F(XmlFiles, LoadOrTellWhyNot) {
+    m_files.write("good.xml", "<a/>");
+    m_files.write("empty.xml", "");
+    m_files.write("large.xml", "<a>" + std::string(kLargestXmlFile, ' ') + "</a>");
+    ASSERT_EQ(0, ::mkfifo(m_files.pathOf("fifo.xml").c_str(), 0600));
     constexpr std::pair<const char*, const char*> kCases[] = {{"missing.xml", "there is no such file"},
                                                               {"empty.xml", "it is empty"},
                                                               {"large.xml", "it is larger than 16 MiB"},
@@ -78,13 +66,13 @@ TEST(XmlDocument, Files) {
                                                               {"", "it is no regular file"}};
     XmlDocument document;
     for (const auto& [file, reason] : kCases) {
-        const XmlLoadResult result = document.loadFile(directory.pathOf(file).c_str());
+        const XmlLoadResult result = document.loadFile(m_files.pathOf(file).c_str());
         EXPECT_STREQ(reason, result.reason) << file;
         EXPECT_EQ(file == std::string("missing.xml"), result.missing);
     }
-    ASSERT_TRUE(document.loadFile(directory.pathOf("good.xml").c_str()).loaded());
+    ASSERT_TRUE(document.loadFile(m_files.pathOf("good.xml").c_str()).loaded());
     fake::failNth("read", 1, EIO);
-    EXPECT_STREQ("it cannot be read", document.loadFile(directory.pathOf("good.xml").c_str()).reason);
+    EXPECT_STREQ("it cannot be read", document.loadFile(m_files.pathOf("good.xml").c_str()).reason);
     EXPECT_FALSE(XmlCursor(document).findNext("a")) << "the document of before is gone";
 }
 
@@ -106,30 +94,27 @@ TEST(XmlCursor, Walks) {
 }
 
 TEST(XmlCursor, CharacterData) {
-    struct Case {
-        const char* content;
-        const char* text;
+    const std::pair<const char*, const char*> cases[] = {
+        {" a\n ", " a\n "},
+        {" a <![CDATA[<b>]]> <![CDATA[c]]> ", " a <b> c "},
+        {" ", " "},
+        {"a<!-- no -->b<x>no</x>c<?p no?>", "abc"},
+        {"a\r\nb", "a\nb"},
+        {"a&#0;b<![CDATA[c]]>d", "a"}, // whatever the piece that it stands in
+        {"a&#x000;b", "a"},
+        {"a&#4294967296;b", "a"}, // as the parser counts
+        {"a<![CDATA[&#0;]]><!-- &#0; --><?p &#0;?>b", "a&#0;b"},
+        {"a<x y='<!--' z='&#0;'/>&#0;b<![CDATA[c]]>", "a"}, // nothing begins within a value
+        {"a&#;&#x;&#0 b&#10;", "a&#;&#x;&#0 b\n"},
+        {"a&#xD800;b", "a"},
+        {"%n%s", "%n%s"},
     };
-    for (const Case& row : {
-             Case{" a\n ", " a\n "},
-             Case{" a <![CDATA[<b>]]> <![CDATA[c]]> ", " a <b> c "},
-             Case{" ", " "},
-             Case{"a<!-- no -->b<x>no</x>c<?p no?>", "abc"},
-             Case{"a\r\nb", "a\nb"},
-             Case{"a&#0;b<![CDATA[c]]>d", "a"}, // whatever the piece that it stands in
-             Case{"a&#x000;b", "a"},
-             Case{"a&#4294967296;b", "a"}, // as the parser counts
-             Case{"a<![CDATA[&#0;]]><!-- &#0; --><?p &#0;?>b", "a&#0;b"},
-             Case{"a<x y='<!--' z='&#0;'/>&#0;b<![CDATA[c]]>", "a"}, // nothing begins within a value
-             Case{"a&#;&#x;&#0 b&#10;", "a&#;&#x;&#0 b\n"},
-             Case{"a&#xD800;b", "a"},
-             Case{"%n%s", "%n%s"},
-         }) {
+    for (const auto& [content, text] : cases) {
         XmlDocument document;
-        ASSERT_TRUE(load(document, "<a>" + std::string(row.content) + "</a>").loaded()) << row.content;
+        ASSERT_TRUE(load(document, "<a>" + std::string(content) + "</a>").loaded()) << content;
         XmlCursor cursor(document);
         ASSERT_TRUE(cursor.findNext("a"));
-        EXPECT_EQ(row.text, cursor.characterData());
+        EXPECT_EQ(text, cursor.characterData());
     }
 }
 

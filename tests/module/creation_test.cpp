@@ -5,7 +5,7 @@
 #include <new>
 
 #include "module/loaded_module.h"
-#include "module/recording.h"
+#include "rig/recording.h"
 
 // The module takes these from its host process. A sanitizer brings its own.
 #ifndef EM_SANITIZED
@@ -38,7 +38,7 @@ void operator delete(void* memory, size_t /*size*/) noexcept {
     std::free(memory);
 }
 
-namespace module_test {
+namespace em::test {
 namespace {
 
 TEST(Creation, WithoutMemoryGivesNoModuleAndTheNextOneAWholeOne) {
@@ -60,5 +60,5 @@ TEST(Creation, WithoutMemoryGivesNoModuleAndTheNextOneAWholeOne) {
 }
 
 } // namespace
-} // namespace module_test
+} // namespace em::test
 #endif

@@ -1,21 +1,23 @@
 // Hosts that answer badly or throw, a debug object that throws, cancels and stops at every moment.
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "host/sandbox/sandbox_layout.h"
-#include "module/commands.h"
-#include "module/files.h"
 #include "module/loaded_module.h"
-#include "module/recording.h"
+#include "rig/files.h"
+#include "rig/recording.h"
+#include "rig/sandbox.h"
 
-namespace module_test {
+namespace em::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -27,6 +29,29 @@ constexpr const char* kCancelled =
     "\nEM_SHUTDOWN         : CAB 0007: System shutdown was cancelled by ORBA call!";
 
 using Commands = std::vector<std::string>;
+
+// A job that runs until it is released.
+class HeldJob {
+public:
+    explicit HeldJob(ScriptedHost& host) {
+        EXPECT_EQ(::mkfifo(kGate, 0600), 0);
+        writeFile("/scratch/held-job.sh", std::string("#!/bin/sh\nread word < ") + kGate + "\n");
+        host.answer(kJobName, R"("/scratch/held-job.sh")");
+    }
+    ~HeldJob() { release(); }
+    HeldJob(const HeldJob&) = delete;
+    HeldJob& operator=(const HeldJob&) = delete;
+
+    void release() {
+        if (!std::exchange(m_released, true)) {
+            std::ofstream(kGate) << "go\n"; // opens as soon as the job reads
+        }
+    }
+
+private:
+    static constexpr const char* kGate = "/scratch/held-job.gate";
+    bool m_released = false;
+};
 
 // A module and the record of its commands.
 class FaultTest : public testing::Test {
@@ -130,7 +155,7 @@ TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
 }
 
 TEST_F(FaultTest, CancelIsLostInsideTheStatusMessageAndRefusedAfterTheCommand) {
-    m_module.host.onMessage([this](uint32_t code, Envelope& envelope) {
+    m_module.host.onMessage([this](uint32_t code, uint32_t, Envelope& envelope) {
         if (code == 527 && numberOf(commandOf(envelope), "DA", 0) == 1) {
             static_cast<void>(m_module.request(R"({"OC":521})"));
         }
@@ -146,8 +171,7 @@ TEST_F(FaultTest, CancelIsLostInsideTheStatusMessageAndRefusedAfterTheCommand) {
 }
 
 TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
-    HeldJob job;
-    m_module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
+    HeldJob job(m_module.host);
     start();
     static_cast<void>(m_module.request(kOffNow));
     ASSERT_TRUE(recording().waitFor("ExecuteCmd forked"));
@@ -162,8 +186,7 @@ TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
 }
 
 TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
-    HeldJob job;
-    m_module.host.answer(kJobName, std::string("\"") + HeldJob::kPath + "\"");
+    HeldJob job(m_module.host);
     m_module.host.answer(kJobTimeout, "1");
     start();
     requestAndWait();
@@ -187,8 +210,8 @@ TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
 
 #ifndef __SANITIZE_THREAD__ // which takes a refused join for one that was done
 TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
-    m_module.host.onMessage([this](uint32_t, Envelope& envelope) {
-        if (numberOf(commandOf(envelope), "OE", 0) == kDelay) {
+    m_module.host.onMessage([this](uint32_t, uint32_t item, Envelope&) {
+        if (item == kDelay) {
             static_cast<void>(m_module.stop());
         }
     });
@@ -210,21 +233,19 @@ TEST_F(FaultTest, CancelledHostThreadDeletesTheWholeModule) {
 }
 
 // In the sandbox of an ordinary user; as root there is nothing to see.
-TEST(Refusal, OfAHostThatIsNotRoot) {
+using Refusal = FaultTest;
+TEST_F(Refusal, OfAHostThatIsNotRoot) {
     if (::getuid() == 0) {
         GTEST_SKIP() << "runs as root";
     }
-    const volad_dev::CommandRecorder recorder;
-    HostedModule module(5);
-    ASSERT_TRUE(module.start());
+    start();
     std::filesystem::current_path("/tmp");
-    static_cast<void>(module.request(kOffNow));
-    ASSERT_TRUE(recording().waitFor(kCompleted));
+    requestAndWait();
     EXPECT_EQ(recording().count("\nCOSShutdown         : PrepareSystemShutdown(): FAILED!"), 1U);
-    EXPECT_EQ(commandLines(recorder, 0), Commands{});
+    EXPECT_EQ(commands(0), Commands{});
     EXPECT_EQ(std::filesystem::current_path(), "/tmp");
-    EXPECT_EQ(module.status(), 3U);
+    EXPECT_EQ(m_module.status(), 3U);
 }
 
 } // namespace
-} // namespace module_test
+} // namespace em::test

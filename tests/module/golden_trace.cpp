@@ -6,9 +6,11 @@
 #include <array>
 #include <cctype>
 #include <fstream>
+#include <regex>
 #include <stdexcept>
+#include <utility>
 
-namespace module_test {
+namespace em::test {
 namespace {
 
 // Lines of parts that have their own tests, and whose number in a scenario is nobody's promise.
@@ -39,37 +41,31 @@ void readInto(GoldenScenario& scenario, const std::string& directory, const std:
             section = line.substr(1, line.size() - 2);
             continue;
         }
-        const bool optional = line[0] == '?';
-        const std::string rest = line.substr(optional ? 1 : 0);
-        if (section.empty() || rest.size() < 2 || rest[1] != ' ' ||
-            std::string_view("012345P>").find(rest[0]) == std::string_view::npos) {
-            throw std::runtime_error(
-                std::string("no golden line in ").append(file).append(": ").append(line));
+        static const std::regex golden(R"((\??)([0-5P>]) (.*))");
+        std::smatch parts;
+        if (section.empty() || !std::regex_match(line, parts, golden)) {
+            throw std::runtime_error("no golden line in " + file + ": " + line);
         }
-        scenario[section].push_back({rest[0], optional, rest.substr(2)});
+        scenario[section].push_back({parts.str(2)[0], parts.length(1) != 0, parts.str(3)});
     }
 }
 
-struct ThreadMark {
-    const char* line;
-    const char* section;
-};
-constexpr std::array<ThreadMark, 4> kThreadMarks = {{
+// A line of each thread, and its section.
+constexpr std::pair<const char*, const char*> kThreadMarks[] = {
     {"START THREAD TaskHandler()", "handler"},
     {"START THREAD WorkerThread()", "worker"},
     {"START THREAD CheckMaintenanceThreadProc()", "watcher"},
-    {"HardShutdown: Thread", "hard"},
-}};
+    {"HardShutdown: Thread", "hard"}};
 
 // A thread is told by its first line; at a level that hides it, by its host calls and last lines.
 std::string sectionOf(const std::vector<const Record*>& ofThread) {
     if (ofThread.front()->thread == ::getpid()) {
         return "host";
     }
-    for (const ThreadMark& mark : kThreadMarks) {
+    for (const auto& [line, section] : kThreadMarks) {
         for (const Record* record : ofThread) {
-            if (record->text.find(mark.line) != std::string::npos) {
-                return mark.section;
+            if (record->text.find(line) != std::string::npos) {
+                return section;
             }
         }
     }
@@ -171,4 +167,4 @@ std::string differences(const GoldenScenario& scenario, const std::vector<Record
     return text;
 }
 
-} // namespace module_test
+} // namespace em::test

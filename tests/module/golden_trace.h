@@ -17,9 +17,9 @@
 #include <string_view>
 #include <vector>
 
-#include "module/recording.h"
+#include "rig/recording.h"
 
-namespace module_test {
+namespace em::test {
 
 struct GoldenLine {
     char level; // '0' to '5', 'P' or '>'
@@ -40,4 +40,4 @@ std::string differences(const GoldenScenario& scenario, const std::vector<Record
 
 bool matches(std::string_view pattern, std::string_view text);
 
-} // namespace module_test
+} // namespace em::test

@@ -5,12 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 
-#include "module/envelope.h"
-#include "module/scripted_host.h"
+#include "rig/envelope.h"
+#include "rig/scripted_host.h"
 
-namespace module_test {
+namespace em::test {
 
 constexpr uint32_t kCabinet = 7;
 
@@ -20,17 +21,15 @@ public:
     static constexpr uint32_t kLevelFromFiles = 0xFFFFFFFF; // nothing is set in the environment
 
     explicit LoadedModule(uint32_t traceLevel);
-    ~LoadedModule();
-    LoadedModule(const LoadedModule&) = delete;
-    LoadedModule& operator=(const LoadedModule&) = delete;
 
-    // The exports.
-    [[nodiscard]] bool create(void** object, uint64_t value = 0) const;
-    [[nodiscard]] unsigned destroy() const;
-    [[nodiscard]] const char* name() const;
-    [[nodiscard]] unsigned setupAction(uint32_t code) const;
-
-    void unload();
+    [[nodiscard]] bool create(void** object, uint64_t value = 0) const {
+        return symbol<bool(void**, uint64_t)>("EM_Create")(object, value);
+    }
+    [[nodiscard]] unsigned destroy() const { return symbol<unsigned()>("EM_Delete")(); }
+    [[nodiscard]] const char* name() const { return symbol<const char*()>("EM_GetModuleName")(); }
+    [[nodiscard]] unsigned setupAction(uint32_t code) const {
+        return symbol<unsigned(uint32_t)>("EM_SetupAction")(code);
+    }
 
 private:
     template <class Function>
@@ -39,7 +38,7 @@ private:
     }
     void* find(const char* name) const;
 
-    void* m_handle = nullptr;
+    std::unique_ptr<void, int (*)(void*)> m_handle;
 };
 
 template <class Result, class... Arguments>
@@ -60,16 +59,20 @@ class HostedModule {
 public:
     explicit HostedModule(uint32_t traceLevel = 5);
     ~HostedModule();
-    HostedModule(const HostedModule&) = delete;
-    HostedModule& operator=(const HostedModule&) = delete;
 
     // False when EM_Delete did not say 1. Once.
-    bool destroy();
+    bool destroy() {
+        m_destroyed = true;
+        return library.destroy() == 1;
+    }
 
     bool start() { return callSlot<bool>(object, 4); }
     unsigned stop() { return callSlot<unsigned>(object, 5); }
     void afterStart() { callSlot<void>(object, 6); }
-    void reply(const std::string& command);
+    void reply(const std::string& command) {
+        Envelope envelope(withCommand(command));
+        callSlot<void>(object, 7, &envelope);
+    }
     unsigned notify(uint32_t code, uint64_t parameter = 0) {
         return callSlot<unsigned>(object, 13, code, parameter, uint64_t{0});
     }
@@ -87,4 +90,4 @@ private:
     bool m_destroyed = false;
 };
 
-} // namespace module_test
+} // namespace em::test

@@ -1,15 +1,14 @@
 // What the request handler answers to every code and every shape of an envelope.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
-#include "host/sandbox/sandbox_layout.h"
 #include "module/loaded_module.h"
-#include "module/recording.h"
+#include "rig/recording.h"
+#include "rig/sandbox.h"
 
-namespace module_test {
+namespace em::test {
 namespace {
 
 constexpr const char* kNoPending = "\nEM_SHUTDOWN         : ERROR! No pending system shutdown found!";
@@ -39,30 +38,15 @@ TEST(Requests, AnswerMalformedEnvelopes) {
     };
     HostedModule module(2);
     for (const auto& each : cases) {
+        recording().clear();
         EXPECT_EQ(module.requestWhole(each.sent, each.cursor),
                   std::string("false ") + (each.answered == kUnchanged ? each.sent : each.answered))
             << each.sent << " at " << each.cursor;
+        EXPECT_EQ(recording().count("EM_SHUTDOWN (REQ)   : "), 1U) << each.sent;
+        EXPECT_EQ(recording().count("EM_SHUTDOWN (RET)   : "), 1U) << each.sent;
     }
     EXPECT_FALSE(callSlot<bool>(module.object, 8, static_cast<Envelope*>(nullptr)));
     EXPECT_EQ(module.status(), 0U) << "none of them asked for a shutdown";
-}
-
-TEST(Requests, AreTracedOnEveryWay) {
-    HostedModule module(2);
-    recording().clear();
-    static_cast<void>(module.request(R"({"OC":600,"OE":2,"OI":1,"MI":65538,"CA":3})"));
-    static_cast<void>(module.requestWhole(R"({"SIP":{"V":2,"CMD":[{"OC":600}]}})"));
-    static_cast<void>(module.requestWhole(R"({"SIP":{}})"));
-    std::string lines;
-    for (const Record& record : recording().all()) {
-        lines += record.text;
-    }
-    EXPECT_EQ(lines, "\nEM_SHUTDOWN (REQ)   : OC 0x0258-0x0002 OID 0x0001 CABID 0003 MID 0x00010002 Stat 0x16"
-                     "\nEM_SHUTDOWN (RET)   : OC 0x0258-0x0002 OID 0x0001 CABID 0003 MID 0x00010002 Stat 0x01"
-                     "\nEM_SHUTDOWN (REQ)   : OC 0x0258-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16"
-                     "\nEM_SHUTDOWN (RET)   : OC 0x0258-0x0000 OID 0x0000 MID 0x00000000 Stat 0x14"
-                     "\nEM_SHUTDOWN (REQ)   : OC 0x0000-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16"
-                     "\nEM_SHUTDOWN (RET)   : OC 0x0000-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16");
 }
 
 TEST(Requests, ReadTheCodeInEveryForm) {
@@ -107,13 +91,10 @@ TEST(Requests, RefuseAHaltAndCancelOnlyWhatIsPending) {
 
 TEST(Requests, TellTheMaintenanceMode) {
     HostedModule module(2);
-    for (const auto& [answer, expected] : {std::pair{"Enabled", "1"},
-                                           {"Disabled", "0"},
-                                           {"enabled", "0"},
-                                           {" Enabled", "0"},
-                                           {"", "0"},
-                                           {"E", "1"}}) {
-        std::ofstream(volad_dev::layout::kMaintenanceAnswer) << answer << "\n";
+    const std::pair<const char*, const char*> answers[] = {
+        {"Enabled", "1"}, {"Disabled", "0"}, {"enabled", "0"}, {" Enabled", "0"}, {"", "0"}, {"E", "1"}};
+    for (const auto& [answer, expected] : answers) {
+        setMaintenance(answer);
         EXPECT_EQ(module.request(R"({"OC":289,"DA":[1]})"),
                   "true " + withCommand(std::string(R"({"OC":289,"DA":)") + expected + R"(,"ST":0})"))
             << answer;
@@ -138,18 +119,16 @@ TEST(Replies, HaveALineEachAndThreeQueueAShutdown) {
         const char* command;
         std::string line; // behind the tag
         bool queues = false;
-    } cases[] = {
-        {R"({"OC":521})", " #Reply CM_ShutdownRequestCancelled #"},
-        {R"({"OC":551,"ST":5})", " #CM_AgentServiceRestartRequested #"},
-        {R"({"OC":523})", ""},
-        {R"({"OC":1})", ""},
-        {"{}", ""},
-        {R"({"OC":[517]})", ""},
-        {"17", ""},
-        {R"({"OC":517})", " #Reply CM_RequestShutdownAndOff #", true},
-        {R"({"OC":518})", " #Reply CM_RequestShutdownAndReset #", true},
-        {R"({"OC":522})", " #Reply CM_RequestShutdownAndHalt #", true},
-    };
+    } cases[] = {{R"({"OC":521})", " #Reply CM_ShutdownRequestCancelled #"},
+                 {R"({"OC":551,"ST":5})", " #CM_AgentServiceRestartRequested #"},
+                 {R"({"OC":523})", ""},
+                 {R"({"OC":1})", ""},
+                 {"{}", ""},
+                 {R"({"OC":[517]})", ""},
+                 {"17", ""},
+                 {R"({"OC":517})", " #Reply CM_RequestShutdownAndOff #", true},
+                 {R"({"OC":518})", " #Reply CM_RequestShutdownAndReset #", true},
+                 {R"({"OC":522})", " #Reply CM_RequestShutdownAndHalt #", true}};
     const std::string tag = "\nEM_SHUTDOWN         : ";
     HostedModule module(5);
     callSlot<void>(module.object, 7, static_cast<Envelope*>(nullptr));
@@ -165,4 +144,4 @@ TEST(Replies, HaveALineEachAndThreeQueueAShutdown) {
 }
 
 } // namespace
-} // namespace module_test
+} // namespace em::test

@@ -5,22 +5,20 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <ostream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "host/sandbox/sandbox_layout.h"
-#include "module/commands.h"
-#include "module/files.h"
 #include "module/golden_trace.h"
 #include "module/loaded_module.h"
-#include "module/recording.h"
+#include "rig/files.h"
+#include "rig/recording.h"
+#include "rig/sandbox.h"
 
-namespace module_test {
+namespace em::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -63,7 +61,7 @@ void layOutJob(HostedModule& module) {
 
 // Answers that are no settings: of a host that refuses, and of one that has no number.
 void answerNoSettings(HostedModule& module) {
-    module.host.answer(kDelay, "90", 1);
+    module.host.answer(kDelay, "90", "1");
     module.host.answer(kForceDelay, R"("abc")");
 }
 
@@ -101,12 +99,9 @@ void disconnect(HostedModule& module) {
 // The worker asks at once, so the answer is there before the start: this minute.
 void schedulePowerOff(HostedModule& module) {
     answerDelays(module, "0", "0");
-    module.host.onMessage([&host = module.host](uint32_t, Envelope& envelope) {
-        if (numberOf(commandOf(envelope), "OE", 0) == kPowerOffTime) {
-            const std::time_t now = std::time(nullptr);
-            std::tm local{};
-            ::localtime_r(&now, &local);
-            host.answer(kPowerOffTime, std::to_string(local.tm_hour * 60 + local.tm_min));
+    module.host.onMessage([&host = module.host](uint32_t, uint32_t item, Envelope&) {
+        if (item == kPowerOffTime) {
+            host.answerPowerOffNow();
         }
     });
 }
@@ -166,9 +161,7 @@ TEST_P(ScenarioAtLevel, IsAsWrittenDown) {
     const auto& [scenario, level] = GetParam();
     walk(scenario, level);
     if (scenario.name == std::string("off")) {
-        std::string directory;
-        std::ifstream("/scratch/job.done") >> directory;
-        EXPECT_EQ(directory, "/tmp");
+        EXPECT_EQ(readFile("/scratch/job.done"), "/tmp\n");
     }
 }
 
@@ -193,13 +186,9 @@ TEST(AgentsRestart, WithAndWithoutTheServiceManager) {
         walk(withServiceManager ? jobFile : command, level);
     }
     if (withServiceManager) {
-        std::ifstream file(kJobFile);
-        std::string content;
-        std::getline(file, content);
-        EXPECT_EQ(content, "/usr/sbin/ombrad restart");
-        EXPECT_TRUE(file.eof()) << "no line end";
+        EXPECT_EQ(readFile(kJobFile), "/usr/sbin/ombrad restart") << "no line end";
     }
 }
 
 } // namespace
-} // namespace module_test
+} // namespace em::test

@@ -2,32 +2,22 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <ctime>
 #include <string>
 
 #include "host/sandbox/command_record.h"
 #include "module/loaded_module.h"
-#include "module/recording.h"
+#include "rig/recording.h"
 
-namespace module_test {
+namespace em::test {
 namespace {
-
-// As the schedule's answer: the power-off time is now.
-void answerNow(ScriptedHost& host) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    ::localtime_r(&now, &local);
-    host.answer(kPowerOffTime, std::to_string(local.tm_hour * 60 + local.tm_min));
-}
 
 // A request is cancelled, and the power-off time comes when it has told the host that status.
 void meetCancelledRequest(HostedModule& module, const std::string& requestsStatus) {
     module.host.answer(kDelay, "0");
-    module.host.onMessage([&module, requestsStatus](uint32_t code, Envelope& envelope) {
-        const uint32_t item = numberOf(commandOf(envelope), "OE", 0);
+    module.host.onMessage([&module, requestsStatus](uint32_t code, uint32_t item, Envelope&) {
         if (code == kSettings && item == kPowerOffTime) {
             EXPECT_TRUE(recording().waitFor(R"({"OC":527,"DA":)" + requestsStatus));
-            answerNow(module.host);
+            module.host.answerPowerOffNow();
         } else if (code == kSettings && item == kDelay && requestsStatus == "4") {
             EXPECT_TRUE(recording().waitFor("Task at level 0 raised", 2))
                 << "the schedule comes in the delay";
@@ -57,4 +47,4 @@ TEST(Schedule, SharesTheCancelOfARequestThatIsStillPending) {
 }
 
 } // namespace
-} // namespace module_test
+} // namespace em::test

@@ -4,12 +4,12 @@
 #include <chrono>
 #include <string>
 
-#include "host/sandbox/sandbox_layout.h"
-#include "module/files.h"
 #include "module/loaded_module.h"
-#include "module/recording.h"
+#include "rig/files.h"
+#include "rig/recording.h"
+#include "rig/sandbox.h"
 
-namespace module_test {
+namespace em::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -33,15 +33,6 @@ TEST(Watcher, ReportsEachChangeOnceAndTheModeThatItFindsAsOne) {
     EXPECT_EQ(recording().count("\nEM_SHUTDOWN         : EXIT THREAD CheckMaintenanceThreadProc()!"), 1U);
 }
 
-TEST(Watcher, IsNotStartedOnceTheHostSwitches) {
-    HostedModule module(5);
-    ASSERT_TRUE(module.start());
-    static_cast<void>(module.notify(0x20000));
-    recording().clear();
-    module.afterStart();
-    EXPECT_FALSE(recording().contains("maintenance"));
-}
-
 TEST(Watcher, StopDoesNotWaitForAHangingTool) {
     writeFile(volad_dev::layout::kMaintenanceScript, "#!/bin/sh\nexec sleep 1000\n");
     HostedModule module(5);
@@ -56,4 +47,4 @@ TEST(Watcher, StopDoesNotWaitForAHangingTool) {
 }
 
 } // namespace
-} // namespace module_test
+} // namespace em::test

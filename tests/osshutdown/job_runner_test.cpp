@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
 
 #include "base/current_directory.h"
-#include "base/unique_fd.h"
 #include "contract/places.h"
 #include "osshutdown/os_shutdown.h"
-#include "support/temporary_directory.h"
+#include "rig/files.h"
+#include "rig/sandbox.h"
 #include "support/trace_capture.h"
 
 namespace em {
@@ -29,37 +28,15 @@ std::string lines(const char* what, const std::string& command) {
     return std::string("COSShutdown         : ExecuteCmd ") + what + command + "\n";
 }
 
-// The process's standard error in a file for a scope.
-class ErrorOutput {
-public:
-    explicit ErrorOutput(const std::string& file)
-        : m_real(dup(STDERR_FILENO)), m_file(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
-        dup2(m_file.get(), STDERR_FILENO);
-    }
-    ~ErrorOutput() { dup2(m_real.get(), STDERR_FILENO); }
-    ErrorOutput(const ErrorOutput&) = delete;
-    ErrorOutput& operator=(const ErrorOutput&) = delete;
-
-private:
-    UniqueFd m_real;
-    UniqueFd m_file;
-};
-
 class JobRunnerTest : public testing::Test {
 protected:
     JobRunnerTest() { fs::current_path("/"); }
     ~JobRunnerTest() override {
         fs::current_path("/");
-        collectAll();
+        test::collectChildren();
     }
 
-    // Waits for the end of what was not waited for.
-    static void collectAll() {
-        while (waitpid(-1, nullptr, 0) > 0) {
-        }
-    }
-
-    fake::Scope m_twin;
+    fake::Scope m_fake;
     test::TemporaryDirectory m_files;
     COSShutdown m_executor;
 };
@@ -73,7 +50,7 @@ struct Ending {
     int32_t code; // of ExecuteCmd
     bool job;     // of RunShutdownJob
     std::string lines;
-    const char* jobEnd; // the job's own line
+    std::string jobEnd; // the job's own line
 };
 
 std::string forked(const char* command) {
@@ -83,17 +60,16 @@ std::string finished(const char* command) {
     return forked(command) + lines("finished: ", command);
 }
 
+const std::string kNotStarted = "Start cleanup program failed! Error code ";
 const char* const kRunsOn = "sleep 1.2; echo done > result";
 const Ending kEndings[] = {
     {"exit 7", kAmple, "", 0, 0, true, finished("exit 7"), "Cleanup program finished\n"},
     {"sleep 0.05", 0, "", 0, 0, true, finished("sleep 0.05"), "Cleanup program finished\n"},
     {kRunsOn, 1, "", 0, 1, false, forked(kRunsOn), "WARNING - Timeout waiting for cleanup program\n"},
     {"true", kAmple, "waitpid", ECHILD, 0, true, forked("true"), "Cleanup program finished\n"},
-    {"true", kAmple, "waitpid", EINVAL, -1, false, forked("true"),
-     "Start cleanup program failed! Error code 22\n"},
+    {"true", kAmple, "waitpid", EINVAL, -1, false, forked("true"), kNotStarted + "22\n"},
     {":", kAmple, "fork", EAGAIN, -1, false, lines("initiated ", ":") + lines("failed: ", ":"),
-     "Start cleanup program failed! Error code 11\n"},
-};
+     kNotStarted + "11\n"}};
 
 void makeFail(const Ending& ending) {
     fake::reset();
@@ -104,9 +80,9 @@ void makeFail(const Ending& ending) {
 }
 
 TEST_F(JobRunnerTest, EndInResultsAndLines) {
+    testing::internal::CaptureStderr();
     const auto descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), {});
     for (const Ending& ending : kEndings) {
-        const ErrorOutput quiet(m_files.pathOf("error"));
         fs::current_path("/tmp");
         makeFail(ending);
         {
@@ -128,23 +104,22 @@ TEST_F(JobRunnerTest, EndInResultsAndLines) {
         EXPECT_EQ(currentDirectory(), m_files.path());
     }
     const std::string notStarted = ":: Resource temporarily unavailable\n";
-    EXPECT_EQ(m_files.read("error"), notStarted + notStarted);
-    EXPECT_EQ(alarm(0), 0U);
     EXPECT_EQ(std::distance(fs::directory_iterator("/proc/self/fd"), {}), descriptors);
-    collectAll();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), notStarted + notStarted);
+    EXPECT_EQ(alarm(0), 0U);
+    test::collectChildren();
     EXPECT_EQ(m_files.read("result"), "done\n") << "the job past its limit was left alone";
 }
 
 TEST_F(JobRunnerTest, NothingToDo) {
-    const test::TraceCapture capture(5);
     for (const char* none : {static_cast<const char*>(nullptr), ""}) {
+        const test::TraceCapture capture(5);
         EXPECT_EQ(m_executor.ExecuteCmd(none, kAmple), -1);
         EXPECT_FALSE(m_executor.RunShutdownJob(none, "/tmp", kAmple));
+        EXPECT_EQ(capture.text(), "\nCOSShutdown         : -> RunShutdownJob"
+                                  "\nCOSShutdown         : No shutdown job to perform!"
+                                  "\nCOSShutdown         : <- RunShutdownJob");
     }
-    const std::string once = "\nCOSShutdown         : -> RunShutdownJob"
-                             "\nCOSShutdown         : No shutdown job to perform!"
-                             "\nCOSShutdown         : <- RunShutdownJob";
-    EXPECT_EQ(capture.text(), once + once);
     EXPECT_EQ(currentDirectory(), "/");
 }
 

@@ -1,13 +1,10 @@
 #include "platform/name_table.h"
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <map>
 #include <random>
-#include <string>
-#include <vector>
 
-#include "base/system_fake.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -32,8 +29,13 @@ std::vector<std::string> names(const Table& table) {
     return result;
 }
 
-class NameTableTest : public testing::Test {
-protected:
+bool holds(const Table& table, const std::map<std::string, int>& wanted) {
+    return std::ranges::equal(table.entries(), wanted, [](const Table::Entry& entry, const auto& pair) {
+        return entry.name == pair.first && entry.value == pair.second;
+    });
+}
+
+struct NameTableTest : testing::Test {
     void SetUp() override { destroyed.clear(); }
     fake::Scope m_script;
 };
@@ -74,35 +76,23 @@ TEST_F(NameTableTest, BehavesAsAMapAndNeverShrinks) {
         ASSERT_EQ(table.capacity() % 16, 0U);
         capacity = table.capacity();
     }
-    ASSERT_EQ(table.count(), model.size());
-    auto expected = model.begin();
-    for (const Table::Entry& entry : table.entries()) {
-        EXPECT_EQ(entry.name, expected->first);
-        EXPECT_EQ(entry.value, expected->second);
-        ++expected;
-    }
+    EXPECT_TRUE(holds(table, model));
     EXPECT_EQ(destroyed.size(), changes);
 }
 
-struct Loading {
-    std::vector<std::string> appended; // values are the positions
-    std::vector<std::pair<std::string, int>> kept;
-    size_t replacements;
-};
-
 TEST_F(NameTableTest, AppendedEntriesEndAsIfInsertedOneByOne) {
-    const std::vector<Loading> loadings{
-        {{}, {}, 0},
-        {{"a", "b", "c"}, {{"a", 0}, {"b", 1}, {"c", 2}}, 0},
-        {{"c", "a", "b"}, {{"a", 1}, {"b", 2}, {"c", 0}}, 0},
-        {{"a", "a"}, {{"a", 1}}, 1},
-        {{"b", "a", "b", "c", "b", "c"}, {{"a", 1}, {"b", 4}, {"c", 5}}, 3},
+    const std::pair<std::vector<std::string>, std::map<std::string, int>> loadings[] = {
+        {{}, {}}, // the names as they are appended, and the positions of those that are kept
+        {{"a", "b", "c"}, {{"a", 0}, {"b", 1}, {"c", 2}}},
+        {{"c", "a", "b"}, {{"a", 1}, {"b", 2}, {"c", 0}}},
+        {{"a", "a"}, {{"a", 1}}},
+        {{"b", "a", "b", "c", "b", "c"}, {{"a", 1}, {"b", 4}, {"c", 5}}},
     };
-    for (const Loading& loading : loadings) {
+    for (const auto& [appended, kept] : loadings) {
         destroyed.clear();
         Table table;
-        for (size_t i = 0; i < loading.appended.size(); ++i) {
-            ASSERT_TRUE(table.append(make(loading.appended[i].c_str(), static_cast<int>(i))));
+        for (int position = 0; const std::string& name : appended) {
+            ASSERT_TRUE(table.append(make(name.c_str(), position++)));
         }
         size_t replacements = 0;
         table.sortAppended([&](const Table::Entry& earlier, const Table::Entry& later) {
@@ -110,13 +100,9 @@ TEST_F(NameTableTest, AppendedEntriesEndAsIfInsertedOneByOne) {
             EXPECT_LT(earlier.value, later.value);
             ++replacements;
         });
-        EXPECT_EQ(replacements, loading.replacements);
-        EXPECT_EQ(destroyed.size(), loading.replacements);
-        std::vector<std::pair<std::string, int>> kept;
-        for (const Table::Entry& entry : table.entries()) {
-            kept.emplace_back(entry.name, entry.value);
-        }
-        EXPECT_EQ(kept, loading.kept);
+        EXPECT_EQ(replacements, appended.size() - kept.size());
+        EXPECT_EQ(destroyed.size(), replacements);
+        EXPECT_TRUE(holds(table, kept));
     }
 }
 

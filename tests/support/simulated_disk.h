@@ -67,10 +67,14 @@ private:
         size_t at = 0;
     };
 
-    // Counts the call. False, with errno, when it is to fail.
-    bool mayGoOn();
+    // Counts the call, which does what the body does, or -1 with errno when it is to fail.
+    template <class Call>
+    auto call(const Call& body) -> decltype(body());
+    // A call that changes a copy of the names, which becomes the present ones; an error number leaves them.
+    template <class Change>
+    int changeNames(const Change& change);
     [[nodiscard]] Names& names() { return m_names.back(); }
-    void changeNames(Names changed) { m_names.push_back(std::move(changed)); }
+    static int describe(const File& file, struct stat& status);
     int add(std::shared_ptr<File> file);
     int openName(const std::string& name, int flags, mode_t mode);
 

@@ -1,35 +1,24 @@
 // A serializer that records what it is asked to execute, and a message that counts its copies.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
-#include <string>
-#include <vector>
 
-#include "base/system_fake.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 #include "tasks/task_serializer.h"
 
 namespace em::test {
 
 struct Note {
     int number = 0;
-    std::function<void()> whenCopied;
+    std::function<void()> whenCopied = [] {};
 
-    explicit Note(int value, std::function<void()> hook = {}) : number(value), whenCopied(std::move(hook)) {
-        ++alive;
-    }
+    explicit Note(int value) : number(value) { ++alive; }
     Note(const Note& other) : number(other.number) {
         ++alive;
         ++copies;
-        if (other.whenCopied) {
-            other.whenCopied();
-        }
+        other.whenCopied();
     }
     Note& operator=(const Note&) = delete;
     ~Note() { --alive; }
@@ -49,20 +38,12 @@ public:
             m_executed.push_back(note.number);
         }
         m_changed.notify_all();
-        if (execution) {
-            execution(note, level);
-        }
+        execution(note, level);
     }
-    void OnTaskQueueEmpty(int level) override {
-        if (queueEmpty) {
-            queueEmpty(level);
-        }
-    }
+    void OnTaskQueueEmpty(int level) override { queueEmpty(level); }
     void OnTaskQueueFull(const Note& note, int level) override {
         ++refusals;
-        if (queueFull) {
-            queueFull(note, level);
-        }
+        queueFull(note, level);
     }
     void OnTaskHandlerStart() override { ++starts; }
     void OnTaskHandlerExit() override { ++exits; }
@@ -80,9 +61,9 @@ public:
         return m_executed;
     }
 
-    std::function<void(Note&, int)> execution;
-    std::function<void(int)> queueEmpty;
-    std::function<void(const Note&, int)> queueFull;
+    std::function<void(Note&, int)> execution = [](Note&, int) {};
+    std::function<void(int)> queueEmpty = [](int) {};
+    std::function<void(const Note&, int)> queueFull = [](const Note&, int) {};
     std::atomic<int> refusals{0};
     std::atomic<int> starts{0};
     std::atomic<int> exits{0};
@@ -93,15 +74,14 @@ private:
     std::vector<int> m_executed;
 };
 
-class TaskSerializerTest : public testing::Test {
-protected:
+struct TaskSerializerTest : testing::Test {
     TaskSerializerTest() {
         Note::alive = 0;
         Note::copies = 0;
     }
     ~TaskSerializerTest() override { EXPECT_EQ(Note::alive, 0) << "a record was not freed"; }
 
-    [[nodiscard]] int count(const char* part) const {
+    [[nodiscard]] int count(const std::string& part) const {
         int found = 0;
         for (const TraceLine& line : capture.lines()) {
             found += line.text.find(part) != std::string::npos ? 1 : 0;

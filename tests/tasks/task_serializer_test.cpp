@@ -4,6 +4,7 @@
 #include <future>
 
 #include "tasks/recording_serializer.h"
+#include "tasks/task_ring.h"
 
 namespace em::test {
 namespace {
@@ -15,8 +16,7 @@ TEST_F(TaskSerializerTest, TheTenthTaskIsRefused) {
     bool nested = true;
     serializer.queueFull = [&](const Note& note, int level) {
         EXPECT_EQ(note.number, 10);
-        serializer.queueFull = nullptr;
-        nested = serializer.InsertTask(note, level, nullptr);
+        nested = serializer.refusals == 1 && serializer.InsertTask(note, level, nullptr);
     };
     for (int number = 1; number <= 9; ++number) {
         EXPECT_TRUE(serializer.insert(number)) << number;
@@ -101,15 +101,78 @@ TEST_F(TaskSerializerTest, TerminatingWaitsForTheRunningTaskAndDropsTheOthers) {
 
 TEST_F(TaskSerializerTest, AnInsertThatRacesWithAPurgeIsRefused) {
     RecordingSerializer serializer;
-    const Note note(1, [&] {
+    Note note(1);
+    note.whenCopied = [&] {
         serializer.DisableAllTasks();
         serializer.RemoveAllTasks();
-    });
+    };
     EXPECT_FALSE(serializer.InsertTask(note, 0, nullptr)) << "disabled between its first test and the lock";
     EXPECT_EQ(count("\nCTaskSerializer     : Manager locked for Tasks at level 0. Task ignored!"), 1);
     EXPECT_EQ(Note::alive, 1) << "only the caller's own";
     serializer.StartSerialization();
     EXPECT_EQ(serializer.executed(), std::vector<int>{});
+}
+
+// Without the fixture: nobody keeps the lines of so many tasks.
+TEST(TaskSerializerStress, TasksNeverOverlapAndNoneRunsAfterAPurgeUnderFire) {
+    Note::alive = 0;
+    RecordingSerializer serializer(2);
+    std::atomic<int> running{0};
+    serializer.execution = [&](Note&, int) {
+        EXPECT_EQ(++running, 1) << "two tasks at a time";
+        --running;
+    };
+    serializer.StartSerialization();
+    std::atomic<int> accepted{0};
+    std::atomic<bool> go{true};
+    const auto insertWhileGoing = [&] {
+        while (go) {
+            accepted += serializer.insert(1, accepted % 2) ? 1 : 0;
+            std::this_thread::yield();
+        }
+    };
+    std::array<std::jthread, 4> inserters;
+    const auto fire = [&] {
+        for (std::jthread& inserter : inserters) {
+            inserter = std::jthread(insertWhileGoing);
+        }
+    };
+    fire();
+    EXPECT_TRUE(serializer.waitForExecuted(500));
+    go = false;
+    inserters = {};
+    EXPECT_TRUE(serializer.waitForExecuted(static_cast<size_t>(accepted))) << "none is lost";
+
+    go = true;
+    fire();
+    EXPECT_TRUE(serializer.waitForExecuted(static_cast<size_t>(accepted) + 10));
+    serializer.DisableAllTasks();
+    serializer.RemoveAllTasks();
+    // The one that was running may end; whatever is executed later came out of a disabled queue.
+    serializer.TerminateSerialization();
+    const size_t executed = serializer.executed().size();
+    serializer.StartSerialization();
+    go = false;
+    inserters = {};
+    EXPECT_EQ(serializer.executed().size(), executed);
+    EXPECT_EQ(Note::alive, 0);
+}
+
+TEST(TaskRing, HoldsNineInOrderWhereverItWraps) {
+    TaskRing ring;
+    std::array<int, 100> tasks{};
+    size_t read = 0;
+    for (size_t written = 0; written < tasks.size(); ++written) {
+        if (written >= 9) {
+            ASSERT_FALSE(ring.push(&tasks[written])) << "a tenth";
+            ASSERT_EQ(ring.pop(), &tasks[read++]);
+        }
+        ASSERT_TRUE(ring.push(&tasks[written]));
+    }
+    ring.reset();
+    EXPECT_EQ(ring.pop(), nullptr);
+    ASSERT_TRUE(ring.push(&tasks[0]));
+    EXPECT_EQ(ring.pop(), &tasks[0]);
 }
 
 } // namespace

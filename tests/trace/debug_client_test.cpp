@@ -1,21 +1,11 @@
 #include "trace/debug_client.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <atomic>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "base/system_fake.h"
-#include "contract/places.h"
 #include "support/environment.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -57,8 +47,7 @@ struct HostDebug {
 
 using Lines = std::vector<std::string>;
 
-class DebugClientTest : public testing::Test {
-protected:
+struct DebugClientTest : testing::Test {
     DebugClientTest() {
         fake::setPath(place::kTraceConfigDirectory, "/nonexistent");
         configure("3");
@@ -118,17 +107,16 @@ TEST_F(DebugClientTest, WritesLevelZeroToTheSystemLogToo) {
     m_client.Trace(0, "\n\nShutdown %d", 1);
     m_client.Trace(1, "\nnot logged");
     m_client.Trace(0, nullptr);
-    const auto records = fake::logRecords();
-    ASSERT_EQ(records.size(), 2U);
-    EXPECT_EQ(records[0].text, "without a debug object");
-    EXPECT_EQ(records[1].text, "Shutdown 1");
+    ASSERT_EQ(fake::logRecords().size(), 2U);
+    EXPECT_EQ(fake::logRecords()[0].text, "without a debug object");
+    EXPECT_EQ(fake::logRecords()[1].text, "Shutdown 1");
     EXPECT_EQ(host.written, (Lines{"8|EM_SHUTDOWN|\n\nShutdown 1", "8|EM_SHUTDOWN|\nnot logged"}));
 }
 
 TEST_F(DebugClientTest, LeavesErrnoAloneAndShowsItAsItWasAtTheCall) {
     HostDebug host;
+    errno = ENOENT;
     for (const uint32_t level : {0U, 1U, 9U}) {
-        errno = ENOENT;
         m_client.Trace(level, "\n%%m");
         EXPECT_EQ(errno, ENOENT);
     }
@@ -161,31 +149,24 @@ TEST(Trace, EvaluatesNoArgumentWhileItIsOffAndDropsExceptionsUnlessAskedNotTo) {
 // For the thread sanitizer: lines, a dynamic update on every line and new configurations at the same time.
 TEST_F(DebugClientTest, MayBeConfiguredWhileOtherThreadsWrite) {
     const test::TraceCapture capture(1); // keeps lines of several threads apart
-    CDebugClient client;
     test::setEnvironment("TM_LOG_DYNAMIC_UPDATE", "1");
-    test::setEnvironment("TM_LOG_DEBUG_LEVEL", "1");
-    ASSERT_TRUE(client.Configure("first"));
-    std::atomic<bool> done{false};
-    std::vector<std::thread> writers;
-    writers.reserve(3);
+    configure("1", "first");
+    std::vector<std::jthread> writers;
     for (int i = 0; i < 3; ++i) {
-        writers.emplace_back([&] {
-            while (!done) {
-                client.Trace(2, "\nabove the level");
-                client.Trace(1, "\n%s", client.ModuleName());
+        writers.emplace_back([&](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
+                m_client.Trace(2, "\nabove the level");
+                m_client.Trace(1, "\n%s", m_client.ModuleName());
             }
         });
     }
     ASSERT_TRUE(capture.WaitForLine("first"));
     for (time_t now = 1; now < 200; ++now) {
         fake::setWallClock(now * 10);
-        ASSERT_TRUE(client.Configure(now % 2 == 0 ? "first" : "second"));
+        ASSERT_TRUE(m_client.Configure(now % 2 == 0 ? "first" : "second"));
     }
     EXPECT_TRUE(capture.WaitForLine("second"));
-    done = true;
-    for (std::thread& writer : writers) {
-        writer.join();
-    }
+    writers.clear(); // stops and joins
     test::unsetEnvironment("TM_LOG_DYNAMIC_UPDATE");
 }
 

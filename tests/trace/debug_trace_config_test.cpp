@@ -1,16 +1,9 @@
 #include "trace/debug_trace_config.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <map>
-#include <string>
 
-#include "base/system_fake.h"
-#include "contract/places.h"
 #include "support/environment.h"
-#include "support/temporary_directory.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -18,17 +11,14 @@ namespace {
 constexpr const char* kLevelVariable = "TM_LOG_DEBUG_LEVEL";
 constexpr const char* kUpdateVariable = "TM_LOG_DYNAMIC_UPDATE";
 
-using Files = std::map<std::string, std::string>;
-
 std::string closed(const std::string& content) {
     return content + "\n[EndOfFile]\n";
 }
 
-class DebugTraceConfigTest : public testing::Test {
-protected:
+struct DebugTraceConfigTest : test::UnitTest {
     DebugTraceConfigTest() {
         clearEnvironment();
-        fake::setPath(place::kTraceConfigDirectory, m_directory.path());
+        fake::setPath(place::kTraceConfigDirectory, m_files.path());
     }
     ~DebugTraceConfigTest() override { clearEnvironment(); }
 
@@ -36,19 +26,29 @@ protected:
         test::unsetEnvironment(kLevelVariable);
         test::unsetEnvironment(kUpdateVariable);
     }
-    void withoutDirectory() { fake::setPath(place::kTraceConfigDirectory, m_directory.pathOf("missing")); }
-    // The module's own file, configured at second 1000 with an interval of 30 seconds.
-    void configureForUpdates() {
-        m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"), 1000);
-        m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=2\nTraceFlags=1"), 1000);
+    void withoutDirectory() { fake::setPath(place::kTraceConfigDirectory, m_files.pathOf("missing")); }
+    void writeGlobal(const std::string& interval, time_t modified) const {
+        const std::string content = closed("[GlobalDebugSettings]\nDynamicUpdate=" + interval);
+        m_files.write("global_trace.ini", content, modified);
+    }
+    void writeOwn(const std::string& settings, time_t modified) const {
+        m_files.write("em.ini", closed("[EM_SHUTDOWN]\n" + settings), modified);
+    }
+    void configure(const std::string& settings) {
+        writeGlobal("30", 1000);
+        writeOwn(settings, 1000);
         ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
         ASSERT_EQ(m_config.DynamicUpdate(), 30U);
-        fake::setWallClock(2000);
-        ASSERT_TRUE(m_config.WillWrite(2)); // the first line always looks
+    }
+    void configureForUpdates() {
+        configure("FileDebugLevel=2\nTraceFlags=1");
+        ASSERT_TRUE(writesAt(2000, 2)); // the first line always looks
+    }
+    bool writesAt(time_t now, uint32_t level) {
+        fake::setWallClock(now);
+        return m_config.WillWrite(level);
     }
 
-    const fake::Scope m_script;
-    const test::TemporaryDirectory m_directory;
     CDebugTraceConfig m_config;
 };
 
@@ -70,10 +70,8 @@ TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
     const char* const three = "[EM_SHUTDOWN]\nFileDebugLevel=0x3";
     const char* const four = "[em_shutdown]\nFileDebugLevel=4";
     const char* const other = "[Other]\nFileDebugLevel=5";
-    const struct {
-        Files files;
-        uint32_t level;
-    } cases[] = {
+    // The files, by name and content, and the level.
+    const std::pair<std::map<std::string, std::string>, uint32_t> cases[] = {
         {{{"b.ini", three}, {"a.ini", four}}, 4},
         {{{"a.ini", three}, {"Z.ini", four}}, 4}, // byte order, not the locale's
         {{{"a.ini", other}, {"b.ini", three}}, 3},
@@ -82,49 +80,40 @@ TEST_F(DebugTraceConfigTest, TakesTheLevelFromTheFirstFileThatHasTheSection) {
         {{{"em.ini.bak", three}}, 3},
         {{{".#em.ini", three}, {"other.ini", other}}, 0}, // an editor's lock file
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.files.begin()->first);
+    for (const auto& [files, level] : cases) {
+        SCOPED_TRACE(files.begin()->first);
         const test::TemporaryDirectory directory;
         fake::setPath(place::kTraceConfigDirectory, directory.path());
-        for (const auto& [name, content] : row.files) {
+        for (const auto& [name, content] : files) {
             directory.write(name, closed(content));
         }
         CDebugTraceConfig config;
         EXPECT_TRUE(config.Configure("EM_SHUTDOWN"));
-        EXPECT_EQ(config.Level(), row.level);
-        EXPECT_EQ(config.Enabled(), row.level != 0);
+        EXPECT_EQ(config.Level(), level);
+        EXPECT_EQ(config.Enabled(), level != 0);
     }
 }
 
 TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
-    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3\nTraceFlags=0x10"));
-    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    configure("FileDebugLevel=3\nTraceFlags=0x10");
     EXPECT_EQ(m_config.Level(), 3U);
-    EXPECT_EQ(m_config.DynamicUpdate(), 30U);
     EXPECT_EQ(m_config.TraceFlags(), 0x10U);
-    const struct {
-        const char* text;
-        uint32_t number;
-    } cases[] = {
-        {"5", 5},          {"", 0},     // set counts, also to nothing
-        {"0x5", 0},        {"010", 10}, // decimal only
-        {"4294967297", 1}, {"-1", 0xFFFFFFFF},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.text);
-        test::setEnvironment(kLevelVariable, row.text);
-        test::setEnvironment(kUpdateVariable, row.text);
+    // Set counts, also to nothing; decimal only.
+    const std::pair<const char*, uint32_t> cases[] = {{"5", 5},    {"", 0},           {"0x5", 0},
+                                                      {"010", 10}, {"4294967297", 1}, {"-1", 0xFFFFFFFF}};
+    for (const auto& [text, number] : cases) {
+        test::setEnvironment(kLevelVariable, text);
+        test::setEnvironment(kUpdateVariable, text);
         ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
-        EXPECT_EQ(m_config.Level(), row.number);
-        EXPECT_EQ(m_config.DynamicUpdate(), row.number);
-        EXPECT_EQ(m_config.Enabled(), row.number != 0);
+        EXPECT_EQ(m_config.Level(), number) << text;
+        EXPECT_EQ(m_config.DynamicUpdate(), number) << text;
+        EXPECT_EQ(m_config.Enabled(), number != 0) << text;
     }
 }
 
 TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyOne) {
     test::setEnvironment(kLevelVariable, "5");
-    m_directory.write("readme.txt", "not counted");
+    m_files.write("readme.txt", "not counted");
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_FALSE(m_config.Enabled());
 
@@ -133,14 +122,14 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
     EXPECT_EQ(m_config.Level(), 5U);
 
     // What was configured before stays when the directory holds no file any more.
-    fake::setPath(place::kTraceConfigDirectory, m_directory.path());
+    fake::setPath(place::kTraceConfigDirectory, m_files.path());
     test::setEnvironment(kLevelVariable, "2");
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_config.Level(), 5U);
     EXPECT_TRUE(m_config.Enabled());
 
     // One that cannot be listed counts as missing; the global file has a name of its own.
-    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
+    writeGlobal("30", 1000);
     fake::failNth("opendir", 1, EACCES);
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_config.DynamicUpdate(), 30U);
@@ -148,11 +137,9 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
 }
 
 TEST_F(DebugTraceConfigTest, ForgetsTheLevelOfTheFormerNameAndKeepsTheRest) {
-    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=30"));
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3\nTraceFlags=8"));
-    ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
+    configure("FileDebugLevel=3\nTraceFlags=8");
     const char* const former = m_config.ModuleName();
-    m_directory.write("global_trace.ini", closed("[Other]"));
+    m_files.write("global_trace.ini", closed("[Other]"));
     ASSERT_TRUE(m_config.Configure("EM_OTHER"));
     EXPECT_STREQ(m_config.ModuleName(), "EM_OTHER");
     EXPECT_STREQ(former, "EM_SHUTDOWN") << "a debug object may have kept the pointer";
@@ -165,60 +152,48 @@ TEST_F(DebugTraceConfigTest, ForgetsTheLevelOfTheFormerNameAndKeepsTheRest) {
 TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWasSetBack) {
     configureForUpdates();
     test::setEnvironment(kLevelVariable, "7"); // not asked again
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6"),
-                      1001);
-    fake::setWallClock(2029);
-    EXPECT_FALSE(m_config.WillWrite(4));
-    fake::setWallClock(2030);
+    writeOwn("FileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6", 1001);
+    EXPECT_FALSE(writesAt(2029, 4));
     errno = EBADF;
-    EXPECT_TRUE(m_config.WillWrite(4));
+    EXPECT_TRUE(writesAt(2030, 4));
     EXPECT_EQ(errno, EBADF);
     EXPECT_EQ(m_config.Level(), 4U);
     EXPECT_EQ(m_config.TraceFlags(), 2U);
     EXPECT_EQ(m_config.MemoryTracesFlag(), 6U);
-
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=5"), 1002);
-    fake::setWallClock(1500);
-    EXPECT_TRUE(m_config.WillWrite(5));
+    writeOwn("FileDebugLevel=5", 1002);
+    EXPECT_TRUE(writesAt(1500, 5));
 }
 
 TEST_F(DebugTraceConfigTest, ChangesTheIntervalAndCanEndTheUpdates) {
     configureForUpdates();
-    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=5"), 1001);
-    fake::setWallClock(2030);
-    static_cast<void>(m_config.WillWrite(1));
+    writeGlobal("5", 1001);
+    EXPECT_TRUE(writesAt(2030, 1));
     EXPECT_EQ(m_config.DynamicUpdate(), 5U);
-    m_directory.write("global_trace.ini", closed("[GlobalDebugSettings]\nDynamicUpdate=0xFFFFFFFF"), 1002);
-    fake::setWallClock(2035);
-    static_cast<void>(m_config.WillWrite(1));
+    writeGlobal("0xFFFFFFFF", 1002);
+    EXPECT_TRUE(writesAt(2035, 1));
     EXPECT_EQ(m_config.DynamicUpdate(), 0U);
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=4"), 1003);
-    fake::setWallClock(9000);
-    EXPECT_FALSE(m_config.WillWrite(4)) << "no interval, no look";
+    writeOwn("FileDebugLevel=4", 1003);
+    EXPECT_FALSE(writesAt(9000, 4)) << "no interval, no look";
 }
 
 TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgain) {
     configureForUpdates();
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=0"), 1001);
-    fake::setWallClock(2030);
-    EXPECT_FALSE(m_config.WillWrite(1));
+    writeOwn("FileDebugLevel=0", 1001);
+    EXPECT_FALSE(writesAt(2030, 1));
     EXPECT_TRUE(m_config.Enabled()) << "so that the callers' lines go on looking for a change";
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_FALSE(m_config.Enabled());
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
-    fake::setWallClock(2060);
-    EXPECT_TRUE(m_config.WillWrite(3));
+    writeOwn("FileDebugLevel=3", 1002);
+    EXPECT_TRUE(writesAt(2060, 3));
     EXPECT_FALSE(m_config.Enabled());
 }
 
 TEST_F(DebugTraceConfigTest, LooksAtAFileThatWentOnlyInTheNextConfigure) {
     configureForUpdates();
-    ASSERT_EQ(::unlink(m_directory.pathOf("em.ini").c_str()), 0);
-    fake::setWallClock(2030);
-    EXPECT_TRUE(m_config.WillWrite(2));
-    m_directory.write("em.ini", closed("[EM_SHUTDOWN]\nFileDebugLevel=3"), 1002);
-    fake::setWallClock(2060);
-    EXPECT_FALSE(m_config.WillWrite(3));
+    ASSERT_EQ(::unlink(m_files.pathOf("em.ini").c_str()), 0);
+    EXPECT_TRUE(writesAt(2030, 2));
+    writeOwn("FileDebugLevel=3", 1002);
+    EXPECT_FALSE(writesAt(2060, 3));
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_TRUE(m_config.WillWrite(3));
 }

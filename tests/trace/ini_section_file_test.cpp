@@ -1,12 +1,6 @@
 #include "trace/ini_section_file.h"
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
-
-#include "base/system_fake.h"
-#include "support/temporary_directory.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -22,42 +16,38 @@ std::optional<uint32_t> valueOf(const IniSectionFile& section, const char* key) 
     return std::nullopt;
 }
 
-class IniSectionFileTest : public testing::Test {
-protected:
+struct IniSectionFileTest : test::UnitTest {
     bool load(const std::string& content) {
-        m_directory.write("a.ini", content, 1000);
-        return m_file.LoadSection("EM_SHUTDOWN", "a.ini", m_directory.path().c_str());
+        m_files.write("a.ini", content, 1000);
+        return m_file.LoadSection("EM_SHUTDOWN", "a.ini", m_files.path().c_str());
     }
 
-    const fake::Scope m_script;
-    const test::TemporaryDirectory m_directory;
     IniSectionFile m_file;
 };
 
 TEST_F(IniSectionFileTest, FindsTheSectionOfAFileThatIsClosedByItsMarker) {
-    struct Case {
+    const struct {
         const char* what;
         std::string content;
-        std::optional<uint32_t> key; // "Key"; nothing: the section does not load
-    };
-    const Case cases[] = {
+        std::optional<uint32_t> key = {}; // "Key"; nothing: the section does not load
+    } cases[] = {
         {"marker in another case, no line end", "[EM_SHUTDOWN]Key=3[endoffile]", 3},
         {"section name in another case", "[em_Shutdown]\nKey=3\n[ENDOFFILE]", 3},
-        {"no marker", "[EM_SHUTDOWN]\nKey=3\n", std::nullopt},
-        {"another header last", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n[Other]\n", std::nullopt},
-        {"marker with blanks", "[EM_SHUTDOWN]\nKey=3\n[ EndOfFile ]\n", std::nullopt},
+        {"no marker", "[EM_SHUTDOWN]\nKey=3\n"},
+        {"another header last", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n[Other]\n"},
+        {"marker with blanks", "[EM_SHUTDOWN]\nKey=3\n[ EndOfFile ]\n"},
         {"text behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile] and more [\n", 3},
-        {"a bracket closed behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\nx]\n", std::nullopt},
-        {"empty", "", std::nullopt},
-        {"only a closing bracket", "]", std::nullopt},
-        {"longer section name", "[EM_SHUTDOWN2]\nKey=3\n[EndOfFile]\n", std::nullopt},
+        {"a bracket closed behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\nx]\n"},
+        {"empty", ""},
+        {"only a closing bracket", "]"},
+        {"longer section name", "[EM_SHUTDOWN2]\nKey=3\n[EndOfFile]\n"},
         {"first of two", "[EM_SHUTDOWN]\nKey=3\n[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 3},
         {"header inside a line", "x [EM_SHUTDOWN] Key=3\n[EndOfFile]\n", 3},
-        {"unclosed header swallows the next", "[Open\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", std::nullopt},
+        {"unclosed header swallows the next", "[Open\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"},
         {"stray closing brackets", "]]\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", 3},
-        {"NUL ends everything", "[Other]\n\0[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"s, std::nullopt},
+        {"NUL ends everything", "[Other]\n\0[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"s},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         EXPECT_EQ(load(c.content), c.key.has_value());
         EXPECT_EQ(valueOf(m_file, "Key"), c.key);
@@ -65,11 +55,7 @@ TEST_F(IniSectionFileTest, FindsTheSectionOfAFileThatIsClosedByItsMarker) {
 }
 
 TEST_F(IniSectionFileTest, ReadsTheNumberBehindTheFirstOccurrenceOfTheKey) {
-    struct Case {
-        std::string body;
-        std::optional<uint32_t> level;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, std::optional<uint32_t>> cases[] = {
         {"Level=3\n", 3},
         {"Level = \t0x1F\n", 31},
         {"Level=010", 8},
@@ -86,10 +72,9 @@ TEST_F(IniSectionFileTest, ReadsTheNumberBehindTheFirstOccurrenceOfTheKey) {
         {"Level=" + std::string(63, '0') + "7", 7},
         {"Level=" + std::string(64, '0') + "7", 0},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.body);
-        ASSERT_TRUE(load("[EM_SHUTDOWN]\n" + c.body + "[EndOfFile]"));
-        EXPECT_EQ(valueOf(m_file, "Level"), c.level);
+    for (const auto& [body, level] : cases) {
+        ASSERT_TRUE(load("[EM_SHUTDOWN]\n" + body + "[EndOfFile]"));
+        EXPECT_EQ(valueOf(m_file, "Level"), level) << body;
     }
     ASSERT_TRUE(load("[EM_SHUTDOWN]\nLevel=3\n[Next]\nLater=4\n[EndOfFile]"));
     EXPECT_EQ(valueOf(m_file, "Later"), std::nullopt) << "the section ends at the next header";
@@ -97,21 +82,9 @@ TEST_F(IniSectionFileTest, ReadsTheNumberBehindTheFirstOccurrenceOfTheKey) {
     EXPECT_EQ(valueOf(m_file, nullptr), std::nullopt);
 }
 
-TEST_F(IniSectionFileTest, HoldsNothingAfterAFileThatCannotBeRead) {
-    const std::string content = "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n";
-    for (const char* call : {"open", "fstat", "read"}) {
-        SCOPED_TRACE(call);
-        ASSERT_TRUE(load(content));
-        fake::failNth(call, 1, EIO);
-        EXPECT_FALSE(load(content));
-        EXPECT_FALSE(m_file.HasPath());
-        EXPECT_EQ(valueOf(m_file, "Key"), std::nullopt);
-    }
-}
-
 TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsWhole) {
     const auto change = [this](const std::string& content, time_t modified) {
-        m_directory.write("a.ini", content, modified);
+        m_files.write("a.ini", content, modified);
         return m_file.LoadIfNewer("EM_SHUTDOWN");
     };
     ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
@@ -128,12 +101,20 @@ TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsW
     EXPECT_TRUE(change("[EM_SHUTDOWN]\nKey=5\n[EndOfFile]\n", 1001));
     EXPECT_EQ(valueOf(m_file, "Key"), 5U);
 
+    const std::string content = "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n";
+    const auto failing = [&](const char* call, const std::function<bool()>& look) {
+        SCOPED_TRACE(call);
+        ASSERT_TRUE(load(content));
+        fake::failNth(call, 1, EIO);
+        EXPECT_FALSE(look());
+        EXPECT_FALSE(m_file.HasPath());
+        EXPECT_EQ(valueOf(m_file, "Key"), std::nullopt);
+    };
+    for (const char* call : {"open", "fstat", "read"}) {
+        failing(call, [&] { return load(content); });
+    }
     for (const char* call : {"stat", "open"}) {
-        ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
-        fake::failNth(call, 1, EACCES);
-        EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001));
-        EXPECT_FALSE(m_file.HasPath()) << call;
-        EXPECT_EQ(valueOf(m_file, "Key"), std::nullopt) << call;
+        failing(call, [&] { return change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001); });
     }
 }
 

@@ -29,7 +29,7 @@ struct Scope {
 // From now on the nth call (1 = the next one) of that name fails with this error number; times = 0: all from
 // there.
 void failNth(const std::string& call, int nth, int error, int times = 1);
-// Calls of that name since reset(); an empty name counts the calls of all names.
+// Calls of that name since reset().
 int calls(const std::string& call);
 // Called before each call with its name, on the calling thread and in a forked child too; keep it
 // async-signal-safe where children are started.

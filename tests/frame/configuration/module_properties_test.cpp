@@ -1,20 +1,9 @@
 // A module's properties and its configuration file, from a registry on disk.
 #include "frame/configuration/module_properties.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <string>
-
-#include "base/system_fake.h"
-#include "catalogue/message_directory.h"
-#include "contract/places.h"
-#include "frame/configuration/installation_roots.h"
 #include "platform/registry/registry.h"
 #include "support/registry_directory.h"
-#include "support/temporary_directory.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -22,8 +11,7 @@ namespace {
 const std::string kDefaultKey = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Aldmere\\Management\\Host Warden";
 const std::string kLocatorKey = std::string("HKEY_LOCAL_MACHINE\\") + place::kLocatorKey;
 
-class ModuleProperties : public ::testing::Test {
-protected:
+struct ModuleProperties : testing::Test {
     template <class Value>
     static void set(const std::string& key, const char* name, Value value) {
         CRegistry registry;
@@ -32,6 +20,13 @@ protected:
     }
     static void locate(const char* product) { set(kLocatorKey, "Host Warden", product); }
 
+    // 0 when there is no such property.
+    static uint32_t numberOf(const char* module, const char* name) {
+        uint32_t number = 0;
+        const unsigned result = GetModuleProperty(module, number, name);
+        EXPECT_EQ(result, number != 0 ? 1U : 0U);
+        return number;
+    }
     // The lines of module and search; the store writes its own between them.
     static std::string ownLines(const test::TraceCapture& capture) {
         std::string text;
@@ -111,14 +106,11 @@ TEST_F(ModuleProperties, TheLocatorNamesTheProductKey) {
                                             {"here\\There", 0U},
                                             {"HKEY_CURRENT_USER\\Here", 0U}}) {
         locate(locator);
-        uint32_t number = 0;
-        EXPECT_EQ(expected != 0, GetModuleProperty("M", number, "P")) << locator;
-        EXPECT_EQ(expected, number) << locator;
+        EXPECT_EQ(expected, numberOf("M", "P")) << locator;
     }
     locate("Here\\There");
     const test::TraceCapture capture(4);
-    uint32_t number = 0;
-    EXPECT_EQ(1U, GetModuleProperty("M", number, "P"));
+    EXPECT_EQ(2U, numberOf("M", "P"));
     const std::string text = capture.text();
     const std::string read = "CRegistry::GetValue \"Host Warden\" --> len 10\n";
     EXPECT_NE(text.find(read), text.rfind(read)) << "its size, then its value: " << text;
@@ -127,13 +119,11 @@ TEST_F(ModuleProperties, TheLocatorNamesTheProductKey) {
 // A missing root must not be taken for "from the root node".
 TEST_F(ModuleProperties, WithoutTheMachinesRootNothingIsThere) {
     set("SOFTWARE\\Aldmere\\Management\\Host Warden\\M", "P", uint32_t{1});
-    uint32_t number = 0;
-    EXPECT_EQ(0U, GetModuleProperty("M", number, "P"));
+    EXPECT_EQ(0U, numberOf("M", "P"));
     EXPECT_EQ(0U, SetModuleProperty("M", "P", 2));
 }
 
-class ModuleConfigFile : public ModuleProperties {
-protected:
+struct ModuleConfigFile : ModuleProperties {
     ModuleConfigFile() {
         for (const char* directory : {"current", "data", "bin", "files/Bin"}) {
             std::filesystem::create_directories(m_files.pathOf(directory));
@@ -144,96 +134,71 @@ protected:
     }
     ~ModuleConfigFile() override { std::filesystem::current_path("/"); }
 
+    // The lines of a search for M's file; the path is touched only where there is one.
+    std::string linesOfSearch(const char* extension, const std::string& expected) {
+        const test::TraceCapture capture(3);
+        std::string path = "as it was";
+        EXPECT_EQ(expected != "as it was", GetModuleConfigFile("M", path, extension) == 1);
+        EXPECT_EQ(expected, path);
+        return ownLines(capture);
+    }
+
     const test::TemporaryDirectory m_files;
+    const std::string m_begin = "\nModuleConfigFile    : GetModuleConfigFile: \"M\""
+                                "\nModuleConfigFile    : Extension module config file requested: ";
+    const std::string m_inCurrent = "\nCExtensionModule    : Check for config file in current directory " +
+                                    m_files.pathOf("current") + "...";
 };
 
 TEST_F(ModuleConfigFile, TheFirstOfThreeDirectoriesWins) {
     std::filesystem::create_directory(m_files.pathOf("current/M.ini")); // no file
-    for (const char* place : {"bin", "data"}) {
-        m_files.write(place + std::string("/M.ini"), "");
-        std::string path;
-        EXPECT_EQ(1U, GetModuleConfigFile("M", path, "ini"));
-        EXPECT_EQ(m_files.pathOf(place + std::string("/M.ini")), path);
+    for (const char* file : {"bin/M.ini", "data/M.ini"}) {
+        m_files.write(file, "");
+        linesOfSearch("ini", m_files.pathOf(file));
     }
     set(kDefaultKey + "\\DATA", "M", "own.name");
     m_files.write("current/own.name.", "");
-    std::string path;
-    const test::TraceCapture capture(3);
-    EXPECT_EQ(1U, GetModuleConfigFile("M", path, nullptr));
-    EXPECT_EQ("\nModuleConfigFile    : GetModuleConfigFile: \"M\""
-              "\nModuleConfigFile    : Extension module config file requested: \"own.name.\""
-              "\nCExtensionModule    : Check for config file in current directory " +
-                  m_files.pathOf("current") + "..." + "\nModuleConfigFile    : Config file path: \"" +
-                  m_files.pathOf("current/own.name.") + "\"",
-              ownLines(capture));
+    const std::string found = m_files.pathOf("current/own.name.");
+    EXPECT_EQ(m_begin + "\"own.name.\"" + m_inCurrent + "\nModuleConfigFile    : Config file path: \"" +
+                  found + "\"",
+              linesOfSearch(nullptr, found));
 }
 
 TEST_F(ModuleConfigFile, FoundNowhere) {
-    std::string path = "as it was";
-    {
-        const test::TraceCapture capture(3);
-        EXPECT_EQ(0U, GetModuleConfigFile("M", path, "ini"));
-        EXPECT_EQ("\nModuleConfigFile    : GetModuleConfigFile: \"M\""
-                  "\nModuleConfigFile    : Extension module config file requested: \"M.ini\""
-                  "\nCExtensionModule    : Check for config file in current directory " +
-                      m_files.pathOf("current") +
-                      "..."
-                      "\nModuleConfigFile    : Check for config file in Hostwarden/volad data root " +
-                      m_files.pathOf("data") +
-                      "..."
-                      "\nModuleConfigFile    : Check for config file in Hostwarden/volad binary path " +
-                      m_files.pathOf("bin") +
-                      "..."
-                      "\nModuleConfigFile    : ## ERROR! Module specific config file M.ini not found!",
-                  ownLines(capture));
-    }
+    const std::string end = "\nModuleConfigFile    : ## ERROR! Module specific config file M.ini not found!";
+    EXPECT_EQ(m_begin + "\"M.ini\"" + m_inCurrent +
+                  "\nModuleConfigFile    : Check for config file in Hostwarden/volad data root " +
+                  m_files.pathOf("data") +
+                  "...\nModuleConfigFile    : Check for config file in Hostwarden/volad binary path " +
+                  m_files.pathOf("bin") + "..." + end,
+              linesOfSearch("ini", "as it was"));
     locate("Nowhere");
-    const test::TraceCapture capture(3);
     fake::failNth("getcwd", 1, ENOENT);
-    EXPECT_EQ(0U, GetModuleConfigFile("M", path, "ini"));
-    EXPECT_EQ("\nModuleConfigFile    : GetModuleConfigFile: \"M\""
-              "\nModuleConfigFile    : Extension module config file requested: \"M.ini\""
-              "\nModuleConfigFile    : ## ERROR 0x2! GetCurrentDir() FAILED!"
-              "\nModuleConfigFile    : Could not find data root directory"
-              "\nModuleConfigFile    : Could not find the Hostwarden binary path"
-              "\nModuleConfigFile    : ## ERROR! Module specific config file M.ini not found!",
-              ownLines(capture));
-    EXPECT_EQ("as it was", path);
+    EXPECT_EQ(m_begin +
+                  "\"M.ini\""
+                  "\nModuleConfigFile    : ## ERROR 0x2! GetCurrentDir() FAILED!"
+                  "\nModuleConfigFile    : Could not find data root directory"
+                  "\nModuleConfigFile    : Could not find the Hostwarden binary path" +
+                  end,
+              linesOfSearch("ini", "as it was"));
 }
 
-// The same roots, joined in two ways: by the search for a configuration file and by that for message files.
-TEST_F(ModuleConfigFile, TwoWaysToJoinTheRoots) {
-    struct Case {
-        const char *binRoot, *fileRoot;
-        const char* searched; // null: there is no such path
-        const char* messages;
+TEST_F(ModuleConfigFile, TheBinaryPathIsJoinedFromTheRoots) {
+    // Null: there is no such path.
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"/a/b/", "/f", "/a/b"}, {"/a/b", "/f", "/a"}, {"/a//", "", "/a/"},  {"/a\\", "", ""},
+        {"/", "/f", ""},         {"a", "/f", nullptr}, {"", "/f", "/f/Bin"}, {"", "/f/", "/f/Bin"},
+        {"", "/f//", "/f//Bin"}, {"", "/", "/Bin"},    {"", "f", "f/Bin"},   {"", "", nullptr},
     };
-    for (const Case& row : {
-             Case{"/a/b/", "/f", "/a/b", "/a/b"},
-             Case{"/a/b", "/f", "/a", "/a/b"},
-             Case{"/a//", "", "/a/", "/a"},
-             Case{"/a\\", "", "", "/a"},
-             Case{"/", "/f", "", ""},
-             Case{"a", "/f", nullptr, "a"},
-             Case{"", "/f", "/f/Bin", "/f/Bin"},
-             Case{"", "/f/", "/f/Bin", "/f/Bin"},
-             Case{"", "/f//", "/f//Bin", "/f/Bin"},
-             Case{"", "/", "/Bin", "/Bin"},
-             Case{"", "f", "f/Bin", "f/Bin"},
-             Case{"", "", nullptr, "otherwise"},
-         }) {
-        set(kDefaultKey + "\\Setup", "BinRoot", row.binRoot);
-        set(kDefaultKey + "\\Setup", "FileRoot", row.fileRoot);
-        EXPECT_EQ(row.messages, messageDirectory(findInstallationRoots(), "otherwise"));
-        const test::TraceCapture capture(3);
-        std::string path;
-        EXPECT_EQ(0U, GetModuleConfigFile("M", path, "ini"));
-        EXPECT_TRUE(capture.contains(
-            row.searched == nullptr
-                ? std::string("\nModuleConfigFile    : Could not find the Hostwarden binary path")
-                : "\nModuleConfigFile    : Check for config file in Hostwarden/volad binary path " +
-                      std::string(row.searched) + "..."))
-            << row.binRoot << "|" << row.fileRoot << capture.text();
+    for (const auto& [binRoot, fileRoot, searched] : cases) {
+        set(kDefaultKey + "\\Setup", "BinRoot", binRoot);
+        set(kDefaultKey + "\\Setup", "FileRoot", fileRoot);
+        const std::string wanted =
+            searched == nullptr
+                ? "Could not find the Hostwarden binary path"
+                : "Check for config file in Hostwarden/volad binary path " + std::string(searched) + "...";
+        const std::string lines = linesOfSearch("ini", "as it was");
+        EXPECT_NE(std::string::npos, lines.find("\nModuleConfigFile    : " + wanted + "\n")) << lines;
     }
 }
 

@@ -1,12 +1,7 @@
 #include "frame/envelope/message_trace.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "support/json.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -15,11 +10,8 @@ using test::commandOf;
 using test::TraceCapture;
 
 TEST(MessageTrace, EveryFormOfDataHasItsLineWithAndWithoutCabinet) {
-    struct Case {
-        const char* command;
-        const char* line; // behind the name
-    };
-    const std::vector<Case> cases = {
+    const std::pair<const char*, const char*> cases[] = {
+        // a command and its line behind the name
         {R"({"OC":256,"OE":2,"OI":0,"MI":65538,"ST":0})",
          "OC 0x0100-0x0002 OID 0x0000 MID 0x00010002 Stat 0x00"},
         {R"({"OC":256,"OE":2,"CA":3,"MI":65538,"ST":0})",
@@ -42,10 +34,10 @@ TEST(MessageTrace, EveryFormOfDataHasItsLineWithAndWithoutCabinet) {
                                             "Data (JSON struct):\n[{\"a\":\"%s%n\"}]"},
     };
     TraceCapture capture(2);
-    for (const Case& each : cases) {
+    for (const auto& [command, line] : cases) {
         capture.clear();
-        TraceRequest("EM_SHUTDOWN", commandOf(each.command), 2);
-        EXPECT_EQ(capture.text(), std::string("\nEM_SHUTDOWN (REQ)   : ") + each.line) << each.command;
+        TraceRequest("EM_SHUTDOWN", commandOf(command), 2);
+        EXPECT_EQ(capture.text(), std::string("\nEM_SHUTDOWN (REQ)   : ") + line) << command;
     }
 }
 

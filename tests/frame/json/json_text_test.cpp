@@ -1,10 +1,9 @@
 #include "frame/json/json_text.h"
 
-#include <gtest/gtest.h>
-
 #include <clocale>
 
 #include "support/json.h"
+#include "support/unit_test.h"
 
 namespace em::json {
 namespace {

@@ -1,14 +1,13 @@
 #include "contract/host_interface.h"
 #include "frame/module/extension_module.h"
 
-#include <gtest/gtest.h>
-
 #include "frame/envelope/sip_json.h"
 #include "frame/json/json_text.h"
 #include "frame/module/cabinet_number.h"
 #include "frame/module/host_interface.h"
-#include "support/scripted_host.h"
-#include "support/trace_capture.h"
+#include "rig/recording.h"
+#include "rig/scripted_host.h"
+#include "support/unit_test.h"
 
 namespace em::test {
 namespace {
@@ -21,15 +20,6 @@ SipJson command(uint32_t code) {
     envelope.InitEnvelope();
     envelope.SetOpcode(code, 0, 0);
     return envelope;
-}
-
-TEST(ExtensionModule, UnknownNotificationWritesOnlyTheFrame) {
-    PlainModule module;
-    const TraceCapture trace(4);
-    EXPECT_EQ(module.Notify(0x51234, 0x1'0000'00AB, 7), 0U);
-    EXPECT_EQ(trace.text(), "\n\nEM_XXX              : ## NOTIFY: Code = 0Xx51234, param = 0x000000AB"
-                            "\nEM_XXX              :   call OnModuleNotification()..."
-                            "\nEM_XXX              :   ... OnModuleNotification() completed");
 }
 
 TEST(ExtensionModule, BaseRefusesRequests) {
@@ -48,24 +38,22 @@ TEST(ExtensionModule, SendWithoutHostGivesStatusSix) {
 }
 
 TEST(ExtensionModule, SendFillsInTheCabinetNumberWhereThereIsNone) {
+    recording().clear();
     PlainModule module;
     ScriptedHost host;
     host.attachTo(&module);
-    const TraceCapture trace(2);
     EXPECT_EQ(module.SetCabinetNumber(12), 1U);
     EXPECT_TRUE(cabinetNumberKnown());
-    EXPECT_EQ(trace.text(), "\n\nEM_XXX              : ## Server cabinet number = 12 ##\n");
-
     SipJson first = command(513);
     module.SendMessage(first, kNotification);
     SipJson second = command(513);
     module.SendMessageForCabinet(second, kRequestTimeoutMs, 3);
     SipJson third = command(513);
     module.SendMessageWithId(third, kRequestTimeoutMs, 0x10002);
-    EXPECT_EQ(host.messages(),
-              (std::vector<std::string>{R"(notification {"SIP":{"V":1,"CMD":[{"OC":513,"CA":12}]}})",
-                                        R"(request {"SIP":{"V":1,"CMD":[{"OC":513,"CA":3}]}})",
-                                        R"(request {"SIP":{"V":1,"CMD":[{"OC":513,"MI":65538,"CA":12}]}})"}));
+    EXPECT_EQ(recording().hostCalls(),
+              (std::vector<std::string>{R"(0 {"SIP":{"V":1,"CMD":[{"OC":513,"CA":12}]}})",
+                                        R"(5000 {"SIP":{"V":1,"CMD":[{"OC":513,"CA":3}]}})",
+                                        R"(5000 {"SIP":{"V":1,"CMD":[{"OC":513,"MI":65538,"CA":12}]}})"}));
 }
 
 } // namespace

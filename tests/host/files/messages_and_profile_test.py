@@ -12,13 +12,12 @@ VOLAD_DEV, EXAMPLE = sys.argv[1:3]
 
 class MessagesAndProfile(unittest.TestCase):
     def setUp(self):
-        directory = tempfile.TemporaryDirectory()
-        self.addCleanup(directory.cleanup)
-        self.directory = pathlib.Path(directory.name)
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def run_tool(self, *arguments: str) -> tuple[int, str, int]:
-        """Exit code, standard output, lines on standard error."""
+        """Exit code, standard output, lines on standard error, which stay in self.told."""
         done = subprocess.run([VOLAD_DEV, *arguments], cwd=self.directory, capture_output=True, text=True, timeout=20)
+        self.told = done.stderr
         return done.returncode, done.stdout, done.stderr.count("\n")
 
     def test_profile(self):
@@ -43,8 +42,7 @@ class MessagesAndProfile(unittest.TestCase):
             (("list", "p.ini"), (0, "T\n", 0)),
         ]
         for arguments, expected in steps:
-            with self.subTest(arguments=arguments[:4]):
-                self.assertEqual(self.run_tool("profile", *arguments), expected)
+            self.assertEqual(self.run_tool("profile", *arguments), expected, arguments[:4])
 
     def test_profile_says_why(self):
         (self.directory / "directory").mkdir()
@@ -55,9 +53,8 @@ class MessagesAndProfile(unittest.TestCase):
                 (("delete", "directory", "S"), "directory: cannot read the file: Operation not supported"),
                 (("set", "p.ini", "S", "K;", "a\nb\x1b"),
                  "p.ini: [S] K; = a\\nb\\x1B is not written: it would not read back")):
-            done = subprocess.run([VOLAD_DEV, "profile", *arguments], cwd=self.directory, capture_output=True,
-                                  text=True, timeout=20)
-            self.assertEqual((done.returncode, done.stderr), (1, f"volad-dev: {line}\n"))
+            self.assertEqual(self.run_tool("profile", *arguments), (1, "", 1))
+            self.assertEqual(self.told, f"volad-dev: {line}\n")
 
     def test_messages(self):
         self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001"), (1, "", 1))

@@ -16,9 +16,7 @@ TREE = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[A]\nCount=d=-1\nData=b=0a ff 03 \nPat
 
 class RegistryCommands(unittest.TestCase):
     def setUp(self):
-        directory = tempfile.TemporaryDirectory()
-        self.addCleanup(directory.cleanup)
-        self.directory = pathlib.Path(directory.name)
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.main = self.directory / "registry"
 
     def run_tool(self, *arguments: str) -> tuple[int, str, int]:
@@ -46,8 +44,7 @@ class RegistryCommands(unittest.TestCase):
                 (("list", KEY), "Count dword -1\nData binary 0a ff 03\nPath expand %PATH%%%\nText string two words\n"),
                 (("list", "HKEY_LOCAL_MACHINE/SOFTWARE", "--json"), '[{"name":"A","type":"key"}]\n'),
                 (("export",), TREE), (("check",), ""), (("check", "--json"), "[]\n")):
-            with self.subTest(arguments=arguments):
-                self.assertEqual(self.registry(*arguments), (0, output, 0))
+            self.assertEqual(self.registry(*arguments), (0, output, 0), arguments)
         self.assertEqual(self.main.read_text(), TREE)
 
     def test_what_is_not_there_or_refused_changes_nothing(self):
@@ -66,10 +63,9 @@ class RegistryCommands(unittest.TestCase):
                           ("set", KEY + "/New", "N", "binary", "0x1"),
                           ("set", KEY + "/New", "N", "dword", "4294967296"), ("set", KEY + "/New", "N", "dword", "1x"),
                           ("delete", "HKEY_LOCAL_MACHINE"), ("get", KEY, "a\nb\x1b[2J"), ("import", "no-such-file")):
-            with self.subTest(arguments=arguments):
-                self.assertEqual(self.registry(*arguments), (1, "", 1))
-                self.assertEqual(self.main.read_text(), TREE)
-                self.assertFalse((self.directory / "registry.old").exists(), "nothing was saved")
+            self.assertEqual(self.registry(*arguments), (1, "", 1), arguments)
+            self.assertEqual(self.main.read_text(), TREE)
+            self.assertFalse((self.directory / "registry.old").exists(), "nothing was saved")
         for arguments in (("set", KEY, "N", "text", "x"), ("get", KEY), ("sideways",), ()):
             self.assertEqual(self.registry(*arguments)[:2], (2, ""), arguments)
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "host/common/failure.h"
 
 namespace volad_dev {
@@ -68,6 +70,32 @@ TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {
         EXPECT_TRUE(said.starts_with(std::string(kPath) + ": ")) << each.text << ": " << said;
         EXPECT_NE(said.find(each.said), std::string::npos) << each.text << ": " << said;
     }
+}
+
+// docs/settings.md has a row for each key, with what the key takes in the sentence of its refusal.
+TEST(SettingsPage, HasARowForEachKey) {
+    std::string page;
+    std::ifstream file(EM_SETTINGS_PAGE);
+    for (std::string line; std::getline(file, line);) {
+        page += line + '\n';
+    }
+    size_t keys = 0;
+    for (const std::string& object : {std::string(), std::string("job"), std::string("powerOffTimes")}) {
+        const auto inObject = [&](const std::string& members) {
+            return object.empty() ? "{" + members + "}" : "{\"" + object + "\": {" + members + "}}";
+        };
+        const std::string refusal = complaint(inObject(R"("?": 0)"));
+        const std::string_view begin = "expected one of ";
+        std::string rest = refusal.substr(refusal.find(begin) + begin.size()) + ", ";
+        for (size_t end; (end = rest.find(", ")) != std::string::npos; rest.erase(0, end + 2), ++keys) {
+            const std::string name = rest.substr(0, end);
+            const std::string shown = object.empty() ? name : object + "." + name;
+            const std::string said = complaint(inObject("\"" + name + "\": 1e99"));
+            const std::string expected = said.substr(said.find("expected ") + 9);
+            EXPECT_NE(page.find("\n| `" + shown + "` | " + expected + " |"), std::string::npos) << said;
+        }
+    }
+    EXPECT_EQ(keys, 17U);
 }
 
 TEST(SettingsTest, TimesOfDay) {

@@ -13,6 +13,7 @@ import unittest
 
 VOLAD_DEV, MODULE = sys.argv[1:3]
 JOB = '#!/bin/sh\necho done > "$VOLAD_SCRATCH/left"\npwd > "$VOLAD_SCRATCH/where"\n'
+TYPING = pathlib.Path("/proc/sys/dev/tty/legacy_tiocsti")
 # Types a character into each terminal that it has or can open, as if the operator had.
 TYPING_JOB = """#!/usr/bin/python3
 import fcntl, os, termios
@@ -27,15 +28,9 @@ print("typed into:", typed)
 """
 
 
-def read_or(path: str, otherwise: str) -> str:
-    return pathlib.Path(path).read_text().strip() if os.path.exists(path) else otherwise
-
-
 class Rehearsal(unittest.TestCase):
     def setUp(self):
-        directory = tempfile.TemporaryDirectory()
-        self.addCleanup(directory.cleanup)
-        self.directory = pathlib.Path(directory.name)
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.settings = self.directory / "settings.json"
         job = self.directory / "job.sh"
         job.write_text(JOB)
@@ -48,10 +43,12 @@ class Rehearsal(unittest.TestCase):
     def command(self, *arguments: str) -> list[str]:
         return [VOLAD_DEV, "rehearse", "--module", MODULE, "--settings", str(self.settings), *arguments]
 
+    def run_tool(self, *arguments: str, **more) -> subprocess.CompletedProcess:
+        return subprocess.run(self.command(*arguments), capture_output=True, text=True, timeout=50, **more)
+
     def rehearse(self, *arguments: str) -> tuple[int, dict, str]:
         verdict = self.directory / "verdict.json"
-        done = subprocess.run(self.command(*arguments, "--json", str(verdict)), capture_output=True, text=True,
-                              timeout=50)
+        done = self.run_tool(*arguments, "--json", str(verdict))
         self.assertEqual(done.stderr, "")
         return done.returncode, json.loads(verdict.read_text()), done.stdout
 
@@ -65,6 +62,11 @@ class Rehearsal(unittest.TestCase):
                 self.assertEqual((verdict["askedBy"], verdict["reason"]), (asked_by, 3))
                 self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
                 self.assertIn("Run shutdown job", trace)
+                seconds, phases = verdict["command"]["seconds"], verdict["phases"]
+                self.assertIn(f'  command    {command}, {seconds:.2f} s after the request, in "/"\n', trace)
+                shown = ", ".join(f"{phase['name']} {phase['seconds']:.2f} s" for phase in phases)
+                self.assertIn(f"  phases     {shown}\n", trace)
+                self.assertAlmostEqual(sum(phase["seconds"] for phase in phases), seconds, delta=0.01)
 
     def test_the_reason_is_named_by_the_message_file(self):
         messages = self.directory / "texts.xml"
@@ -152,7 +154,7 @@ class Rehearsal(unittest.TestCase):
         self.assertIn(b"Verdict: interrupted", self.shown(terminal))
         self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 130)
 
-    @unittest.skipIf(read_or("/proc/sys/dev/tty/legacy_tiocsti", "1") == "0", "this kernel lets nobody type for others")
+    @unittest.skipIf(TYPING.exists() and TYPING.read_text() == "0\n", "this kernel lets nobody type for others")
     def test_a_job_cannot_type_into_the_callers_shell(self):
         (self.directory / "job.sh").write_text(TYPING_JOB)
         child, terminal = self.on_a_terminal()
@@ -162,16 +164,14 @@ class Rehearsal(unittest.TestCase):
     def test_usage_and_settings_errors(self):
         for arguments in (["sideways"], ["--reason", "256"], ["--trace", "6"], ["--schedule", "24:00"],
                           ["--cancel-after", "-1"]):
-            done = subprocess.run(self.command(*arguments), capture_output=True, text=True, timeout=20)
-            self.assertEqual(done.returncode, 2, arguments)
+            self.assertEqual(self.run_tool(*arguments).returncode, 2, arguments)
         self.write(shutdownDelay="3")
-        done = subprocess.run(self.command(), capture_output=True, text=True, timeout=20)
+        done = self.run_tool()
         self.assertEqual((done.returncode, done.stdout), (2, ""))
         self.assertIn('"shutdownDelay": expected a number', done.stderr)
 
     def test_without_bubblewrap_nothing_is_rehearsed(self):
-        environment = {"PATH": str(self.directory)}
-        done = subprocess.run(self.command(), capture_output=True, text=True, env=environment, timeout=20)
+        done = self.run_tool(env={"PATH": str(self.directory)})
         self.assertEqual((done.returncode, done.stdout), (3, ""))
 
 

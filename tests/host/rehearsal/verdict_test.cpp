@@ -2,12 +2,10 @@
 #include "host/rehearsal/verdict.h"
 
 #include <gtest/gtest.h>
-#include <rapidjson/document.h>
 
 #include "contract/operation_codes.h"
 #include "contract/settings.h"
 #include "host/rehearsal/schedule.h"
-#include "host/rehearsal/verdict_output.h"
 
 namespace volad_dev {
 namespace {
@@ -86,28 +84,6 @@ TEST(VerdictTest, WhereARunEnds) {
         EXPECT_EQ(endOf(each.messages, each.stopAsked, each.commandSeen), each.end)
             << each.messages.size() << each.stopAsked << each.commandSeen;
     }
-}
-
-TEST(VerdictTest, ProgramsReadTheSame) {
-    Verdict verdict;
-    verdict.end = End::Command;
-    verdict.askedBy = "request";
-    verdict.reason = 3;
-    verdict.requestTime = 1;
-    verdict.command = commandAt(6.0);
-    verdict.phases = {{"gate", 0.25}};
-    verdict.left = {{"state \"x\"", 60}};
-    rapidjson::Document document;
-    document.Parse(verdictJson(verdict).c_str());
-    ASSERT_FALSE(document.HasParseError());
-    EXPECT_STREQ(document["command"]["line"].GetString(), "/sbin/poweroff");
-    EXPECT_EQ(document["command"]["seconds"].GetDouble(), 5.0);
-    EXPECT_FALSE(document["asAsked"].GetBool());
-    EXPECT_EQ(document["reason"].GetUint(), 3U);
-    EXPECT_EQ(document["phases"][0]["seconds"].GetDouble(), 0.25);
-    EXPECT_STREQ(document["left"][0]["file"].GetString(), "state \"x\"");
-    EXPECT_NE(verdictText(verdict).find("/sbin/poweroff, 5.00 s after the request, in \"/\""),
-              std::string::npos);
 }
 
 TEST(ScheduleTest, TheNextMomentAndItsWeekDay) {

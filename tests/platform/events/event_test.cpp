@@ -1,13 +1,36 @@
-#include <functional>
+// Events: what each operation does and writes, and waits of several threads.
+#include "platform/events/event_handle.h"
 
-#include "platform/events/event_test_support.h"
+#include <regex>
+
+#include "platform/events/event_state.h"
+#include "support/unit_test.h"
 
 namespace em::test {
 namespace {
 
-using Operations = EventTest;
+constexpr uint32_t kLongMs = 60'000; // a wait that a test must end by other means
 
-TEST_F(Operations, WriteTheirLines) {
+struct EventTest : testing::Test {
+    // All lines since the last call, addresses as "@" and the clock's seconds and nanoseconds as "#".
+    std::string takeLines() {
+        std::string text;
+        for (const TraceLine& line : m_trace.lines()) {
+            const std::string named = std::regex_replace(line.text, std::regex("0x[0-9a-f]+"), "@");
+            text += std::regex_replace(named, std::regex("sec=[0-9]+"), "sec=#");
+        }
+        m_trace.clear();
+        return text;
+    }
+    // Returns once a thread is blocked in a wait of kLongMs: it writes that line under the event's mutex, so
+    // a set or pulse that comes after it finds the thread waiting.
+    void waitUntilBlocked() { ASSERT_TRUE(m_trace.WaitForLine("prepare time for waiting")); }
+
+    fake::Scope m_script;
+    TraceCapture m_trace{5};
+};
+
+TEST_F(EventTest, OperationsWriteTheirLines) {
     {
         EventHandle event(false, true);
         EXPECT_TRUE(event.SetEvent());
@@ -33,7 +56,7 @@ TEST_F(Operations, WriteTheirLines) {
         "deleting event @ <anon> (IsSignaled=1)\n");
 }
 
-TEST_F(Operations, WaitWritesItsLinesOnlyWhenAsked) {
+TEST_F(EventTest, WaitWritesItsLinesOnlyWhenAsked) {
     EventHandle event(true, false);
     takeLines();
     EXPECT_EQ(event.WaitForEvent(1'500, true), EVENT_SIGNALED);
@@ -49,7 +72,7 @@ TEST_F(Operations, WaitWritesItsLinesOnlyWhenAsked) {
     EXPECT_EQ(takeLines(), "");
 }
 
-TEST_F(Operations, ResetModeDecidesHowManyWaitsOneSetServes) {
+TEST_F(EventTest, ResetModeDecidesHowManyWaitsOneSetServes) {
     EventHandle automatic(false, false);
     automatic.SetEvent();
     EXPECT_TRUE(automatic.CheckEvent()) << "checking never clears";
@@ -67,18 +90,14 @@ TEST_F(Operations, ResetModeDecidesHowManyWaitsOneSetServes) {
     EXPECT_EQ(manual.WaitForEvent(0, true), EVENT_TIMEOUT) << "a pulse without waiters is lost";
 }
 
-TEST_F(Operations, ClosedHandleFailsWhileOthersGoOn) {
+TEST_F(EventTest, ClosedHandleFailsWhileOthersGoOn) {
     EventHandle event(false, true);
     const EventHandle before(event);
     EXPECT_TRUE(event.CloseEvent());
     const EventHandle after(event);
     takeLines();
-    EXPECT_FALSE(event.CloseEvent());
-    EXPECT_FALSE(event.SetEvent());
-    EXPECT_FALSE(event.PulseEvent());
-    EXPECT_FALSE(event.ResetEvent());
-    EXPECT_FALSE(event.CheckEvent());
-    EXPECT_FALSE(event.RecreateEvent(true, true));
+    EXPECT_FALSE(event.CloseEvent() || event.SetEvent() || event.PulseEvent() || event.ResetEvent());
+    EXPECT_FALSE(event.CheckEvent() || event.RecreateEvent(true, true));
     EXPECT_EQ(event.WaitForEvent(EVENT_WAIT_FOREVER, true), EVENT_FAILED);
     EXPECT_FALSE(event.IsEventOpen());
     EXPECT_TRUE(event.IsEventValid());
@@ -88,7 +107,7 @@ TEST_F(Operations, ClosedHandleFailsWhileOthersGoOn) {
     EXPECT_EQ(after.WaitForEvent(0, true), EVENT_SIGNALED);
 }
 
-TEST_F(Operations, SecondReleaseDoesNothing) {
+TEST_F(EventTest, SecondReleaseDoesNothing) {
     EventHandle event(true, true);
     const EventHandle copy(event);
     event.ReleaseEvent();
@@ -98,6 +117,234 @@ TEST_F(Operations, SecondReleaseDoesNothing) {
     const EventHandle fromNothing(event);
     EXPECT_FALSE(fromNothing.CheckEvent());
     EXPECT_TRUE(fromNothing.IsEventOpen());
+}
+
+TEST_F(EventTest, EveryWayOfWakingEndsTheWait) {
+    using Operation = bool (EventHandle::*)();
+    for (const Operation wake :
+         {&EventHandle::SetEvent, &EventHandle::PulseEvent, &EventHandle::CloseEvent}) {
+        EventHandle event(false, false);
+        m_trace.clear();
+        std::thread waiter(
+            [own = EventHandle(event)] { EXPECT_EQ(own.WaitForEvent(kLongMs, true), EVENT_SIGNALED); });
+        waitUntilBlocked();
+        EXPECT_TRUE((event.*wake)());
+        waiter.join();
+        EXPECT_FALSE(EventHandle(event).CheckEvent()) << "the wait took the signal";
+        EXPECT_TRUE(m_trace.contains("SIGNAL(0,0) on event"));
+    }
+}
+
+TEST_F(EventTest, PulseWakesAllOfAManualResetEventAndLeavesNoState) {
+    EventHandle event(false, true);
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 3; ++i) {
+        m_trace.clear();
+        threads.emplace_back([&] { EXPECT_EQ(event.WaitForEvent(kLongMs, true), EVENT_SIGNALED); });
+        waitUntilBlocked();
+    }
+    EXPECT_FALSE(event.RecreateEvent(true, true)) << "somebody waits";
+    event.PulseEvent();
+    threads.clear(); // joins
+    EXPECT_FALSE(event.CheckEvent());
+    EXPECT_TRUE(event.RecreateEvent(true, true));
+}
+
+// Two threads hand a turn to and fro. A wake-up that is lost runs into the time-out of a wait.
+TEST_F(EventTest, NoWakeUpIsLost) {
+    EventHandle toFirst(false, false);
+    EventHandle toSecond(false, false);
+    std::atomic<int> turn{0};
+    std::atomic<bool> bLost{false};
+    const auto play = [&](int mine, EventHandle& wait, EventHandle& wake) {
+        for (int round = mine; round < 5'000 && !bLost; round += 2) {
+            while (turn != round && !bLost) {
+                if (wait.WaitForEvent(10'000, false) != EVENT_SIGNALED) {
+                    bLost = true;
+                }
+            }
+            ++turn;
+            wake.SetEvent();
+        }
+    };
+    std::thread second([&] { play(1, toSecond, toFirst); });
+    play(0, toFirst, toSecond);
+    second.join();
+    EXPECT_FALSE(bLost);
+}
+
+TEST_F(EventTest, WaitsGoOnAfterAnInterruptionOnly) {
+    const EventHandle event(false, false);
+    fake::failNth("pthread_cond_timedwait", 1, EINTR, 3);
+    EXPECT_EQ(event.WaitForEvent(0, true), EVENT_TIMEOUT);
+    EXPECT_EQ(fake::calls("pthread_cond_timedwait"), 4);
+    fake::failNth("pthread_cond_wait", 1, EPERM);
+    EXPECT_EQ(event.WaitForEvent(EVENT_WAIT_FOREVER, true), EVENT_FAILED);
+    EXPECT_TRUE(m_trace.contains("\nwaiting forever on event"));
+    EXPECT_TRUE(m_trace.contains("FAILURE(0,1) on event"));
+}
+
+template <uint32_t TimeoutMs>
+void* waitOn(void* event) {
+    static_cast<void>(static_cast<EventHandle*>(event)->WaitForEvent(TimeoutMs, true));
+    return nullptr;
+}
+
+TEST_F(EventTest, CancelledThreadLeavesNothingBehind) {
+    for (const bool timed : {true, false}) {
+        m_trace.clear();
+        EventHandle event(false, false);
+        pthread_t thread{};
+        const auto routine = timed ? &waitOn<kLongMs> : &waitOn<EVENT_WAIT_FOREVER>;
+        ASSERT_EQ(::pthread_create(&thread, nullptr, routine, &event), 0);
+        ASSERT_TRUE(m_trace.WaitForLine(timed ? "prepare time" : "waiting forever"));
+        ASSERT_EQ(::pthread_cancel(thread), 0);
+        void* end = nullptr;
+        ASSERT_EQ(::pthread_join(thread, &end), 0);
+        EXPECT_EQ(end, PTHREAD_CANCELED);
+        EXPECT_TRUE(event.RecreateEvent(true, true)) << "nobody counts as waiting";
+        EXPECT_TRUE(event.ResetEvent()) << "the mutex is free";
+    }
+}
+
+TEST_F(EventTest, LastReleaseLetsTheWaitEndFirst) {
+    EventHandle event(false, false);
+    std::thread waiter([&] { EXPECT_EQ(event.WaitForEvent(200, true), EVENT_TIMEOUT); });
+    waitUntilBlocked();
+    fake::failNth("clock_nanosleep", 1, EINVAL, 0); // look again at once instead of once a second
+    event.ReleaseEvent();
+    EXPECT_GT(fake::calls("clock_nanosleep"), 0);
+    waiter.join();
+    EXPECT_TRUE(m_trace.contains("deleting event"));
+}
+
+// Nothing but the handle itself orders the two threads: the thread sanitizer sees a plain pointer in it.
+TEST_F(EventTest, ReleaseIsSeenByOtherThreads) {
+    EventHandle event(false, false);
+    std::atomic<bool> bReleased{false};
+    const std::jthread releasing([&] {
+        event.ReleaseEvent();
+        bReleased.store(true, std::memory_order_relaxed);
+    });
+    while (!bReleased.load(std::memory_order_relaxed)) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(event.WaitForEvent(kLongMs, true), EVENT_FAILED);
+}
+
+TEST_F(EventTest, BrokenMutexFailsTheWaitAndKeepsTheObject) {
+    // Never released: its waiter count stays raised, so that would poll for ever.
+    static EventHandle* const event = new EventHandle(true, false);
+    const auto breakNextLock = [] { fake::failNth("pthread_mutex_lock", 1, EINVAL); };
+    breakNextLock();
+    EXPECT_EQ(event->WaitForEvent(kLongMs, true), EVENT_SIGNALED);
+    EXPECT_FALSE(event->CheckEvent()) << "a signalled event is consumed all the same";
+    breakNextLock();
+    EXPECT_TRUE(event->SetEvent() && event->CheckEvent());
+    breakNextLock();
+    EXPECT_TRUE(event->ResetEvent() && !event->CheckEvent());
+    breakNextLock();
+    EXPECT_EQ(event->WaitForEvent(kLongMs, true), EVENT_FAILED);
+    EXPECT_TRUE(m_trace.contains("FAILURE(22,0) on event"));
+    EXPECT_FALSE(event->RecreateEvent(true, true));
+}
+
+TEST_F(EventTest, SecondCreationOfANameJoinsTheFirst) {
+    EventHandle first(false, true, "A");
+    {
+        EventHandle second(true, false, "A");
+        EXPECT_FALSE(second.CheckEvent()) << "its initial state is not applied";
+        second.SetEvent();
+    }
+    EXPECT_TRUE(first.CheckEvent());
+    takeLines();
+    {
+        const EventHandle third(false, true, "A");
+        EXPECT_EQ(takeLines(), "refCount for event @ <A> incremented (IsSignaled=1)\n");
+        const EventHandle fourth(false, false, "A");
+        EXPECT_EQ(takeLines(), "refCount for event @ <A> incremented (IsSignaled=1)\n"
+                               "WARNING: manual setting mismatch for event @ <A>\n");
+    }
+    EXPECT_EQ(takeLines(), "decr refcount on event @ <A> (IsSignaled=1)\n"
+                           "decr refcount on event @ <A> (IsSignaled=1)\n");
+    first.ReleaseEvent();
+    EXPECT_EQ(takeLines(), "deleting event @ <A> (IsSignaled=1)\n");
+    EXPECT_EQ(eventState.value.names.Find("A"), nullptr);
+    EXPECT_FALSE(EventHandle(false, true, "A").CheckEvent()) << "a new object";
+
+    const EventHandle nameless(true, true, "");
+    EXPECT_TRUE(EventHandle(false, true, "").CheckEvent()) << "the empty name is one too";
+}
+
+TEST_F(EventTest, NamesSurviveThreadsThatCreateAndReleaseThem) {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([i] {
+            for (int round = 0; round < 300; ++round) {
+                EventHandle event(false, true, (i + round) % 2 == 0 ? "even" : "odd");
+                EXPECT_TRUE(event.SetEvent());
+                EXPECT_EQ(event.WaitForEvent(0, true), EVENT_SIGNALED);
+                const EventHandle copy(event);
+                EXPECT_TRUE(copy.CheckEvent());
+            }
+        });
+    }
+    threads.clear(); // joins
+    EXPECT_EQ(eventState.value.names.Find("even"), nullptr);
+    EXPECT_EQ(eventState.value.names.Find("odd"), nullptr);
+}
+
+TEST_F(EventTest, RefusedCreationGivesAHandleWithoutObject) {
+    const struct {
+        const char* call;
+        int nth;
+        std::string line = {}; // up to the name; "" when there is none
+    } refusals[] = {
+        {"pthread_condattr_setclock", 1,
+         "pthread_condattr_setclock(): ## ERROR ##: Set CLOCK_MONOTONIC failed (ret=12) for event @ <"},
+        {"pthread_cond_init", 1,
+         "pthread_cond_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=12) on event @ <"},
+        {"pthread_mutex_init", 1,
+         "pthread_mutex_init(), CLOCK_MONOTONIC: ## ERROR ##: failed (ret=12) on event @ <"},
+        {"malloc", 1},
+        {"strdup", 1}, // the object's own name
+        {"strdup", 2}, // the table's
+    };
+    for (const char* name : {static_cast<const char*>(nullptr), "B"}) {
+        for (const auto& refusal : refusals) {
+            if (name == nullptr && refusal.call == std::string("strdup")) {
+                continue;
+            }
+            SCOPED_TRACE(refusal.call);
+            takeLines();
+            fake::failNth(refusal.call, refusal.nth, ENOMEM);
+            EventHandle event(true, true, name);
+            EXPECT_EQ(takeLines(), refusal.line.empty() ? ""
+                                                        : refusal.line + (name != nullptr ? name : "anon") +
+                                                              "> (IsSignaled=1)\n");
+            EXPECT_FALSE(event.SetEvent() || event.CheckEvent() || event.CloseEvent());
+            EXPECT_EQ(event.WaitForEvent(EVENT_WAIT_FOREVER, true), EVENT_FAILED);
+            EXPECT_TRUE(event.IsEventOpen());
+            EXPECT_EQ(eventState.value.names.Find("B"), nullptr);
+        }
+    }
+    std::jthread([] { EXPECT_TRUE(EventHandle(true, true, "B").CheckEvent()); }); // no lock was left taken
+}
+
+TEST_F(EventTest, WithoutTheTableNamedOnesAreUnlisted) {
+    EventHandle before(false, true, "D");
+    eventState.value.tearDown();
+    EventHandle first(false, true, "D");
+    EventHandle second(false, true, "D");
+    first.SetEvent();
+    EXPECT_TRUE(first.CheckEvent());
+    EXPECT_FALSE(second.CheckEvent());
+    EXPECT_FALSE(before.CheckEvent());
+    before.ReleaseEvent();
+    eventState.value.setUp();
+    EventHandle listed(true, true, "D");
+    first.ReleaseEvent(); // another event of the same name: leaves the listed one alone
+    EXPECT_TRUE(EventHandle(false, true, "D").CheckEvent());
 }
 
 } // namespace

@@ -1,24 +1,14 @@
 // How a file's content is replaced; the profile calls' tests fail and kill the changes at each of their
 // calls.
 #include "platform/files/file_change.h"
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <string>
-
-#include "base/system_fake.h"
-#include "support/temporary_directory.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
 
 namespace fs = std::filesystem;
 
-class FileChangeTest : public testing::Test {
-protected:
+struct FileChangeTest : test::UnitTest {
     [[nodiscard]] struct stat statusOf(const char* name) const {
         struct stat status = {};
         EXPECT_EQ(::stat(m_files.pathOf(name).c_str(), &status), 0);
@@ -32,8 +22,6 @@ protected:
     }
 
     static constexpr FileModes kModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
-    const fake::Scope m_scope;
-    const test::TemporaryDirectory m_files;
 };
 
 TEST_F(FileChangeTest, ReplacesInOneStepAndKeepsTheMode) {
@@ -85,10 +73,8 @@ TEST_F(FileChangeTest, LinksStayLinks) {
 TEST_F(FileChangeTest, FaultsLeaveTheOldContentOrTheNewAndNothingElse) {
     const struct {
         const char* call;
-        int nth;
-        int error;
-        bool written;
-        bool notOpened = false;
+        int nth, error;
+        bool written, notOpened = false;
     } cases[] = {
         {"openat", 4, EACCES, false, true}, // behind three looks on the way
         {"openat", 5, ENOSPC, false, true}, // the file beside it

@@ -1,6 +1,5 @@
 #include "platform/processes/child_process.h"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -8,8 +7,7 @@
 #include <set>
 #include <sstream>
 
-#include "contract/places.h"
-#include "support/temporary_directory.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -20,19 +18,16 @@ constexpr int kStartsByClone = 0;
 constexpr int kStartsByClone = 1;
 #endif
 
-std::set<int> signalsIn(const std::string& hexadecimal) {
-    const uint64_t bits = std::stoull(hexadecimal, nullptr, 16);
-    std::set<int> signals;
-    for (int signal = 1; signal <= 64; ++signal) {
-        if ((bits >> (signal - 1) & 1) != 0) {
-            signals.insert(signal);
-        }
+// As in the status of a process.
+uint64_t maskOf(const std::vector<int>& signals) {
+    uint64_t bits = 0;
+    for (const int signal : signals) {
+        bits |= uint64_t{1} << (signal - 1);
     }
-    return signals;
+    return bits;
 }
 
-class ChildProcessTest : public testing::Test {
-protected:
+struct ChildProcessTest : test::UnitTest {
     // Runs the command to its end, its output in a file; returns that.
     std::string outputOf(const std::string& command, ChildSignals signals = ChildSignals::BlockEnding) {
         const std::string redirected = "exec > " + m_files.pathOf("output") + "; " + command;
@@ -41,16 +36,10 @@ protected:
         EXPECT_EQ(waitForChild(child, Deadline::in(20'000)).end, ChildEnd::Ended);
         return m_files.read("output");
     }
-
-    fake::Scope m_twin;
-    test::TemporaryDirectory m_files;
 };
 
 TEST_F(ChildProcessTest, SignalMaskIsTheCallersButForTheAskedSignals) {
-    const struct {
-        ChildSignals signals;
-        std::set<int> blocked;
-    } cases[] = {
+    const std::pair<ChildSignals, std::vector<int>> cases[] = {
         {ChildSignals::BlockEnding, {SIGUSR1, SIGINT, SIGTERM, SIGHUP, SIGALRM}},
         {ChildSignals::UnblockAlarm, {SIGUSR1}},
     };
@@ -65,7 +54,7 @@ TEST_F(ChildProcessTest, SignalMaskIsTheCallersButForTheAskedSignals) {
             outputOf("while read -r name value; do case $name in SigBlk:) echo $value;; esac; done"
                      " < /proc/self/status",
                      signals);
-        EXPECT_EQ(signalsIn(mask), blocked);
+        EXPECT_EQ(std::stoull(mask, nullptr, 16), maskOf(blocked));
     }
     sigset_t after;
     pthread_sigmask(SIG_SETMASK, &before, &after);
@@ -90,15 +79,11 @@ TEST_F(ChildProcessTest, NoHandlerOfTheParentsIsLeftInTheChild) {
 #endif
 
 TEST_F(ChildProcessTest, ClosesDescriptorsBelowTheLimit) {
-    const struct {
-        rlim_t limit; // as the system reports it
-        int lastClosed;
-    } cases[] = {{255, 1023}, {256, 255}};
-    for (const char* missing : {"", "close_range"}) {
+    // The limit as the system reports it, and the last one closed.
+    const std::pair<rlim_t, int> cases[] = {{255, 1023}, {256, 255}};
+    for (const char* missing : {"nothing", "close_range"}) {
         for (const auto& [limit, lastClosed] : cases) {
-            if (*missing != '\0') {
-                fake::failNth(missing, 1, ENOSYS, 0);
-            }
+            fake::failNth(missing, 1, ENOSYS, 0);
             const UniqueFd low(dup(0));
             const UniqueFd closed(dup2(0, lastClosed));
             const UniqueFd kept(dup2(0, lastClosed + 1));
@@ -141,10 +126,8 @@ TEST_F(ChildProcessTest, ForksWhereItCannotClone) {
 
 TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
     const struct {
-        const char* command;
-        const char* failing; // call, from its first time on
-        int error;
-        int times;
+        const char *command, *failing; // call, from its first time on
+        int error, times;
         uint32_t limitMs;
         ChildEnd end;
     } cases[] = {

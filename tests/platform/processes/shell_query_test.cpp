@@ -1,16 +1,9 @@
 #include "platform/processes/shell_query.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <string>
-#include <thread>
 
-#include "base/system.h"
-#include "support/temporary_directory.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -35,8 +28,7 @@ std::ptrdiff_t openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-class ShellQueryTest : public testing::Test {
-protected:
+struct ShellQueryTest : test::UnitTest {
     ~ShellQueryTest() override {
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was not collected";
         EXPECT_EQ(openDescriptors(), m_descriptors);
@@ -50,16 +42,11 @@ protected:
         return kill(pid, 0) != 0 && errno == ESRCH;
     }
 
-    fake::Scope m_twin;
-    test::TemporaryDirectory m_files;
     std::ptrdiff_t m_descriptors = openDescriptors();
 };
 
 TEST_F(ShellQueryTest, AnswersWithTheFirstCharacter) {
-    const struct {
-        const char* command;
-        int character;
-    } cases[] = {
+    const std::pair<const char*, int> cases[] = {
         {"echo Enabled", 'E'},
         {"echo enabled", 'e'},
         {"printf '\\nEnabled'", '\n'},
@@ -82,8 +69,7 @@ TEST_F(ShellQueryTest, AnswersWithTheFirstCharacter) {
 TEST_F(ShellQueryTest, CopesWithFailingCalls) {
     const struct {
         const char* call;
-        int error;
-        int times; // 0 = always
+        int error, times; // 0 = always
         End end;
     } cases[] = {
         {"poll", EINTR, 2, End::Answered},           {"read", EINTR, 2, End::Answered},

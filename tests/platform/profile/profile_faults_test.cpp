@@ -1,24 +1,14 @@
 // Writes that fail at each of their calls, or are killed there: the file is the old or the new one.
-#include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <string_view>
 
 #include "base/clock.h"
-#include "base/system_fake.h"
 #include "platform/profile/profile_string.h"
-#include "support/temporary_directory.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -28,70 +18,56 @@ namespace fs = std::filesystem;
 const std::string kOld = "[S]\nJ=0\nK=1\n[T]\nX=1\n";
 const std::string kNew = "[S]\nJ=0\nK=234567\n[T]\nX=1\n";
 
-class ProfileFaults : public ::testing::Test {
-protected:
+struct ProfileFaults : test::UnitTest {
     uint32_t write() const { return WritePrivateProfileString("S", "K", "234567", m_file.c_str()); }
-    void writeOld() const { m_directory.write("profile.ini", kOld); }
-    [[nodiscard]] std::string content() const { return m_directory.read("profile.ini"); }
+    void writeOld() const { m_files.write("profile.ini", kOld); }
+    [[nodiscard]] std::string content() const { return m_files.read("profile.ini"); }
     // Files beside the profile and what a test put there: left-overs.
     [[nodiscard]] std::ptrdiff_t leftOvers() const {
-        const fs::directory_iterator files(m_directory.path());
+        const fs::directory_iterator files(m_files.path());
         return std::count_if(begin(files), end(files), [](const fs::directory_entry& file) {
             return file.path().filename().native().starts_with(".profile.ini.");
         });
     }
 
-    const test::TemporaryDirectory m_directory;
-    const std::string m_file = m_directory.pathOf("profile.ini");
-    const fake::Scope m_scope;
+    const std::string m_file = m_files.pathOf("profile.ini");
+    const std::string m_link = m_files.pathOf("other_name.ini");
 };
 
-// Fails each call of a write once, the first, the second, ... until it is not called that often.
-void failEachCall(const std::function<void()>& prepare, const std::function<void()>& check) {
-    for (const char* call :
-         {"open", "openat", "fstat", "flock", "fstatat", "fgetxattr", "read", "fchown", "fchmod", "write",
-          "pwrite", "posix_fallocate", "ftruncate", "fsync", "renameat2"}) {
-        for (int nth = 1;; ++nth) {
-            fake::reset();
-            prepare();
-            const int before = fake::calls(call);
-            fake::failNth(call, nth, ENOSPC);
-            SCOPED_TRACE(std::string(call) + " " + std::to_string(nth));
-            check();
-            if (fake::calls(call) - before < nth) {
-                break;
-            }
-        }
-    }
-}
-
 TEST_F(ProfileFaults, EachFailingCallLeavesTheOldFile) {
-    const auto unlinked = [this] { fs::remove(m_file); };
-    const auto linkedTwice = [this] {
-        writeOld();
-        fs::remove(m_directory.pathOf("twin.ini"));
-        fs::create_hard_link(m_file, m_directory.pathOf("twin.ini"));
-    };
     const struct {
         const char* what;
-        std::function<void()> prepare;
-        std::string before;
-        std::string after;
+        bool there, linked;
+        std::string before, after;
         int failures; // at least
     } ways[] = {
-        {"replaced", [this] { writeOld(); }, kOld, kNew, 8},
-        {"in place", linkedTwice, kOld, kNew, 6},
-        {"made", unlinked, "", "\n[S]\n\nK=234567\n", 5},
+        {"replaced", true, false, kOld, kNew, 8},
+        {"in place", true, true, kOld, kNew, 6},
+        {"made", false, false, "", "\n[S]\n\nK=234567\n", 5},
     };
     for (const auto& way : ways) {
-        SCOPED_TRACE(way.what);
         int failures = 0;
-        failEachCall(way.prepare, [&] {
-            const uint32_t result = write();
-            failures += result == 0 ? 1 : 0;
-            EXPECT_EQ(result == 1 ? way.after : way.before, content());
-            EXPECT_EQ(leftOvers(), 0);
-        });
+        for (const char* call :
+             {"open", "openat", "fstat", "flock", "fstatat", "fgetxattr", "read", "fchown", "fchmod", "write",
+              "pwrite", "posix_fallocate", "ftruncate", "fsync", "renameat2"}) {
+            for (int nth = 1; nth == 1 || fake::calls(call) >= nth - 1; ++nth) {
+                SCOPED_TRACE(std::string(way.what) + " " + call + " " + std::to_string(nth));
+                fs::remove(m_file);
+                fs::remove(m_link);
+                if (way.there) {
+                    writeOld();
+                }
+                if (way.linked) {
+                    fs::create_hard_link(m_file, m_link);
+                }
+                fake::reset();
+                fake::failNth(call, nth, ENOSPC);
+                const uint32_t result = write();
+                failures += result == 0 ? 1 : 0;
+                EXPECT_EQ(result == 1 ? way.after : way.before, content());
+                EXPECT_EQ(leftOvers(), 0);
+            }
+        }
         EXPECT_GE(failures, way.failures);
     }
 }
@@ -136,10 +112,10 @@ TEST_F(ProfileFaults, InterruptedCallsGoOnAlsoInPlace) {
     fake::failNth("write", 1, EINTR);
     EXPECT_EQ(1u, write());
     EXPECT_EQ(kNew, content());
-    fs::create_hard_link(m_file, m_directory.pathOf("twin.ini"));
+    fs::create_hard_link(m_file, m_link);
     fake::failNth("pwrite", 1, EINTR);
     EXPECT_EQ(1u, WritePrivateProfileString("S", nullptr, nullptr, m_file.c_str()));
-    EXPECT_EQ("[T]\nX=1\n", m_directory.read("twin.ini"));
+    EXPECT_EQ("[T]\nX=1\n", m_files.read("other_name.ini"));
 }
 
 TEST_F(ProfileFaults, WritersAtOnceLoseNothing) {
@@ -148,18 +124,14 @@ TEST_F(ProfileFaults, WritersAtOnceLoseNothing) {
     for (int writer = 0; writer < kWriters; ++writer) {
         const pid_t child = ::fork();
         ASSERT_GE(child, 0);
-        if (child == 0) {
-            uint32_t written = 0;
-            for (int i = 0; i < kEach; ++i) {
-                const std::string key = "k" + std::to_string(writer) + "." + std::to_string(i);
-                written += WritePrivateProfileString("S", key.c_str(), "1", m_file.c_str());
+        for (int i = 0; child == 0 && i <= kEach; ++i) {
+            const std::string key = "k" + std::to_string(writer) + "." + std::to_string(i);
+            if (i == kEach || WritePrivateProfileString("S", key.c_str(), "1", m_file.c_str()) == 0) {
+                ::_exit(i == kEach ? 0 : 1);
             }
-            ::_exit(written == kEach ? 0 : 1);
         }
     }
-    for (int writer = 0; writer < kWriters; ++writer) {
-        int status = -1;
-        ASSERT_GT(::waitpid(-1, &status, 0), 0);
+    for (int status = -1; ::waitpid(-1, &status, 0) > 0;) {
         EXPECT_EQ(status, 0);
     }
     const std::string found = content();
@@ -184,11 +156,11 @@ TEST_F(ProfileFaults, WhatStandsBesideTheFileStays) {
     writeOld();
     const std::string theirs = ".profile.ini." + std::to_string(::getpid()) + "-1.new";
     for (const std::string& name : {std::string(".profile.ini.new"), theirs}) {
-        m_directory.write(name.c_str(), "somebody's");
+        m_files.write(name.c_str(), "somebody's");
     }
     EXPECT_EQ(1u, write());
     EXPECT_EQ(kNew, content());
-    EXPECT_EQ(m_directory.read(theirs.c_str()), "somebody's");
+    EXPECT_EQ(m_files.read(theirs.c_str()), "somebody's");
     EXPECT_EQ(leftOvers(), 2);
 }
 
@@ -201,27 +173,27 @@ TEST_F(ProfileFaults, RootFollowsNoLinkOfAnotherUser) {
             return result;
         }
     } files;
-    m_directory.write("system.ini", kOld);
+    m_files.write("system.ini", kOld);
     fs::create_symlink("system.ini", m_file);
     fake::setFiles(&files);
     fake::setUserId(0);
     EXPECT_EQ(0u, write());
-    EXPECT_EQ(m_directory.read("system.ini"), kOld);
+    EXPECT_EQ(m_files.read("system.ini"), kOld);
     fake::setUserId(1234);
     EXPECT_EQ(1u, write());
-    EXPECT_EQ(m_directory.read("system.ini"), kNew);
+    EXPECT_EQ(m_files.read("system.ini"), kNew);
 }
 
 // The link is swapped when the path has been resolved: the write stays where it was led to first.
 TEST_F(ProfileFaults, ASwappedLinkLeadsNowhereElse) {
     static std::string link;
     static std::string elsewhere;
-    fs::create_directories(m_directory.pathOf("a"));
-    m_directory.write("a/profile.ini", kOld);
-    m_directory.write("system.ini", kOld);
+    fs::create_directories(m_files.pathOf("a"));
+    m_files.write("a/profile.ini", kOld);
+    m_files.write("system.ini", kOld);
     link = m_file;
-    elsewhere = m_directory.pathOf("system.ini");
-    fs::create_symlink(m_directory.pathOf("a/profile.ini"), link);
+    elsewhere = m_files.pathOf("system.ini");
+    fs::create_symlink(m_files.pathOf("a/profile.ini"), link);
     fake::watch([](const char* call) {
         if (std::string_view(call) == "flock") {
             fs::remove(link);
@@ -230,8 +202,8 @@ TEST_F(ProfileFaults, ASwappedLinkLeadsNowhereElse) {
     });
     EXPECT_EQ(1u, write());
     fake::watch(nullptr);
-    EXPECT_EQ(m_directory.read("a/profile.ini"), kNew);
-    EXPECT_EQ(m_directory.read("system.ini"), kOld);
+    EXPECT_EQ(m_files.read("a/profile.ini"), kNew);
+    EXPECT_EQ(m_files.read("system.ini"), kOld);
     EXPECT_TRUE(fs::is_symlink(link));
 }
 
@@ -254,9 +226,9 @@ TEST_F(ProfileFaults, AFileWithAnAccessListKeepsIt) {
 }
 
 TEST_F(ProfileFaults, NoRegularFileIsRefused) {
-    ASSERT_EQ(0, ::mkfifo(m_directory.pathOf("fifo").c_str(), 0600));
-    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_directory.pathOf("fifo").c_str()));
-    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_directory.path().c_str()));
+    ASSERT_EQ(0, ::mkfifo(m_files.pathOf("fifo").c_str(), 0600));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_files.pathOf("fifo").c_str()));
+    EXPECT_EQ(0u, WritePrivateProfileString("S", "K", "1", m_files.path().c_str()));
 }
 
 } // namespace

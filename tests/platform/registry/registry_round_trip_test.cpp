@@ -1,29 +1,22 @@
 // What is written reads back: random trees of all that may be set, with the bytes that the format has a use
 // for, come back equal, and a second save is the same to the last byte.
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <tuple>
 
 #include "platform/registry/registry_node.h"
 #include "platform/registry/registry_reader.h"
 #include "platform/registry/registry_rules.h"
 #include "platform/registry/registry_writer.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
 
-class RandomTree {
-public:
-    explicit RandomTree(uint32_t seed) : m_random(seed) { Fill(root, 0); }
+struct RandomTree {
+    std::mt19937 random;
 
-    CRegistryNode root{0};
-
-private:
-    uint32_t Below(uint32_t bound) { return static_cast<uint32_t>(m_random() % bound); }
+    uint32_t Below(uint32_t bound) { return static_cast<uint32_t>(random() % bound); }
 
     std::string Text(uint32_t longest) {
         static constexpr std::string_view odd = "=[]\r\t %sbde0a\xff\n"; // more often than any other byte
@@ -57,38 +50,39 @@ private:
             }
         }
     }
-
-    std::mt19937 m_random;
 };
 
-size_t requireEqual(CRegistryNode& left, CRegistryNode& right) {
-    const std::vector<RegistryItem> mine = left.Items();
-    const std::vector<RegistryItem> others = right.Items();
-    EXPECT_EQ(mine.size(), others.size());
-    size_t count = mine.size();
-    for (size_t i = 0; i < std::min(mine.size(), others.size()); ++i) {
-        EXPECT_EQ(mine[i].name, others[i].name);
-        EXPECT_EQ(mine[i].type, others[i].type);
-        EXPECT_EQ(mine[i].data, others[i].data);
-        if (mine[i].type == REG_TYPE_KEY && others[i].type == REG_TYPE_KEY) {
-            count += requireEqual(*left.SubKey(mine[i].name.c_str()), *right.SubKey(others[i].name.c_str()));
+// Name, type and data of all of it, in its order; a sub-key ends with an empty row.
+using Rows = std::vector<std::tuple<std::string, int32_t, std::string>>;
+
+void addRows(CRegistryNode& key, Rows& rows) {
+    for (const RegistryItem& item : key.Items()) {
+        rows.emplace_back(item.name, item.type, item.data);
+        if (item.type == REG_TYPE_KEY) {
+            addRows(*key.SubKey(item.name.c_str()), rows);
+            rows.emplace_back();
         }
     }
-    return count;
 }
 
 TEST(RegistryRoundTrip, RandomTreesComeBackEqual) {
     size_t entries = 0;
     for (uint32_t seed = 0; seed < 60 && !testing::Test::HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
-        RandomTree tree(seed);
-        const std::string written(writeRegistry(tree.root).view());
+        CRegistryNode tree(0);
+        RandomTree{std::mt19937(seed)}.Fill(tree, 0);
+        const std::string written(writeRegistry(tree).view());
         CRegistryNode read(0);
         readRegistry(written, read, [](const RegistryFinding& finding) {
             ADD_FAILURE() << "line " << finding.line << " " << finding.reason;
         });
-        entries += requireEqual(tree.root, read);
+        Rows mine;
+        Rows others;
+        addRows(tree, mine);
+        addRows(read, others);
+        EXPECT_EQ(mine, others);
         EXPECT_EQ(writeRegistry(read).view(), written);
+        entries += mine.size();
     }
     EXPECT_GT(entries, 1000U);
 }

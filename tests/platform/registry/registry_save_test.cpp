@@ -1,21 +1,14 @@
 // What a save meets in its directory: another writer's lock, a lock file that is none of ours, links and
 // other names of the store's own files.
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <functional>
-#include <thread>
 
-#include "base/system_fake.h"
 #include "platform/registry/registry.h"
 #include "platform/registry/registry_lock.h"
 #include "support/registry_directory.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -26,8 +19,7 @@ std::string fileWith(const std::string& value) {
     return "[HKEY_USERS]\nv=s=" + value + "\n\n\n";
 }
 
-class RegistrySaveTest : public testing::Test {
-protected:
+struct RegistrySaveTest : testing::Test {
     RegistrySaveTest() {
         m_directory.write("registry", fileWith("old"));
         m_directory.write("registry.old", fileWith("older"));
@@ -114,24 +106,20 @@ TEST_F(RegistrySaveTest, AChildThatWasForkedUnderTheLockDoesNotKeepIt) {
 
 TEST_F(RegistrySaveTest, ALockFileThatOthersMayOpenDoesNotCount) {
     const std::string lock = m_directory.pathOf("registry.lock");
-    struct Case {
-        const char* reason;
-        std::function<void()> prepare;
-    };
-    for (const Case& test : {
-             Case{"the lock file's mode is not 0600",
-                  [&] {
-                      m_directory.write("registry.lock", "");
-                      ::chmod(lock.c_str(), 0644);
-                  }},
-             Case{"the lock file belongs to another user", [] { fake::setUserId(::geteuid() + 1); }},
-             Case{"open the lock file, error 40", [&] { fs::create_symlink("registry", lock); }},
-             Case{"open the lock file, error 21", [&] { fs::create_directory(lock); }},
-             Case{"the lock file is no regular file", [&] { ::mkfifo(lock.c_str(), 0600); }},
-         }) {
-        SCOPED_TRACE(test.reason);
-        test.prepare();
-        ExpectRefused(test.reason, [&] {
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"the lock file's mode is not 0600",
+         [&] {
+             m_directory.write("registry.lock", "");
+             ::chmod(lock.c_str(), 0644);
+         }},
+        {"the lock file belongs to another user", [] { fake::setUserId(::geteuid() + 1); }},
+        {"open the lock file, error 40", [&] { fs::create_symlink("registry", lock); }},
+        {"open the lock file, error 21", [&] { fs::create_directory(lock); }},
+        {"the lock file is no regular file", [&] { ::mkfifo(lock.c_str(), 0600); }}};
+    for (const auto& [reason, prepare] : cases) {
+        SCOPED_TRACE(reason);
+        prepare();
+        ExpectRefused(reason, [&] {
             fake::reset();
             fs::remove(lock);
         });
@@ -195,23 +183,19 @@ TEST_F(RegistrySaveTest, ATreeThatWouldNotBeReadAgainIsRefused) {
 
 TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
     const std::string carriage = "[HKEY_USERS]\r\nv=s=carriage\r\n\r\n\r\n";
-    struct Case {
-        std::string main;
-        const char* value;
-        bool replaced;
-    };
     m_directory.write("registry.default", fileWith("factory"));
-    for (const Case& test : {Case{"", "factory", true}, Case{carriage, "carriage\r", false}}) {
-        m_directory.write("registry", test.main);
+    for (const bool empty : {true, false}) {
+        const std::string main = empty ? "" : carriage;
+        m_directory.write("registry", main);
         m_directory.write("registry.old", "");
         m_directory.load();
         CRegistry key;
         std::string text;
         EXPECT_EQ(key.Open("HKEY_USERS"), 0);
         EXPECT_EQ(key.QueryText("v", text), 0);
-        EXPECT_EQ(text, test.value);
+        EXPECT_EQ(text, empty ? "factory" : "carriage\r");
         Change("new");
-        EXPECT_EQ(Main(), test.replaced ? fileWith("new") : test.main);
+        EXPECT_EQ(Main(), empty ? fileWith("new") : main);
         EXPECT_EQ(m_directory.read("registry.default"), fileWith("factory"));
     }
     EXPECT_TRUE(m_trace.contains("could not be read and is not replaced")) << m_trace.text();

@@ -1,14 +1,9 @@
 // Keys, values and handles, as callers see them.
 #include "platform/registry/registry.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <vector>
-
-#include "base/system_fake.h"
+#include "platform/registry/registry_reader.h"
 #include "support/registry_directory.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -27,8 +22,7 @@ constexpr const char* kSample = "[HKEY_LOCAL_MACHINE]\n"
                                 "\n"
                                 "\n";
 
-class RegistryTest : public testing::Test {
-protected:
+struct RegistryTest : testing::Test {
     void useSample() {
         m_directory.write("registry", kSample);
         m_directory.load();
@@ -96,22 +90,20 @@ TEST_F(RegistryTest, QueriesGiveSizesAndResultsInTheirOrder) {
 
 TEST_F(RegistryTest, PathsSkipEmptyComponentsAndNeedKeysAllTheWay) {
     useSample();
-    struct Case {
-        const char* path;
-        int32_t result;
-    };
-    for (const Case& test : {Case{"HKEY_LOCAL_MACHINE\\SOFTWARE\\Sub", 0},
-                             {"\\\\HKEY_LOCAL_MACHINE\\\\SOFTWARE\\", 0},
-                             {"/HKEY_LOCAL_MACHINE//SOFTWARE/Sub/", 0},
-                             {"", 0},
-                             {nullptr, 0},
-                             {"HKEY_LOCAL_MACHINE\\SOFTWARE/Sub", -1}, // "/" is a character beside "\"
-                             {"hkey_local_machine\\SOFTWARE", -1},
-                             {"HKEY_LOCAL_MACHINE\\SOFTWARE\\Name", -1},
-                             {"HKEY_USERS", -1}}) {
+    const std::pair<const char*, int32_t> cases[] = {
+        {"HKEY_LOCAL_MACHINE\\SOFTWARE\\Sub", 0},
+        {"\\\\HKEY_LOCAL_MACHINE\\\\SOFTWARE\\", 0},
+        {"/HKEY_LOCAL_MACHINE//SOFTWARE/Sub/", 0},
+        {"", 0},
+        {nullptr, 0},
+        {"HKEY_LOCAL_MACHINE\\SOFTWARE/Sub", -1}, // "/" is a character beside "\"
+        {"hkey_local_machine\\SOFTWARE", -1},
+        {"HKEY_LOCAL_MACHINE\\SOFTWARE\\Name", -1},
+        {"HKEY_USERS", -1}};
+    for (const auto& [path, result] : cases) {
         CRegistry key;
-        EXPECT_EQ(key.Open(test.path), test.result) << (test.path != nullptr ? test.path : "<null>");
-        EXPECT_EQ(key.Result(), test.result);
+        EXPECT_EQ(key.Open(path), result) << (path != nullptr ? path : "<null>");
+        EXPECT_EQ(key.Result(), result);
     }
     CRegistry key;
     const RegistryKeyRef machine = CRegistry::Root(PredefinedRoot::LocalMachine);
@@ -133,6 +125,7 @@ TEST_F(RegistryTest, PointersOpenTheirKey) {
                                               "Wrong=s=HKEY_LOCAL_MACHINE\\software\\X\n"
                                               "\n\n\n\n\n\n\n"));
     m_directory.load();
+    const test::TraceCapture trace(2);
     for (const char* name : {"Good", "Slash"}) {
         CRegistry key;
         std::string text;
@@ -145,6 +138,29 @@ TEST_F(RegistryTest, PointersOpenTheirKey) {
         EXPECT_EQ(key.OpenPointer(name), -1) << (name != nullptr ? name : "<null>");
         EXPECT_EQ(key.GetValue("v"), 0) << "still on the key that it had";
     }
+    EXPECT_TRUE(trace.contains("CRegistry::OpenPointer \"Good\"\n"));
+    EXPECT_TRUE(trace.contains("CRegistry::OpenPointer \"<null>\"\n"));
+}
+
+TEST_F(RegistryTest, EachFileThatGivesNoTreeIsToldOnTheWayToTheNext) {
+    m_directory.write("registry.old", "");
+    m_directory.write("registry.default", "[HKEY_USERS]\n\n\n\n[late]\n");
+    const test::TraceCapture trace(1);
+    m_directory.load();
+    std::string told = trace.text();
+    for (size_t at; (at = told.find(m_directory.path())) != std::string::npos;) {
+        told.erase(at, m_directory.path().size());
+    }
+    EXPECT_EQ(told,
+              "CRegistry: WARNING: Could not open \"/registry\"\n"
+              "CRegistry: WARNING: Could not restore tree from \"/registry\", trying backup\n"
+              "CRegistry: WARNING: The length of \"/registry.old\" is not sufficient\n"
+              "CRegistry: WARNING: Could not restore tree from \"/registry.old\", trying default\n"
+              "CRegistry: WARNING: Line 5 of \"/registry.default\" stands behind the end of the tree "
+              "and is not read, with all that follows\n"
+              "CRegistry: WARNING: Node restoring from \"/registry.default\" failed - check the "
+              "content of this file\n"
+              "CRegistry: ERROR: Could not restore tree from \"/registry.default\", restoring failed\n");
 }
 
 TEST_F(RegistryTest, WhatTheFileCannotCarryBackIsRefusedWithItsReason) {
@@ -152,35 +168,34 @@ TEST_F(RegistryTest, WhatTheFileCannotCarryBackIsRefusedWithItsReason) {
     CRegistry key;
     ASSERT_EQ(key.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\a"), 0);
     const std::string longest(1022 - 1 - 3, 'x');
-    struct Case {
+    using namespace std::string_literals;
+    const struct {
         std::string name;
         int32_t type;
         std::string data;
         unsigned result;
-    };
-    using namespace std::string_literals;
-    const std::vector<Case> cases{
-        {"n", REG_TYPE_STRING, "text\0"s, 1}, // a terminator of the caller's
-        {"n", REG_TYPE_STRING, "te\0xt"s, 0},
-        {"n", REG_TYPE_STRING, "te\nxt", 0},
-        {"n", REG_TYPE_STRING, "\r=[]", 1},
-        {"n", REG_TYPE_STRING, longest, 1},
-        {"n", REG_TYPE_STRING, longest + "x", 0},
-        {"n", REG_TYPE_EXPAND, longest, 0}, // its marker is longer
-        {"n", REG_TYPE_BINARY, std::string(339, '\0'), 1},
-        {"n", REG_TYPE_BINARY, std::string(340, '\0'), 0},
-        {"n", REG_TYPE_DWORD, "123", 0},
-        {"n", REG_TYPE_DWORD, "1234", 1},
-        {"n", REG_TYPE_KEY, "", 0},
-        {"n", 0, "", 0},
-        {"", REG_TYPE_STRING, "", 0},
-        {"[n", REG_TYPE_STRING, "", 0},
-        {"n]", REG_TYPE_STRING, "", 1},
-        {"n=", REG_TYPE_STRING, "", 0},
-        {"n\n", REG_TYPE_STRING, "", 0},
-        {std::string(1023, 'n'), REG_TYPE_DWORD, "1234", 0},
-    };
-    for (const Case& test : cases) {
+    } cases[] = {// With a terminator of the caller's; the marker of a text to expand is longer.
+                 {"n", REG_TYPE_STRING, "text\0"s, 1},
+                 {"n", REG_TYPE_STRING, "te\0xt"s, 0},
+                 {"n", REG_TYPE_STRING, "te\nxt", 0},
+                 {"n", REG_TYPE_STRING, "\r=[]", 1},
+                 {"n", REG_TYPE_STRING, longest, 1},
+                 {"n", REG_TYPE_STRING, longest + "x", 0},
+                 {"n", REG_TYPE_EXPAND, longest, 0},
+                 {"n", REG_TYPE_BINARY, std::string(339, '\0'), 1},
+                 {"n", REG_TYPE_BINARY, std::string(340, '\0'), 0},
+                 {"n", REG_TYPE_DWORD, "123", 0},
+                 {"n", REG_TYPE_DWORD, "1234", 1},
+                 {"n", REG_TYPE_KEY, "", 0},
+                 {"n", 0, "", 0},
+                 {"", REG_TYPE_STRING, "", 0},
+                 {"[n", REG_TYPE_STRING, "", 0},
+                 {"n]", REG_TYPE_STRING, "", 1},
+                 {"n=", REG_TYPE_STRING, "", 0},
+                 {"n\n", REG_TYPE_STRING, "", 0},
+                 {std::string(1022 - 3 - 9, 'n'), REG_TYPE_DWORD, "1234", 1}, // 875770417
+                 {std::string(1022 - 3 - 8, 'n'), REG_TYPE_DWORD, "1234", 0}};
+    for (const auto& test : cases) {
         trace.clear();
         EXPECT_EQ(key.SetValue(test.name.c_str(), test.data.data(), static_cast<uint32_t>(test.data.size()),
                                test.type),
@@ -276,6 +291,43 @@ TEST_F(RegistryTest, SetUpAgainKeepsWhatTheFileDoesNotReplace) {
     EXPECT_EQ(key.GetValue("Name"), 0);
     m_directory.load();
     EXPECT_EQ(key.Open("HKEY_USERS"), -1);
+}
+
+// Each change is on the disk when its handle has gone, none is lost, and no file is ever torn.
+TEST_F(RegistryTest, NoUpdateOfAnotherThreadIsLost) {
+    constexpr int kThreads = 4;
+    constexpr int kValues = 25;
+    const auto change = [&](const std::string& name) {
+        {
+            CRegistry key;
+            static_cast<void>(key.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\shared"));
+            static_cast<void>(key.SetValue(name.c_str(), uint32_t{1}));
+            CRegistry doomed;
+            static_cast<void>(doomed.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\doomed\\a\\b"));
+            static_cast<void>(doomed.SetValue("x", "y"));
+            static_cast<void>(doomed.Open("HKEY_LOCAL_MACHINE"));
+            static_cast<void>(doomed.DeleteKey("doomed"));
+        }
+        const std::string file = m_directory.read("registry");
+        EXPECT_NE(file.find(name + "=d="), std::string::npos) << "on disk when the handle has gone";
+        CRegistryNode read(0);
+        readRegistry(file, read, [&](const RegistryFinding& finding) {
+            ADD_FAILURE() << "torn in line " << finding.line << ": " << finding.reason << "\n" << file;
+        });
+    };
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int value = 0; value < kValues; ++value) {
+                change(std::to_string(thread) + "." + std::to_string(value));
+            }
+        });
+    }
+    threads.clear(); // joins
+    m_directory.load();
+    CRegistry key;
+    ASSERT_EQ(key.Open("HKEY_LOCAL_MACHINE\\shared"), 0);
+    EXPECT_EQ(key.Node()->Items().size(), static_cast<size_t>(kThreads * kValues));
 }
 
 } // namespace

@@ -1,15 +1,10 @@
 #include "platform/threads/thread.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cerrno>
 #include <future>
 #include <stdexcept>
 
-#include "base/system_fake.h"
 #include "platform/threads/thread_boundary.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -26,16 +21,13 @@ void* returnsArgument(void* argument) {
     return argument;
 }
 
-// A thread that runs until the test lets it go, and tells that it has begun.
+// A thread that runs until the test lets it go.
 struct Gate {
-    std::promise<void> begun;
     std::promise<void> open;
     std::atomic<bool> passed{false};
 
-    void waitForThread() { begun.get_future().wait(); }
     static void* routine(void* gate) {
         auto& self = *static_cast<Gate*>(gate);
-        self.begun.set_value();
         self.open.get_future().wait();
         self.passed = true;
         return nullptr;
@@ -63,8 +55,7 @@ struct Cancellable {
     }
 };
 
-class ThreadTest : public testing::Test {
-protected:
+struct ThreadTest : testing::Test {
     TraceCapture capture{5};
     fake::Scope scope;
     CThread thread;
@@ -132,27 +123,20 @@ TEST_F(ThreadTest, AJoinThatFailsKeepsTheHandle) {
 }
 
 TEST_F(ThreadTest, EachFailureOfStartIsTracedAndLeavesWhatWasThere) {
-    const struct {
-        const char* call;
-        const char* line;
-    } failures[] = {
-        {"pthread_attr_init", "\npthread_attr_init failed: 11"},
-        {"pthread_attr_setdetachstate", "\npthread_attr_setdetachstate failed: 11"},
-        {"pthread_attr_setschedpolicy", "\npthread_attr_setschedpolicy failed: 11"},
-        {"pthread_attr_getschedparam", "\npthread_attr_getschedparam failed: 11"},
-        {"pthread_attr_setschedparam", "\npthread_attr_setschedparam failed: error=11 priority=83"},
-        {"pthread_create", "\npthread_create failed: 11"},
-    };
     Gate gate;
     ASSERT_TRUE(start(&Gate::routine, &gate, true));
     const pthread_t running = thread.Handle();
-    for (const auto& failure : failures) {
+    for (const std::string call :
+         {"pthread_attr_init", "pthread_attr_setdetachstate", "pthread_attr_setschedpolicy",
+          "pthread_attr_getschedparam", "pthread_attr_setschedparam", "pthread_create"}) {
         capture.clear();
-        fake::failNth(failure.call, 1, EAGAIN);
+        fake::failNth(call, 1, EAGAIN);
         errno = 0;
-        EXPECT_FALSE(start(&returnsArgument, nullptr, false, 83)) << failure.call;
-        EXPECT_EQ(errno, EAGAIN) << failure.call;
-        EXPECT_EQ(capture.lines().back().text, failure.line);
+        EXPECT_FALSE(start(&returnsArgument, nullptr, false, 83)) << call;
+        EXPECT_EQ(errno, EAGAIN) << call;
+        const bool priority = call == "pthread_attr_setschedparam";
+        EXPECT_EQ(capture.lines().back().text,
+                  "\n" + call + (priority ? " failed: error=11 priority=83" : " failed: 11"));
         EXPECT_EQ(thread.Handle(), running);
     }
     gate.open.set_value();
@@ -222,11 +206,8 @@ TEST_F(ThreadTest, ARefusedCancelForgetsTheThread) {
     cancellable.unwound.get_future().wait();
 }
 
-TEST_F(ThreadTest, TheBorderOfARoutine) {
-    const auto throws = [](void*) -> void* {
-        return runThreadBody("WorkerThread()", [] { throw std::runtime_error("lost"); });
-    };
-    throws(nullptr);
+TEST_F(ThreadTest, TheBoundaryOfARoutine) {
+    runThreadBody("WorkerThread()", [] { throw std::runtime_error("lost"); });
     EXPECT_EQ(capture.text(), "\n\nEM_SHUTDOWN         : ## EXCEPTION in WorkerThread()! ##"
                               "THREAD_RETURN: ## INFO: Thread = " +
                                   hex(::pthread_self()) + " exited, Return = 0x00000000##\n");

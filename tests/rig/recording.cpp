@@ -1,12 +1,13 @@
-#include "module/recording.h"
+#include "rig/recording.h"
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
-namespace module_test {
+namespace em::test {
 
 Recording& recording() {
     static Recording& instance = *new Recording; // threads of the module may outlive main
@@ -15,7 +16,11 @@ Recording& recording() {
 
 void Recording::add(Kind kind, const std::string& text) {
     std::unique_lock guard(m_mutex);
-    const bool thrown = !m_throwOn.empty() && text.find(m_throwOn) != std::string::npos;
+    bool thrown = !m_throwOn.empty() && text.find(m_throwOn) != std::string::npos;
+    if (kind != Kind::HostCall && m_linesToThrow != 0 && --m_linesToThrow == 0) {
+        m_thrown = text;
+        thrown = true;
+    }
     m_records.push_back({kind, text, ::gettid()});
     const auto hook = m_hook;
     guard.unlock();
@@ -38,6 +43,17 @@ void Recording::throwOn(std::string_view part) {
     m_throwOn = part;
 }
 
+void Recording::throwAt(size_t line) {
+    const std::lock_guard guard(m_mutex);
+    m_linesToThrow = line;
+    m_thrown.clear();
+}
+
+std::string Recording::thrownLine() const {
+    const std::lock_guard guard(m_mutex);
+    return m_thrown;
+}
+
 void Recording::onLine(std::function<void(const std::string&)> hook) {
     const std::lock_guard guard(m_mutex);
     m_hook = std::move(hook);
@@ -46,6 +62,22 @@ void Recording::onLine(std::function<void(const std::string&)> hook) {
 std::vector<Record> Recording::all() const {
     const std::lock_guard guard(m_mutex);
     return m_records;
+}
+
+std::vector<Record> Recording::lines() const {
+    std::vector<Record> lines = all();
+    std::erase_if(lines, [](const Record& record) { return record.kind == Kind::HostCall; });
+    return lines;
+}
+
+std::vector<std::string> Recording::hostCalls() const {
+    std::vector<std::string> calls;
+    for (const Record& record : all()) {
+        if (record.kind == Kind::HostCall) {
+            calls.push_back(record.text);
+        }
+    }
+    return calls;
 }
 
 size_t Recording::countLocked(std::string_view part) const {
@@ -76,13 +108,9 @@ std::string Recording::shown() const {
 std::string withVisibleNewlines(std::string_view text) {
     std::string visible;
     for (const char character : text) {
-        if (character == '\n') {
-            visible += "\\n";
-        } else {
-            visible += character;
-        }
+        visible += character == '\n' ? "\\n" : std::string(1, character);
     }
     return visible;
 }
 
-} // namespace module_test
+} // namespace em::test

@@ -7,7 +7,7 @@
 
 #include <rapidjson/document.h>
 
-namespace module_test {
+namespace em::test {
 
 using Json = rapidjson::GenericValue<rapidjson::UTF8<>, rapidjson::CrtAllocator>;
 
@@ -19,19 +19,17 @@ struct Envelope {
     // From JSON text; an empty text leaves the root null.
     explicit Envelope(const std::string& json, int32_t cursorAt = 0);
     ~Envelope();
-    Envelope(const Envelope&) = delete;
-    Envelope& operator=(const Envelope&) = delete;
 };
 static_assert(sizeof(Envelope) == 32);
 
 std::string textOf(const Envelope& envelope);
 // The command at the cursor, or null when there is none.
 Json* commandOf(Envelope& envelope);
-uint32_t numberOf(Json* command, const char* key, uint32_t otherwise);
+uint32_t numberOf(const Json* command, const char* key, uint32_t otherwise);
 // Sets or appends the member; its value is JSON text.
 void setMember(Json& command, const char* key, const std::string& json);
 
 // {"SIP":{"V":1,"CMD":[<command>]}}
 std::string withCommand(const std::string& command);
 
-} // namespace module_test
+} // namespace em::test

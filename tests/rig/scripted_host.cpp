@@ -1,13 +1,15 @@
-#include "module/scripted_host.h"
+#include "rig/scripted_host.h"
 
 #include <array>
+#include <cstddef>
+#include <cstring>
+#include <ctime>
 #include <stdexcept>
 #include <utility>
 
-#include "module/recording.h"
+#include "rig/recording.h"
 
-namespace module_test {
-
+namespace em::test {
 namespace {
 
 void unexpected(ScriptedHost* /*host*/) {
@@ -28,18 +30,31 @@ ScriptedHost::ScriptedHost() : HostObject{nullptr} {
     table = slots.data();
 }
 
-void ScriptedHost::answer(uint32_t item, const std::string& data, uint32_t status) {
+void ScriptedHost::attachTo(void* module) {
+    m_module = module;
+    const HostObject* const self = this;
+    std::memcpy(static_cast<std::byte*>(module) + 8, &self, sizeof self);
+}
+
+void ScriptedHost::answer(uint32_t item, const std::string& data, const std::string& status) {
     const std::lock_guard guard(m_mutex);
     m_answers[item] = {data, status};
 }
 
-void ScriptedHost::onMessage(std::function<void(uint32_t, Envelope&)> hook) {
+void ScriptedHost::answerPowerOffNow() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    answer(kPowerOffTime, std::to_string(local.tm_hour * 60 + local.tm_min));
+}
+
+void ScriptedHost::onMessage(Hook hook) {
     const std::lock_guard guard(m_mutex);
     m_hook = std::move(hook);
 }
 
 void ScriptedHost::record(void* module, std::string text) const {
-    if (module != expectedModule) {
+    if (module != m_module) {
         text += " from another module";
     }
     recording().add(Kind::HostCall, std::move(text));
@@ -56,17 +71,20 @@ void ScriptedHost::send(ScriptedHost* host, void* module, Envelope* envelope, ui
 void ScriptedHost::answerTo(Envelope& envelope, bool isRequest) {
     Json* const command = commandOf(envelope);
     const uint32_t code = numberOf(command, "OC", 0);
+    const uint32_t item = numberOf(command, "OE", 0);
     std::unique_lock guard(m_mutex);
     if (const auto hook = m_hook) {
         guard.unlock(); // it may call the module, which may send again
-        hook(code, envelope);
+        hook(code, item, envelope);
         guard.lock();
     }
-    const auto found = code == kSettings ? m_answers.find(numberOf(command, "OE", 0)) : m_answers.end();
-    if (isRequest && found != m_answers.end()) {
-        setMember(*command, "ST", std::to_string(found->second.status));
-        if (!found->second.data.empty()) {
-            setMember(*command, "DA", found->second.data);
+    const auto found = m_answers.find(item);
+    if (!isRequest || code != kSettings || found == m_answers.end()) {
+        return;
+    }
+    for (const auto& [key, value] : {std::pair("ST", found->second.status), {"DA", found->second.data}}) {
+        if (!value.empty()) {
+            setMember(*command, key, value);
         }
     }
 }
@@ -76,8 +94,8 @@ void ScriptedHost::notice(ScriptedHost* host, void* module, bool value) {
 }
 
 int ScriptedHost::kind(ScriptedHost* host) {
-    host->record(host->expectedModule, "kind");
+    host->record(host->m_module, "kind");
     return host->m_kind;
 }
 
-} // namespace module_test
+} // namespace em::test

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-namespace module_test {
+namespace em::test {
 
 enum class Kind { Trace, Print, HostCall };
 
@@ -24,15 +24,21 @@ struct Record {
 
 class Recording {
 public:
-    // Any thread. The record is there, and waiters are woken, before this throws what throwOn asked for.
+    // Any thread. The record is there, and waiters are woken, before this throws what a test asked for.
     void add(Kind kind, const std::string& text);
     void clear();
-    // From now on a line that contains the text is thrown back at the module. An empty text ends that.
+    // From now on a record that contains the text is thrown back at the module. An empty text ends that.
     void throwOn(std::string_view part);
+    // The same for the line of that number, 1 = the next one, 0 = none. Host calls do not count.
+    void throwAt(size_t line);
+    // The line of throwAt; empty as long as it has not come.
+    [[nodiscard]] std::string thrownLine() const;
     // Called behind each record, on the module's thread, which it may hold up; null ends that.
     void onLine(std::function<void(const std::string&)> hook);
 
     [[nodiscard]] std::vector<Record> all() const;
+    [[nodiscard]] std::vector<Record> lines() const;
+    [[nodiscard]] std::vector<std::string> hostCalls() const;
     [[nodiscard]] size_t count(std::string_view part) const;
     [[nodiscard]] bool contains(std::string_view part) const { return count(part) != 0; }
     // Whether the text has been said `times` times, now or before the limit.
@@ -48,6 +54,8 @@ private:
     mutable std::condition_variable m_added;
     std::vector<Record> m_records;
     std::string m_throwOn;
+    size_t m_linesToThrow = 0; // down to the line that is thrown
+    std::string m_thrown;
     std::function<void(const std::string&)> m_hook;
 };
 
@@ -57,4 +65,4 @@ Recording& recording();
 // "\n" as the two characters that a reader and a data file show.
 std::string withVisibleNewlines(std::string_view text);
 
-} // namespace module_test
+} // namespace em::test

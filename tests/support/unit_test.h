@@ -1,0 +1,34 @@
+// What most unit tests need: the fake system seam, a directory of their own, the trace's lines.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "base/system_fake.h"
+#include "contract/places.h"
+#include "rig/files.h"
+#include "support/trace_capture.h"
+
+namespace em::test {
+
+// A script of the fake and an empty directory, both gone at the end of the test.
+struct UnitTest : testing::Test {
+    const fake::Scope m_script;
+    const TemporaryDirectory m_files;
+};
+
+} // namespace em::test
