@@ -76,8 +76,8 @@ void addSystem(Arguments& arguments, const SandboxOptions& options, const std::s
         add(arguments, {"--ro-bind", recorder.c_str(), layout::kServiceManager});
     }
     add(arguments, {"--tmpfs", "/usr/sbin"});
-    for (const char* command : layout::kCommands) {
-        add(arguments, {"--ro-bind", recorder.c_str(), command});
+    for (const em::ShutdownAction& action : em::kShutdownActions) {
+        add(arguments, {"--ro-bind", recorder.c_str(), layout::realPlaceOf(action.command).c_str()});
     }
     if (options.maintenance != Maintenance::ToolMissing) {
         const std::string tool = std::to_string(files.maintenanceTool);

@@ -120,8 +120,10 @@ std::string sandboxFault(const std::string& root) {
     if (fault.empty()) {
         fault = namespaceFault(root, "mnt", marker.mountNamespace);
     }
-    for (const auto& names : {layout::kCommands, layout::kCommandsAsRun}) {
-        for (const char* command : names) {
+    for (const em::ShutdownAction& action : em::kShutdownActions) {
+        // Where it stands, and as the module runs it: "/sbin" may lead elsewhere.
+        for (const std::string& command :
+             {layout::realPlaceOf(action.command), std::string(action.command)}) {
             if (fault.empty()) {
                 fault = commandFault(root + command, marker.recorder);
             }

@@ -2,7 +2,11 @@
 // them.
 #pragma once
 
-#include <array>
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "contract/shutdown_actions.h"
 
 namespace volad_dev::layout {
 
@@ -27,11 +31,15 @@ inline constexpr const char* kKernelSettings = "/proc/sys";
 inline constexpr const char* kMaintenanceTool = "/usr/sbin/localcli";
 inline constexpr const char* kServiceManager = "/usr/bin/systemctl";
 
-// The commands that end a system. "/sbin" is a link to "/usr/sbin" on every machine that is supported.
-inline constexpr std::array<const char*, 3> kCommands = {"/usr/sbin/poweroff", "/usr/sbin/reboot",
-                                                         "/usr/sbin/halt"};
-// The same as the module names them.
-inline constexpr std::array<const char*, 3> kCommandsAsRun = {"/sbin/poweroff", "/sbin/reboot", "/sbin/halt"};
+// The commands that end a system are the rows of the table of actions: a further action is covered by a
+// recorder without a line here. "/sbin" is a link to "/usr/sbin" on every machine that is supported, so
+// nothing of either is the machine's.
+static_assert(std::ranges::all_of(em::kShutdownActions, [](const em::ShutdownAction& action) {
+    return std::string_view(action.command).starts_with("/sbin/");
+}));
+inline std::string realPlaceOf(const char* command) {
+    return std::string("/usr") + command;
+}
 
 // By this text in its file the guard knows the recorder.
 inline constexpr char kRecorderSignature[] = "volad-dev command recorder, writes down and does nothing";

@@ -21,8 +21,9 @@ protected:
     SandboxGuardTest() {
         write("/usr/sbin/recorder", layout::kRecorderSignature);
         fs::create_symlink("usr/sbin", m_root / "sbin");
-        for (const char* command : layout::kCommands) {
-            fs::create_hard_link(m_root / "usr/sbin/recorder", m_root.string() + command);
+        for (const em::ShutdownAction& action : em::kShutdownActions) {
+            fs::create_hard_link(m_root / "usr/sbin/recorder",
+                                 m_root.string() + layout::realPlaceOf(action.command));
         }
         write("/proc/self/status", "Name:\tx\nCapEff:\t0000000000000000\nCapBnd:\t0000000000000000\n");
         write("/proc/self/mountinfo", kMounted);
@@ -71,7 +72,8 @@ TEST_F(SandboxGuardTest, RefusesInTheMachinesOwnNamespaces) {
 }
 
 TEST_F(SandboxGuardTest, RefusesACommandThatIsNotTheRecorder) {
-    for (const char* command : layout::kCommands) {
+    for (const em::ShutdownAction& action : em::kShutdownActions) {
+        const std::string command = layout::realPlaceOf(action.command);
         const std::string path = m_root.string() + command;
         fs::remove(path);
         EXPECT_EQ(fault(), path + " is not the recorder") << "missing";
@@ -85,13 +87,13 @@ TEST_F(SandboxGuardTest, RefusesACommandThatIsNotTheRecorder) {
 
 TEST_F(SandboxGuardTest, RefusesARecorderWithoutSignature) {
     write("/usr/sbin/recorder", "something else, named in the marker all the same");
-    EXPECT_EQ(fault(), m_root.string() + layout::kCommands[0] + " is not the recorder");
+    EXPECT_EQ(fault(), m_root.string() + "/usr/sbin/reboot is not the recorder");
 }
 
 TEST_F(SandboxGuardTest, RefusesWhenTheModulesPathLeadsElsewhere) {
     fs::remove(m_root / "sbin");
-    write("/sbin/poweroff", layout::kRecorderSignature);
-    EXPECT_EQ(fault(), m_root.string() + "/sbin/poweroff is not the recorder");
+    write("/sbin/reboot", layout::kRecorderSignature);
+    EXPECT_EQ(fault(), m_root.string() + "/sbin/reboot is not the recorder");
 }
 
 TEST_F(SandboxGuardTest, RefusesAnyCapability) {
