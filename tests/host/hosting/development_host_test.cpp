@@ -35,6 +35,7 @@ em::SipJson send(DevelopmentHost& host, em::SipJson envelope) {
 
 Settings example() {
     Settings settings;
+    settings.hostKind = 5;
     settings.shutdownDelay = 7;
     settings.jobName = "/x/job";
     settings.powerOffTimes[0] = 15;
@@ -64,6 +65,9 @@ TEST(DevelopmentHostTest, SettingsAreAnsweredWithStatusAndDataOrWithoutBoth) {
     EXPECT_TRUE(
         send(host, message(em::opcode::kHostSettings, em::setting::kJobName.item)).GetAnswerText(name));
     EXPECT_EQ(name, "/x/job");
+    em::HostObject* const object = &host;
+    callSlot<void>(object, 11, static_cast<void*>(nullptr), true);
+    EXPECT_EQ(callSlot<int>(object, 27), example().hostKind);
 }
 
 [[gnu::format(printf, 2, 3)]] void callDebug(unsigned slot, const char* format, ...) {
