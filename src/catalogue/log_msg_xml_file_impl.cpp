@@ -12,6 +12,7 @@ bool enter(XmlCursor& cursor, const char* element) {
 }
 
 // Into the first element of that name whose attribute has that value.
+// The first match decides; a later element of the same code or language is never entered.
 bool enterMatching(XmlCursor& cursor, const char* element, const char* attribute, const char* wanted) {
     while (cursor.findNext(element)) {
         const char* const value = cursor.attribute(attribute);

@@ -3,6 +3,7 @@
 namespace em {
 namespace {
 
+// A root of separators alone becomes "", the root directory.
 std::string withoutTrailingSeparators(const std::string& directory) {
     return directory.substr(0, directory.find_last_not_of("/\\") + 1);
 }

@@ -116,6 +116,7 @@ private:
     iconv_t m_handle;
 };
 
+// By pieces into a bounded text: a small file in an unusual encoding may grow.
 const char* convert(const TextEncoding& encoding, std::string& text, size_t& offset) {
     Converter converter(encoding.name.c_str());
     if (!converter.valid()) {

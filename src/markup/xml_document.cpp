@@ -124,6 +124,7 @@ XmlLoadResult XmlDocument::decode(const char* bytes, size_t size) {
     return result.loaded() ? parse() : result;
 }
 
+// In place: the text is this object's own and lives as long as the tree that points into it.
 XmlLoadResult XmlDocument::parse() {
     m_tree = std::make_unique<pugi::xml_document>();
     // Blanks are text, too, also between two CDATA sections; as a fragment, text beside the document element

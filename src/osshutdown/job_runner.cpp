@@ -95,6 +95,8 @@ std::string jobCommand(const char* path) {
     return command;
 }
 
+// The process's own directory is moved, as it always was: a relative path of the host's means another place
+// from then on.
 void enterJobDirectory(const std::optional<std::string>& directory) {
     if (!directory) {
         std::string current;

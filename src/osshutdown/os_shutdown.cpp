@@ -40,6 +40,7 @@ COSShutdown::~COSShutdown() {
     EM_TRACE(5, "\nCOSShutdown         : <- ~COSShutdown");
 }
 
+// The kinds' table has the last word on an unknown kind; nothing but want of memory throws below.
 bool COSShutdown::SystemShutdown(uint32_t kind, uint32_t forceDelaySeconds, const char* /*message*/) {
     bool done = false;
     if (swallow([&] { done = EndSystem(kind, forceDelaySeconds); })) {

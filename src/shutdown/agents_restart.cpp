@@ -24,6 +24,7 @@ FileChangeResult replaceJobFile(const char* file, const char* command) {
     return replaceFileContent(file, kJobFileModes, command);
 }
 
+// Taken up by the agents' own script: under a service manager a child of ours could not restart its own host.
 bool writeJobFile(const char* command) {
     EM_TRACE(1,
              "CTellmarkAgents: we are running on a System with systemctl (e.g. RHEL7 or SLES12 or higher\n");

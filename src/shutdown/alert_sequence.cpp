@@ -115,6 +115,7 @@ void AlertSequence::readReason() {
     EM_TRACE(1, line::kReasonText, m_reasonText.c_str());
 }
 
+// Opened for each shutdown: the file may have been replaced since the last one.
 std::string AlertSequence::catalogueText() const {
     CLogMsgFile catalogue;
     if (!catalogue.Open(true)) {
@@ -137,6 +138,7 @@ std::string AlertSequence::tableText() const {
     return name.text;
 }
 
+// Both before the wait: a host that goes down meanwhile cannot be asked any more.
 void AlertSequence::readDelays() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : Checking shutdown settings");
     EM_TRACE(3, "\nEM_SHUTDOWN         :    get shutdown delay...");
@@ -184,6 +186,7 @@ void AlertSequence::announceShutdown() {
     m_means.executor.DisplayShutdownAction(kTitle, m_message.c_str());
 }
 
+// Asked for behind the delay: the operator may have changed the job while it ran.
 void AlertSequence::runJob() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : Checking shutdown job settings ..");
     EM_TRACE(3, "\nEM_SHUTDOWN         : Reading shutdwon job settings ..");

@@ -69,6 +69,7 @@ void PowerOffWorker::run() {
     EM_TRACE(2, "\nEM_SHUTDOWN         : EXIT THREAD WorkerThread()!");
 }
 
+// The time before the question, so that a slow answer does not make the minute pass unseen.
 bool PowerOffWorker::pass() {
     const tm local = localTime();
     const std::optional<OffTime> off = askOffTime(local.tm_wday);

@@ -87,6 +87,7 @@ void CShutdownExtensionModule::AfterStart() {
     });
 }
 
+// Without Start there are two lines and no threads to look for.
 unsigned CShutdownExtensionModule::Stop() {
     return atBoundary("Stop()", 1U, [this] {
         EM_TRACE(1, kOpening);
@@ -114,6 +115,7 @@ void CShutdownExtensionModule::stopThreads() {
     m_watcher.JoinSilently();
 }
 
+// Not cancelled and joined by Stop, so the object outlives the thread.
 void* CShutdownExtensionModule::WorkerThread(void* module) {
     auto& self = *static_cast<CShutdownExtensionModule*>(module);
     return runThreadBody("WorkerThread()", [&self] {

@@ -72,6 +72,7 @@ void CDebugClient::TraceQuietly(uint32_t level, const char* format, ...) {
     static_cast<void>(swallow([&] { Write(level, keeper.atEntry(), format, arguments.list); }));
 }
 
+// Level first: what is not written is not looked up either.
 void CDebugClient::Write(uint32_t level, int error, const char* format, va_list arguments) {
     if (!WillWrite(level) || format == nullptr) {
         return;

@@ -33,6 +33,7 @@ constexpr const char* kFileDebugLevel = "FileDebugLevel";
 constexpr const char* kTraceFlags = "TraceFlags";
 constexpr const char* kMemoryTracesFlag = "MemoryTracesFlag";
 
+// Sorted, since the order of a directory is nobody's promise and the first section wins.
 FileNames listConfigurationFiles() {
     FileNames files;
     DIR* const directory = sys::opendir(sys::path(place::kTraceConfigDirectory));
@@ -137,6 +138,7 @@ void CDebugTraceConfig::ReadModuleSection(const FileNames& files) {
     }
 }
 
+// Newer settings are looked for before the level is compared: they may be what lets this line through.
 bool CDebugTraceConfig::WillWrite(uint32_t level) {
     UpdateWhenDue();
     return level <= m_level;

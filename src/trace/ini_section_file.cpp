@@ -18,6 +18,7 @@ constexpr size_t kLargestFile = size_t{16} * 1024 * 1024;
 constexpr const char* kEndMarker = "EndOfFile";
 
 // Cuts the text at the "[" of the closing marker. False when there is none.
+// The marker is what tells a whole file from one that is just being written.
 bool cutAtEndMarker(char* text, size_t size) {
     const std::string_view content(text, size);
     const size_t close = content.rfind(']');

@@ -40,6 +40,7 @@ bool openProductKey(CRegistry& key, const char* subkey, bool forWriting) {
     return opened;
 }
 
+// Opened anew each time: the store may have been set up again in between.
 std::string productText(const char* subkey, const char* name) {
     CRegistry key;
     std::string text;

@@ -42,6 +42,7 @@ std::optional<std::string> inCurrentDirectory(const std::string& name) {
     return fileIn(directory, name);
 }
 
+// A root that ends in a separator gets a second one, which the system takes for one.
 std::optional<std::string> inDataRoot(const std::string& name) {
     const std::string dataRoot = registered(place::kDataRoot);
     if (dataRoot.empty()) {

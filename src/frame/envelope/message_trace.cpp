@@ -29,6 +29,7 @@ constexpr Formats kStructured = {
     "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X Data (JSON struct):\n%s",
     "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X Data (JSON struct):\n%s"};
 
+// Two halves and not one number: "%04X%04X" is how the lines have always shown a message id.
 unsigned lowHalf(uint32_t value) {
     return value & 0xFFFF;
 }

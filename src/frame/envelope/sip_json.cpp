@@ -20,6 +20,7 @@ char* copyOf(const char* text) {
 SipJson::SipJson(const SipJson& other)
     : text(copyOf(other.text)), root(json::deepCopy(other.root)), cursor(other.cursor) {}
 
+// The new tree is whole before the old one goes: a copy that throws leaves the envelope as it was.
 SipJson& SipJson::operator=(const SipJson& other) {
     if (this == &other) {
         return *this;
@@ -37,6 +38,7 @@ SipJson::~SipJson() {
     std::free(text);
 }
 
+// Every reader goes through here, so an envelope of any shape reads as one without a command.
 const JsonValue* SipJson::FindCommand() const {
     const auto commands = json::elements(json::member(json::member(&root, key::Envelope), key::Commands));
     if (cursor < 0 || static_cast<size_t>(cursor) >= commands.size()) {

@@ -51,6 +51,7 @@ size_t lengthOfList(std::span<const JsonValue> list) {
 }
 
 // Takers of bytes: one collects, one only counts.
+// What an earlier call left in the list goes first.
 class Collector {
 public:
     explicit Collector(std::vector<uint8_t>& bytes) : m_bytes(bytes) { bytes.clear(); }
@@ -207,6 +208,7 @@ bool SipJson::GetDataUint(uint32_t& value) const {
     return false;
 }
 
+// A text replaces what the string holds, a block is appended to it: odd, and kept.
 bool SipJson::GetDataString(std::string& value) const {
     const JsonValue* const data = FindData();
     if (data == nullptr) {

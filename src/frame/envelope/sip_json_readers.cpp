@@ -30,6 +30,7 @@ JsonType SipJson::GetDataType() const {
     return data != nullptr ? json::typeOf(*data) : JsonType::Null;
 }
 
+// By the first element alone, as the trace needs to know which of its forms to take.
 bool SipJson::IsStructuredData() const {
     const JsonValue* const data = FindData();
     if (json::isObject(data)) {

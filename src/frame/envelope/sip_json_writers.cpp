@@ -12,6 +12,7 @@ void setNumber(JsonValue& command, std::string_view name, uint32_t value) {
     json::setMember(command, name, json::number(value));
 }
 
+// A 0 is not written: "absent" is how the other side knows it.
 void setOrRemove(JsonValue& command, std::string_view name, uint32_t value) {
     if (value != 0) {
         setNumber(command, name, value);

@@ -31,6 +31,7 @@ private:
         std::span<const JsonValue> elements;
     };
 
+    // One child a step; which list is not empty tells what is open.
     void step() {
         Open& innermost = m_open.back();
         if (!innermost.members.empty()) {

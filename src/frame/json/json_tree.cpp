@@ -73,6 +73,7 @@ private:
     }
 
     // RapidJSON tells by flags which types a number fits, and sets them by its value.
+    // By type and not by bits: the flags that a host's library set are its own.
     static void copyNumber(JsonValue& target, const JsonValue& source) {
         if (const auto natural = unsignedNumber(source)) {
             target.SetUint64(*natural);
@@ -108,6 +109,7 @@ JsonValue deepCopy(const JsonValue& source) {
     return Copier().copy(source);
 }
 
+// What lies deep is moved out first, so that no destructor below recurses further than the limit.
 void release(JsonValue& value) {
     std::vector<JsonValue> deep;
     takeOutDeep(value, 0, deep);
@@ -132,6 +134,7 @@ void setMember(JsonValue& object, std::string_view key, JsonValue&& value) {
     }
 }
 
+// Released before it is removed: the library destroys the value that it drops by recursion.
 void removeMember(JsonValue& object, std::string_view key) {
     const auto all = members(&object);
     const auto found =

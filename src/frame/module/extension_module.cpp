@@ -72,6 +72,7 @@ void CExtensionModule::TraceNotification(uint32_t code) {
     }
 }
 
+// Two lines and nothing else: there is no event log on this system, and readers of traces expect them.
 void CExtensionModule::RegisterEventLogSource() {
     const char* const source =
         kindOfHost(m_host) == kAgentlessService ? "Tellmark Agentless Service" : "Tellmark Host Warden";
@@ -83,6 +84,7 @@ void CExtensionModule::SendHostNotice(bool value) {
     noticeToHost(m_host, this, value);
 }
 
+// The pointer is read once: the host may take it away while a thread of ours is in here.
 void CExtensionModule::SendMessage(SipJson& envelope, uint32_t timeoutMs) {
     void* const host = m_host;
     if (host == nullptr) {

@@ -78,6 +78,7 @@ void traceJoined(const EventObject& event, bool manualReset) {
 }
 
 // Under the object lock. Null, and the reason, as createEventObject.
+// Listed under the same hold of the lock: of two creators of a name one finds the other's event.
 EventObject* createListed(bool initialState, bool manualReset, const char* name, EventFailure& failure) {
     EventObject* const event = createEventObject(initialState, manualReset, name, failure);
     if (event != nullptr && !eventState.value.names.Insert(name, event)) {
@@ -90,6 +91,8 @@ EventObject* createListed(bool initialState, bool manualReset, const char* name,
 }
 
 // True when that was the last reference: the object is unlisted then, and this thread's to destroy.
+// The line is written behind the lock, from a picture: the last owner may free the object as soon as it is
+// left.
 bool dropReference(EventObject& event) {
     std::optional<EventPicture> picture;
     {

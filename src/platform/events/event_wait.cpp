@@ -32,6 +32,7 @@ private:
     EventObject& m_event;
 };
 
+// Not for correctness of the time, which is absolute, but so that a signal is no wake-up.
 template <class Wait>
 int repeatWhileInterrupted(Wait&& wait) {
     int code = 0;

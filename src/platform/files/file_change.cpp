@@ -46,6 +46,7 @@ bool isStillThere(const FilePlace& place, const struct stat& file) {
            named.st_dev == file.st_dev && named.st_ino == file.st_ino;
 }
 
+// A new file would not have it, and nothing here could copy it whole.
 bool hasAccessList(int fd) {
     return sys::fgetxattr(fd, "system.posix_acl_access", nullptr, 0) >= 0;
 }

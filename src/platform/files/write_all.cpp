@@ -27,6 +27,7 @@ int writeAll(int fd, std::string_view text) {
     return error;
 }
 
+// By position, so that the descriptor's own offset, which a reader may share, stays.
 int writeAllAt(int fd, std::string_view text, off_t at) {
     int error = 0;
     while (error == 0 && !text.empty()) {

@@ -37,6 +37,8 @@ struct ChildPlan {
     sigset_t mask;
 };
 
+// A doubtful limit is not believed: too few closed descriptors would keep the host's files open in a job for
+// hours.
 unsigned descriptorLimit() {
     const long limit = sys::sysconf(_SC_OPEN_MAX);
     if (limit <= kLargestDoubtfulLimit) {
@@ -141,6 +143,7 @@ ChildProcess startSharing(ChildPlan& plan) {
     return child;
 }
 
+// The same child by the way that always works, at the price of the host's page tables.
 ChildProcess startCopied(const ChildPlan& plan) {
     ChildProcess child;
     child.pid = sys::fork();

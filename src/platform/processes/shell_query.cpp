@@ -108,6 +108,7 @@ private:
 };
 
 // False when the patience ended first; otherwise the character, or -1 at the output's end.
+// One byte is all that is asked; what follows it is the tool's business.
 bool readFirstCharacter(int fd, const Patience& patience, int& character) {
     pollfd readable = {.fd = fd, .events = POLLIN, .revents = 0};
     while (const uint32_t slice = patience.nextSliceMs()) {

@@ -93,6 +93,7 @@ uint32_t CProfileFile::DeleteSection(const char* section) {
     return Write(section, nullptr, nullptr);
 }
 
+// Two warnings in one order: file name first, section second.
 uint32_t CProfileFile::Write(const char* section, const char* key, const char* value) {
     if (File() == nullptr) {
         EM_TRACE(4, "WritePrivateProfileString: ## WARNING: invalid pointer to FileName\n");

@@ -101,6 +101,7 @@ uint32_t listKeys(std::string_view content, const char* section, Output& out) {
     return out.endList();
 }
 
+// No room, no search: a value of which nothing fits counts as none.
 uint32_t findValue(std::string_view content, const char* section, const char* key, Output& out) {
     if (!out.hasRoom()) {
         return 0;

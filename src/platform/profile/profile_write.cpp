@@ -32,6 +32,7 @@ FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
                      if (!content && !makesFile(write)) {
                          return std::nullopt;
                      }
+                     // Told apart for the one warning that only an append has.
                      std::optional<FileChange> change = editProfile(content.value_or(""), write);
                      appending = change && change->from == content.value_or("").size();
                      return change;

@@ -77,6 +77,7 @@ RegistryEntry makeValueEntry(std::string_view name, int32_t type, std::string_vi
     }
 }
 
+// The caller's first reference is the entry's own.
 RegistryEntry makeKeyEntry(std::string_view name, uint32_t depth) noexcept {
     size_t at = 0;
     RegistryEntry entry{allocate(name, 0, at), {}, REG_TYPE_KEY};

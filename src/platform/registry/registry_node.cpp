@@ -30,6 +30,8 @@ void CRegistryNode::Release() noexcept {
     }
 }
 
+// The reference is taken under this key's lock: a delete on another thread has not come yet or has unlinked
+// it.
 RegistryKeyRef CRegistryNode::SubKey(const char* name) {
     const RecursiveLockGuard guard(m_lock);
     const RegistryEntry* const entry = m_table.find(name);
@@ -101,6 +103,7 @@ bool CRegistryNode::DeleteSubKey(const char* name) {
     return true;
 }
 
+// Entry by entry: readers meanwhile see a tree that is partly new, never one that is torn.
 bool CRegistryNode::Adopt(CRegistryNode& read) {
     for (RegistryEntry& entry : read.UnsharedTable().entries()) {
         RegistryEntry replaced{};

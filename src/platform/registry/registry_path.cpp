@@ -17,6 +17,7 @@ std::optional<std::string_view> RegistryPath::next() {
     return component;
 }
 
+// Only the root's name: all others are told apart by case.
 std::string withUpperCaseRoot(std::string_view path) {
     std::string result(path);
     if (const auto root = RegistryPath(path).next()) {

@@ -61,6 +61,7 @@ void readTree(const std::string& path, const FileContent& content, ReadFile& fil
     }
 }
 
+// A missing file is no failure, any other reason is: what could not be read must not be replaced.
 ReadFile restoreFile(const std::string& path) {
     ReadFile file;
     if (path.empty()) {

@@ -10,6 +10,7 @@
 
 namespace em {
 
+// Expanded at the reading, so that a variable counts as it is now.
 int32_t CRegistry::Read(const char* name, CRegistryNode* node) {
     if (node == nullptr || name == nullptr) {
         return REG_INVALID;

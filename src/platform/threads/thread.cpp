@@ -61,6 +61,7 @@ bool CThread::Start(Routine routine, void* argument, int32_t prio, bool suspend,
              "\nCThread::Start: Start a thread, Prio=%d, Suspend=%d, StackSize=0x%08x, Waitable=%d, "
              "KillAliveThread=%d",
              prio, suspend, stackSize, waitable, m_killAliveThread);
+    // The thread before this one, which the object still describes, goes first.
     if (m_killAliveThread) {
         static_cast<void>(Kill());
     }
