@@ -155,12 +155,12 @@ TEST_F(EventTest, NoWakeUpIsLost) {
     EventHandle toFirst(false, false);
     EventHandle toSecond(false, false);
     std::atomic<int> turn{0};
-    std::atomic<bool> bLost{false};
+    std::atomic<bool> lost{false};
     const auto play = [&](int mine, EventHandle& wait, EventHandle& wake) {
-        for (int round = mine; round < 5'000 && !bLost; round += 2) {
-            while (turn != round && !bLost) {
+        for (int round = mine; round < 5'000 && !lost; round += 2) {
+            while (turn != round && !lost) {
                 if (wait.WaitForEvent(10'000, false) != EVENT_SIGNALED) {
-                    bLost = true;
+                    lost = true;
                 }
             }
             ++turn;
@@ -170,7 +170,7 @@ TEST_F(EventTest, NoWakeUpIsLost) {
     std::thread second([&] { play(1, toSecond, toFirst); });
     play(0, toFirst, toSecond);
     second.join();
-    EXPECT_FALSE(bLost);
+    EXPECT_FALSE(lost);
 }
 
 TEST_F(EventTest, WaitsGoOnAfterAnInterruptionOnly) {
@@ -221,12 +221,12 @@ TEST_F(EventTest, LastReleaseLetsTheWaitEndFirst) {
 // Nothing but the handle itself orders the two threads: the thread sanitizer sees a plain pointer in it.
 TEST_F(EventTest, ReleaseIsSeenByOtherThreads) {
     EventHandle event(false, false);
-    std::atomic<bool> bReleased{false};
+    std::atomic<bool> released{false};
     const std::jthread releasing([&] {
         event.ReleaseEvent();
-        bReleased.store(true, std::memory_order_relaxed);
+        released.store(true, std::memory_order_relaxed);
     });
-    while (!bReleased.load(std::memory_order_relaxed)) {
+    while (!released.load(std::memory_order_relaxed)) {
         std::this_thread::yield();
     }
     EXPECT_EQ(event.WaitForEvent(kLongMs, true), EVENT_FAILED);
