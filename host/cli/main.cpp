@@ -30,6 +30,7 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     app.set_version_flag("--version", em::kVersion);
     std::vector<Command> commands;
+    commands.reserve(kCommands.size());
     for (const AddCommand add : kCommands) {
         commands.push_back(add(app));
     }

@@ -25,7 +25,7 @@ std::vector<RegistryComplaint> checkRegistryFile(const std::string& path) {
     std::vector<RegistryComplaint> complaints;
     em::FileContent content;
     const int error = em::readRegularFile(path.c_str(), em::kRegistryLargestFile, 0, content);
-    if (error == ENOENT) {
+    if (error == ENOENT) { // a file that was never written lacks nothing
         return complaints;
     }
     if (error != 0) {
@@ -41,6 +41,7 @@ std::vector<RegistryComplaint> checkRegistryFile(const std::string& path) {
         complaints.push_back({path, 0, "could not be read: no memory"});
     } else if (!reading.anyValue) {
         complaints.push_back({path, 0, "holds no value and is passed over when the store is read"});
+        // Written out, not the file's own size: what is saved can be larger than what was read.
     } else if (em::writeRegistry(root).view().size() > em::kRegistryLargestFile) {
         complaints.push_back({path, 0, "holds a tree that is too large to be read again, it is not saved"});
     }

@@ -31,11 +31,13 @@ std::string numberData(const std::string& text) {
     if (parsed.ec != std::errc() || parsed.ptr != end || number < INT32_MIN || number > UINT32_MAX) {
         throw std::runtime_error(fmt::format("\"{}\" is no number of 32 bits", text));
     }
+    // Signed and unsigned alike: the store keeps 32 bits, and shows them signed.
     const auto low = static_cast<uint32_t>(number);
     return {reinterpret_cast<const char*>(&low), sizeof low};
 }
 
 std::string blockData(const std::string& text) {
+    // Once for the length, which is what shows a row that the store would cut, then for the bytes.
     const em::ParsedBlock counted = em::parseHex(text, nullptr);
     if (counted.endsEarly || counted.longNumber) {
         throw std::runtime_error(fmt::format("\"{}\" is no row of hexadecimal bytes", text));

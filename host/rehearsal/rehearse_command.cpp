@@ -89,6 +89,7 @@ Command addRehearseCommand(CLI::App& app) {
         });
     rehearse->add_option("--trace", target.trace, "level of the trace, 0 to 5")->check(CLI::Range(0, 5));
     rehearse->add_option("--json", target.json, "write the verdict to this file, too");
+    // For the second start of this very tool, inside the sandbox; nobody types them.
     rehearse->add_flag("--inside", target.inside)->group(kHidden);
     rehearse->add_option("--stop-fd", target.stopFd)->group(kHidden);
     rehearse->add_option("--json-fd", target.jsonFd)->group(kHidden);
@@ -96,6 +97,9 @@ Command addRehearseCommand(CLI::App& app) {
             [options] { return options->inside ? runRehearsal(*options) : launchRehearsal(*options); }};
 }
 
+// The counterpart of what the parser takes, written by hand: an option that is missing here does nothing
+// inside the sandbox. A verdict file is not handed on: it is outside, and its bytes come back through a
+// descriptor.
 std::vector<std::string> argumentsOf(const RehearsalOptions& options) {
     std::vector<std::string> arguments = {"rehearse",
                                           options.action->name,

@@ -26,6 +26,7 @@ constexpr std::array<const char*, 9> kEndTexts = {"the command was started",
                                                   "interrupted"};
 static_assert(kEndTexts.size() == static_cast<size_t>(End::Interrupted) + 1);
 
+// Measured at the host, not read from the trace: the trace may be off, and its lines are the module's own.
 // A stage and the message with which it ends. data counts where it is not kAny.
 constexpr uint32_t kAny = 0xFFFFFFFF;
 struct Landmark {
@@ -83,11 +84,15 @@ uint8_t lastStatus(const std::vector<Message>& messages) {
 
 std::optional<End> endOf(const std::vector<Message>& messages, bool stopAsked, bool commandSeen) {
     const auto status = static_cast<ShutdownStatus>(lastStatus(messages));
+    // Its own cancel comes before the abort that every cancel ends in; a refusal at the gate has the abort
+    // alone.
     if (status == ShutdownStatus::Aborted) {
         return commandSeen                                       ? End::Command
                : isReported(messages, ShutdownStatus::Cancelled) ? End::Cancelled
                                                                  : End::Refused;
     }
+    // The module says "executing" once the command was started, and also where Stop kept it from that: only
+    // the record knows.
     if (status == ShutdownStatus::Executing) {
         return commandSeen ? End::Command : stopAsked ? End::Stopped : End::NothingRan;
     }
@@ -106,6 +111,7 @@ std::vector<Phase> phasesOf(const std::vector<Message>& messages, double request
             return message.opcode == landmark.opcode && message.extension == landmark.extension &&
                    (landmark.data == kAny || message.data == landmark.data);
         });
+        // The run ended within this stage, and what would follow did not begin.
         if (from == messages.end()) {
             phases.push_back({landmark.stage, std::max(0.0, end - begin)});
             return phases;

@@ -71,6 +71,7 @@ std::string verdictText(const Verdict& verdict) {
     return text;
 }
 
+// "command" is always there, null without one, so that a reader needs no second question.
 std::string verdictJson(const Verdict& verdict) {
     rapidjson::StringBuffer buffer;
     Writer writer(buffer);

@@ -229,6 +229,8 @@ TEST(Notifications, ReachTheModuleWhateverTheirCode) {
     const Lines enable = {tag + "Enable Power switch notifications!",
                           R"(> 5000 {"SIP":{"V":1,"CMD":[{"OC":281,"CA":7,"ST":22,"DA":1}]}})",
                           tag + "Power switch notifications enabled!"};
+    const char* const enabled = "-> SWITCH start completed (all layers started) - requests enabled";
+    const char* const switched = "-> SWITCH shutdown notification, set SwitchShutdown flag";
     const struct {
         uint32_t code;
         const char* shownCode;
@@ -236,23 +238,15 @@ TEST(Notifications, ReachTheModuleWhateverTheirCode) {
         Lines announced;
         Lines done;
     } cases[] = {
-        {0x20001,
-         "20001",
-         0,
-         {R"(*** SCN_SWITCH_REQUEST_ENABLED *** \n)",
-          "-> SWITCH start completed (all layers started) - requests enabled"},
-         {}},
+        {0x20001, "20001", 0, {R"(*** SCN_SWITCH_REQUEST_ENABLED *** \n)", enabled}, {}},
         {0x40000, "40000", 1, {R"(*** SCN_POWERSTATE_SUSPEND *** \n)"}, disable},
         {0x40001, "40001", 1, {R"(*** SCN_POWERSTATE_STANDBY *** \n)"}, disable},
         {0x40002, "40002", 1, {R"(*** SCN_POWERSTATE_RESUME *** \n)"}, enable},
         {0x40003, "40003", 0, {R"(*** SCN_POWERSTATE_AC_OFFLINE *** \n)"}, {}},
         {0x40004, "40004", 0, {R"(*** SCN_POWERSTATE_AC_ONLINE *** \n)"}, {}},
         {0x2, "02", 0, {}, {}},
-        {0x20000,
-         "20000",
-         1,
-         {R"(*** SCN_SWITCH_SHUTDOWN *** \n)", "-> SWITCH shutdown notification, set SwitchShutdown flag"},
-         disable}};
+        {0x20000, "20000", 1, {R"(*** SCN_SWITCH_SHUTDOWN *** \n)", switched}, disable},
+    };
     HostedModule module(5);
     for (const auto& each : cases) {
         takeLines();
