@@ -29,12 +29,13 @@
 namespace volad_dev {
 namespace {
 
-// The trace switches and the property that the module reads from the machine, all of it the sandbox's own.
+// Read by the module as it is loaded.
 void configureTrace(unsigned level) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs before the module is loaded
     setenv(em::place::kTraceLevelVariable, std::to_string(level).c_str(), 1);
 }
 
+// A registry of the sandbox's own, with the one property that the module looks for.
 void configureProperty(const Settings& settings) {
     if (!settings.powerSwitchNotifications) {
         return;

@@ -48,6 +48,14 @@ const em::ShutdownAction* actionOf(const std::string& name) {
     return nullptr;
 }
 
+std::string actionNames() {
+    std::string names;
+    for (const em::ShutdownAction& action : em::kShutdownActions) {
+        names += (names.empty() ? "" : " | ") + std::string(action.name);
+    }
+    return names;
+}
+
 const char* nameOf(Maintenance maintenance) {
     return maintenance == Maintenance::On ? "on" : maintenance == Maintenance::Off ? "off" : "missing";
 }
@@ -60,11 +68,10 @@ Command addRehearseCommand(CLI::App& app) {
     CLI::App* rehearse = app.add_subcommand("rehearse", "let the module end this system, in a sandbox");
     rehearse
         ->add_option_function<std::string>(
-            "target", [&target](const std::string& name) { target.action = actionOf(name); },
-            "off, reset or halt")
+            "target", [&target](const std::string& name) { target.action = actionOf(name); }, actionNames())
         ->check([](const std::string& name) {
             return actionOf(name) != nullptr ? std::string()
-                                             : "expected off, reset or halt instead of " + name;
+                                             : "expected " + actionNames() + " instead of " + name;
         })
         ->default_str("off");
     rehearse->add_option("--module", target.module, "the shared object, else the one beside this tool")

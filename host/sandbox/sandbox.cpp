@@ -21,6 +21,7 @@
 #include <fmt/format.h>
 
 #include "base/unique_fd.h"
+#include "contract/places.h"
 #include "host/common/failure.h"
 #include "host/sandbox/sandbox_arguments.h"
 #include "host/sandbox/sandbox_layout.h"
@@ -119,7 +120,7 @@ std::vector<std::string> commandLine(const std::vector<std::string>& command) {
         std::to_string(kArgumentsFd),
         "--json-status-fd",
         std::to_string(kStatusFd),
-        "/bin/sh",
+        em::place::kShell,
         "-c",
         fmt::format("exec \"$@\" 2>&{0} {0}>&- {1}>&-", int{kErrorFd}, int{kStatusFd}),
         "sh"};

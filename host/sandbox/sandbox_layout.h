@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "contract/places.h"
 #include "contract/shutdown_actions.h"
 
 namespace volad_dev::layout {
@@ -29,7 +30,7 @@ inline constexpr const char* kMaintenanceDefault = "/run/volad-dev/maintenance";
 inline constexpr const char* kKernelSettings = "/proc/sys";
 
 inline constexpr const char* kMaintenanceTool = "/usr/sbin/localcli";
-inline constexpr const char* kServiceManager = "/usr/bin/systemctl";
+inline constexpr const char* kServiceManager = em::place::kServiceManager;
 
 // The commands that end a system are the rows of the table of actions: a further action is covered by a
 // recorder without a line here. "/sbin" is a link to "/usr/sbin" on every machine that is supported, so

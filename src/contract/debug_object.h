@@ -2,8 +2,11 @@
 // the host's program is (link it with -rdynamic). Looked for at the first line, and kept for good once found.
 //
 // Called by any thread, also under locks of the module: it must neither call back into the module nor wait
-// for one of its threads. Format and arguments are those of vprintf; a line begins with its line break where
-// it has one, and the module's name lives as long as the library.
+// for one of its threads. It lives longer than the library is loaded. Whether it takes lines is asked at each
+// line until the answer is true, and then no more. What it throws costs the line, not the shutdown.
+//
+// Format and arguments are those of vprintf. Most lines begin with their line break, some end with one, some
+// have both. The module's name lives as long as the library.
 #pragma once
 
 #include <cstdarg>

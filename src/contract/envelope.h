@@ -1,26 +1,36 @@
 // The message envelope's keys and statuses. What host and module hand to each other is one JSON document,
 //   {"SIP":{"V":1,"CMD":[{"OC":517,"CA":12,"ST":0,"DA":3}]}}
-// with a cursor that selects one command. Keys are case-sensitive; of equal keys the first counts. Numbers
-// may also be texts with the prefixes of C ("0x205", "01005", "517").
+// with a cursor that selects one command. Keys are case-sensitive; of equal keys the first counts. A
+// command's numbers but "DA" may also be texts with the prefixes of C ("0x205", "01005", "517"). "DA" may be
+// one in the answer to a question, where it begins with a digit; the reason of a shutdown request may not.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 namespace em {
+
+// What an envelope is in memory, in bytes: a text (char*, from malloc or null, not used), the document (a
+// value of RapidJSON in UTF-8 with its CrtAllocator, so all of it from malloc), the cursor (int32_t). Both
+// sides may change the document with that library; who made the envelope frees it.
+inline constexpr size_t kEnvelopeTextOffset = 0;
+inline constexpr size_t kEnvelopeDocumentOffset = 8;
+inline constexpr size_t kEnvelopeCursorOffset = 24;
+inline constexpr size_t kEnvelopeSize = 32;
 
 namespace key {
 // The document.
 inline constexpr std::string_view Envelope = "SIP";
 inline constexpr std::string_view Version = "V";
 inline constexpr std::string_view Commands = "CMD";
-// A command.
-inline constexpr std::string_view OperationCode = "OC"; // operation_codes.h; 16 bits used
-inline constexpr std::string_view Extension = "OE";     // of the operation code, absent when 0; 16 bits used
-inline constexpr std::string_view ObjectId = "OI";      // absent when 0; 16 bits used
+// A command. Compared with all 32 bits; the trace shows the low 16 of the first three, the low 8 of "ST".
+inline constexpr std::string_view OperationCode = "OC"; // operation_codes.h
+inline constexpr std::string_view Extension = "OE";     // of the operation code, absent when 0
+inline constexpr std::string_view ObjectId = "OI";      // absent when 0
 inline constexpr std::string_view Cabinet = "CA";
-inline constexpr std::string_view Status = "ST"; // 8 bits used
+inline constexpr std::string_view Status = "ST";
 inline constexpr std::string_view MessageId = "MI";
 inline constexpr std::string_view Data = "DA"; // number, text, list, object, or {"RAW":[bytes]}
 inline constexpr std::string_view Raw = "RAW";

@@ -4,13 +4,18 @@
 // The value that goes with a message is the time in milliseconds for which the host may work on the answer:
 // kRequestTimeoutMs for a request, which the host answers in place, in the same envelope, before the slot
 // returns; kNotification for a notification, which it takes and does not answer. The envelope stays the
-// module's: what the host wants to keep, it copies. A host that throws is traced and counts as one that did
-// not answer.
+// module's: what the host wants to keep, it copies. Of a notification it changes nothing: a shutdown request
+// is sent to the host as an echo, and read on afterwards, its operation code too. A host that throws is
+// traced, and what it had written into the envelope by then is the answer.
+//
+// The host object must outlive EM_Delete: threads of the module call it until these are joined.
 //
 // Threads: the send-message slot is called from the task handler, the worker, the watcher and from host
-// threads that are inside the module, also at the same time, and never under a lock of the module. While the
-// host is inside the module's slots 4, 5, 6, 8 or 13 or inside EM_Delete, it must hold no lock that its own
-// slot 9 needs: they may wait for a thread that is in there.
+// threads that are inside the module, also at the same time, and never under a lock of the module. The
+// module's slots 4, 7, 8 and 13 call it themselves, on the thread that called them; 5, 13 and EM_Delete wait
+// for threads of the module that may be inside it. So in these the host must hold no lock that its own slot 9
+// needs. Slot 9 may call the module's slots 7 and 8; a cancel from inside the message of status 1 comes too
+// early and is lost. The slots for the notice and the kind are called inside Start only.
 #pragma once
 
 #include <cstdint>

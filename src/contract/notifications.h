@@ -1,4 +1,6 @@
-// Notifications of the host (slot 13 of the module), with the lines that announce them, one row each.
+// Notifications of the host (slot 13 of the module), with the lines that announce them, one row each. Any
+// other code is handed to the module, too, which then does nothing. SCN_SWITCH_SHUTDOWN also sets the flag of
+// module_interface.h.
 #pragma once
 
 #include <array>

@@ -1,4 +1,5 @@
-// The operation codes ("OC") of the messages between host and module.
+// The operation codes ("OC") of the messages between host and module. A request for a shutdown goes to the
+// host once more as a notification, when it is past the gate, unless its status is 255.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +14,8 @@ inline constexpr uint32_t kMaintenanceModeChanged = 513;   // to the host, which
 inline constexpr uint32_t CM_Disconnect = 514;             // a task of the module's own, never sent
 inline constexpr uint32_t CM_RequestShutdownAndOff = 517;  // "DA" the reason; shutdown_actions.h
 inline constexpr uint32_t CM_RequestShutdownAndReset = 518;
-inline constexpr uint32_t CM_ShutdownRequestCancelled = 521; // to the module: a cancel; from it: it is off
+inline constexpr uint32_t CM_ShutdownRequestCancelled =
+    521; // to the module: a cancel; from it, asked and then told: off
 inline constexpr uint32_t CM_RequestShutdownAndHalt = 522;
 inline constexpr uint32_t kShutdownStatusQuery = 523; // to the module; from it at the end of a disconnect
 inline constexpr uint32_t kShutdownStatusChanged =

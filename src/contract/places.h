@@ -20,8 +20,8 @@ inline constexpr char kShell[] = "/bin/sh";
 inline constexpr char kMaintenanceQuery[] = "localcli system maintenanceMode get";
 inline constexpr char kMaintenanceOn = 'E';
 
-// Commands that restart the management agents: with and without a service manager, the last two for the
-// agentless service.
+// Commands that restart the management agents; those of the agentless service differ with and without a
+// service manager.
 inline constexpr char kRestartAgents[] = "/usr/sbin/ombrad restart";
 inline constexpr char kRestartAgentlessManaged[] =
     "/opt/Orlendix/vital/etc/ombrad/StartupScripts/brix restart";

@@ -1,5 +1,6 @@
 // The settings that the host keeps and the module asks for at the moment of each shutdown (operation code
-// 0xE001, the item in "OE"). An answer counts with a status of success and data of the right kind.
+// 0xE001, the item in "OE"). The answer counts with a status of success (envelope.h) and data of its kind: a
+// text, or a number, which may be a text that begins with a digit; every value of 32 bits is taken as it is.
 #pragma once
 
 #include <array>
@@ -19,10 +20,13 @@ namespace setting {
 // Of a week day, "OI" (0 or absent = Sunday); 65535 = none.
 inline constexpr Setting kPowerOffTime = {
     0xA1, "power-off time of the week day", "minutes behind midnight", {}};
-// Can be cancelled while it runs; reason 1 skips it.
+// A cancel that comes while it runs ends the shutdown once it is over; reason 1 skips it.
 inline constexpr Setting kShutdownDelay = {0x1700, "shutdown delay", "seconds", 60};
-inline constexpr Setting kForceDelay = {0x1701, "force delay", "seconds", 120};  // 0: no hard-shutdown thread
-inline constexpr Setting kJobName = {0x1710, "cleanup job", "command line", {}}; // 259 characters at most
+// The thread that it starts writes its lines and forces nothing; 0: no thread.
+inline constexpr Setting kForceDelay = {0x1701, "force delay", "seconds", 120};
+// A longer one is cut, and run.
+inline constexpr Setting kJobName = {0x1710, "cleanup job", "command line", {}};
+inline constexpr uint32_t kLongestJob = 259; // bytes
 inline constexpr Setting kJobDirectory = {0x1711, "the job's working directory", "path", {}};
 inline constexpr Setting kJobTimeout = {0x1712, "the job's time limit", "seconds", 120}; // 0: not waited for
 } // namespace setting

@@ -1,4 +1,4 @@
-// What the module can bring a system to: one row an action, and nothing about an action stands elsewhere.
+// What the module can bring a system to, one row an action: what sets one apart from another stands here.
 // Requests, replies, the alert sequence, the executor and the tools walk this table.
 // Why: docs/decisions/contract-in-one-room.md
 #pragma once

@@ -1,7 +1,7 @@
 // The lines of the trace from which a shutdown can be read back: formats of printf, each with the level at
-// which it is written. Readers of traces match them, so they change with a reason only. The module's name and
-// a colon may be cut off or stand behind a prefix of the host's; what the tables of actions and notifications
-// hold is not repeated here.
+// which it is written. Readers of traces match them, so they change with a reason only. In a host's file a
+// line may stand behind a prefix of the host's, and without its own; what the tables of actions and
+// notifications hold is not repeated here.
 #pragma once
 
 namespace em::line {
@@ -12,8 +12,8 @@ inline constexpr char kStarted[] = "\n\n### Start of module %s completed success
 inline constexpr char kStopping[] = "\n### Stopping module %s ###\n";                       // 1
 inline constexpr char kStopped[] = "\n\n### Stop of module %s completed successfully ###";  // 1
 
-// How a shutdown comes to be: by a request or reply (shutdown_actions.h), at a time of day, or by a cancel of
-// one that is pending. A refused insert is all that is seen of a request that the queue did not take.
+// How a shutdown comes to be: by a request or reply (shutdown_actions.h) or at a time of day. One that the
+// queue did not take is answered like any other; a refused insert is what tells them apart. Then the cancels.
 inline constexpr char kOffTimeReached[] =
     "\nEM_SHUTDOWN         : Power off time %02d:%02d reached - Request system shutdown!"; // 1
 inline constexpr char kQueueFull[] =
@@ -31,7 +31,7 @@ inline constexpr char kNothingToCancel[] =
 // The status (shutdown_status.h), at each change.
 inline constexpr char kStatusChanged[] = "\nEM_SHUTDOWN         : System shutdown status changed to %d"; // 3
 
-// The alert sequence, in its order. The first number is the cabinet's.
+// The alert sequence, in its order. The number behind CAB is the cabinet's.
 inline constexpr char kTaskBegins[] = "\nEM_SHUTDOWN         : CAB %04d: ## CM_RequestShutdownAndXXX ##"; // 1
 inline constexpr char kGateRefuses[] =
     "\nEM_SHUTDOWN         : Maintenance Mode not set. Shutdown aborted!";                          // 1

@@ -1,5 +1,5 @@
 // The thread that is started behind a shutdown command with a force delay. It announces a sleep that it does
-// not take, and a forced command that it does not run: this disabled state is what installations rely on.
+// not take, and a forced command that it does not run: this disabled state is kept on purpose.
 #include <pthread.h>
 
 #include "base/system.h"

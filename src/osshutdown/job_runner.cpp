@@ -8,14 +8,13 @@
 #include "base/current_directory.h"
 #include "base/swallow.h"
 #include "contract/places.h"
+#include "contract/settings.h"
 #include "contract/trace_lines.h"
 #include "platform/processes/child_process.h"
 #include "trace/trace.h"
 
 namespace em {
 namespace {
-
-constexpr size_t kLongestJob = 259;
 
 bool isEmpty(const char* text) {
     return text == nullptr || *text == '\0';

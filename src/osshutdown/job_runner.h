@@ -23,10 +23,10 @@ struct CommandOutcome {
 // Writes its lines also while tracing is off. Throws nothing.
 CommandOutcome runCommand(const char* command, uint32_t timeoutSeconds);
 
-// Runs the shutdown job, a shell command line of at most 259 characters, in its directory, and leaves that as
-// the process's working directory. Without a directory it is the job's own: the text up to its last "/", so
-// give a directory when the job has arguments. True when the job was started and ended within the limit, or
-// was not waited for. Throws nothing.
+// Runs the shutdown job, a shell command line of at most kLongestJob bytes, in its directory, and leaves that
+// as the process's working directory. Without a directory it is the job's own: the text up to its last "/",
+// so give a directory when the job has arguments. True when the job was started and ended within the limit,
+// or was not waited for. Throws nothing.
 bool runJob(const char* path, const char* directory, uint32_t timeoutSeconds);
 
 } // namespace em

@@ -27,9 +27,9 @@ public:
     // forced command. The message is not used.
     bool SystemShutdown(uint32_t kind, uint32_t forceDelaySeconds, const char* message);
 
-    // RunCommand by codes: 0 = started and, if waited for, ended; 1 = the limit ran out; -1 = anything else.
+    // runCommand by codes: 0 = started and, if waited for, ended; 1 = the limit ran out; -1 = anything else.
     int32_t ExecuteCmd(const char* command, uint32_t timeoutSeconds);
-    // See RunJob.
+    // See runJob.
     bool RunShutdownJob(const char* path, const char* directory, uint32_t timeoutSeconds);
 
     // Nothing is shown to anybody: each writes two lines.

@@ -22,7 +22,6 @@
 namespace em {
 namespace {
 
-constexpr const char* kTitle = "Automatic System Shutdown";
 constexpr int kLanguageId = 1033; // English
 
 // A wait of 0xFFFFFFFF ms would be one without end, and 32 bits of milliseconds would wrap to a short delay.
@@ -68,7 +67,8 @@ AlertSequence::Outcome AlertSequence::prepare() {
     if (m_means.stop.isRaised()) {
         return Outcome::Stopped;
     }
-    // From here on the machine goes down: what comes later is only told.
+    // Behind the last look at the cancel flag that keeps the system up. What the rest throws still does:
+    // there was no command yet.
     announceShutdown();
     runJob();
     return Outcome::GoOn;
@@ -183,7 +183,7 @@ void AlertSequence::announceShutdown() {
     EM_TRACE(1, line::kPerforming, asInt(m_request.GetUint(key::Cabinet, 0)));
     m_message = "System shutdown due to a " + m_reasonText + " event!";
     traceDefaultMessageUsed(); // the message's text is never looked up
-    m_means.executor.DisplayShutdownAction(kTitle, m_message.c_str());
+    m_means.executor.DisplayShutdownAction(kShutdownTitle, m_message.c_str());
 }
 
 // Asked for behind the delay: the operator may have changed the job while it ran.

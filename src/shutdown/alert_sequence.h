@@ -35,8 +35,8 @@ private:
         Stopped, // Stop has begun: no command, but the status and the queue end as after one
     };
 
-    Outcome prepare(); // up to the point of no return
-    Outcome execute(); // from there on
+    Outcome prepare(); // all that comes before the command; what it throws aborts the shutdown
+    Outcome execute(); // from the command on
     void finish();
 
     void announce();

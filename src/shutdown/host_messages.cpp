@@ -114,7 +114,8 @@ void HostMessages::disconnected() {
 }
 
 void HostMessages::switchPowerSwitchEvents(bool enable) {
-    uint32_t wanted = 1; // also where the property is not there
+    // Looked up each time: the property may be changed while the host runs. On where it is not there.
+    uint32_t wanted = 1;
     static_cast<void>(GetModuleProperty(m_module.ModuleName(), wanted, place::kPowerSwitchProperty));
     if (wanted == 0) {
         return;

@@ -23,8 +23,8 @@ public:
     void request(SipJson& envelope);
     void notify(SipJson& envelope);
 
-    // A setting, read at the moment of each shutdown, with an envelope of its own: an old answer must not
-    // show through when the host stays silent. Nothing when the answer's status is no success, when it holds
+    // A setting, asked for each time it is needed, with an envelope of its own: an old answer must not show
+    // through when the host stays silent. Nothing when the answer's status is no success, when it holds
     // no data, or data that is no number. The object id is a power-off time's week day.
     [[nodiscard]] std::optional<uint32_t> askNumber(const Setting& setting, uint32_t objectId = 0);
     // Empty where there is no answer; a text ends at its first NUL.

@@ -50,7 +50,7 @@ void ShutdownProgress::abort(bool notifyToo) {
     m_pendingRequest.EmptyCommands();
     change(ShutdownStatus::Aborted);
     m_host.shutdownCancelled(notifyToo);
-    m_executor.AbortShutdownAction("Automatic System Shutdown", "System shutdown cancelled!");
+    m_executor.AbortShutdownAction(kShutdownTitle, "System shutdown cancelled!");
 }
 
 void ShutdownProgress::finish() {

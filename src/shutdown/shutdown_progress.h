@@ -13,6 +13,9 @@ template <class Message>
 class CTaskSerializer;
 using TaskQueue = CTaskSerializer<SipJson>;
 
+// Of what the executor shows when a shutdown begins, and when it is off.
+inline constexpr char kShutdownTitle[] = "Automatic System Shutdown";
+
 // Any thread, but for what says otherwise. What a step throws, for want of memory, passes through.
 class ShutdownProgress {
 public:
@@ -27,7 +30,8 @@ public:
     // A request or reply: status 1, the cancel flag cleared, a copy queued. A refused insert has its own
     // line.
     void queue(const SipJson& request);
-    // The same for one of the module's own, which has no status before the task handler takes it up.
+    // One of the module's own: no status before the task handler takes it up, and a pending one keeps its
+    // cancel.
     void queueScheduled(const SipJson& request);
     // The host's cancel. One that comes too early or too late shows in the trace only.
     void cancel();

@@ -67,8 +67,8 @@ public:
     void StartSerialization();
 
     // Queues a copy of the message. The event, null or the inserter's own, is set after the task was
-    // executed, and never when the task is dropped; it must outlive the queue. False, without a copy, when
-    // the level does not exist, is disabled or is full. Any thread. Throws what copying the message and
+    // executed, and never when the task is dropped; it must outlive the queue. False when the level does not
+    // exist, is disabled or is full. Any thread. Throws what copying the message and
     // OnTaskQueueFull throw.
     bool InsertTask(const Message& message, int level, EventHandle* hExternalEvent);
 

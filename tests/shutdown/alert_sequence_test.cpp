@@ -98,7 +98,7 @@ TEST_F(AlertSequenceTest, StopEndsADelayThatHasNoEvent) {
 std::atomic<int64_t> toolStartedNs{0};
 std::atomic<int64_t> toolKilledNs{0};
 
-// A tool that has said "E" and then hangs does not open the gate, to nobody who asks.
+// A tool that has said "E" and then hangs opens the gate to nobody.
 TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
     const TemporaryDirectory files;
     files.writeScript("shell", "#!/bin/sh\necho Enabled\nexec sleep 1000\n");

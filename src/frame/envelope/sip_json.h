@@ -106,7 +106,8 @@ struct SipJson {
     [[nodiscard]] const JsonValue* FindData() const { return FindMember(key::Data); }
 };
 
-static_assert(sizeof(SipJson) == 32 && offsetof(SipJson, text) == 0 && offsetof(SipJson, root) == 8 &&
-              offsetof(SipJson, cursor) == 24);
+static_assert(offsetof(SipJson, text) == kEnvelopeTextOffset && sizeof(SipJson) == kEnvelopeSize);
+static_assert(offsetof(SipJson, root) == kEnvelopeDocumentOffset);
+static_assert(offsetof(SipJson, cursor) == kEnvelopeCursorOffset);
 
 } // namespace em

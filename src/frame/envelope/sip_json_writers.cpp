@@ -29,7 +29,7 @@ void setOpcode(JsonValue& command, uint32_t operationCode, uint32_t extension, u
 
 } // namespace
 
-// In blocks of the size that a message of this module needs: a queue holds them by value.
+// With room for what a message of this module has: the library's own first step is 16 members.
 void SipJson::InitEnvelope() {
     JsonValue envelope = json::newObject(2);
     json::append(envelope, key::Version, json::number(kEnvelopeVersion));

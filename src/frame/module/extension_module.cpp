@@ -54,7 +54,7 @@ unsigned CExtensionModule::Notify(uint32_t code, uint64_t parameter, uint64_t ex
         EM_TRACE(2, "\n\n%-20s: ## NOTIFY: Code = 0Xx%02X, param = 0x%08X", ModuleName(), code,
                  asUnsigned(parameter));
         if (code == SCN_SWITCH_SHUTDOWN) {
-            // Before the handler is asked: what it starts looks at the flag.
+            // Before the handler is asked: it may throw, and the host goes down all the same.
             m_switchShutdown = true;
         }
         TraceNotification(code);

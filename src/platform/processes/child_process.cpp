@@ -168,8 +168,8 @@ ChildProcess startShell(const char* command, ChildSignals signals) {
                       .commandLength = std::strlen(command),
                       .descriptorLimit = descriptorLimit(),
                       .mask = {}};
-    // Before the child exists and until it is gone: a handler of the host's that runs in the child would
-    // change this process.
+    // Before the child exists and until it is another program: a handler of the host's that runs in the child
+    // would change this process.
     const Undisturbed undisturbed;
     plan.mask = childMask(undisturbed.maskBefore(), signals);
     if constexpr (kShareMemory) {

@@ -38,7 +38,7 @@ std::optional<FileChange> changeAtNextHeader(const ProfileWrite& write, const Po
 }
 
 // The first key of a section gets an empty line in front, and leaves one behind when it goes: odd, and kept,
-// since installations compare their files.
+// so that a file comes out to the byte as it always did.
 FileChange replaceLine(const ProfileWrite& write, const Position& position, const ProfileLine& line) {
     const std::string emptyLine = position.linesSeen == 1 ? "\n" : "";
     return {line.from, line.to, emptyLine + (write.value ? valueLine(write) : "")};

@@ -211,7 +211,7 @@ bool CThread::IsAlive() const {
     if (!m_waitable) {
         return !m_detached->hasEnded();
     }
-    // Of a thread that nobody has joined the system knows, ended or not.
+    // Until it has ended the system knows it; an ended one that nobody has joined may count as gone.
     int policy = 0;
     sched_param parameter{};
     return sys::pthread_getschedparam(thread, &policy, &parameter) == 0;
