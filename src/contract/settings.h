@@ -24,9 +24,8 @@ inline constexpr Setting kPowerOffTime = {
 inline constexpr Setting kShutdownDelay = {0x1700, "shutdown delay", "seconds", 60};
 // The thread that it starts writes its lines and forces nothing; 0: no thread.
 inline constexpr Setting kForceDelay = {0x1701, "force delay", "seconds", 120};
-// A longer one is cut, and run.
+// One longer than kLongestJob is cut, and run.
 inline constexpr Setting kJobName = {0x1710, "cleanup job", "command line", {}};
-inline constexpr uint32_t kLongestJob = 259; // bytes
 inline constexpr Setting kJobDirectory = {0x1711, "the job's working directory", "path", {}};
 inline constexpr Setting kJobTimeout = {0x1712, "the job's time limit", "seconds", 120}; // 0: not waited for
 } // namespace setting
@@ -34,6 +33,8 @@ inline constexpr Setting kJobTimeout = {0x1712, "the job's time limit", "seconds
 inline constexpr std::array kSettings = {setting::kPowerOffTime, setting::kShutdownDelay,
                                          setting::kForceDelay,   setting::kJobName,
                                          setting::kJobDirectory, setting::kJobTimeout};
+
+inline constexpr uint32_t kLongestJob = 259; // bytes
 
 // The power-off time's answer for a day without one.
 inline constexpr uint32_t kNoPowerOffTime = 0xFFFF;
