@@ -255,7 +255,9 @@ TEST_F(RegistryTest, ADeletedKeyIsGoneForWhoStillHoldsIt) {
     EXPECT_TRUE(trace.contains("CRegistryNode::deleteNode \"SOFTWARE\"\n"));
     EXPECT_EQ(held.GetValue("x"), 61);
     EXPECT_EQ(held.SetValue("x", "y"), 0U);
+    EXPECT_TRUE(trace.contains("CRegistry::SetValue oEntry = (nil)\n"));
     EXPECT_EQ(held.CreateKey(held.Node(), "new"), -1);
+    EXPECT_EQ(CRegistry().DeleteValue("x"), 22) << "nothing is open";
     EXPECT_EQ(key.Open("HKEY_LOCAL_MACHINE\\SOFTWARE"), -1);
 }
 
