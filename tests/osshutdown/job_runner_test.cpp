@@ -141,6 +141,7 @@ TEST_F(JobRunnerTest, ChoosesTheDirectory) {
         {"true --out /tmp/x", nullptr, "/"}, // "true --out /tmp" is no directory
     };
     fs::create_symlink("/bin/true", job);
+    fs::current_path(given); // below "/" a relative path would do as well
     for (const auto& [path, directory, expected] : cases) {
         fake::setPath(place::kJobFallbackDirectory, fallback);
         EXPECT_TRUE(m_executor.RunShutdownJob(path, directory, kAmple)) << path;
