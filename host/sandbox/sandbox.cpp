@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -139,16 +140,18 @@ struct Launch {
 
 // In the child: each descriptor goes to its place, by way of one above all places, and nothing else of the
 // caller's stays open.
-void placeDescriptors(const Launch& launch, const std::vector<int>& passed) {
+void placeDescriptors(const Launch& launch, const SandboxOptions& options) {
     std::vector<std::pair<int, int>> places = {{launch.arguments.get(), kArgumentsFd},
                                                {launch.marker.get(), kMarkerFd},
                                                {launch.answer.get(), kAnswerFd},
                                                {launch.tool.get(), kToolFd},
                                                {launch.status.writeEnd.get(), kStatusFd},
-                                               {STDERR_FILENO, kErrorFd},
+                                               {options.standard[0], STDIN_FILENO},
+                                               {options.standard[1], STDOUT_FILENO},
+                                               {options.standard[2], kErrorFd},
                                                {launch.errors.writeEnd.get(), STDERR_FILENO}};
     int next = kFirstPassedFd;
-    for (const int fd : passed) {
+    for (const int fd : options.descriptors) {
         places.emplace_back(fd, next++);
     }
     for (auto& [fd, place] : places) {
@@ -161,9 +164,22 @@ void placeDescriptors(const Launch& launch, const std::vector<int>& passed) {
     close_range(kFirstUnusedFd, kFirstPassedFd - 1, 0);
 }
 
+// What the caller ignores or blocks would pass down to all that runs inside.
+void resetSignals() {
+    for (int number = 1; number < NSIG; ++number) {
+        signal(number, SIG_DFL);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 [[noreturn]] void becomeBubblewrap(const Launch& launch, const SandboxOptions& options, char* const argv[]) {
-    placeDescriptors(launch, options.descriptors);
+    placeDescriptors(launch, options);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (options.defaultSignals) {
+        resetSignals();
+    }
     if (options.ownSession) {
         setsid();
     }
@@ -182,13 +198,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return all;
 }
 
-// Waits in poll, where a caller's signal handler runs at once also under the thread sanitizer.
-int waitFor(pid_t child) {
-    // Without this one, waitpid does the waiting. By number: C++ cannot link this glibc's pidfd_open.
-    const em::UniqueFd ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
-    pollfd watched = {ended.get(), POLLIN, 0};
-    while (ended.valid() && poll(&watched, 1, -1) < 0 && errno == EINTR) {
-    }
+int collect(pid_t child) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) {
@@ -208,17 +218,20 @@ int waitFor(pid_t child) {
         kExitNoSandbox);
 }
 
-int launchAndWait(const SandboxOptions& options, const std::vector<std::string>& command) {
+Launch prepare(const SandboxOptions& options) {
     const fs::path directory = fs::read_symlink("/proc/self/exe").parent_path();
     const std::string recorder = directory / kRecorderName;
     const std::vector<std::string> arguments = sandboxArguments(
         options, directory, recorder, {kMarkerFd, kAnswerFd, kToolFd}, namesOfBin(), environ);
-    const Launch launch = {fileInMemory(joined(arguments)),
-                           fileInMemory(markerText(recorder)),
-                           fileInMemory(maintenanceAnswer(options.maintenance)),
-                           fileInMemory(maintenanceToolScript()),
-                           makePipe(),
-                           makePipe()};
+    return {fileInMemory(joined(arguments)),
+            fileInMemory(markerText(recorder)),
+            fileInMemory(maintenanceAnswer(options.maintenance)),
+            fileInMemory(maintenanceToolScript()),
+            makePipe(),
+            makePipe()};
+}
+
+pid_t start(const Launch& launch, const SandboxOptions& options, const std::vector<std::string>& command) {
     std::vector<std::string> line = commandLine(command);
     const std::vector<char*> argv = pointers(line);
     const pid_t child = fork();
@@ -228,24 +241,61 @@ int launchAndWait(const SandboxOptions& options, const std::vector<std::string>&
     if (child == 0) {
         becomeBubblewrap(launch, options, argv.data());
     }
-    const int code = waitFor(child);
-    // Bubblewrap tells the command's exit code only when it came as far as starting it.
-    if (drain(launch.status.readEnd.get()).find("\"exit-code\"") == std::string::npos && code < 128) {
-        failWithoutSandbox(drain(launch.errors.readEnd.get()));
-    }
-    return code;
+    return child;
 }
 
 } // namespace
 
-int runInSandbox(const SandboxOptions& options, const std::vector<std::string>& command) {
+struct SandboxedCommand::State {
+    State(const SandboxOptions& options, const std::vector<std::string>& command)
+        : launch(prepare(options)),
+          child(start(launch, options, command)),
+          // By number: C++ cannot link this glibc's pidfd_open.
+          ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0))) {}
+
+    Launch launch;
+    pid_t child; // -1 once it was collected
+    em::UniqueFd ended;
+};
+
+SandboxedCommand::SandboxedCommand(const SandboxOptions& options, const std::vector<std::string>& command) {
     try {
-        return launchAndWait(options, command);
+        m_state = std::make_unique<State>(options, command);
     } catch (const Failure&) {
         throw;
     } catch (const std::exception& exception) {
         failWithoutSandbox(exception.what());
     }
+}
+
+SandboxedCommand::~SandboxedCommand() {
+    if (m_state->child > 0) {
+        kill(m_state->child, SIGKILL);
+        waitpid(m_state->child, nullptr, 0);
+    }
+}
+
+int SandboxedCommand::fd() const {
+    return m_state->ended.get();
+}
+
+// In poll, where a caller's signal handler runs at once also under the thread sanitizer; without a descriptor
+// of its end, waitpid does the waiting.
+int SandboxedCommand::wait() {
+    pollfd watched = {m_state->ended.get(), POLLIN, 0};
+    while (watched.fd >= 0 && poll(&watched, 1, -1) < 0 && errno == EINTR) {
+    }
+    const int code = collect(std::exchange(m_state->child, -1));
+    // Bubblewrap tells the command's exit code only when it came as far as starting it.
+    if (drain(m_state->launch.status.readEnd.get()).find("\"exit-code\"") == std::string::npos &&
+        code < 128) {
+        failWithoutSandbox(drain(m_state->launch.errors.readEnd.get()));
+    }
+    return code;
+}
+
+int runInSandbox(const SandboxOptions& options, const std::vector<std::string>& command) {
+    return SandboxedCommand(options, command).wait();
 }
 
 } // namespace volad_dev

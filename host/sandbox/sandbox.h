@@ -3,6 +3,7 @@
 // See: docs/rehearsal.md
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,28 @@
 
 namespace volad_dev {
 
-// Runs the command (a name of "/usr/bin" and "/usr/sbin", or a path) and waits for it. Returns its exit code,
-// 128 + the signal's number when one ended it. Throws Failure (kExitNoSandbox) when the sandbox cannot be
-// made: nothing is started then. The sandbox ends with the calling process, however that
-// ends.
+// A command (a name of "/usr/bin" and "/usr/sbin", or a path) that runs in a sandbox of its own. The sandbox
+// ends with the calling process, however that ends, and with this object. One thread.
+class SandboxedCommand {
+public:
+    // Throws Failure (kExitNoSandbox) when no process can be started.
+    SandboxedCommand(const SandboxOptions& options, const std::vector<std::string>& command);
+    ~SandboxedCommand();
+    SandboxedCommand(const SandboxedCommand&) = delete;
+    SandboxedCommand& operator=(const SandboxedCommand&) = delete;
+
+    // Readable once the sandbox has ended: for a poll together with what else the caller waits for.
+    [[nodiscard]] int fd() const;
+    // Waits for the end, once. Returns the command's exit code, 128 + the signal's number when one ended it.
+    // Throws Failure (kExitNoSandbox) when the sandbox could not be made: nothing was started then.
+    int wait();
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+// Runs the command and waits for it; results and failures of both.
 int runInSandbox(const SandboxOptions& options, const std::vector<std::string>& command);
 
 } // namespace volad_dev

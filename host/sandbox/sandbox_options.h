@@ -1,6 +1,8 @@
 // What a caller may choose about the sandbox.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,7 +24,9 @@ struct SandboxOptions {
     // The terminal's signals do not reach the command, and it cannot type into the caller's shell, which
     // whoever has the terminal for its own may. A shell in there has no job control then.
     bool ownSession = false;
+    bool defaultSignals = false;  // nothing is ignored or blocked inside, whatever the caller ignores
     std::vector<int> descriptors; // come up inside as kFirstPassedFd and those that follow
+    std::array<int, 3> standard = {0, 1, 2}; // what becomes standard input, output and error inside
 };
 
 } // namespace volad_dev
