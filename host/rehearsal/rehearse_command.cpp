@@ -1,11 +1,13 @@
 #include "host/rehearsal/rehearse_command.h"
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "host/common/choice_option.h"
 #include "host/hosting/settings.h"
 #include "host/rehearsal/rehearsal.h"
 #include "host/rehearsal/rehearsal_launch.h"
@@ -35,25 +37,14 @@ std::string textOf(const Schedule& schedule) {
                : fmt::format("{:02}:{:02}", *schedule.minuteOfDay / 60, *schedule.minuteOfDay % 60);
 }
 
-void addSeconds(CLI::App& app, const char* name, std::optional<double>& target, const char* description) {
-    app.add_option(name, target, description)->check(CLI::Range(0.0, 86400.0));
-}
-
-const em::ShutdownAction* actionOf(const std::string& name) {
+// What the table has last comes first: it is the default.
+std::vector<Choice<const em::ShutdownAction*>> actionChoices() {
+    std::vector<Choice<const em::ShutdownAction*>> choices;
     for (const em::ShutdownAction& action : em::kShutdownActions) {
-        if (name == action.name) {
-            return &action;
-        }
+        choices.push_back({action.name, &action});
     }
-    return nullptr;
-}
-
-std::string actionNames() {
-    std::string names;
-    for (const em::ShutdownAction& action : em::kShutdownActions) {
-        names += (names.empty() ? "" : " | ") + std::string(action.name);
-    }
-    return names;
+    std::rotate(choices.begin(), choices.end() - 1, choices.end());
+    return choices;
 }
 
 const char* nameOf(Maintenance maintenance) {
@@ -66,36 +57,24 @@ Command addRehearseCommand(CLI::App& app) {
     const auto options = std::make_shared<RehearsalOptions>();
     RehearsalOptions& target = *options;
     CLI::App* rehearse = app.add_subcommand("rehearse", "let the module end this system, in a sandbox");
-    rehearse
-        ->add_option_function<std::string>(
-            "target", [&target](const std::string& name) { target.action = actionOf(name); }, actionNames())
-        ->check([](const std::string& name) {
-            return actionOf(name) != nullptr ? std::string()
-                                             : "expected " + actionNames() + " instead of " + name;
-        })
-        ->default_str("off");
-    rehearse->add_option("--module", target.module, "the shared object, else the one beside this tool")
-        ->check(CLI::ExistingFile);
-    rehearse->add_option("--reason", target.reason, "reason of the request, 0 to 255")
-        ->check(CLI::Range(0, 255));
-    rehearse->add_option("--settings", target.settings, "what the host knows, a JSON file")
-        ->check(CLI::ExistingFile);
-    rehearse
-        ->add_option("--messages", target.messages, "the host's message file, with the texts of the reasons")
-        ->check(CLI::ExistingFile);
-    addSeconds(*rehearse, "--cancel-after", target.cancelAfter, "cancel so many seconds after the request");
-    addSeconds(*rehearse, "--stop-after", target.stopAfter,
-               "stop the module so many seconds after the request");
+    addChoice(*rehearse, "target", target.action, actionChoices(), "what the module is asked to do");
+    mustExist(rehearse->add_option("--module", target.module, "the module, else the one beside this tool"),
+              Existing::File);
+    addNumber(*rehearse, "--reason", target.reason, 0, 255, "reason of the request");
+    mustExist(rehearse->add_option("--settings", target.settings, "what the host knows, as JSON"),
+              Existing::File);
+    mustExist(rehearse->add_option("--messages", target.messages, "message file with the reasons' texts"),
+              Existing::File);
+    addSeconds(*rehearse, "--cancel-after", target.cancelAfter, "cancel so long after the request");
+    addSeconds(*rehearse, "--stop-after", target.stopAfter, "stop the module so long after it");
     addMaintenanceOption(*rehearse, target.maintenance);
-    rehearse
-        ->add_option_function<std::string>(
-            "--schedule", [&target](const std::string& text) { target.schedule = parseSchedule(text); },
-            "power off at a time of day instead of by a request: in:1m or HH:MM")
-        ->check([](const std::string& text) {
-            return parseSchedule(text) ? std::string() : "expected in:1m or HH:MM instead of " + text;
-        });
-    rehearse->add_option("--trace", target.trace, "level of the trace, 0 to 5")->check(CLI::Range(0, 5));
-    rehearse->add_option("--json", target.json, "write the verdict to this file, too");
+    CLI::Option* const schedule = rehearse->add_option_function<std::string>(
+        "--schedule", [&target](const std::string& text) { target.schedule = parseSchedule(text); },
+        "power off at a time of day, without a request");
+    mustBe(schedule->type_name("in:1m|HH:MM"), "in:1m or HH:MM",
+           [](const std::string& text) { return parseSchedule(text).has_value(); });
+    addNumber(*rehearse, "--trace", target.trace, 0, 5, "level of the trace");
+    rehearse->add_option("--json", target.json, "write the verdict to this file, too")->type_name("FILE");
     // For the second start of this very tool, inside the sandbox; nobody types them.
     rehearse->add_flag("--inside", target.inside)->group(kHidden);
     rehearse->add_option("--stop-fd", target.stopFd)->group(kHidden);

@@ -1,12 +1,13 @@
 #include "host/sandbox/sandbox_command.h"
 
-#include <map>
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "host/common/choice_option.h"
 #include "host/sandbox/sandbox.h"
 
 namespace volad_dev {
@@ -20,12 +21,9 @@ struct SandboxCommand {
 } // namespace
 
 CLI::Option* addMaintenanceOption(CLI::App& app, Maintenance& target) {
-    const std::map<std::string, Maintenance> names = {
-        {"on", Maintenance::On}, {"off", Maintenance::Off}, {"missing", Maintenance::ToolMissing}};
-    return app
-        .add_option("--maintenance", target, "what the maintenance tool answers: on, off, or it is missing")
-        ->transform(CLI::CheckedTransformer(names))
-        ->default_str("on");
+    static constexpr std::array<Choice<Maintenance>, 3> kChoices{
+        {{"on", Maintenance::On}, {"off", Maintenance::Off}, {"missing", Maintenance::ToolMissing}}};
+    return addChoice(app, "--maintenance", target, kChoices, "what the maintenance tool answers");
 }
 
 Command addSandboxCommand(CLI::App& app) {
@@ -33,17 +31,19 @@ Command addSandboxCommand(CLI::App& app) {
     CLI::App* sandbox =
         app.add_subcommand("sandbox", "run a command where nothing it does can reach this machine");
     SandboxOptions& options = target->options;
-    sandbox->add_option("--uid", options.uid, "user inside, 0 is root without capabilities");
+    addNumber(*sandbox, "--uid", options.uid, 0, UINT32_MAX - 1,
+              "user inside, 0 is root without capabilities");
     addMaintenanceOption(*sandbox, options.maintenance);
     sandbox->add_flag("--systemctl", options.serviceManager,
                       "let /usr/bin/systemctl be there, as a recorder");
-    sandbox->add_option("--bind", options.readOnly, "make a directory or file visible, read-only")
+    mustExist(sandbox->add_option("--bind", options.readOnly, "make a directory or file visible, read-only")
+                  ->allow_extra_args(false),
+              Existing::FileOrDirectory);
+    mustExist(sandbox->add_option("--scratch", options.scratch, "writable directory, else one in memory"),
+              Existing::Directory);
+    sandbox->add_option("--setenv", options.environment, "a variable of the command's environment")
         ->allow_extra_args(false)
-        ->check(CLI::ExistingPath);
-    sandbox->add_option("--scratch", options.scratch, "writable directory, else one in memory")
-        ->check(CLI::ExistingDirectory);
-    sandbox->add_option("--setenv", options.environment, "NAME=value for the command's environment")
-        ->allow_extra_args(false);
+        ->type_name("NAME=VALUE");
     sandbox->add_option("command", target->command, "the command and its arguments")->required();
     return {sandbox, [target] { return runInSandbox(target->options, target->command); }};
 }
