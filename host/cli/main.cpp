@@ -1,6 +1,5 @@
 // volad-dev, the development host: the tool's entry.
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <system_error>
@@ -11,6 +10,7 @@
 #include "em_version.h"
 #include "host/common/command.h"
 #include "host/common/failure.h"
+#include "host/common/standard_streams.h"
 #include "host/files/check_command.h"
 #include "host/files/messages_command.h"
 #include "host/files/profile_command.h"
@@ -39,27 +39,38 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kExitAsAsked : kExitUsage;
     }
-    int code = kExitUsage;
     for (const Command& command : commands) {
-        code = command.parser->parsed() ? command.run() : code;
+        if (command.parser->parsed()) {
+            if (!command.startsPrograms) {
+                ignoreBrokenPipes();
+            }
+            return command.run();
+        }
     }
-    if (std::fflush(stdout) != 0) {
-        throw std::system_error(errno, std::generic_category(), "standard output");
-    }
-    return code;
+    return kExitUsage;
 }
 
 } // namespace
 } // namespace volad_dev
 
 int main(int argc, char** argv) {
+    using namespace volad_dev;
+    occupyStandardDescriptors();
+    int code = kExitOtherwise;
+    int outputError = 0;
     try {
-        return volad_dev::run(argc, argv);
-    } catch (const volad_dev::Failure& failure) {
-        volad_dev::printFailure(failure.what());
-        return failure.code();
+        code = run(argc, argv);
+    } catch (const Failure& failure) {
+        printFailure(failure.what());
+        code = failure.code();
+    } catch (const std::system_error& error) {
+        if (std::ferror(stdout) != 0) {
+            outputError = error.code().value();
+        } else {
+            printFailure(error.what());
+        }
     } catch (const std::exception& exception) {
-        volad_dev::printFailure(exception.what());
-        return volad_dev::kExitOtherwise;
+        printFailure(exception.what());
     }
+    return flushStandardOutput(outputError) ? code : kExitOtherwise;
 }

@@ -1,5 +1,7 @@
 #include "host/common/failure.h"
 
+#include <cstdio>
+
 #include <fmt/format.h>
 
 #include "host/common/visible_text.h"
@@ -7,7 +9,8 @@
 namespace volad_dev {
 
 void printFailure(const std::string& text) {
-    fmt::print(stderr, "volad-dev: {}\n", visibleText(text));
+    // No fmt::print, which would throw where standard error is lost: there is nobody left to tell.
+    static_cast<void>(std::fputs(fmt::format("volad-dev: {}\n", visibleText(text)).c_str(), stderr));
 }
 
 } // namespace volad_dev

@@ -39,18 +39,27 @@ size_t controlLength(std::string_view text) {
     return text.starts_with("\xE2\x80\xA8") || text.starts_with("\xE2\x80\xA9") ? 3 : 0;
 }
 
-} // namespace
-
-std::string visibleText(std::string_view text) {
+// Bytes that are no UTF-8 are escaped, and so many others as there are to be at the start of a valid text.
+std::string withEscapes(std::string_view text, size_t (*lengthToEscape)(std::string_view)) {
     std::string visible;
     for (size_t valid = em::validUtf8Length(text); !text.empty();) {
-        const size_t control = valid > 0 ? controlLength(text) : 1; // a byte that is no UTF-8 counts as one
+        const size_t control = valid > 0 ? lengthToEscape(text) : 1; // a byte that is no UTF-8 counts as one
         const size_t length = control > 0 ? control : 1;
         visible += control > 0 ? escaped(text.substr(0, length)) : std::string(text.substr(0, length));
         text.remove_prefix(length);
         valid = valid > 0 ? valid - length : em::validUtf8Length(text);
     }
     return visible;
+}
+
+} // namespace
+
+std::string visibleText(std::string_view text) {
+    return withEscapes(text, controlLength);
+}
+
+std::string utf8Text(std::string_view text) {
+    return withEscapes(text, [](std::string_view) { return size_t{0}; });
 }
 
 } // namespace volad_dev

@@ -12,4 +12,7 @@ namespace volad_dev {
 // separates the names of a registry path, which would be unreadable doubled.
 [[nodiscard]] std::string visibleText(std::string_view text);
 
+// For JSON, which has its own escapes: only the bytes that are no UTF-8 become \xNN.
+[[nodiscard]] std::string utf8Text(std::string_view text);
+
 } // namespace volad_dev

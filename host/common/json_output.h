@@ -1,0 +1,42 @@
+// Where a command's JSON goes: `--json FILE`, or `--json -` for standard output, where nothing else is
+// printed then.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <CLI/App.hpp>
+
+#include "base/unique_fd.h"
+
+namespace volad_dev {
+
+CLI::Option* addJsonOption(CLI::App& app, std::string& target);
+
+// Opened before the work, so that none is done for a file that cannot be had. A file is replaced as a whole,
+// by a rename; what is no file of its own (a device, a FIFO, a link such as /dev/stdout) is written in place.
+class JsonOutput {
+public:
+    // Empty: no JSON is asked for. Throws Failure when the file cannot be opened.
+    explicit JsonOutput(const std::string& file);
+    ~JsonOutput(); // a file that was not written is left as it was
+    JsonOutput(const JsonOutput&) = delete;
+    JsonOutput& operator=(const JsonOutput&) = delete;
+
+    [[nodiscard]] bool asked() const { return !m_file.empty(); }
+    [[nodiscard]] bool takesStandardOutput() const { return m_file == "-"; }
+
+    // The whole of it, once. Throws Failure when it could not be written.
+    void write(std::string_view document);
+
+private:
+    void openBeside();
+    void put(std::string_view document) const;
+    [[noreturn]] void fail(int error) const;
+
+    std::string m_file;
+    std::string m_beside; // takes the place of m_file when it is complete; empty: written in place
+    em::UniqueFd m_fd;
+};
+
+} // namespace volad_dev
