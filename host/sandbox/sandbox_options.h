@@ -15,12 +15,17 @@ enum class Maintenance { On, Off, ToolMissing };
 inline constexpr int kFirstPassedFd = 10;
 
 struct SandboxOptions {
-    unsigned uid = 0; // inside; 0 is root without any capability
+    unsigned uid = 0;      // inside; 0 is root without any capability
+    bool asNobody = false; // started by root, give up root for good first: no process inside owns its files
     Maintenance maintenance = Maintenance::On;
     bool serviceManager = false; // whether "/usr/bin/systemctl" is there: the recorder, never the real one
     std::string scratch;         // writable directory of the machine; empty: in memory, gone at the end
+    uint64_t size = uint64_t{256} << 20;  // bytes that each writable place in memory may hold, all copies too
     std::vector<std::string> readOnly;    // further directories or files, bound at their own paths
-    std::vector<std::string> environment; // "NAME=value", in addition to what is let through
+    std::vector<std::string> copies;      // the same, but writable: private copies, gone at the end
+    std::string path;                     // PATH inside; empty: the service's, else the default
+    std::vector<std::string> service;     // "NAME=value", a service's environment; its PATH counts as above
+    std::vector<std::string> environment; // "NAME=value", in addition to what is let through; wins
     // The terminal's signals do not reach the command, and it cannot type into the caller's shell, which
     // whoever has the terminal for its own may. A shell in there has no job control then.
     bool ownSession = false;

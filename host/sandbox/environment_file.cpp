@@ -1,0 +1,103 @@
+#include "host/sandbox/environment_file.h"
+
+#include <algorithm>
+#include <fstream>
+#include <optional>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "host/common/failure.h"
+#include "host/sandbox/sandbox_layout.h"
+
+namespace volad_dev {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r";
+
+// As a shell can name them.
+bool isName(std::string_view name) {
+    const auto fits = [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+    };
+    return !name.empty() && std::ranges::all_of(name, fits) && (name[0] < '0' || name[0] > '9');
+}
+
+std::string_view trimmed(std::string_view text) {
+    const size_t first = text.find_first_not_of(kBlanks);
+    return first == std::string_view::npos ? ""
+                                           : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// The value without its quotes; nothing when one of them is not closed.
+std::optional<std::string> unquoted(std::string_view text) {
+    std::string value;
+    char quote = '\0';
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        const bool last = i + 1 == text.size();
+        if (c == '\\' && quote != '\'' && !last &&
+            (quote == '\0' || std::string_view("\"\\`$").find(text[i + 1]) != std::string_view::npos)) {
+            value += text[++i];
+        } else if (c == quote) {
+            quote = '\0';
+        } else if (quote == '\0' && (c == '"' || c == '\'')) {
+            quote = c;
+        } else {
+            value += c;
+        }
+    }
+    return quote == '\0' ? std::optional(value) : std::nullopt;
+}
+
+} // namespace
+
+std::string variableFault(const std::string& assignment) {
+    const size_t equals = assignment.find('=');
+    const std::string name = assignment.substr(0, equals);
+    if (equals == std::string::npos || !isName(name)) {
+        return fmt::format("expected NAME=value instead of \"{}\"", assignment);
+    }
+    if (name == layout::kScratchVariable) {
+        return fmt::format("{} tells inside where the scratch directory is and may not be set", name);
+    }
+    // They would change the tool that asks the guard and holds the module.
+    if (name.starts_with("LD_") || name.starts_with("GCOV_") || name == "GLIBC_TUNABLES") {
+        return fmt::format("{} changes how the sandbox's own programs run and may not be set inside", name);
+    }
+    return "";
+}
+
+std::vector<std::string> readEnvironmentFile(const std::string& file) {
+    std::ifstream input(file);
+    if (!input) {
+        throw Failure(file + ": cannot be read", kExitUsage);
+    }
+    std::vector<std::string> variables;
+    size_t number = 0;
+    for (std::string line; std::getline(input, line);) {
+        const size_t first = ++number;
+        const bool comment = std::string_view("#;").find(trimmed(line + ' ')[0]) != std::string_view::npos;
+        for (std::string next; !comment && line.ends_with('\\') && std::getline(input, next); ++number) {
+            line.replace(line.size() - 1, 1, next);
+        }
+        const std::string_view text = trimmed(line);
+        if (text.empty() || comment) {
+            continue;
+        }
+        const size_t equals = std::min(text.find('='), text.size());
+        const std::string name(trimmed(text.substr(0, equals)));
+        const std::string_view rest = text.substr(std::min(equals + 1, text.size()));
+        const std::optional<std::string> value = unquoted(trimmed(rest));
+        const std::string variable =
+            equals < text.size() ? name + '=' + value.value_or("") : std::string(text);
+        const std::string fault = value ? variableFault(variable) : "a quote is not closed";
+        if (!fault.empty()) {
+            throw Failure(fmt::format("{}:{}: {}", file, first, fault), kExitUsage);
+        }
+        variables.push_back(variable);
+    }
+    return variables;
+}
+
+} // namespace volad_dev
