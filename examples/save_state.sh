@@ -14,3 +14,4 @@ mv "$state.new" "$state"
 sync "${VOLAD_SCRATCH}"
 # Something that takes its time.
 sleep 1
+echo "state saved"

@@ -49,8 +49,10 @@ ROOMS = {
     "host/sandbox": BASE | CONTRACT | {"host/common"},
     "host/sandbox/recorder": {"host/sandbox"},
     "host/files": TRACE | PLATFORM | {"src/markup", "src/catalogue", "src/frame/configuration", "host/common"},
+    "host/run": CONTRACT | {"host/common"},
     "host/hosting": CONTRACT | ENVELOPE | {"host/common"},
-    "host/rehearsal": BASE | CONTRACT | ENVELOPE | {"src/catalogue", "host/common", "host/hosting", "host/sandbox"},
+    "host/rehearsal": BASE | CONTRACT | ENVELOPE | {
+        "src/platform/processes", "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
     "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal"},
     # What tests are made with.
     "tests/fake": BASE,

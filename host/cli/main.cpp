@@ -15,6 +15,8 @@
 #include "host/files/messages_command.h"
 #include "host/files/profile_command.h"
 #include "host/files/registry_command.h"
+#include "host/rehearsal/inside_command.h"
+#include "host/rehearsal/job_command.h"
 #include "host/rehearsal/rehearse_command.h"
 #include "host/sandbox/sandbox_command.h"
 
@@ -22,8 +24,9 @@ namespace volad_dev {
 namespace {
 
 // In the order in which the help lists them.
-constexpr std::array<AddCommand, 6> kCommands = {addSandboxCommand, addRehearseCommand, addMessagesCommand,
-                                                 addProfileCommand, addRegistryCommand, addCheckCommand};
+constexpr std::array<AddCommand, 8> kCommands = {addRehearseCommand, addJobCommand,      addSandboxCommand,
+                                                 addInsideCommand,   addMessagesCommand, addProfileCommand,
+                                                 addRegistryCommand, addCheckCommand};
 
 int run(int argc, char** argv) {
     CLI::App app("Development host for the em_shutdown module", "volad-dev");

@@ -54,6 +54,10 @@ public:
     void member(const char* name, const std::optional<Value>& value) {
         value ? member(name, *value) : member(name, nullptr);
     }
+    // A value that is JSON already.
+    void json(const char* name, std::string_view value) {
+        key(name).RawValue(value.data(), value.size(), rapidjson::kObjectType);
+    }
     // An element of an array.
     template <class Value>
     void element(const Value& value) {

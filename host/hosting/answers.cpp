@@ -20,8 +20,8 @@ using Value = std::variant<std::monostate, uint32_t, std::string>;
 Value numberOrNone(const std::optional<uint32_t>& number) {
     return number ? Value(*number) : Value();
 }
-Value textOrNone(const std::string& text) {
-    return text.empty() ? Value() : Value(text);
+Value textOrNone(const std::optional<std::string>& text) {
+    return text ? Value(*text) : Value();
 }
 
 Value powerOffTime(const em::SipJson& envelope, const Settings& settings) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "contract/host_interface.h"
+#include "host/hosting/job_watch.h"
 #include "host/hosting/journal.h"
 #include "host/hosting/settings.h"
 
@@ -15,11 +16,15 @@ public:
     void notice(em::CIExtensionModule* /*module*/, bool /*value*/) override {}
     int kind() override { return m_settings.hostKind; }
 
-    [[nodiscard]] const Journal& journal() const { return m_journal; }
+    [[nodiscard]] Journal& journal() { return m_journal; }
+    [[nodiscard]] JobWatch& jobWatch() { return m_jobWatch; }
 
 private:
+    void watchForJob(const Message& message);
+
     const Settings m_settings;
     Journal m_journal;
+    JobWatch m_jobWatch;
 };
 
 } // namespace volad_dev

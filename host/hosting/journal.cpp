@@ -2,10 +2,26 @@
 
 #include <chrono>
 
+#include "frame/envelope/sip_json.h"
+#include "host/hosting/envelope_text.h"
+
 namespace volad_dev {
 
 double monotonicNow() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+Message messageOf(const em::SipJson& envelope, bool toModule) {
+    Message message;
+    message.time = monotonicNow();
+    message.opcode = envelope.GetUint(em::key::OperationCode, 0);
+    message.extension = envelope.GetUint(em::key::Extension, 0);
+    if (!envelope.GetDataUint(message.data)) {
+        message.data = 0;
+    }
+    message.toModule = toModule;
+    message.envelope = envelopeText(envelope);
+    return message;
 }
 
 void Journal::add(const Message& message) {

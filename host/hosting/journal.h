@@ -1,13 +1,17 @@
-// What the module told the host, with the time of each message: the run of a request is read from it
-// afterwards, and whoever waits for its next stage is woken.
+// What module and host told each other, with the time of each message: the run of a request is read from it,
+// and whoever waits for its next stage is woken.
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <string>
 #include <vector>
 
 #include "host/common/event_fd.h"
 #include "host/common/mutex.h"
+
+namespace em {
+struct SipJson;
+}
 
 namespace volad_dev {
 
@@ -18,9 +22,12 @@ struct Message {
     double time = 0;
     uint32_t opcode = 0;
     uint32_t extension = 0;
-    uint32_t data = 0; // a number, else 0
-    bool isRequest = false;
+    uint32_t data = 0;      // a number, else 0
+    bool toModule = false;  // a request, a reply, or the answer to a question of the module's
+    std::string envelope{}; // as JSON
 };
+
+[[nodiscard]] Message messageOf(const em::SipJson& envelope, bool toModule);
 
 // Any thread; the module's threads add, the host's reads. Making one may throw std::system_error.
 class Journal {

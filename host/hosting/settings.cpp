@@ -98,8 +98,11 @@ void readObject(const Json& object, std::span<const Key> keys, const std::string
     }
 }
 
-std::string below(const fs::path& directory, const std::string& path) {
-    return path.empty() || path.front() == '/' ? path : (directory / path).string();
+void putHere(std::optional<std::string>& text, const std::string& directory) {
+    constexpr std::string_view kHere = "{here}";
+    for (size_t at = 0; text && (at = text->find(kHere, at)) != std::string::npos; at += directory.size()) {
+        text->replace(at, kHere.size(), directory);
+    }
 }
 
 } // namespace
@@ -140,11 +143,8 @@ Settings parseSettings(const std::string& text, const std::string& path) {
         readObject(document["powerOffTimes"], kDayKeys, path, "powerOffTimes.", settings);
     }
     const fs::path directory = fs::absolute(path).parent_path();
-    settings.jobName = below(directory, settings.jobName);
-    settings.jobDirectory = below(directory, settings.jobDirectory);
-    if (!settings.jobName.empty() && settings.jobDirectory.empty()) {
-        settings.jobDirectory = directory;
-    }
+    putHere(settings.jobName, directory);
+    putHere(settings.jobDirectory, directory);
     return settings;
 }
 

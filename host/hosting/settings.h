@@ -1,5 +1,6 @@
 // What the host knows when the module asks: read from a JSON file. What a file does not give stays unset, and
-// the module is answered as by a host that has no value.
+// the module is answered as by a host that has no value. Texts are given on as they stand, but for "{here}",
+// which stands for the file's directory.
 // See: docs/settings.md
 #pragma once
 
@@ -15,16 +16,16 @@ struct Settings {
     int hostKind = 1;                      // 5 is the agentless service
     std::optional<uint32_t> shutdownDelay; // seconds
     std::optional<uint32_t> forceDelay;    // seconds
-    std::string jobName;                   // a command line; relative ones start at the file's directory
-    std::string jobDirectory;              // likewise; the file's directory where a job has none
-    std::optional<uint32_t> jobTimeout;    // seconds
+    std::optional<std::string> jobName;    // a command line
+    std::optional<std::string> jobDirectory;
+    std::optional<uint32_t> jobTimeout;                   // seconds
     std::array<std::optional<uint16_t>, 7> powerOffTimes; // from Sunday on, minutes after midnight
     std::optional<bool> powerSwitchNotifications;         // the module's own property
 };
 
 // Throws Failure (kExitUsage): file, key, and what was expected there.
 [[nodiscard]] Settings readSettings(const std::string& path);
-// The same from a text; `path` names it and gives relative paths their start.
+// The same from a text; `path` names it and gives "{here}" its meaning.
 [[nodiscard]] Settings parseSettings(const std::string& text, const std::string& path);
 
 // Minutes after midnight of "HH:MM", nothing for any other text.

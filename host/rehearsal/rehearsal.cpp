@@ -1,13 +1,14 @@
 #include "host/rehearsal/rehearsal.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -17,22 +18,24 @@
 
 #include "contract/module_interface.h"
 #include "contract/places.h"
+#include "contract/settings.h"
 #include "host/common/failure.h"
 #include "host/hosting/debug_object.h"
 #include "host/hosting/module_library.h"
+#include "host/rehearsal/event_channel.h"
+#include "host/rehearsal/files_left.h"
 #include "host/rehearsal/request_run.h"
 #include "host/rehearsal/schedule.h"
-#include "host/rehearsal/verdict_output.h"
 #include "host/sandbox/sandbox_guard.h"
 #include "host/sandbox/sandbox_layout.h"
 
 namespace volad_dev {
 namespace {
 
-// Read by the module as it is loaded.
-void configureTrace(unsigned level) {
+// Read by the module as it is loaded. A trace that nobody shows is off.
+void configureTrace(const std::optional<unsigned>& level) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs before the module is loaded
-    setenv(em::place::kTraceLevelVariable, std::to_string(level).c_str(), 1);
+    setenv(em::place::kTraceLevelVariable, std::to_string(level.value_or(0)).c_str(), 1);
 }
 
 // A registry of the sandbox's own, with the one property that the module looks for.
@@ -65,12 +68,20 @@ void keepToOurselves(int fd) {
     }
 }
 
-// Lines with the time since the request, blank before it is known.
-TraceSink printer(const std::atomic<double>& requestTime) {
-    return [&requestTime](const std::string& line) {
-        const double since = requestTime == 0 ? -1 : monotonicNow() - requestTime;
-        fmt::print("{} {}\n", since < 0 ? std::string(10, ' ') : fmt::format("[{:8.3f}]", since), line);
-        std::fflush(stdout);
+// Only this process holds its descriptors and its memory: without this, a job of the same user could take the
+// pipe to the launcher out of it and write a verdict of its own. The job gets back its default with its exec.
+void keepFromOtherProcesses() {
+    if (prctl(PR_SET_DUMPABLE, 0) != 0) {
+        throw std::system_error(errno, std::generic_category(), "prctl");
+    }
+}
+
+TraceSink traceSink(EventSender& events, const std::atomic<double>& requestTime, bool shown) {
+    if (!shown) {
+        return [](const std::string&) {};
+    }
+    return [&](const std::string& line) {
+        events.trace(requestTime == 0 ? std::nullopt : std::optional(monotonicNow() - requestTime), line);
     };
 }
 
@@ -90,7 +101,7 @@ public:
     ~StartedModule() {
         stop();
         if (!m_library.destroy()) {
-            fmt::print(stderr, "volad-dev: EM_Delete failed\n");
+            printFailure("EM_Delete failed");
         }
     }
 
@@ -108,7 +119,25 @@ private:
     bool m_stopped = false;
 };
 
-Verdict rehearse(const RehearsalOptions& options, Settings settings) {
+// A child that nobody waited for: a job without a limit, of which this is the last that can be known.
+void lookForUnwaitedJob(const Settings& settings, ShutdownRun& run) {
+    const bool reached = std::ranges::any_of(
+        run.phases, [](const Phase& phase) { return phase.name == "command"; }); // behind the job's settings
+    if (run.job || !reached || settings.jobName.value_or("").empty() || settings.jobTimeout != 0U) {
+        return;
+    }
+    run.job = JobRun{.command = settings.jobName->substr(0, em::kLongestJob),
+                     .directory = "",
+                     .started = true,
+                     .exitCode = {},
+                     .signal = {},
+                     .output = {}};
+    run.warnings.push_back({"job-not-waited-for",
+                            "the job's limit is 0, so the module did not wait for it: what "
+                            "became of it is not known"});
+}
+
+ShutdownRun rehearse(const RehearsalOptions& options, Settings settings, EventSender& events) {
     std::optional<double> scheduledIn;
     if (options.schedule) {
         const time_t now = time(nullptr);
@@ -117,20 +146,17 @@ Verdict rehearse(const RehearsalOptions& options, Settings settings) {
         scheduledIn = std::max(0.0, difftime(moment, now));
     }
     std::atomic<double> requestTime = 0;
-    const TraceSinkScope trace(printer(requestTime));
+    const TraceSinkScope trace(traceSink(events, requestTime, options.trace.has_value()));
     DevelopmentHost host(settings);
     const ModuleLibrary library(options.module);
     StartedModule started(library, host, settings.cabinet);
-    RequestRun run(options, settings, host, started.module(), requestTime, scheduledIn);
+    RequestRun run(options, settings, host, started.module(), requestTime, scheduledIn,
+                   [&events](const ShutdownRun& progress) { events.progress(progress); });
     run.follow();
     started.stop();
-    return run.conclude();
-}
-
-void writeAll(int fd, const std::string& text) {
-    if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        throw std::system_error(errno, std::generic_category(), "verdict file");
-    }
+    ShutdownRun concluded = run.conclude();
+    lookForUnwaitedJob(settings, concluded);
+    return concluded;
 }
 
 // The module looks for its message file in the current directory first.
@@ -142,28 +168,52 @@ void standBesideMessages(const std::string& file) {
     fs::current_path(directory);
 }
 
-} // namespace
+Settings settingsOf(const RehearsalOptions& options) {
+    Settings settings = options.settings.empty() ? Settings() : readSettings(options.settings);
+    if (options.withoutDelay) {
+        settings.shutdownDelay = 0;
+        settings.forceDelay = 0;
+        settings.powerOffTimes = {};
+    }
+    return settings;
+}
 
-int runRehearsal(const RehearsalOptions& options) {
-    assertSandboxInForce();
-    keepToOurselves(options.stopFd);
-    keepToOurselves(options.jsonFd);
-    const Settings settings = options.settings.empty() ? Settings() : readSettings(options.settings);
+timespec coarseNow() {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME_COARSE, &now); // the clock of files' times
+    return now;
+}
+
+void rehearseAndReport(const RehearsalOptions& options, EventSender& events) {
+    const timespec begin = coarseNow();
+    const Settings settings = settingsOf(options);
     if (!options.messages.empty()) {
         standBesideMessages(options.messages);
     }
     configureTrace(options.trace);
     configureProperty(settings);
-    Verdict verdict = rehearse(options, settings);
-    verdict.left = filesLeft(layout::kScratch);
-    fmt::print("\n{}", verdictText(verdict));
-    if (options.jsonFd >= 0) {
-        writeAll(options.jsonFd, verdictJson(verdict));
+    ShutdownRun run = rehearse(options, settings, events);
+    run.left = filesLeft(layout::kScratch, begin);
+    events.conclusion(run);
+}
+
+} // namespace
+
+int runRehearsal(const RehearsalOptions& options) {
+    assertSandboxInForce();
+    keepFromOtherProcesses();
+    keepToOurselves(options.stopFd);
+    keepToOurselves(options.eventsFd);
+    EventSender events(options.eventsFd);
+    try {
+        rehearseAndReport(options, events);
+        return kExitAsAsked;
+    } catch (const Failure& failure) {
+        events.failure(failure.what(), failure.code());
+    } catch (const std::exception& exception) {
+        events.failure(exception.what(), kExitOtherwise);
     }
-    if (verdict.end == End::Interrupted) {
-        return kExitInterrupted;
-    }
-    return verdict.asAsked ? kExitAsAsked : kExitOtherwise;
+    return kExitOtherwise;
 }
 
 } // namespace volad_dev

@@ -1,14 +1,13 @@
-// The part of a rehearsal that runs inside the sandbox: it drives the real module from loading to unloading
-// and watches what it does.
-// See: docs/rehearsal.md
+// The half of a rehearsal that runs inside the sandbox: loads the module, follows the request, and tells the
+// launcher what happens.
 #pragma once
 
 #include "host/rehearsal/rehearsal_options.h"
 
 namespace volad_dev {
 
-// Prints trace and verdict to standard output and returns the exit code. Throws std::exception when the
-// module cannot be loaded or created.
+// Returns the exit code, which the launcher only looks at when it was told of no end. Ends the process where
+// the sandbox is not in force.
 int runRehearsal(const RehearsalOptions& options);
 
 } // namespace volad_dev

@@ -1,117 +1,115 @@
 #include "host/rehearsal/rehearsal_launch.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <iterator>
-#include <system_error>
 
-#include "base/unique_fd.h"
-#include "host/hosting/settings.h"
-#include "host/rehearsal/rehearse_command.h"
-#include "host/sandbox/sandbox.h"
+#include <fmt/format.h>
+
+#include "host/common/failure.h"
+#include "host/common/json_output.h"
+#include "host/common/standard_streams.h"
+#include "host/rehearsal/interruption.h"
+#include "host/rehearsal/job_world.h"
+#include "host/rehearsal/machine_answers.h"
+#include "host/rehearsal/rehearsal_session.h"
+#include "host/run/run_json.h"
 
 namespace volad_dev {
 namespace {
 
 namespace fs = std::filesystem;
 
-// For the signal handler: the end of the pipe that asks the rehearsal to end.
-int stopPipe = -1;
-
-void askToStop(int /*signal*/) {
-    const int error = errno;
-    if (write(stopPipe, "", 1) < 0) {
-        // A full pipe has asked already.
-    }
-    errno = error;
-}
-
-void catchSignals() {
-    struct sigaction action = {};
-    action.sa_handler = askToStop;
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND); // the second one has its default effect
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-}
-
 std::string besideTheTool(const char* name) {
     return fs::read_symlink("/proc/self/exe").parent_path() / name;
 }
 
-// Everything that the rehearsal reads, each at its own path.
-std::vector<std::string> filesOf(const RehearsalOptions& options) {
-    std::vector<std::string> files = {options.module};
-    if (!options.messages.empty()) {
-        files.push_back(options.messages);
+// The directory inside is another one.
+void makeAbsolute(RehearsalOptions& options) {
+    if (options.module.empty()) {
+        options.module = besideTheTool("em_shutdown.so");
     }
-    if (options.settings.empty()) {
-        return files;
-    }
-    const Settings settings = readSettings(options.settings);
-    files.push_back(options.settings);
-    // Of a job with arguments only the directory can be told.
-    const std::string program = settings.jobName.substr(0, settings.jobName.find(' '));
-    for (const std::string& directory : {settings.jobDirectory, fs::path(program).parent_path().string()}) {
-        if (directory.size() > 1 && fs::is_directory(directory)) {
-            files.push_back(directory);
+    for (std::string* const path : {&options.module, &options.settings, &options.messages}) {
+        if (!path->empty()) {
+            *path = fs::absolute(*path);
         }
     }
-    return files;
 }
 
-em::UniqueFd openVerdictFile(const std::string& path) {
-    if (path.empty()) {
-        return {};
+// Everything that the rehearsal reads, each at its own path.
+void bindFiles(LaunchOptions& options, const JobWorld& world) {
+    std::vector<std::string>& bound = options.sandbox.readOnly;
+    for (const std::string& file : {options.run.module, options.run.settings, options.run.messages}) {
+        if (!file.empty()) {
+            bound.push_back(file);
+        }
     }
-    em::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    if (!file.valid()) {
-        throw std::system_error(errno, std::generic_category(), path);
+    bound.insert(bound.end(), world.places.begin(), world.places.end());
+}
+
+Gate askGate(LaunchOptions& options) {
+    const GateHere here = gateHere(options.sandbox.path, options.maintenanceHere);
+    Maintenance& maintenance = options.sandbox.maintenance;
+    if (options.maintenanceHere) {
+        maintenance = here == GateHere::Enabled   ? Maintenance::On
+                      : here == GateHere::Missing ? Maintenance::ToolMissing
+                                                  : Maintenance::Off;
     }
-    return file;
+    // Whoever asks this machine wants to know whether it would go: a refusal is not what was asked.
+    options.run.maintenance = options.maintenanceHere ? Maintenance::On : maintenance;
+    return {nameOf(maintenance), nameOf(here)};
+}
+
+// What the module inside could not see.
+void complete(const LaunchOptions& options, const Gate& gate, const JobWorld& world, ShutdownRun& run) {
+    run.gate = gate;
+    run.warnings.insert(run.warnings.begin(), world.warnings.begin(), world.warnings.end());
+    if (!options.jobOnly) {
+        std::ranges::move(contradictions(run, *options.run.action), std::back_inserter(run.warnings));
+    }
+    if (!options.sandbox.scratch.empty()) {
+        run.warnings.push_back(
+            {"scratch-unbounded",
+             fmt::format("what the job writes to {} is not bounded: that is a directory of "
+                         "this machine",
+                         options.sandbox.scratch)});
+    }
+    if (options.strict && run.job && !run.job->succeeded()) {
+        run.asAsked = false;
+    }
+}
+
+int exitCodeOf(const LaunchOptions& options, const ShutdownRun& run) {
+    if (run.end == RunEnd::Interrupted) {
+        return kExitInterrupted;
+    }
+    const bool good = options.jobOnly ? run.job && run.job->succeeded() : run.asAsked;
+    return good ? kExitAsAsked : kExitOtherwise;
 }
 
 } // namespace
 
-int launchRehearsal(RehearsalOptions options) {
-    if (options.module.empty()) {
-        options.module = besideTheTool("em_shutdown.so");
-    }
-    options.module = fs::absolute(options.module);
-    if (!options.settings.empty()) {
-        options.settings = fs::absolute(options.settings);
-    }
-    if (!options.messages.empty()) {
-        options.messages = fs::absolute(options.messages);
-    }
-    SandboxOptions sandbox;
-    sandbox.maintenance = options.maintenance;
-    sandbox.readOnly = filesOf(options);
-    sandbox.ownSession = true;
+int launchRehearsal(LaunchOptions options) {
+    makeAbsolute(options.run);
+    const Settings settings = options.run.settings.empty() ? Settings() : readSettings(options.run.settings);
+    const JobWorld world = jobWorld(settings);
+    bindFiles(options, world);
+    options.run.uid = options.sandbox.uid;
+    JsonOutput json(options.json);
+    ignoreBrokenPipes(); // a reader that goes away must not cost the run its orderly end
+    const Interruption interruption;
+    const Gate gate = askGate(options);
 
-    const em::UniqueFd verdict = openVerdictFile(options.json);
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe2");
+    const bool silent = json.takesStandardOutput();
+    RunView view({silent, !silent && standardOutputIsLive(), options.jobOnly}, settings);
+    RehearsalSession session(options, interruption, view);
+    ShutdownRun run = session.follow();
+    complete(options, gate, world, run);
+    view.conclude(run, session.output());
+    if (json.asked()) {
+        json.write(options.jobOnly ? jobJson(run) : runJson(run));
     }
-    const em::UniqueFd readEnd(ends[0]);
-    const em::UniqueFd writeEnd(ends[1]);
-    stopPipe = writeEnd.get();
-    catchSignals();
-
-    sandbox.descriptors = {readEnd.get()};
-    options.stopFd = kFirstPassedFd;
-    if (verdict.valid()) {
-        sandbox.descriptors.push_back(verdict.get());
-        options.jsonFd = kFirstPassedFd + 1;
-    }
-    std::vector<std::string> command = {fs::read_symlink("/proc/self/exe")};
-    std::ranges::move(argumentsOf(options), std::back_inserter(command));
-    return runInSandbox(sandbox, command);
+    return exitCodeOf(options, run);
 }
 
 } // namespace volad_dev

@@ -16,6 +16,7 @@ struct Schedule {
     std::optional<uint16_t> minuteOfDay;
 };
 
+// What the process inside the sandbox needs to know.
 struct RehearsalOptions {
     const em::ShutdownAction* action = em::findShutdownAction(em::opcode::CM_RequestShutdownAndOff);
     std::string module; // path of the shared object
@@ -24,15 +25,25 @@ struct RehearsalOptions {
     std::string messages;              // path of a message file, empty for none
     std::optional<double> cancelAfter; // seconds after the request
     std::optional<double> stopAfter;
-    Maintenance maintenance = Maintenance::On;
     std::optional<Schedule> schedule; // instead of a request
-    unsigned trace = 3;               // level, 0 is silent
-    std::string json;                 // file for the verdict, empty for none
+    std::optional<unsigned> trace;    // level; nothing: the trace is off, and not shown
+    bool withoutDelay = false;        // for a job alone
+    // What the sandbox was told, for the end that is to be expected.
+    Maintenance maintenance = Maintenance::On;
+    unsigned uid = 0;
 
-    // Given by the tool to itself where it starts anew inside the sandbox.
-    bool inside = false;
-    int stopFd = -1; // readable when the rehearsal shall end
-    int jsonFd = -1; // where the verdict goes
+    int stopFd = -1;   // readable when the rehearsal shall end
+    int eventsFd = -1; // where the launcher is told what happens
+};
+
+// What only the launcher needs, besides.
+struct LaunchOptions {
+    RehearsalOptions run;
+    SandboxOptions sandbox;
+    bool maintenanceHere = false; // this machine's answer counts
+    bool jobOnly = false;         // only the job is shown
+    bool strict = false;          // a job that failed or ran past its limit is not as asked
+    std::string json;             // file for the run, "-" for standard output, empty for none
 };
 
 } // namespace volad_dev

@@ -1,6 +1,7 @@
 #include "host/rehearsal/request_run.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,7 @@
 #include "contract/module_interface.h"
 #include "contract/reasons.h"
 #include "contract/settings.h"
+#include "contract/shutdown_actions.h"
 #include "frame/envelope/sip_json.h"
 
 namespace volad_dev {
@@ -37,16 +39,6 @@ em::SipJson command(uint32_t opcode, uint32_t cabinet) {
     return envelope;
 }
 
-std::string askedBy(const RehearsalOptions& options, bool scheduled, uint8_t reason) {
-    if (scheduled) {
-        return "schedule";
-    }
-    if (reason == em::kReasonPowerSwitch) {
-        return "power switch";
-    }
-    return goesAsReply(*options.action) ? "reply" : "request";
-}
-
 // What the module makes of it: the message file's text, else the table's.
 std::string reasonText(uint8_t reason, const std::string& messages) {
     em::XmlDocument document;
@@ -60,14 +52,29 @@ std::string reasonText(uint8_t reason, const std::string& messages) {
 
 } // namespace
 
-RequestRun::RequestRun(const RehearsalOptions& options, const Settings& settings, const DevelopmentHost& host,
+RunEnd askedEnd(const RehearsalOptions& options) {
+    if (options.maintenance != Maintenance::On) {
+        return RunEnd::GateRefused;
+    }
+    if (options.stopAfter && (!options.cancelAfter || *options.stopAfter < *options.cancelAfter)) {
+        return RunEnd::Stopped;
+    }
+    if (options.cancelAfter) {
+        return RunEnd::Cancelled;
+    }
+    return options.uid == 0 ? RunEnd::Command : RunEnd::NotPermitted;
+}
+
+RequestRun::RequestRun(const RehearsalOptions& options, const Settings& settings, DevelopmentHost& host,
                        em::CIExtensionModule& module, std::atomic<double>& requestTime,
-                       std::optional<double> scheduledIn, RunLimits limits)
+                       std::optional<double> scheduledIn, std::function<void(const ShutdownRun&)> progress,
+                       RunLimits limits)
     : m_options(options),
       m_settings(settings),
       m_host(host),
       m_module(module),
       m_requestTime(requestTime),
+      m_progress(std::move(progress)),
       m_limits(limits),
       m_limit(monotonicNow() + scheduledIn.value_or(0) + limits.schedule),
       m_scheduled(scheduledIn.has_value()) {}
@@ -77,8 +84,9 @@ void RequestRun::follow() {
         sendRequest();
     }
     while (!m_end && !hasEnded() && actWhenDue()) {
+        report();
         if (!waitForNews()) {
-            m_end = End::Interrupted;
+            m_end = RunEnd::Interrupted;
         }
         noticeScheduledRequest();
     }
@@ -87,19 +95,27 @@ void RequestRun::follow() {
 void RequestRun::sendRequest() {
     em::SipJson envelope = command(m_options.action->operationCode, m_settings.cabinet);
     envelope.SetUintMember(em::key::Data, m_options.reason);
-    begin(monotonicNow());
+    const Message sent = messageOf(envelope, true);
+    m_host.journal().add(sent);
+    begin(sent.time);
     if (goesAsReply(*m_options.action)) {
         m_module.ApplicationReply(&envelope);
-    } else if (!m_module.HandleRequest(&envelope) ||
-               envelope.GetUint(em::key::Status, em::status::kMissing) != em::status::kAccepted) {
-        m_end = End::NotAccepted;
+        return;
+    }
+    const bool accepted = m_module.HandleRequest(&envelope) &&
+                          envelope.GetUint(em::key::Status, em::status::kMissing) == em::status::kAccepted;
+    m_host.journal().add(messageOf(envelope, false)); // the answer
+    if (!accepted) {
+        m_end = RunEnd::NotAccepted;
     }
 }
 
 // Accepted in any case; the run shows what came of it.
 void RequestRun::sendCancel() const {
     em::SipJson envelope = command(em::opcode::CM_ShutdownRequestCancelled, m_settings.cabinet);
+    m_host.journal().add(messageOf(envelope, true));
     static_cast<void>(m_module.HandleRequest(&envelope));
+    m_host.journal().add(messageOf(envelope, false));
 }
 
 void RequestRun::begin(double requestTime) {
@@ -119,8 +135,8 @@ void RequestRun::noticeScheduledRequest() {
         return;
     }
     for (const Message& message : m_host.journal().messages()) {
-        if (message.opcode == em::opcode::CM_RequestShutdownAndOff ||
-            message.opcode == em::opcode::kShutdownStatusChanged) {
+        if (!message.toModule && (message.opcode == em::opcode::CM_RequestShutdownAndOff ||
+                                  message.opcode == em::opcode::kShutdownStatusChanged)) {
             begin(message.time);
             return;
         }
@@ -139,57 +155,104 @@ bool RequestRun::actWhenDue() {
         return false;
     }
     if (now >= m_limit) {
-        m_end = m_requestTime == 0 ? End::NoRequest : End::TimedOut;
+        m_end = m_requestTime == 0 ? RunEnd::NoRequest : RunEnd::TimedOut;
         return false;
     }
     return true;
 }
 
 bool RequestRun::hasEnded() const {
-    return endOf(m_host.journal().messages(), m_stopAsked, !m_recorder.read().empty()).has_value();
+    return endOf(m_host.journal().messages(), m_stopAsked, !commands().ofModule.empty()).has_value();
 }
 
 // Until a message, a record or the next thing to do; false when the rehearsal shall end.
 bool RequestRun::waitForNews() const {
     const double until = std::min({m_limit, m_cancelAt.value_or(HUGE_VAL), m_stopAt.value_or(HUGE_VAL)});
     const double left = std::clamp(until - monotonicNow(), 0.0, 3600.0);
-    std::array<pollfd, 3> watched = {pollfd{m_host.journal().fd(), POLLIN, 0},
-                                     pollfd{m_recorder.fd(), POLLIN, 0}, pollfd{m_options.stopFd, POLLIN, 0}};
+    std::array<pollfd, 4> watched = {
+        pollfd{m_options.stopFd, POLLIN, 0}, pollfd{m_host.journal().fd(), POLLIN, 0},
+        pollfd{m_recorder.fd(), POLLIN, 0}, pollfd{m_host.jobWatch().fd(), POLLIN, 0}};
     if (poll(watched.data(), watched.size(), static_cast<int>(std::ceil(left * 1000))) < 0) {
         return true; // a signal: look again
     }
-    return watched[2].revents == 0;
+    return watched[0].revents == 0;
 }
 
-End RequestRun::finalEnd() {
+// A record is the module's when this process started it, and not by way of the job.
+RequestRun::Commands RequestRun::commands() const {
+    const std::optional<JobSighting> job = m_host.jobWatch().sighting();
+    Commands commands;
+    for (CommandRecord& record : m_recorder.read()) {
+        const bool ours = record.hasAncestor(getpid()) &&
+                          !(job && (record.pid == job->pid || record.hasAncestor(job->pid)));
+        (ours ? commands.ofModule : commands.ofJob).push_back(std::move(record));
+    }
+    commands.garbled = m_recorder.garbled();
+    return commands;
+}
+
+Sighted RequestRun::sighted(const Commands& commands) const {
+    Sighted sighted = {m_host.journal().messages(), m_host.jobWatch().sighting(), {}, m_requestTime};
+    if (!commands.ofModule.empty()) {
+        sighted.command = commands.ofModule.front();
+    }
+    return sighted;
+}
+
+Asked RequestRun::asked() const {
+    const uint8_t reason = m_scheduled ? em::kReasonRealtimeClock : m_options.reason;
+    const char* const by = m_scheduled                        ? "schedule"
+                           : goesAsReply(*m_options.action)   ? "reply"
+                           : reason == em::kReasonPowerSwitch ? "power-switch"
+                                                              : "request";
+    return {by, m_options.action->name, reason, reasonText(reason, m_options.messages)};
+}
+
+void RequestRun::report() const {
+    ShutdownRun run;
+    run.asked = asked();
+    if (m_requestTime != 0) {
+        readRun(sighted(commands()), m_settings, monotonicNow(), run);
+    }
+    m_progress(run);
+}
+
+RunEnd RequestRun::finalEnd() {
     const std::vector<Message> messages = m_host.journal().messages();
-    const bool expected = endOf(messages, m_stopAsked, false) == End::NothingRan && !m_end;
-    const bool commandSeen = m_recorder.waitForRecord(expected ? kCommandBound : kSettleBound).has_value();
+    const bool expected =
+        endOf(messages, m_stopAsked, false) == RunEnd::NotPermitted && m_options.uid == 0 && !m_end;
+    static_cast<void>(m_recorder.waitForRecord(expected ? kCommandBound : kSettleBound));
     if (m_end) {
         return *m_end;
     }
-    return endOf(messages, m_stopAsked, commandSeen).value_or(m_stopAsked ? End::Stopped : End::TimedOut);
+    return endOf(messages, m_stopAsked, !commands().ofModule.empty())
+        .value_or(m_stopAsked ? RunEnd::Stopped : RunEnd::TimedOut);
 }
 
-Verdict RequestRun::conclude() {
-    Verdict verdict;
-    verdict.end = finalEnd();
-    const std::vector<CommandRecord> records = m_recorder.read();
-    if (!records.empty()) {
-        verdict.command = records.front();
+ShutdownRun RequestRun::conclude() {
+    ShutdownRun run;
+    run.end = finalEnd();
+    run.asked = asked();
+    const Commands started = commands();
+    const Sighted seen = sighted(started);
+    readRun(seen, m_settings, endTime(seen), run);
+    const bool itsCommand =
+        started.ofModule.size() == 1 && started.ofModule[0].commandLine() == m_options.action->command;
+    run.asAsked = run.end == askedEnd(m_options) && started.ofJob.empty() &&
+                  (run.end == RunEnd::Command ? itsCommand : started.ofModule.empty());
+    for (const CommandRecord& record : started.ofJob) {
+        run.warnings.push_back(
+            {"command-by-job", fmt::format("the job itself started {}, which would have ended "
+                                           "this system then",
+                                           record.commandLine())});
     }
-    const em::ShutdownAction* const action =
-        m_scheduled ? em::findShutdownAction(em::opcode::CM_RequestShutdownAndOff) : m_options.action;
-    verdict.asAsked =
-        verdict.end == askedEnd(m_options) &&
-        (verdict.end == End::Command ? records.size() == 1 && records[0].commandLine() == action->command
-                                     : records.empty());
-    verdict.reason = m_scheduled ? em::kReasonRealtimeClock : m_options.reason;
-    verdict.reasonName = reasonText(verdict.reason, m_options.messages);
-    verdict.askedBy = askedBy(m_options, m_scheduled, verdict.reason);
-    verdict.requestTime = m_requestTime;
-    verdict.phases = phasesOf(m_host.journal().messages(), m_requestTime, verdict.command);
-    return verdict;
+    if (started.garbled > 0) {
+        run.warnings.push_back(
+            {"record-garbled", fmt::format("{} lines in the record of commands are not the "
+                                           "recorder's",
+                                           started.garbled)});
+    }
+    return run;
 }
 
 } // namespace volad_dev

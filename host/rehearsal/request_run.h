@@ -2,11 +2,13 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <optional>
 
 #include "host/hosting/development_host.h"
 #include "host/rehearsal/rehearsal_options.h"
-#include "host/rehearsal/verdict.h"
+#include "host/rehearsal/run_reading.h"
+#include "host/run/run.h"
 #include "host/sandbox/command_record.h"
 
 namespace em {
@@ -22,18 +24,23 @@ struct RunLimits {
         60 + 30; // the minute that a schedule names, and the pass of the module in which it sees that
 };
 
+// Which end the options ask for.
+[[nodiscard]] RunEnd askedEnd(const RehearsalOptions& options);
+
 class RequestRun {
 public:
     // requestTime: where the time of the request goes as soon as it is known, for the trace; 0 until then.
     // scheduledIn: seconds until the module shall raise the request by itself; nothing: the request is sent.
-    RequestRun(const RehearsalOptions& options, const Settings& settings, const DevelopmentHost& host,
+    // progress: told how far the run is, whenever that has changed.
+    RequestRun(const RehearsalOptions& options, const Settings& settings, DevelopmentHost& host,
                em::CIExtensionModule& module, std::atomic<double>& requestTime,
-               std::optional<double> scheduledIn, RunLimits limits = {});
+               std::optional<double> scheduledIn, std::function<void(const ShutdownRun&)> progress,
+               RunLimits limits = {});
 
     // Returns when the run has ended, or when the module shall be stopped now.
     void follow();
     // After the module was stopped: waits, with a bound, for a command that may still be on its way.
-    [[nodiscard]] Verdict conclude();
+    [[nodiscard]] ShutdownRun conclude();
 
 private:
     void sendRequest();
@@ -43,13 +50,24 @@ private:
     [[nodiscard]] bool actWhenDue();
     [[nodiscard]] bool hasEnded() const;
     [[nodiscard]] bool waitForNews() const;
-    [[nodiscard]] End finalEnd();
+    [[nodiscard]] RunEnd finalEnd();
+
+    // What the module started, apart from what the job did.
+    struct Commands {
+        std::vector<CommandRecord> ofModule, ofJob;
+        size_t garbled = 0;
+    };
+    [[nodiscard]] Commands commands() const;
+    [[nodiscard]] Sighted sighted(const Commands& commands) const;
+    [[nodiscard]] Asked asked() const;
+    void report() const;
 
     const RehearsalOptions& m_options;
     const Settings& m_settings;
-    const DevelopmentHost& m_host;
+    DevelopmentHost& m_host;
     em::CIExtensionModule& m_module;
     std::atomic<double>& m_requestTime;
+    const std::function<void(const ShutdownRun&)> m_progress;
     const RunLimits m_limits;
     const CommandRecorder m_recorder;
     // On the monotonic clock, each until it is over.
@@ -57,7 +75,7 @@ private:
     double m_limit; // longer than the run can take
     bool m_scheduled;
     bool m_stopAsked = false;
-    std::optional<End> m_end; // what the messages do not tell
+    std::optional<RunEnd> m_end; // what the messages do not tell
 };
 
 } // namespace volad_dev

@@ -50,6 +50,10 @@ CommandRecord parse(const std::string& line) {
     record.time = numberMember(document, "time");
     record.monotonic = numberMember(document, "monotonic");
     record.directory = textMember(document, "directory");
+    record.pid = static_cast<pid_t>(numberMember(document, "pid"));
+    for (const rapidjson::Value& ancestor : document["ancestors"].GetArray()) {
+        record.ancestors.push_back(ancestor.GetInt());
+    }
     record.blocked = textMember(document, "blocked");
     // Members lie in a row; RapidJSON's iterators compare ambiguously for clang.
     const auto& descriptors = document["descriptors"];
@@ -90,8 +94,13 @@ std::vector<CommandRecord> CommandRecorder::read() const {
     takeEvents(m_watch.get()); // first: what is appended while reading is an event again
     std::vector<CommandRecord> records;
     std::ifstream file(m_file);
+    m_garbled = 0;
     for (std::string line; std::getline(file, line) && !file.eof();) {
-        records.push_back(parse(line));
+        try {
+            records.push_back(parse(line));
+        } catch (const std::runtime_error&) {
+            ++m_garbled;
+        }
     }
     return records;
 }

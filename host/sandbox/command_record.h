@@ -1,6 +1,9 @@
 // What the recorder wrote down about the commands that the module started.
 #pragma once
 
+#include <sys/types.h>
+
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <optional>
@@ -17,10 +20,15 @@ struct CommandRecord {
     std::vector<std::string> arguments;
     double time = 0;      // seconds since 1970
     double monotonic = 0; // seconds on the monotonic clock
+    pid_t pid = 0;
+    std::vector<pid_t> ancestors; // parent first
     std::string directory;
     std::string blocked;                    // signal mask in hexadecimal, signal 1 in the lowest bit
     std::map<int, std::string> descriptors; // open ones and where each leads
 
+    [[nodiscard]] bool hasAncestor(pid_t process) const {
+        return std::ranges::find(ancestors, process) != ancestors.end();
+    }
     // "/sbin/poweroff -f"
     [[nodiscard]] std::string commandLine() const;
 };
@@ -32,8 +40,11 @@ public:
     // Throws std::system_error when the directory cannot be watched.
     explicit CommandRecorder(std::string file = layout::kCommandRecord);
 
-    // All whole lines so far. Throws std::runtime_error on a line that is no record.
+    // All whole lines so far that are records.
     [[nodiscard]] std::vector<CommandRecord> read() const;
+
+    // How many lines of the last read() were none.
+    [[nodiscard]] size_t garbled() const { return m_garbled; }
 
     // Readable once something was appended since the last read().
     [[nodiscard]] int fd() const { return m_watch.get(); }
@@ -45,6 +56,7 @@ public:
 private:
     std::string m_file;
     em::UniqueFd m_watch;
+    mutable size_t m_garbled = 0;
 };
 
 } // namespace volad_dev

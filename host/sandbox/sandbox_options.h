@@ -11,6 +11,10 @@ namespace volad_dev {
 // What the maintenance tool says when the scratch directory holds nothing else for it to say.
 enum class Maintenance { On, Off, ToolMissing };
 
+constexpr const char* nameOf(Maintenance maintenance) {
+    return maintenance == Maintenance::On ? "on" : maintenance == Maintenance::Off ? "off" : "missing";
+}
+
 // The standard three aside, the only descriptors that a command finds open.
 inline constexpr int kFirstPassedFd = 10;
 

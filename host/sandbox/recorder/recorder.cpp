@@ -59,6 +59,23 @@ std::string blockedSignals() {
     return "";
 }
 
+// Parent first, up to the first process. By these a reader tells whose command it is: what a job leaves
+// running has another line than what the module starts.
+std::string ancestors() {
+    std::string list;
+    for (int pid = getppid(); pid > 0;) {
+        list += (list.empty() ? "" : ",") + std::to_string(pid);
+        const std::unique_ptr<FILE, int (*)(FILE*)> status(
+            std::fopen(("/proc/" + std::to_string(pid) + "/status").c_str(), "re"), std::fclose);
+        char line[256];
+        pid = 0;
+        while (status && pid == 0 && std::fgets(line, sizeof line, status.get()) != nullptr) {
+            static_cast<void>(std::sscanf(line, "PPid: %d", &pid));
+        }
+    }
+    return list;
+}
+
 std::string openDescriptors() {
     std::string list;
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir("/proc/self/fd"), closedir);
@@ -102,8 +119,9 @@ int main(int argc, char** argv) {
                                     seconds(CLOCK_REALTIME), seconds(CLOCK_MONOTONIC)));
     const std::string line =
         "{\"name\":" + quoted(argc > 0 ? argv[0] : "") + ",\"arguments\":[" + argumentList(argc, argv) +
-        "]," + times + ",\"directory\":" + quoted(workingDirectory()) +
-        ",\"blocked\":" + quoted(blockedSignals()) + ",\"descriptors\":{" + descriptors + "}}\n";
+        "]," + times + ",\"pid\":" + std::to_string(getpid()) + ",\"ancestors\":[" + ancestors() +
+        "],\"directory\":" + quoted(workingDirectory()) + ",\"blocked\":" + quoted(blockedSignals()) +
+        ",\"descriptors\":{" + descriptors + "}}\n";
     if (!append(line)) {
         std::perror(volad_dev::layout::kCommandRecord);
         return EXIT_FAILURE;

@@ -24,7 +24,7 @@ std::string complaint(const std::string& text) {
 TEST(SettingsTest, EveryKeyHasItsPlace) {
     const Settings settings = parseSettings(R"({
         "cabinet": 12, "hostKind": 5, "shutdownDelay": 0, "forceDelay": 4294967295,
-        "job": {"name": "/x/job --all", "directory": "work", "timeout": 7},
+        "job": {"name": "{here}/job {here}", "directory": "work", "timeout": 7},
         "powerOffTimes": {"sunday": "00:00", "tuesday": null, "saturday": "23:59"},
         "powerSwitchNotifications": false})",
                                             kPath);
@@ -32,8 +32,8 @@ TEST(SettingsTest, EveryKeyHasItsPlace) {
     EXPECT_EQ(settings.hostKind, 5);
     EXPECT_EQ(settings.shutdownDelay, 0U);
     EXPECT_EQ(settings.forceDelay, 4294967295U);
-    EXPECT_EQ(settings.jobName, "/x/job --all");
-    EXPECT_EQ(settings.jobDirectory, "/somewhere/work");
+    EXPECT_EQ(settings.jobName, "/somewhere/job /somewhere");
+    EXPECT_EQ(settings.jobDirectory, "work");
     EXPECT_EQ(settings.jobTimeout, 7U);
     EXPECT_EQ(settings.powerOffTimes[0], 0);
     EXPECT_FALSE(settings.powerOffTimes[2].has_value());
@@ -41,12 +41,11 @@ TEST(SettingsTest, EveryKeyHasItsPlace) {
     EXPECT_EQ(settings.powerSwitchNotifications, false);
 }
 
-TEST(SettingsTest, WhatIsNotGivenHasNoValueAndARelativeJobIsTheFilesNeighbour) {
-    const Settings settings = parseSettings(R"({"job": {"name": "job.sh -x"}})", kPath);
-    EXPECT_EQ(settings.jobName, "/somewhere/job.sh -x");
-    EXPECT_EQ(settings.jobDirectory, "/somewhere");
-    EXPECT_FALSE(settings.shutdownDelay || settings.forceDelay || settings.jobTimeout ||
-                 settings.powerSwitchNotifications);
+TEST(SettingsTest, WhatIsNotGivenHasNoValueAndATextStaysAsItIs) {
+    const Settings settings = parseSettings(R"({"job": {"name": "job.sh  -x"}})", kPath);
+    EXPECT_EQ(settings.jobName, "job.sh  -x");
+    EXPECT_FALSE(settings.jobDirectory || settings.shutdownDelay || settings.forceDelay ||
+                 settings.jobTimeout || settings.powerSwitchNotifications);
 }
 
 TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {

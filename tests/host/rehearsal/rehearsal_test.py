@@ -1,9 +1,10 @@
-"""rehearsal_test.py VOLAD_DEV MODULE: whole rehearsals of the real module, by exit code, verdict and trace."""
+"""rehearsal_test.py VOLAD_DEV MODULE [CLASS]: whole rehearsals of the real module, by exit code, JSON and what is shown."""
 
 import json
 import os
 import pathlib
 import pty
+import shutil
 import signal
 import subprocess
 import sys
@@ -12,127 +13,261 @@ import time
 import unittest
 
 VOLAD_DEV, MODULE = sys.argv[1:3]
-JOB = '#!/bin/sh\necho done > "$VOLAD_SCRATCH/left"\npwd > "$VOLAD_SCRATCH/where"\n'
-TYPING = pathlib.Path("/proc/sys/dev/tty/legacy_tiocsti")
-# Types a character into each terminal that it has or can open, as if the operator had.
-TYPING_JOB = """#!/usr/bin/python3
-import fcntl, os, termios
-typed = []
-for place in ("/dev/stdin", "/dev/stdout", "/dev/stderr", "/dev/tty"):
-    try:
-        fcntl.ioctl(os.open(place, os.O_RDWR | os.O_NOCTTY), termios.TIOCSTI, b"#")
-        typed.append(place)
-    except OSError:
-        pass
-print("typed into:", typed)
-"""
+JOB = 'echo done > "$VOLAD_SCRATCH/left"'
+MODULES_PROCESS = "p=/proc/$(sed -n 's/^PPid:.//p' /proc/$PPID/status)"  # a job's parent is the shell
 
 
 class Rehearsal(unittest.TestCase):
     def setUp(self):
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.settings = self.directory / "settings.json"
-        job = self.directory / "job.sh"
-        job.write_text(JOB)
-        job.chmod(0o755)
-        self.write(shutdownDelay=0, forceDelay=0, job={"name": "job.sh"})
+        self.write_job(JOB)
 
     def write(self, **settings):
-        self.settings.write_text(json.dumps(settings))
+        self.settings.write_text(json.dumps({"shutdownDelay": 0, "forceDelay": 0} | settings))
 
-    def command(self, *arguments: str) -> list[str]:
-        return [VOLAD_DEV, "rehearse", "--module", MODULE, "--settings", str(self.settings), *arguments]
+    def write_job(self, script: str, **job):
+        path = self.directory / "job.sh"
+        path.write_text(script if script.startswith("#!") else "#!/bin/sh\n" + script)
+        path.chmod(0o755)
+        self.write(job={"name": "{here}/job.sh"} | job)
 
-    def run_tool(self, *arguments: str, **more) -> subprocess.CompletedProcess:
-        return subprocess.run(self.command(*arguments), capture_output=True, text=True, timeout=50, **more)
+    def command(self, *arguments: str, verb="rehearse") -> list[str]:
+        return [VOLAD_DEV, verb, "--module", MODULE, "--settings", str(self.settings), *arguments]
 
-    def rehearse(self, *arguments: str) -> tuple[int, dict, str]:
-        verdict = self.directory / "verdict.json"
-        done = self.run_tool(*arguments, "--json", str(verdict))
-        self.assertEqual(done.stderr, "")
-        return done.returncode, json.loads(verdict.read_text()), done.stdout
+    def run_tool(self, *arguments: str, verb="rehearse", **more) -> subprocess.CompletedProcess:
+        return subprocess.run(self.command(*arguments, verb=verb), capture_output=True, text=True, timeout=50, **more)
 
+    def rehearse(self, *arguments: str, code=0, **more) -> tuple[dict, str]:
+        """The run as JSON, and what was shown."""
+        file = self.directory / "run.json"
+        done = self.run_tool(*arguments, "--json", str(file), **more)
+        self.assertEqual((done.stderr, done.returncode), ("", code), done.stdout)
+        return json.loads(file.read_text()), done.stdout
+
+    def warnings(self, run: dict) -> set[str]:
+        return {warning["code"] for warning in run["warnings"]} - {"gate-missing-here", "power-command-missing"}
+
+
+class Runs(Rehearsal):
     def test_each_target_ends_in_its_command(self):
-        for target, command, asked_by in (("reset", "/sbin/reboot", "request"), ("halt", "/sbin/halt", "reply")):
-            with self.subTest(target=target):
-                code, verdict, trace = self.rehearse(target, "--reason", "3")
-                self.assertEqual(code, 0)
-                self.assertTrue(verdict["asAsked"])
-                self.assertEqual((verdict["command"]["line"], verdict["command"]["directory"]), (command, "/"))
-                self.assertEqual((verdict["askedBy"], verdict["reason"]), (asked_by, 3))
-                self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
-                self.assertIn("Run shutdown job", trace)
-                seconds, phases = verdict["command"]["seconds"], verdict["phases"]
-                self.assertIn(f'  command    {command}, {seconds:.2f} s after the request, in "/"\n', trace)
-                shown = ", ".join(f"{phase['name']} {phase['seconds']:.2f} s" for phase in phases)
-                self.assertIn(f"  phases     {shown}\n", trace)
-                self.assertAlmostEqual(sum(phase["seconds"] for phase in phases), seconds, delta=0.01)
+        for target, reason, command, by in (("off", "3", "/sbin/poweroff", "request"),
+                                            ("off", "1", "/sbin/poweroff", "power-switch"),
+                                            ("reset", "0", "/sbin/reboot", "request"),
+                                            ("halt", "1", "/sbin/halt", "reply")):
+            with self.subTest(target=target, reason=reason):
+                run, shown = self.rehearse(target, "--reason", reason)
+                self.assertEqual((run["end"], run["asAsked"]), ("command", True))
+                asked = run["asked"]
+                self.assertEqual((asked["by"], asked["operation"], asked["reason"]), (by, target, int(reason)))
+                seconds = run["command"]["seconds"]
+                self.assertEqual((run["command"]["line"], run["command"]["directory"]), (command, "/"))
+                self.assertIn(f'  command    {command}, {seconds:.2f} s after the request, in "/"\n', shown)
+                self.assertIn("\nVerdict: the command was started, as asked\n", shown)
+                names = [phase["name"] for phase in run["phases"]]
+                self.assertEqual(names, ["gate", "settings", "delay", "job settings", "job", "command"])
+                self.assertAlmostEqual(sum(phase["seconds"] for phase in run["phases"]), seconds, delta=0.001)
+                self.assertEqual([left["file"] for left in run["left"]], ["left"])
+                self.assertEqual([status["value"] for status in run["statuses"]], [1, 2, 3])
+
+    def test_what_host_and_module_told_each_other(self):
+        run, _ = self.rehearse("--reason", "3")
+        told = [(message["direction"], message["envelope"]["SIP"]["CMD"][0]) for message in run["messages"]]
+        request = next(i for i, (direction, command) in enumerate(told) if command["OC"] == 517)
+        self.assertEqual((told[request][0], told[request][1]["DA"]), ("to-module", 3))
+        job = [(direction, command.get("DA")) for direction, command in told if command.get("OE") == 0x1710]
+        self.assertEqual(job, [("to-host", None), ("to-module", str(self.directory / "job.sh"))])
+        times = [message["at"] for message in run["messages"]]
+        self.assertEqual((times, run["messages"][request]["at"]), (sorted(times), 0))
 
     def test_the_reason_is_named_by_the_message_file(self):
         messages = self.directory / "texts.xml"
         messages.write_text("<EventMsg><Events><Event ErrorCode='0x0E0003'><Messages lang='en'><Summary>100%n late"
                             "</Summary></Messages></Event></Events></EventMsg>")
-        code, verdict, trace = self.rehearse("--reason", "3", "--messages", str(messages))
-        self.assertEqual((code, verdict["command"]["directory"]), (0, "/"))
-        self.assertIn('Shutdown reason: "100%n late"', trace)
-        self.assertEqual(verdict["reasonName"], "100%n late")
-        self.assertEqual([left["file"] for left in verdict["left"]], ["left", "where"])
+        run, shown = self.rehearse("--reason", "3", "--messages", str(messages), "--trace", "1")
+        self.assertIn('Shutdown reason: "100%n late"', shown)
+        self.assertEqual(run["asked"]["reasonText"], "100%n late")
+        self.assertEqual([left["file"] for left in run["left"]], ["left"])
 
     def test_the_power_switch_property_reaches_the_module(self):
         for settings, asked in (({}, True), ({"powerSwitchNotifications": True}, True),
                                 ({"powerSwitchNotifications": False}, False)):
             with self.subTest(settings=settings):
-                self.write(shutdownDelay=0, **settings)
-                code, _, trace = self.rehearse("--trace", "4")
-                self.assertEqual(code, 0)
-                self.assertEqual("EM_SHUTDOWN         : Enable Power switch notifications!" in trace, asked)
+                self.write(**settings)
+                _, shown = self.rehearse("--trace", "4")
+                self.assertEqual("EM_SHUTDOWN         : Enable Power switch notifications!" in shown, asked)
                 value = 'Read module property "PowerSwitchEvent (ON/OFF)" = %d' % asked
-                self.assertEqual(value in trace, bool(settings))
+                self.assertEqual(value in shown, bool(settings))
 
-    def test_ends_that_are_asked(self):
+    def test_ends_without_a_command(self):
         self.write(shutdownDelay=1)
-        for arguments, end in ((["--maintenance", "off"], "refused at the gate"),
-                               (["--cancel-after", "0.2"], "cancelled"),
-                               (["--stop-after", "0.2"], "stopped before the command")):
-            with self.subTest(end=end):
-                code, verdict, _ = self.rehearse(*arguments)
-                self.assertEqual((code, verdict["command"], verdict["left"]), (0, None, []))
-                self.assertTrue(verdict["end"].startswith(end), verdict["end"])
+        for arguments, end in ((["--maintenance", "off"], "gate-refused"), (["--maintenance", "missing"], "gate-refused"),
+                               (["--cancel-after", "0.2"], "cancelled"), (["--stop-after", "0.2"], "stopped"),
+                               (["--uid", "1000"], "not-permitted")):
+            with self.subTest(arguments=arguments):
+                run, _ = self.rehearse(*arguments)
+                self.assertEqual((run["end"], run["asAsked"]), (end, True))
+                self.assertEqual((run["command"], run["job"], run["left"]), (None, None, []))
 
     def test_an_end_that_is_not_the_asked_one_is_named(self):
-        self.write(shutdownDelay=0)
-        code, verdict, text = self.rehearse("--cancel-after", "30")
-        self.assertEqual((code, verdict["asAsked"], verdict["end"]), (1, False, "the command was started"))
-        self.assertIn("not what was asked", text)
+        run, shown = self.rehearse("--cancel-after", "30", code=1)
+        self.assertEqual((run["asAsked"], run["end"]), (False, "command"))
+        self.assertIn("which is not what was asked", shown)
 
     def test_a_scheduled_power_off_is_raised_by_the_module(self):
         late = time.localtime().tm_sec > 50  # a minute that the module may not see any more
         minute = time.localtime(time.time() + 60 * late)
-        code, verdict, trace = self.rehearse("--schedule", time.strftime("%H:%M", minute), "--trace", "1")
-        self.assertEqual((code, verdict["command"]["line"]), (0, "/sbin/poweroff"))
-        self.assertEqual((verdict["askedBy"], verdict["reason"]), ("schedule", 3))
-        self.assertIn("reached - Request system shutdown!", trace)
+        run, shown = self.rehearse("--schedule", time.strftime("%H:%M", minute), "--trace", "1")
+        self.assertEqual((run["end"], run["command"]["line"]), ("command", "/sbin/poweroff"))
+        self.assertEqual((run["asked"]["by"], run["asked"]["reason"]), ("schedule", 3))
+        self.assertIn("reached - Request system shutdown!", shown)
 
+    def test_what_this_machine_would_answer(self):
+        tools = self.directory / "tools"
+        tools.mkdir()
+        for answer, choice, end, assumed, here in ((None, "on", "command", "on", "missing"),
+                                                   (None, "here", "gate-refused", "missing", "missing"),
+                                                   ("Enabled", "on", "command", "on", "not-asked"),
+                                                   ("Enabled", "here", "command", "on", "enabled"),
+                                                   ("Disabled", "here", "gate-refused", "off", "disabled")):
+            with self.subTest(answer=answer, choice=choice):
+                if answer:
+                    tool = tools / "localcli"
+                    tool.write_text(f'#!/bin/sh\n[ "$*" = "system maintenanceMode get" ] && echo {answer}\n')
+                    tool.chmod(0o755)
+                run, shown = self.rehearse("--maintenance", choice, env={"PATH": f"{tools}:/usr/bin"},
+                                           code=int(choice == "here" and end != "command"))
+                self.assertEqual((run["end"], run["gate"]), (end, {"assumed": assumed, "here": here}))
+                contradicted = "gate-missing-here" in {warning["code"] for warning in run["warnings"]}
+                self.assertEqual(contradicted, answer is None and choice == "on")
+                self.assertIn("  gate       ", shown)
+
+
+class Jobs(Rehearsal):
+    def test_what_became_of_the_job(self):
+        for script, expected, strict in (("exit 0", {"exitCode": 0}, 0), ("exit 3", {"exitCode": 3}, 1),
+                                         ("kill -9 $$", {"exitCode": 137}, 1),
+                                         ("#!/no/such/interpreter", {"started": False, "exitCode": 127}, 1)):
+            with self.subTest(script=script):
+                self.write_job(script)
+                run, _ = self.rehearse("--strict", code=strict)
+                job = {"started": True, "exitCode": None, "signal": None, "timedOut": False} | expected
+                self.assertEqual({key: run["job"][key] for key in job}, job)
+                self.assertEqual(run["job"]["directory"], str(self.directory))
+                self.assertEqual((run["end"], run["asAsked"]), ("command", not strict))
+                done = self.run_tool(verb="job")
+                self.assertEqual((done.returncode, done.stderr), (strict, ""))
+                self.assertIn(f"exit code {expected['exitCode']}", done.stdout)
+
+    def test_a_job_that_is_no_program_a_signal_of_the_shell_and_a_limit(self):
+        plain = self.directory / "plain"
+        plain.write_text("")
+        for name, limit, expected in ((str(plain), 30, {"started": False, "exitCode": 126}),
+                                      ("kill -9 $$", 30, {"exitCode": None, "signal": 9}),
+                                      ("sleep 9", 1, {"timedOut": True, "exitCode": None, "directory": "/"}),
+                                      ("sleep 9", 0, {"timedOut": False, "exitCode": None})):
+            with self.subTest(name=name):
+                self.write(job={"name": name, "timeout": limit})
+                run, _ = self.rehearse()
+                self.assertEqual({key: run["job"][key] for key in expected}, expected)
+                self.assertEqual(run["end"], "command")
+                self.assertTrue(run["asAsked"])
+                self.assertEqual("job-not-waited-for" in self.warnings(run), limit == 0)
+
+    def test_the_settings_reach_the_module_as_they_are(self):
+        other = self.directory / "other"
+        other.mkdir()
+        for job, directory, warning in (({"name": "pwd"}, "/", False), ({"name": "{here}/job.sh x/y"}, "/", True),
+                                        ({"name": "pwd", "directory": "{here}/other"}, str(other), False),
+                                        ({"name": "pwd", "directory": "other"}, "/", True),
+                                        ({"name": "pwd", "directory": "{here}/none"}, "/", True)):
+            with self.subTest(job=job):
+                self.write(job=job)
+                run, shown = self.rehearse()
+                self.assertEqual((run["job"]["command"], run["job"]["directory"]),
+                                 (job["name"].replace("{here}", str(self.directory)), directory))
+                if job["name"] == "pwd":
+                    self.assertEqual(run["job"]["output"], [directory])
+                self.assertEqual("job-directory-missing" in self.warnings(run), warning)
+
+    def test_the_jobs_last_lines_are_kept_and_shown_escaped(self):
+        self.write_job("seq 2000; printf 'to \\033[31mred\\377\\n' >&2; printf end")
+        run, shown = self.rehearse()
+        self.assertEqual(run["job"]["output"][-3:], ["2000", "to \x1b[31mred\\xFF", "end"])
+        self.assertEqual(len(run["job"]["output"]), 51)
+        self.assertIn("  printed    2002 lines, of which the last\n", shown)
+        self.assertIn("    | to \\x1B[31mred\\xFF\n    | end\n", shown)
+
+    def test_the_jobs_own_interpreter_and_what_a_link_leads_to_are_found(self):
+        with tempfile.TemporaryDirectory() as elsewhere:
+            tool = pathlib.Path(elsewhere, "tool/bin/sh")
+            tool.parent.mkdir(parents=True)
+            shutil.copy("/bin/sh", tool)
+            script = pathlib.Path(elsewhere, "real.sh")
+            script.write_text(f"#!{tool} -e\necho found\n")
+            script.chmod(0o755)
+            os.symlink(script, self.directory / "link.sh")
+            self.write(job={"name": "{here}/link.sh"})
+            run, _ = self.rehearse()
+        self.assertEqual(run["job"]["output"], ["found"])
+
+    def test_a_job_finds_what_a_service_would(self):
+        self.write_job("readlink /proc/$$/fd/0; grep -E 'Sig(Blk|Ign)' /proc/$$/status; ps -o sid= -p $$ | tr -d ' '")
+        ignoring = lambda: [signal.signal(number, signal.SIG_IGN) for number in (signal.SIGPIPE, signal.SIGUSR1)]
+        run, _ = self.rehearse(preexec_fn=ignoring)
+        self.assertEqual(run["job"]["output"][:3], ["/dev/null", "SigBlk:\t" + "0" * 16, "SigIgn:\t" + "0" * 16])
+
+
+class HostileJobs(Rehearsal):
+    def test_what_is_left_behind_costs_and_forges_nothing(self):
+        self.write_job('cd "$VOLAD_SCRATCH"; ln -s . loop; mkfifo pipe; mkdir -p a/b; ln -s .. a/b/up; echo > "$(printf '
+                       "'x\\nVerdict: y\\033[m')\"; mkdir shut; chmod 0 shut; echo '{garbled' >> command-record.jsonl")
+        run, shown = self.rehearse()
+        self.assertEqual([left["file"] for left in run["left"]], ["x\nVerdict: y\x1b[m"])
+        self.assertEqual(shown.count("\nVerdict: "), 1)
+        self.assertIn("left       x\\nVerdict: y\\x1B[m (1 bytes)", shown)
+        self.assertEqual(self.warnings(run), {"record-garbled"})
+
+    def test_a_command_of_the_jobs_is_not_the_modules(self):
+        self.write_job("/sbin/reboot -f; (sleep 0.5; /sbin/halt) &")
+        run, _ = self.rehearse(code=1)
+        self.assertEqual((run["end"], run["command"]["line"], run["asAsked"]), ("command", "/sbin/poweroff", False))
+        self.assertIn("command-by-job", self.warnings(run))
+
+    def test_the_process_that_holds_the_module_cannot_be_entered(self):
+        self.write_job(f"{MODULES_PROCESS}; echo > $p/fd/11; cat $p/environ; ls -d $p | wc -l")
+        run, _ = self.rehearse()
+        self.assertEqual([line.rsplit(": ", 1)[-1] for line in run["job"]["output"]], ["Permission denied"] * 2 + ["1"])
+
+    def test_a_killed_module_is_told_with_what_was_seen(self):
+        self.write_job(f"{MODULES_PROCESS}; kill -9 ${{p#/proc/}}")
+        run, _ = self.rehearse(code=130)
+        self.assertEqual((run["end"], run["asAsked"], run["command"]), ("interrupted", False, None))
+        self.assertEqual((run["phases"][-1]["name"], self.warnings(run)), ("job", {"module-process-ended"}))
+
+
+class Ways(Rehearsal):
     def test_a_signal_stops_the_module_and_ends_with_130(self):
         self.write(shutdownDelay=50)
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(number=number):
-                child = subprocess.Popen(self.command(), stdout=subprocess.PIPE, text=True)
+                child = subprocess.Popen(self.command("--trace", "3"), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                         text=True)
                 for line in child.stdout:
                     if "Start shutdown delay" in line:
                         break
                 child.send_signal(number)
-                rest = child.stdout.read()
-                child.stdout.close()
-                self.assertEqual(child.wait(20), 130)
+                rest, told = child.communicate(timeout=20)
+                self.assertEqual(child.returncode, 130)
                 self.assertIn("Module destroyed successfully", rest)
                 self.assertIn("Verdict: interrupted", rest)
+                self.assertIn("interrupted, stopping the module; once more ends all of it at once", told)
 
-    def on_a_terminal(self, *arguments: str) -> tuple[int, int]:
+    def on_a_terminal(self, *arguments: str, **environment: str) -> tuple[int, int]:
         """Like an operator's shell: the process, and the other end of the terminal that is its own."""
         child, terminal = pty.fork()
         if child == 0:
-            os.execv(VOLAD_DEV, self.command(*arguments))
+            os.execve(VOLAD_DEV, self.command(*arguments), {"TERM": "xterm", "PATH": "/usr/bin"} | environment)
         self.addCleanup(os.close, terminal)
         return child, terminal
 
@@ -146,34 +281,57 @@ class Rehearsal(unittest.TestCase):
                 break
         return text
 
-    def test_an_interrupt_key_stops_the_module_and_ends_with_130(self):
-        self.write(shutdownDelay=50)
+    def test_a_terminal_sees_the_delay_and_the_job_counted_and_a_first_interrupt_key_waits_for_the_job(self):
+        self.write_job("sleep 1", timeout=30)
+        self.write(shutdownDelay=1, job={"name": "{here}/job.sh", "timeout": 30})
         child, terminal = self.on_a_terminal()
-        self.shown(terminal, until=b"Start shutdown delay")
+        early = self.shown(terminal, until=b"s of at most 30 s")
+        self.assertIn(b"s left of 1 s", early)
         os.write(terminal, b"\x03")
-        self.assertIn(b"Verdict: interrupted", self.shown(terminal))
+        rest = self.shown(terminal)
+        self.assertIn(b"waiting for the job, at most ", rest)
+        self.assertIn(b"Verdict: ", rest)
         self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 130)
 
-    @unittest.skipIf(TYPING.exists() and TYPING.read_text() == "0\n", "this kernel lets nobody type for others")
-    def test_a_job_cannot_type_into_the_callers_shell(self):
-        (self.directory / "job.sh").write_text(TYPING_JOB)
-        child, terminal = self.on_a_terminal()
-        self.assertIn(b"typed into: []", self.shown(terminal))
+    def test_plain_lines_where_they_are_wished(self):
+        child, terminal = self.on_a_terminal(NO_COLOR="1")
+        shown = self.shown(terminal)
+        self.assertNotIn(b"\x1b", shown)
+        self.assertLess(shown.count(b"\n"), 24)
         self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
 
+    def test_a_reader_that_goes_away_costs_no_orderly_end(self):
+        read, write = os.pipe()
+        os.close(read)
+        file = self.directory / "run.json"
+        done = subprocess.run(self.command("--json", str(file)), stdout=write, stderr=subprocess.PIPE, timeout=30)
+        os.close(write)
+        self.assertEqual((done.returncode, json.loads(file.read_text())["end"]), (1, "command"))
+
+    def test_json_on_standard_output_is_alone_there(self):
+        done = self.run_tool("--json", "-", "--trace", "5")
+        self.assertEqual((json.loads(done.stdout)["schema"], done.stderr), (1, ""))
+        done = self.run_tool("--json", "-", verb="job")
+        self.assertEqual(set(json.loads(done.stdout)), {"schema", "job", "left", "warnings"})
+
     def test_usage_and_settings_errors(self):
-        for arguments in (["sideways"], ["--reason", "256"], ["--trace", "6"], ["--schedule", "24:00"],
-                          ["--cancel-after", "-1"]):
-            self.assertEqual(self.run_tool(*arguments).returncode, 2, arguments)
+        for arguments, said in ((["sideways"], 'target must be off, reset or halt, not "sideways"'),
+                                (["--reason", "256"], "--reason must be a whole number from 0 to 255"),
+                                (["--trace", "6"], "--trace must be a whole number from 0 to 5"),
+                                (["--schedule", "24:00"], "--schedule must be in:1m or HH:MM"),
+                                (["reset", "--schedule", "in:1m"], "--schedule goes with off only"),
+                                (["--maintenance", "0"], "--maintenance must be on, off, missing or here"),
+                                (["--cancel-after", "-1"], "--cancel-after must be ")):
+            done = self.run_tool(*arguments)
+            self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (2, "", 1), arguments)
+            self.assertIn(said, done.stderr)
         self.write(shutdownDelay="3")
         done = self.run_tool()
         self.assertEqual((done.returncode, done.stdout), (2, ""))
         self.assertIn('"shutdownDelay": expected a number', done.stderr)
-
-    def test_without_bubblewrap_nothing_is_rehearsed(self):
-        done = self.run_tool(env={"PATH": str(self.directory)})
-        self.assertEqual((done.returncode, done.stdout), (3, ""))
+        self.write()
+        self.assertIn("there is no job in these settings", self.run_tool(verb="job").stderr)
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])

@@ -25,12 +25,12 @@ TEST(RequestRunTest, EndsWhereTheModuleDoesNot) {
     const struct {
         bool accepts;
         std::optional<double> scheduledIn;
-        End end;
+        RunEnd end;
         const char* askedBy;
         uint8_t reason;
-    } cases[] = {{false, std::nullopt, End::NotAccepted, "request", 4},
-                 {true, std::nullopt, End::TimedOut, "request", 4},
-                 {true, 0.0, End::NoRequest, "schedule", 3}};
+    } cases[] = {{false, std::nullopt, RunEnd::NotAccepted, "request", 4},
+                 {true, std::nullopt, RunEnd::TimedOut, "request", 4},
+                 {true, 0.0, RunEnd::NoRequest, "schedule", 3}};
     Settings settings;
     settings.shutdownDelay = 0;
     settings.jobTimeout = 0;
@@ -38,16 +38,42 @@ TEST(RequestRunTest, EndsWhereTheModuleDoesNot) {
     options.reason = 4;
     for (const auto& each : cases) {
         SilentModule module(each.accepts);
-        const DevelopmentHost host(settings);
+        DevelopmentHost host(settings);
         std::atomic<double> requestTime = 0;
-        RequestRun run(options, settings, host, module, requestTime, each.scheduledIn, {0.05, 0.05});
+        size_t reports = 0;
+        RequestRun run(options, settings, host, module, requestTime, each.scheduledIn,
+                       [&reports](const ShutdownRun&) { ++reports; }, {0.05, 0.05});
         run.follow();
-        const Verdict verdict = run.conclude();
-        EXPECT_EQ(verdict.end, each.end);
-        EXPECT_FALSE(verdict.asAsked);
-        EXPECT_EQ(verdict.askedBy, each.askedBy);
-        EXPECT_EQ(verdict.reason, each.reason);
+        const ShutdownRun concluded = run.conclude();
+        EXPECT_EQ(concluded.end, each.end);
+        EXPECT_FALSE(concluded.asAsked);
+        EXPECT_EQ(concluded.asked.by, each.askedBy);
+        EXPECT_EQ(concluded.asked.reason, each.reason);
+        EXPECT_EQ(reports > 0, each.accepts);
         EXPECT_EQ(requestTime != 0, !each.scheduledIn) << "there is no time of a request that never came";
+    }
+}
+
+TEST(RequestRunTest, TheEndThatTheOptionsAskFor) {
+    const struct {
+        Maintenance maintenance;
+        std::optional<double> cancelAfter, stopAfter;
+        unsigned uid;
+        RunEnd end;
+    } cases[] = {{Maintenance::On, {}, {}, 0, RunEnd::Command},
+                 {Maintenance::Off, 1, 1, 0, RunEnd::GateRefused},
+                 {Maintenance::ToolMissing, {}, {}, 5, RunEnd::GateRefused},
+                 {Maintenance::On, 1, {}, 5, RunEnd::Cancelled},
+                 {Maintenance::On, 1, 2, 0, RunEnd::Cancelled},
+                 {Maintenance::On, 2, 1, 0, RunEnd::Stopped},
+                 {Maintenance::On, {}, {}, 5, RunEnd::NotPermitted}};
+    for (const auto& each : cases) {
+        RehearsalOptions options;
+        options.maintenance = each.maintenance;
+        options.cancelAfter = each.cancelAfter;
+        options.stopAfter = each.stopAfter;
+        options.uid = each.uid;
+        EXPECT_EQ(askedEnd(options), each.end);
     }
 }
 

@@ -1,5 +1,5 @@
 // The run of a request as read from what the module told the host.
-#include "host/rehearsal/verdict.h"
+#include "host/rehearsal/run_reading.h"
 
 #include <gtest/gtest.h>
 
@@ -11,10 +11,10 @@ namespace volad_dev {
 namespace {
 
 Message status(double time, uint32_t value) {
-    return {time, em::opcode::kShutdownStatusChanged, 0, value, false};
+    return {time, em::opcode::kShutdownStatusChanged, 0, value};
 }
 Message setting(double time, uint32_t item) {
-    return {time, em::opcode::kHostSettings, item, 0, true};
+    return {time, em::opcode::kHostSettings, item, 0};
 }
 
 std::vector<Message> runToTheJobAnd(std::vector<Message> rest) {
@@ -37,6 +37,10 @@ CommandRecord commandAt(double time) {
     return record;
 }
 
+JobSighting job(double begin, double lastLook, std::optional<int> status) {
+    return {.pid = 9, .directory = "/job", .begin = begin, .lastLook = lastLook, .status = status};
+}
+
 std::string shown(const std::vector<Phase>& phases) {
     std::string text;
     for (const Phase& phase : phases) {
@@ -45,41 +49,73 @@ std::string shown(const std::vector<Phase>& phases) {
     return text;
 }
 
-TEST(VerdictTest, PhasesOfARun) {
+TEST(RunReadingTest, PhasesOfARun) {
     const struct {
-        std::vector<Message> messages;
-        std::optional<CommandRecord> command;
+        Sighted sighted;
         const char* phases;
     } cases[] = {
-        {runToTheJobAnd({{9, em::opcode::kSetPowerOffReason, 0, 3, true}, status(9.4, 3)}), commandAt(9.5),
+        {{runToTheJobAnd({status(9.4, 3)}), job(7, 9, 0), commandAt(9.5), 1},
          "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;"},
-        {runToTheJobAnd({status(9.4, 3)}), commandAt(9.5), // a reset has nothing between job and command
-         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 3.0;"},
-        {{status(1, 1), status(1.5, 5)}, std::nullopt, "gate 0.5;"},
-        {{status(1, 1), status(2, 2), setting(3, em::setting::kForceDelay.item), status(4, 4), status(6, 5)},
-         std::nullopt,
+        {{runToTheJobAnd({status(9.4, 3)}), job(7, 9, std::nullopt), commandAt(9.5), 1}, // past its limit
+         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;"},
+        {{runToTheJobAnd({status(9.4, 3)}), std::nullopt, commandAt(9.5), 1},
+         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;command 3.0;"},
+        {{{status(1, 1), status(1.5, 5)}, {}, {}, 1}, "gate 0.5;"},
+        {{{status(1, 1), status(2, 2), setting(3, em::setting::kForceDelay.item), status(4, 4), status(6, 5)},
+          {},
+          {},
+          1},
          "gate 1.0;settings 1.0;delay 3.0;"},
     };
     for (const auto& each : cases) {
-        EXPECT_EQ(shown(phasesOf(each.messages, 1, each.command)), each.phases);
+        EXPECT_EQ(shown(phasesOf(each.sighted, endTime(each.sighted))), each.phases);
+    }
+    const Sighted running = {runToTheJobAnd({}), job(7, 8, std::nullopt), {}, 1};
+    EXPECT_EQ(shown(phasesOf(running, 8.5)), "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.0;");
+}
+
+TEST(RunReadingTest, WhatBecameOfTheJob) {
+    const struct {
+        std::optional<int> status; // as waitpid has it
+        bool started;
+        std::optional<int> exitCode, signal;
+        bool timedOut;
+    } cases[] = {{0, true, 0, {}, false},           {3 << 8, true, 3, {}, false},
+                 {126 << 8, false, 126, {}, false}, {127 << 8, false, 127, {}, false},
+                 {9, true, {}, 9, false},           {std::nullopt, true, {}, {}, true}};
+    Settings settings;
+    settings.jobName = std::string(300, 'x');
+    for (const auto& each : cases) {
+        const Sighted sighted = {runToTheJobAnd({status(9.4, 3)}), job(7, 9, each.status), commandAt(9.5), 1};
+        ShutdownRun run;
+        readRun(sighted, settings, 9.5, run);
+        ASSERT_TRUE(run.job.has_value());
+        EXPECT_EQ(run.job->command.size(), 259U);
+        EXPECT_EQ(run.job->directory, "/job");
+        EXPECT_EQ(run.job->started, each.started);
+        EXPECT_EQ(run.job->exitCode, each.exitCode);
+        EXPECT_EQ(run.job->signal, each.signal);
+        EXPECT_EQ(run.job->timedOut, each.timedOut);
+        EXPECT_EQ(run.job->succeeded(), each.exitCode == 0);
+        EXPECT_DOUBLE_EQ(run.job->seconds, 2);
     }
 }
 
-TEST(VerdictTest, WhereARunEnds) {
+TEST(RunReadingTest, WhereARunEnds) {
     const struct {
         std::vector<Message> messages;
         bool stopAsked, commandSeen;
-        std::optional<End> end;
+        std::optional<RunEnd> end;
     } cases[] = {{{}, false, false, std::nullopt},
                  {{status(1, 1), status(2, 2)}, false, false, std::nullopt},
                  {{status(1, 1), status(2, 2), status(3, 4)}, false, false, std::nullopt},
-                 {{status(1, 1), status(2, 5)}, false, false, End::Refused},
-                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, false, End::Cancelled},
-                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, true, End::Command},
-                 {{status(1, 1), status(2, 2), status(3, 3)}, false, true, End::Command},
-                 {{status(1, 1), status(2, 2), status(3, 3)}, false, false, End::NothingRan},
-                 {{status(1, 1), status(2, 2), status(3, 3)}, true, false, End::Stopped},
-                 {{status(1, 1), status(2, 2), status(3, 3)}, true, true, End::Command}};
+                 {{status(1, 1), status(2, 5)}, false, false, RunEnd::GateRefused},
+                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, false, RunEnd::Cancelled},
+                 {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, true, RunEnd::Command},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, false, true, RunEnd::Command},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, false, false, RunEnd::NotPermitted},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, true, false, RunEnd::Stopped},
+                 {{status(1, 1), status(2, 2), status(3, 3)}, true, true, RunEnd::Command}};
     for (const auto& each : cases) {
         EXPECT_EQ(endOf(each.messages, each.stopAsked, each.commandSeen), each.end)
             << each.messages.size() << each.stopAsked << each.commandSeen;

@@ -1,0 +1,23 @@
+// The signals that ask a rehearsal to end: the first one of a kind is taken as a request, the next has its
+// default effect, which ends the launcher and the sandbox with it.
+#pragma once
+
+#include "host/common/pipe.h"
+
+namespace volad_dev {
+
+// One at a time, while the process has one thread. SIGINT and SIGHUP stay ignored for a caller that ignores
+// them, as behind nohup.
+class Interruption {
+public:
+    // Throws std::system_error.
+    Interruption();
+
+    // Readable once it was asked.
+    [[nodiscard]] int fd() const { return m_pipe.readEnd.get(); }
+
+private:
+    Pipe m_pipe;
+};
+
+} // namespace volad_dev

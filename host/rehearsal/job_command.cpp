@@ -1,0 +1,40 @@
+#include "host/rehearsal/job_command.h"
+
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "host/common/failure.h"
+#include "host/common/json_output.h"
+#include "host/hosting/settings.h"
+#include "host/rehearsal/rehearsal_launch.h"
+#include "host/rehearsal/request_options.h"
+#include "host/sandbox/sandbox_command.h"
+
+namespace volad_dev {
+namespace {
+
+int run(LaunchOptions options) {
+    if (readSettings(options.run.settings).jobName.value_or("").empty()) {
+        throw Failure(options.run.settings + ": there is no job in these settings", kExitUsage);
+    }
+    options.jobOnly = true;
+    options.strict = true;
+    options.run.withoutDelay = true;
+    return launchRehearsal(options);
+}
+
+} // namespace
+
+Command addJobCommand(CLI::App& app) {
+    const auto options = std::make_shared<LaunchOptions>();
+    CLI::App* const job =
+        app.add_subcommand("job", "let the module run the job of the settings, without delay, in a sandbox");
+    addFileOptions(*job, options->run);
+    job->get_option("--settings")->required();
+    addJsonOption(*job, options->json);
+    addSandboxOptions(*job, options->sandbox);
+    return {job, [options] { return run(*options); }};
+}
+
+} // namespace volad_dev

@@ -1,0 +1,156 @@
+#include "host/rehearsal/job_world.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "host/common/visible_text.h"
+
+namespace volad_dev {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What every sandbox has, in its own way: nothing below is to be bound for a job.
+constexpr std::array<std::string_view, 9> kThereAnyway = {"/usr",   "/etc",  "/bin", "/sbin", "/lib",
+                                                          "/lib64", "/proc", "/dev", "/sys"};
+// Shared by all: of these the one file is bound, never the place.
+constexpr std::array<std::string_view, 6> kShared = {"/", "/tmp", "/opt", "/run", "/var", "/var/tmp"};
+
+bool isBelow(const fs::path& path, std::string_view place) {
+    const std::string text = path.string();
+    return text.starts_with(place) && (text.size() == place.size() || text[place.size()] == '/');
+}
+
+bool isThereAnyway(const fs::path& path) {
+    return std::ranges::any_of(kThereAnyway, [&](std::string_view place) { return isBelow(path, place); });
+}
+
+bool isShared(const fs::path& path) {
+    return std::ranges::find(kShared, path.string()) != kShared.end();
+}
+
+bool isDirectory(const fs::path& path) {
+    std::error_code failed;
+    return fs::is_directory(path, failed);
+}
+
+class Places {
+public:
+    // A directory with all that lies in it.
+    void addDirectory(const fs::path& directory) {
+        if (isDirectory(directory) && !isThereAnyway(directory) && !isShared(directory)) {
+            m_paths.push_back(directory);
+        }
+    }
+    // A file with its neighbours, where those are its own; behind a link the real one as well.
+    void addFile(const fs::path& file) {
+        std::error_code failed;
+        const fs::path real = fs::canonical(file, failed);
+        for (const fs::path& each : {file, real}) {
+            if (each.empty() || !fs::exists(each, failed) || isThereAnyway(each)) {
+                continue;
+            }
+            m_paths.push_back(isShared(each.parent_path()) ? each : each.parent_path());
+        }
+    }
+    // A program brings its installation: "/opt/tool" of "/opt/tool/bin/python3".
+    void addInterpreter(const fs::path& file) {
+        addFile(file);
+        const fs::path directory = file.parent_path();
+        if (directory.filename() == "bin" || directory.filename() == "sbin") {
+            addDirectory(directory.parent_path());
+        }
+    }
+
+    // Without those that lie below another one.
+    [[nodiscard]] std::vector<std::string> take() {
+        std::ranges::sort(m_paths);
+        std::vector<std::string> kept;
+        for (const fs::path& path : m_paths) {
+            if (std::ranges::none_of(kept, [&](const std::string& above) { return isBelow(path, above); })) {
+                kept.push_back(path);
+            }
+        }
+        return kept;
+    }
+
+private:
+    std::vector<fs::path> m_paths;
+};
+
+// Behind "#!", up to the first blank.
+std::optional<std::string> interpreterOf(const fs::path& program) {
+    struct stat status = {};
+    if (stat(program.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt; // a pipe would be waited for
+    }
+    std::ifstream file(program, std::ios::binary);
+    std::string line(256, '\0');
+    file.read(line.data(), static_cast<std::streamsize>(line.size()));
+    line.resize(static_cast<size_t>(file.gcount()));
+    line.resize(std::min(line.size(), line.find('\n')));
+    if (!line.starts_with("#!")) {
+        return std::nullopt;
+    }
+    const size_t begin = line.find_first_not_of(" \t", 2);
+    if (begin == std::string::npos) {
+        return std::nullopt;
+    }
+    return line.substr(begin, line.find_first_of(" \t", begin) - begin);
+}
+
+// Where the module will stand: what is set, else the job's own text up to its last "/". Nothing: it stays.
+std::optional<std::string> directoryOf(const Settings& settings) {
+    if (settings.jobDirectory && !settings.jobDirectory->empty()) {
+        return settings.jobDirectory;
+    }
+    const size_t slash = settings.jobName->rfind('/');
+    return slash == std::string::npos || slash == 0 ? std::nullopt
+                                                    : std::optional(settings.jobName->substr(0, slash));
+}
+
+} // namespace
+
+JobWorld jobWorld(const Settings& settings) {
+    JobWorld world;
+    if (settings.jobName.value_or("").empty()) {
+        return world;
+    }
+    Places places;
+    if (const std::optional<std::string> directory = directoryOf(settings)) {
+        places.addDirectory(*directory);
+        if (!isDirectory(*directory)) {
+            world.warnings.push_back(
+                {"job-directory-missing",
+                 fmt::format(
+                     "the job's directory \"{}\" is not there: the module goes on without a word, and "
+                     "the job runs where the host stands",
+                     visibleText(*directory))});
+        }
+    }
+    const fs::path program = settings.jobName->substr(0, settings.jobName->find(' '));
+    if (program.is_absolute()) {
+        places.addFile(program);
+        if (const std::optional<std::string> interpreter = interpreterOf(program)) {
+            std::error_code failed;
+            if (fs::exists(*interpreter, failed)) {
+                places.addInterpreter(*interpreter);
+            } else {
+                world.warnings.push_back(
+                    {"job-interpreter-missing",
+                     fmt::format("the job's interpreter \"{}\" is not there", visibleText(*interpreter))});
+            }
+        }
+    }
+    world.places = places.take();
+    return world;
+}
+
+} // namespace volad_dev

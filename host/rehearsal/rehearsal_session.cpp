@@ -1,0 +1,161 @@
+#include "host/rehearsal/rehearsal_session.h"
+
+#include <poll.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <iterator>
+
+#include <fmt/format.h>
+
+#include "host/common/failure.h"
+#include "host/rehearsal/inside_command.h"
+
+namespace volad_dev {
+namespace {
+
+constexpr int kTickMs = 200; // how often a countdown is drawn anew
+
+em::UniqueFd openNothing() {
+    em::UniqueFd nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (!nothing.valid()) {
+        throw std::system_error(errno, std::generic_category(), "/dev/null");
+    }
+    return nothing;
+}
+
+// The job is to find what a service's job finds: nothing to read, nobody's terminal, default signals. What it
+// prints goes through a pipe, which is all that differs.
+std::unique_ptr<SandboxedCommand> start(const LaunchOptions& options, const Pipe& stop, const Pipe& events,
+                                        const Pipe& printed) {
+    const em::UniqueFd nothing = openNothing();
+    SandboxOptions sandbox = options.sandbox;
+    sandbox.ownSession = true;
+    sandbox.defaultSignals = true;
+    sandbox.standard = {nothing.get(), printed.writeEnd.get(), printed.writeEnd.get()};
+    sandbox.descriptors = {stop.readEnd.get(), events.writeEnd.get()};
+    RehearsalOptions inside = options.run;
+    inside.stopFd = kFirstPassedFd;
+    inside.eventsFd = kFirstPassedFd + 1;
+    std::vector<std::string> command = {std::filesystem::read_symlink("/proc/self/exe")};
+    std::ranges::move(insideArguments(inside), std::back_inserter(command));
+    return std::make_unique<SandboxedCommand>(sandbox, command);
+}
+
+} // namespace
+
+RehearsalSession::RehearsalSession(const LaunchOptions& options, const Interruption& interruption,
+                                   RunView& view)
+    : m_interruption(interruption),
+      m_view(view),
+      m_stop(makePipe(O_NONBLOCK)),
+      m_events(makePipe()),
+      m_printed(makePipe()),
+      m_command(start(options, m_stop, m_events, m_printed)),
+      m_receiver({.trace = [this](const std::string& line) { m_view.trace(line); },
+                  .progress =
+                      [this](const ShutdownRun& run) {
+                          m_lastSeen = run;
+                          m_view.progress(run);
+                      },
+                  .conclusion = [this](const ShutdownRun& run) { m_concluded = run; },
+                  .failure = [this](const std::string& text,
+                                    int code) { m_failure.emplace(text, static_cast<ExitCode>(code)); }}) {
+    // Only the sandbox holds these now: their end is its end.
+    m_events.writeEnd.reset();
+    m_printed.writeEnd.reset();
+    m_stop.readEnd.reset();
+}
+
+ShutdownRun RehearsalSession::follow() {
+    watch();
+    const int code = m_command->wait();
+    takeOutput(); // what was left in the pipe
+    ShutdownRun run = runOf(code);
+    if (run.job) {
+        run.job->output = m_output.lines();
+    }
+    return run;
+}
+
+void RehearsalSession::watch() {
+    for (bool open = true; open;) {
+        std::array<pollfd, 3> watched = {pollfd{m_events.readEnd.get(), POLLIN, 0},
+                                         pollfd{m_printed.readEnd.get(), POLLIN, 0},
+                                         pollfd{m_interrupted ? -1 : m_interruption.fd(), POLLIN, 0}};
+        const int count = poll(watched.data(), watched.size(), m_view.isLive() ? kTickMs : -1);
+        if (count < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "poll");
+        }
+        if (count <= 0) {
+            m_view.tick();
+            continue;
+        }
+        if (watched[2].revents != 0) {
+            takeInterruption();
+        }
+        if (watched[1].revents != 0) {
+            takeOutput();
+        }
+        if (watched[0].revents != 0) {
+            open = takeEvents();
+        }
+    }
+}
+
+void RehearsalSession::takeInterruption() {
+    m_interrupted = true;
+    if (write(m_stop.writeEnd.get(), "", 1) < 0) {
+        // The sandbox has ended already.
+    }
+    m_view.interrupted();
+}
+
+bool RehearsalSession::takeEvents() {
+    std::array<char, 65536> buffer;
+    const ssize_t count = read(m_events.readEnd.get(), buffer.data(), buffer.size());
+    if (count > 0) {
+        m_receiver.take({buffer.data(), static_cast<size_t>(count)});
+    }
+    return count > 0 || (count < 0 && errno == EINTR);
+}
+
+// All that is there; at its end the pipe is no longer looked at.
+void RehearsalSession::takeOutput() {
+    std::array<char, 65536> buffer;
+    pollfd readable = {m_printed.readEnd.get(), POLLIN, 0};
+    while (readable.fd >= 0 && poll(&readable, 1, 0) > 0) {
+        const ssize_t count = read(readable.fd, buffer.data(), buffer.size());
+        if (count > 0) {
+            m_output.take({buffer.data(), static_cast<size_t>(count)});
+        } else if (count == 0 || errno != EINTR) {
+            m_printed.readEnd.reset();
+            return;
+        }
+    }
+}
+
+ShutdownRun RehearsalSession::runOf(int code) const {
+    if (m_concluded) {
+        return *m_concluded;
+    }
+    if (m_failure) {
+        throw *m_failure;
+    }
+    if (!m_lastSeen) { // it did not come as far as a module
+        const std::vector<std::string> lines = m_output.lines();
+        throw Failure(lines.empty() ? fmt::format("the rehearsal ended with exit code {}", code)
+                                    : lines.back(),
+                      code == kExitNoSandbox ? kExitNoSandbox : kExitOtherwise);
+    }
+    ShutdownRun run = *m_lastSeen;
+    run.end = RunEnd::Interrupted;
+    run.warnings.push_back({"module-process-ended",
+                            fmt::format("the process that held the module was ended from inside the sandbox "
+                                        "(exit code {}): what is shown is the last that it told",
+                                        code)});
+    return run;
+}
+
+} // namespace volad_dev

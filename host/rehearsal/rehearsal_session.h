@@ -1,0 +1,49 @@
+// One sandbox with a rehearsal in it, from its start to its end: what it tells is shown, what the job prints
+// is kept, and a signal is handed on.
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "host/common/failure.h"
+#include "host/common/pipe.h"
+#include "host/rehearsal/event_channel.h"
+#include "host/rehearsal/interruption.h"
+#include "host/rehearsal/output_tail.h"
+#include "host/rehearsal/rehearsal_options.h"
+#include "host/rehearsal/run_view.h"
+#include "host/sandbox/sandbox.h"
+
+namespace volad_dev {
+
+// One thread.
+class RehearsalSession {
+public:
+    // Starts it. Throws Failure.
+    RehearsalSession(const LaunchOptions& options, const Interruption& interruption, RunView& view);
+
+    // Until the sandbox is gone. Throws Failure where there was no run.
+    [[nodiscard]] ShutdownRun follow();
+    // What the job printed.
+    [[nodiscard]] const OutputTail& output() const { return m_output; }
+
+private:
+    void watch();
+    void takeInterruption();
+    // False at the end of the pipe.
+    [[nodiscard]] bool takeEvents();
+    void takeOutput();
+    [[nodiscard]] ShutdownRun runOf(int code) const;
+
+    const Interruption& m_interruption;
+    RunView& m_view;
+    Pipe m_stop, m_events, m_printed;
+    std::unique_ptr<SandboxedCommand> m_command;
+    EventReceiver m_receiver;
+    OutputTail m_output;
+    bool m_interrupted = false;
+    std::optional<ShutdownRun> m_lastSeen, m_concluded;
+    std::optional<Failure> m_failure;
+};
+
+} // namespace volad_dev

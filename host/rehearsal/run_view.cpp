@@ -1,0 +1,147 @@
+#include "host/rehearsal/run_view.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "contract/reasons.h"
+#include "contract/settings.h"
+#include "host/common/visible_text.h"
+#include "host/hosting/journal.h"
+#include "host/run/run_text.h"
+
+namespace volad_dev {
+namespace {
+
+constexpr size_t kOutputLines = 6;  // of the job, so that all fits one screen
+constexpr size_t kLiveColumns = 79; // a line that wraps cannot be taken back
+
+std::string phaseLine(const Phase& phase, const ShutdownRun& run) {
+    std::string more;
+    if (phase.name == "job" && run.job) {
+        more = "   " + visibleText(run.job->command);
+    } else if (phase.name == "command" && run.command) {
+        more = "   " + visibleText(run.command->line);
+    }
+    return fmt::format("  {:<14}{:>7.2f} s{}", phase.name, phase.seconds, more);
+}
+
+} // namespace
+
+bool standardOutputIsLive() {
+    // NOLINTBEGIN(concurrency-mt-unsafe): the launcher has one thread
+    const char* const plain = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    // NOLINTEND(concurrency-mt-unsafe)
+    return isatty(STDOUT_FILENO) == 1 && (plain == nullptr || *plain == '\0') && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
+}
+
+RunView::RunView(Options options, const Settings& settings)
+    : m_options(options),
+      m_delay(options.jobOnly ? 0 : settings.shutdownDelay.value_or(*em::setting::kShutdownDelay.fallback)),
+      m_jobLimit(settings.jobTimeout.value_or(*em::setting::kJobTimeout.fallback)) {}
+
+void RunView::print(const std::string& text) {
+    if (m_options.silent) {
+        return;
+    }
+    clearLive();
+    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
+    static_cast<void>(std::fflush(stdout));
+}
+
+void RunView::printLive(const std::string& line) {
+    clearLive();
+    const std::string_view shown = std::string_view(line).substr(0, kLiveColumns);
+    static_cast<void>(std::fwrite(shown.data(), 1, shown.size(), stdout));
+    static_cast<void>(std::fflush(stdout));
+    m_liveShown = true;
+}
+
+void RunView::clearLive() {
+    if (m_liveShown) {
+        static_cast<void>(std::fputs("\r\033[K", stdout));
+        m_liveShown = false;
+    }
+}
+
+void RunView::trace(const std::string& line) {
+    print(line + '\n');
+}
+
+void RunView::printBegun(const ShutdownRun& run) {
+    if (!m_begun && !m_options.jobOnly) {
+        print(fmt::format("Rehearsing {}\n", askedText(run.asked)));
+    }
+    m_begun = true;
+}
+
+void RunView::printEnded(const ShutdownRun& run, size_t count) {
+    for (; m_phasesShown < std::min(count, run.phases.size()); ++m_phasesShown) {
+        if (!m_options.jobOnly) {
+            print(phaseLine(run.phases[m_phasesShown], run) + '\n');
+        }
+    }
+}
+
+void RunView::progress(const ShutdownRun& run) {
+    m_run = run;
+    m_at = monotonicNow();
+    printBegun(run);
+    printEnded(run, run.phases.empty() ? 0 : run.phases.size() - 1);
+    tick();
+}
+
+// since: seconds since the last progress.
+std::string RunView::current(double since) const {
+    if (m_run->phases.empty()) {
+        return m_run->asked.by == "schedule" ? "  waiting for the scheduled minute" : "";
+    }
+    const Phase& phase = m_run->phases.back();
+    const double elapsed = phase.seconds + since;
+    if (phase.name == "delay" && m_run->asked.reason != em::kReasonPowerSwitch) {
+        return fmt::format("  {:<14}{:>5.0f} s left of {:.0f} s", phase.name,
+                           std::max(0.0, m_delay - elapsed), m_delay);
+    }
+    if (phase.name == "job" && m_run->job) {
+        return fmt::format("  {:<14}{:>5.0f} s of at most {:.0f} s   {}", phase.name, elapsed, m_jobLimit,
+                           visibleText(m_run->job->command));
+    }
+    return m_options.jobOnly ? "" : fmt::format("  {:<14}{:>5.0f} s", phase.name, elapsed);
+}
+
+void RunView::tick() {
+    if (m_options.live && !m_options.silent && m_run) {
+        printLive(current(monotonicNow() - m_at));
+    }
+}
+
+// On standard error: it is no part of what was asked for.
+void RunView::interrupted() {
+    const double since = monotonicNow() - m_at;
+    std::string waiting = "stopping the module";
+    if (m_run && !m_run->phases.empty() && m_run->phases.back().name == "job") {
+        waiting = fmt::format("waiting for the job, at most {:.0f} s more",
+                              std::max(0.0, m_jobLimit - m_run->phases.back().seconds - since));
+    }
+    clearLive();
+    static_cast<void>(std::fflush(stdout));
+    static_cast<void>(std::fputs(
+        fmt::format("volad-dev: interrupted, {}; once more ends all of it at once\n", waiting).c_str(),
+        stderr));
+}
+
+void RunView::conclude(const ShutdownRun& run, const OutputTail& output) {
+    printBegun(run);
+    printEnded(run, run.phases.size());
+    print(m_options.jobOnly ? jobText(run, kOutputLines, output.linesBefore())
+                            : '\n' + verdictText(run, kOutputLines, output.linesBefore()));
+}
+
+} // namespace volad_dev

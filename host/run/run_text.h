@@ -1,0 +1,19 @@
+// A run in words, for people. What comes from outside is made visible; each line has its line end.
+#pragma once
+
+#include <string>
+
+#include "host/run/run.h"
+
+namespace volad_dev {
+
+// "off by request, reason 3: The time set for the shutdown has come"
+[[nodiscard]] std::string askedText(const Asked& asked);
+
+// How it ended, what was assumed, what was started, what became of the job, what should be known besides. At
+// most so many lines of the job's output, of which some were dropped before.
+[[nodiscard]] std::string verdictText(const ShutdownRun& run, size_t outputLines, size_t droppedLines);
+// The part of it that is about the job.
+[[nodiscard]] std::string jobText(const ShutdownRun& run, size_t outputLines, size_t droppedLines);
+
+} // namespace volad_dev

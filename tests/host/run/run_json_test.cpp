@@ -1,0 +1,60 @@
+// A run as JSON: what is written reads back, and whatever a text holds, JSON is what comes out.
+#include "host/run/run_json.h"
+
+#include <gtest/gtest.h>
+
+namespace volad_dev {
+namespace {
+
+ShutdownRun example() {
+    ShutdownRun run;
+    run.end = RunEnd::Cancelled;
+    run.asAsked = true;
+    run.asked = {"request", "reset", 3, "due\xFF"};
+    run.gate = {"on", "missing"};
+    run.job = JobRun{"/job \"x\"\n", "/d", true, 3, std::nullopt, false, 1.5, {"one\ttwo", "\x80"}};
+    run.command = CommandRun{"/sbin/reboot", 2.25, "/"};
+    run.phases = {{"gate", 0, 0.125}, {"delay", 0.125, 3}};
+    run.messages = {{-0.5, false, R"({"SIP":{"V":1}})"}, {0, true, R"({"SIP":{"CMD":[]}})"}};
+    run.statuses = {{0.5, 1}, {1, 5}};
+    run.left = {{"a b", 7}};
+    run.warnings = {{"code", "text"}};
+    return run;
+}
+
+TEST(RunJsonTest, WhatIsWrittenReadsBack) {
+    const std::string written = runJson(example());
+    const std::optional<ShutdownRun> read = readRunJson(written);
+    ASSERT_TRUE(read.has_value());
+    EXPECT_EQ(runJson(*read), written);
+    EXPECT_EQ(read->end, RunEnd::Cancelled);
+    EXPECT_EQ(read->asked.reasonText, "due\\xFF");
+    EXPECT_EQ(read->job->command, "/job \"x\"\n");
+    EXPECT_EQ(read->job->output, (std::vector<std::string>{"one\ttwo", "\\x80"}));
+    EXPECT_EQ(read->messages[0].at, -0.5);
+    EXPECT_TRUE(read->messages[1].toModule);
+    EXPECT_EQ(read->left[0].bytes, 7U);
+}
+
+TEST(RunJsonTest, WhatIsNotThereIsNull) {
+    const std::string written = runJson(ShutdownRun());
+    EXPECT_NE(written.find("\"job\": null"), std::string::npos);
+    EXPECT_NE(written.find("\"command\": null"), std::string::npos);
+    EXPECT_EQ(runJson(readRunJson(written).value()), written);
+}
+
+TEST(RunJsonTest, OtherTextIsNoRunAndOddMembersKeepTheirDefault) {
+    for (const char* text : {"", "[]", "{}", R"({"schema": 2})", R"({"schema": 1)"}) {
+        EXPECT_FALSE(readRunJson(text).has_value()) << text;
+    }
+    const std::optional<ShutdownRun> odd = readRunJson(
+        R"({"schema":1,"end":"?","asAsked":1,"job":[],"phases":{},"left":[1,{"file":2}],"messages":[{}]})");
+    ASSERT_TRUE(odd.has_value());
+    EXPECT_EQ(odd->end, RunEnd::Interrupted);
+    EXPECT_FALSE(odd->asAsked || odd->job);
+    EXPECT_EQ(odd->left.size(), 1U);
+    EXPECT_EQ(odd->messages[0].envelope, "{}");
+}
+
+} // namespace
+} // namespace volad_dev
