@@ -38,6 +38,11 @@ void configureTrace(const std::optional<unsigned>& level) {
     setenv(em::place::kTraceLevelVariable, std::to_string(level.value_or(0)).c_str(), 1);
 }
 
+// It was read: a job finds the environment of a host that has no such variable.
+void forgetTraceLevel() {
+    unsetenv(em::place::kTraceLevelVariable); // NOLINT(concurrency-mt-unsafe): the module has not started yet
+}
+
 // A registry of the sandbox's own, with the one property that the module looks for.
 void configureProperty(const Settings& settings) {
     if (!settings.powerSwitchNotifications) {
@@ -92,6 +97,7 @@ public:
         if (m_module == nullptr) {
             throw std::runtime_error("EM_Create gave no module");
         }
+        forgetTraceLevel();
         m_module->SetCabinetNumber(cabinet);
         m_module->Start();
         m_module->AfterStart();
