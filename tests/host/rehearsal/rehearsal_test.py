@@ -16,6 +16,18 @@ VOLAD_DEV, MODULE = sys.argv[1:3]
 JOB = 'echo done > "$VOLAD_SCRATCH/left"'
 MODULES_PROCESS = "p=/proc/$(sed -n 's/^PPid:.//p' /proc/$PPID/status)"  # a job's parent is the shell
 
+TYPING_JOB = """#!/usr/bin/python3
+import os
+opened = []
+for place in ("/dev/stdin", "/dev/stdout", "/dev/stderr", "/dev/tty"):
+    try:
+        if os.isatty(os.open(place, os.O_RDWR | os.O_NOCTTY)):
+            opened.append(place)
+    except OSError:
+        pass
+print("opened:", opened)
+"""
+
 
 class Rehearsal(unittest.TestCase):
     def setUp(self):
@@ -292,6 +304,14 @@ class Ways(Rehearsal):
         self.assertIn(b"waiting for the job, at most ", rest)
         self.assertIn(b"Verdict: ", rest)
         self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 130)
+
+    def test_a_job_has_no_terminal_to_type_into(self):
+        self.write_job(TYPING_JOB)
+        file = self.directory / "run.json"
+        child, terminal = self.on_a_terminal("--json", str(file))
+        self.shown(terminal)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
+        self.assertEqual(json.loads(file.read_text())["job"]["output"], ["opened: []"])
 
     def test_plain_lines_where_they_are_wished(self):
         child, terminal = self.on_a_terminal(NO_COLOR="1")
