@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -47,8 +48,18 @@ void bindFiles(LaunchOptions& options, const JobWorld& world) {
     bound.insert(bound.end(), world.places.begin(), world.places.end());
 }
 
+// The PATH of the service that is rehearsed; empty for the caller's.
+std::string servicePath(const SandboxOptions& sandbox) {
+    std::string path;
+    for (const std::string& variable : sandbox.service) {
+        constexpr std::string_view kName = "PATH=";
+        path = variable.starts_with(kName) ? variable.substr(kName.size()) : path;
+    }
+    return sandbox.path.empty() ? path : sandbox.path;
+}
+
 Gate askGate(LaunchOptions& options) {
-    const GateHere here = gateHere(options.sandbox.path, options.maintenanceHere);
+    const GateHere here = gateHere(servicePath(options.sandbox), options.maintenanceHere);
     Maintenance& maintenance = options.sandbox.maintenance;
     if (options.maintenanceHere) {
         maintenance = here == GateHere::Enabled   ? Maintenance::On
