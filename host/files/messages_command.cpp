@@ -105,7 +105,7 @@ Command addMessagesCommand(CLI::App& app) {
     const auto chosen = std::make_shared<MessagesCommand>();
     MessagesCommand& target = *chosen;
     CLI::App* messages = app.add_subcommand("messages", "look into the host's message file");
-    messages->require_subcommand(1);
+    
 
     CLI::App* lookingUp = messages->add_subcommand("lookup", "print a text, as the module finds it");
     lookingUp->parse_complete_callback([&target] { target.run = lookUp; });

@@ -156,7 +156,7 @@ Command addProfileCommand(CLI::App& app) {
     const auto chosen = std::make_shared<ProfileCommand>();
     ProfileCommand& target = *chosen;
     CLI::App* profile = app.add_subcommand("profile", "read and write a profile (INI) file");
-    profile->require_subcommand(1);
+    
 
     CLI::App* getting = addAction(*profile, target, get, "get", "print a value");
     CLI::App* setting = addAction(*profile, target, set, "set", "add or replace a value");

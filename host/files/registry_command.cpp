@@ -251,7 +251,7 @@ Command addRegistryCommand(CLI::App& app) {
     const auto chosen = std::make_shared<RegistryCommand>();
     RegistryCommand& target = *chosen;
     CLI::App* const registry = app.add_subcommand("registry", "read and change the registry store");
-    registry->require_subcommand(1);
+    
     registry->fallthrough();
     registry->add_option("--dir", target.directory, "the store's directory");
     registry->add_flag("--json", target.json, "for programs");
