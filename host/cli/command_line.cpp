@@ -12,6 +12,8 @@
 namespace volad_dev {
 namespace {
 
+constexpr size_t kMostHolders = 3; // above that a list of them tells nothing
+
 using Names = std::vector<std::string>;
 
 // A minus sign and a digit begin a number; a single "-" stands for a standard stream.
@@ -55,7 +57,7 @@ void findHolders(const CLI::App& verb, const std::string& name, Names& holders) 
 
 class Reader {
 public:
-    Reader(const CLI::App& tool, const Names& words) : m_tool(tool), m_given(words) { m_line.verb = &tool; }
+    Reader(CLI::App& tool, const Names& words) : m_tool(tool), m_given(words) { m_line.verb = &tool; }
 
     CommandLine read() {
         while (m_next < m_given.size() && m_line.asks == CommandLine::Asks::Work) {
@@ -65,6 +67,7 @@ public:
             requireAll();
         }
         if (!m_arguments.empty()) {
+            countMany();
             m_line.words.emplace_back("--");
             m_line.words.insert(m_line.words.end(), m_arguments.begin(), m_arguments.end());
         }
@@ -90,7 +93,7 @@ private:
     void takeVerb(const std::string& word) {
         for (const CLI::App* below : verbsOf(*m_line.verb)) {
             if (below->get_name() == word) {
-                m_line.verb = below;
+                m_line.verb = m_line.verb->get_subcommand(word);
                 m_line.words.push_back(word);
                 return;
             }
@@ -136,6 +139,16 @@ private:
         }
     }
 
+    // Where the parser takes any number of arguments, it would take "[a,b]" for two.
+    void countMany() {
+        const auto many = m_line.verb->get_options(
+            [](CLI::Option* option) { return option->get_positional() && takesMany(*option); });
+        for (CLI::Option* option : many) {
+            const size_t others = argumentsOf(*m_line.verb).size() - 1;
+            option->allow_extra_args(false)->expected(static_cast<int>(m_arguments.size() - others));
+        }
+    }
+
     // By its whole name.
     [[nodiscard]] const CLI::Option* find(const std::string& name) const {
         for (const CLI::App* holder = m_line.verb; holder != nullptr; holder = optionsAbove(*holder)) {
@@ -153,10 +166,10 @@ private:
                                    : fmt::format("{} has no {} \"{}\"", nameOf(*m_line.verb), what, word);
         Names holders;
         findHolders(m_tool, word, holders);
-        if (!holders.empty()) {
+        if (!holders.empty() && holders.size() <= kMostHolders) {
             failWithHelp(fmt::format("{}; it belongs to {}", missing, fmt::join(holders, ", ")));
         }
-        const std::string nearest = nearestName(word, known);
+        const std::string nearest = holders.empty() ? nearestName(word, known) : "";
         if (!nearest.empty()) {
             fail(fmt::format("{}; did you mean \"{}\"?", missing, nearest));
         }
@@ -192,7 +205,7 @@ private:
 
 } // namespace
 
-CommandLine readCommandLine(const CLI::App& tool, const std::vector<std::string>& words) {
+CommandLine readCommandLine(CLI::App& tool, const std::vector<std::string>& words) {
     return Reader(tool, words).read();
 }
 

@@ -15,12 +15,12 @@ namespace volad_dev {
 struct CommandLine {
     enum class Asks { Work, Help, Version };
     Asks asks = Asks::Work;
-    const CLI::App* verb; // as deep as it was named: whose help is asked for
+    CLI::App* verb; // as deep as it was named: whose help is asked for
     // The same in one order, for the parser: verbs and options, then "--" and the arguments.
     std::vector<std::string> words;
 };
 
-// Throws Failure with kExitUsage.
-[[nodiscard]] CommandLine readCommandLine(const CLI::App& tool, const std::vector<std::string>& words);
+// Tells the parser how many arguments there are where it is any number. Throws Failure with kExitUsage.
+[[nodiscard]] CommandLine readCommandLine(CLI::App& tool, const std::vector<std::string>& words);
 
 } // namespace volad_dev
