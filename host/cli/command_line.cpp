@@ -91,9 +91,9 @@ private:
     }
 
     void takeVerb(const std::string& word) {
-        for (const CLI::App* below : verbsOf(*m_line.verb)) {
+        for (CLI::App* below : m_line.verb->get_subcommands([](CLI::App* /*hidden, too*/) { return true; })) {
             if (below->get_name() == word) {
-                m_line.verb = m_line.verb->get_subcommand(word);
+                m_line.verb = below;
                 m_line.words.push_back(word);
                 return;
             }

@@ -3,7 +3,7 @@
 namespace volad_dev {
 
 std::vector<const CLI::App*> verbsOf(const CLI::App& verb) {
-    return verb.get_subcommands([](const CLI::App* /*any*/) { return true; });
+    return verb.get_subcommands([](const CLI::App* below) { return !below->get_group().empty(); });
 }
 
 std::vector<const CLI::Option*> argumentsOf(const CLI::App& verb) {

@@ -9,10 +9,10 @@
 
 namespace volad_dev {
 
-// In the order in which they were added.
+// In the order in which they were added, without the hidden ones (those in a group without a name).
 [[nodiscard]] std::vector<const CLI::App*> verbsOf(const CLI::App& verb);
 [[nodiscard]] std::vector<const CLI::Option*> argumentsOf(const CLI::App& verb);
-// Those of the verbs above it, too, which it lets through to them; without the hidden ones.
+// Those of the verbs above it, too, which it lets through to them.
 [[nodiscard]] std::vector<const CLI::Option*> optionsOf(const CLI::App& verb);
 // The verb above, where options are looked for that this one does not have; null for none.
 [[nodiscard]] const CLI::App* optionsAbove(const CLI::App& verb);
