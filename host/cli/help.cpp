@@ -95,7 +95,7 @@ void addWrapped(std::vector<std::string>& lines, const std::string& name, size_t
             lines.push_back(line);
             line.clear();
         }
-        line = line.size() > column ? line + ' ' : line + std::string(column - line.size(), ' ');
+        line.append(line.size() > column ? 1 : column - line.size(), ' ');
         line += word;
     }
     if (!line.empty()) {
