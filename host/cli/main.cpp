@@ -1,13 +1,18 @@
 // volad-dev, the development host: the tool's entry.
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "em_version.h"
+#include "host/cli/command_line.h"
+#include "host/cli/help.h"
 #include "host/common/command.h"
 #include "host/common/failure.h"
 #include "host/common/standard_streams.h"
@@ -28,20 +33,32 @@ constexpr std::array<AddCommand, 8> kCommands = {addRehearseCommand, addJobComma
                                                  addInsideCommand,   addMessagesCommand, addProfileCommand,
                                                  addRegistryCommand, addCheckCommand};
 
+void parse(CLI::App& app, std::vector<std::string> words) {
+    std::reverse(words.begin(), words.end()); // as the parser takes them
+    try {
+        app.parse(std::move(words));
+    } catch (const CLI::ParseError& error) {
+        throw Failure(error.what(), kExitUsage);
+    }
+}
+
 int run(int argc, char** argv) {
-    CLI::App app("Development host for the em_shutdown module", "volad-dev");
-    app.require_subcommand(1);
-    app.set_version_flag("--version", em::kVersion);
+    CLI::App app("development host for the em_shutdown module", "volad-dev");
+    app.set_help_flag("-h,--help", "show help; behind a verb, that of the verb");
+    app.set_version_flag("--version", em::kVersion, "show the version");
     std::vector<Command> commands;
     commands.reserve(kCommands.size());
     for (const AddCommand add : kCommands) {
         commands.push_back(add(app));
     }
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kExitAsAsked : kExitUsage;
+    const CommandLine line = readCommandLine(app, {argv + std::min(argc, 1), argv + argc});
+    if (line.asks != CommandLine::Asks::Work) {
+        ignoreBrokenPipes();
+        printWhole(line.asks == CommandLine::Asks::Help ? helpText(*line.verb)
+                                                        : std::string(em::kVersion) + '\n');
+        return kExitAsAsked;
     }
+    parse(app, line.words);
     for (const Command& command : commands) {
         if (command.parser->parsed()) {
             if (!command.startsPrograms) {

@@ -27,12 +27,15 @@ mode_t modeOfNewFiles() {
 } // namespace
 
 CLI::Option* addJsonOption(CLI::App& app, std::string& target) {
-    return app.add_option("--json", target, "write JSON to a file, or with - to standard output")
-        ->type_name("FILE");
+    return app.add_option("--json", target, "write JSON to FILE, - is standard output")->type_name("FILE");
 }
 
 JsonOutput::JsonOutput(const std::string& file) : m_file(file) {
     if (!asked() || takesStandardOutput()) {
+        return;
+    }
+    if (isStandardOutput()) {
+        m_file = "-";
         return;
     }
     openBeside();
@@ -48,6 +51,14 @@ JsonOutput::~JsonOutput() {
     if (!m_beside.empty()) {
         ::unlink(m_beside.c_str());
     }
+}
+
+// By another name, such as /dev/stdout: what is printed and the JSON would overwrite each other.
+bool JsonOutput::isStandardOutput() const {
+    struct stat named = {};
+    struct stat standard = {};
+    return ::stat(m_file.c_str(), &named) == 0 && ::fstat(STDOUT_FILENO, &standard) == 0 &&
+           named.st_dev == standard.st_dev && named.st_ino == standard.st_ino;
 }
 
 // Opens nothing where the name is a link's or several files', is no file's or no writable one's, or where the

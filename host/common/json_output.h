@@ -14,7 +14,7 @@ namespace volad_dev {
 CLI::Option* addJsonOption(CLI::App& app, std::string& target);
 
 // Opened before the work, so that none is done for a file that cannot be had. A file is replaced as a whole,
-// by a rename; what is no file of its own (a device, a FIFO, a link such as /dev/stdout) is written in place.
+// by a rename; what is no file of its own (a device, a FIFO, a link such as /dev/fd/3) is written in place.
 class JsonOutput {
 public:
     // Empty: no JSON is asked for. Throws Failure when the file cannot be opened.
@@ -30,6 +30,7 @@ public:
     void write(std::string_view document);
 
 private:
+    [[nodiscard]] bool isStandardOutput() const;
     void openBeside();
     void put(std::string_view document) const;
     [[noreturn]] void fail(int error) const;

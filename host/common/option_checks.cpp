@@ -13,11 +13,11 @@ namespace {
 
 constexpr int kMostSeconds = 24 * 60 * 60;
 
-template <class Number, class... Format>
-std::optional<Number> parsed(const std::string& text, Format... format) {
+template <class Number>
+std::optional<Number> parsed(const std::string& text) {
     Number number{};
     const char* const end = text.data() + text.size();
-    const std::from_chars_result result = std::from_chars(text.data(), end, number, format...);
+    const std::from_chars_result result = std::from_chars(text.data(), end, number);
     return result.ec == std::errc() && result.ptr == end ? std::optional<Number>(number) : std::nullopt;
 }
 
@@ -76,7 +76,7 @@ std::optional<int64_t> wholeNumber(const std::string& text) {
 }
 
 std::optional<double> plainNumber(const std::string& text) {
-    return text.starts_with('-') ? std::nullopt : parsed<double>(text, std::chars_format::fixed);
+    return text.starts_with('-') ? std::nullopt : parsed<double>(text);
 }
 
 CLI::Option* addSeconds(CLI::App& app, const char* name, std::optional<double>& target,

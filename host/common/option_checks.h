@@ -28,7 +28,7 @@ CLI::Option* mustExist(CLI::Option* option, Existing what);
 
 // Decimal, a minus sign or none; nothing but the number.
 [[nodiscard]] std::optional<int64_t> wholeNumber(const std::string& text);
-// Decimal with or without a fraction, no sign, no exponent.
+// Decimal with or without fraction and exponent, no sign.
 [[nodiscard]] std::optional<double> plainNumber(const std::string& text);
 
 // A whole number; the help shows what the target holds as the default.

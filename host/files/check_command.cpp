@@ -5,6 +5,7 @@
 #include <string>
 
 #include "frame/configuration/installation_roots.h"
+#include "host/common/option_checks.h"
 #include "host/files/registry_check.h"
 #include "platform/registry/registry.h"
 
@@ -13,29 +14,30 @@ namespace {
 
 struct CheckCommand {
     std::string directory; // of the registry store; empty: the fixed one
-    bool json = false;
+    std::string json;      // file, empty for none
 };
 
 // Two searches use BinRoot: that for message files takes "/a/b" as it is, that for a module's configuration
 // file cuts it behind its last "/".
-void checkRoots(const std::string& directory, std::vector<RegistryComplaint>& complaints) {
+void checkRoots(const std::string& directory, std::vector<Finding>& findings) {
     em::CRegistry::SetupTree(true, directory.c_str());
     const std::string binRoot = em::findInstallationRoots().binRoot;
     if (binRoot.empty() || binRoot.ends_with('/')) {
         return;
     }
     const std::string searched = binRoot.substr(0, binRoot.rfind('/') + 1);
-    complaints.push_back(
-        {directory, 0,
+    findings.push_back(
+        {directory, 0, "binroot-without-separator",
          fmt::format("BinRoot \"{}\" does not end in \"/\": configuration files are searched {}", binRoot,
                      searched.empty() ? "nowhere below it" : fmt::format("in \"{}\"", searched))});
 }
 
 int runCheckCommand(const CheckCommand& command) {
+    JsonOutput json(command.json);
     const std::string directory = registryDirectory(command.directory);
-    std::vector<RegistryComplaint> complaints = checkRegistryFiles(directory);
-    checkRoots(directory, complaints);
-    return printComplaints(complaints, command.json);
+    std::vector<Finding> findings = checkRegistryFiles(directory);
+    checkRoots(directory, findings);
+    return printFindings(findings, json);
 }
 
 } // namespace
@@ -44,10 +46,11 @@ Command addCheckCommand(CLI::App& app) {
     const auto chosen = std::make_shared<CheckCommand>();
     CheckCommand& target = *chosen;
     CLI::App* const check =
-        app.add_subcommand("check", "look over the registry's files and the installation's roots in them");
-    check->add_option("--dir", target.directory, "the registry store's directory");
-    check->add_flag("--json", target.json, "for programs");
-    return {check, [chosen] { return runCheckCommand(*chosen); }};
+        app.add_subcommand("check", "look over the registry's files and the roots in them");
+    mustExist(check->add_option("--dir", target.directory, "the registry store's directory"),
+              Existing::Directory);
+    addJsonOption(*check, target.json);
+    return {check, [chosen] { return runCheckCommand(*chosen); }, false};
 }
 
 } // namespace volad_dev

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include <fmt/format.h>
-
 #include "base/ascii.h"
 #include "markup/xml_cursor.h"
 
@@ -60,22 +58,23 @@ std::vector<MessageEntry> readMessageEntries(const em::XmlDocument& document) {
     return entries;
 }
 
-std::vector<std::string> findProblems(const std::vector<MessageEntry>& entries) {
-    std::vector<std::string> problems;
+std::vector<Finding> findProblems(const std::string& file, const std::vector<MessageEntry>& entries) {
+    std::vector<Finding> problems;
+    const auto add = [&](const char* code, const std::string& text) {
+        problems.push_back({file, 0, code, text});
+    };
     std::set<std::string> known;
     for (const MessageEntry& entry : entries) {
         if (entry.code.empty()) {
-            problems.emplace_back("an event without a code");
-            continue;
-        }
-        if (!known.insert(lowerCase(entry.code)).second) {
-            problems.push_back(fmt::format("{} stands more than once", entry.code));
+            add("no-code", "an event without a code");
+        } else if (!known.insert(lowerCase(entry.code)).second) {
+            add("code-twice", entry.code + " stands more than once");
         } else if (!hasEnglishSummary(entry)) {
-            problems.push_back(fmt::format("{} has no Summary in \"en\"", entry.code));
+            add("no-english-summary", entry.code + " has no Summary in \"en\"");
         }
     }
     if (entries.empty()) {
-        problems.emplace_back("it holds no events");
+        add("no-events", "it holds no events");
     }
     return problems;
 }

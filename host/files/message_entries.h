@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/files/findings.h"
 #include "markup/xml_document.h"
 
 namespace volad_dev {
@@ -22,8 +23,8 @@ struct MessageEntry {
 // In document order; nothing when the document is no message file.
 std::vector<MessageEntry> readMessageEntries(const em::XmlDocument& document);
 
-// What is wrong with them, a line each: codes that stand more than once (only the first is ever found) and
-// codes without a summary in "en".
-std::vector<std::string> findProblems(const std::vector<MessageEntry>& entries);
+// What is wrong with them in a file: codes that stand more than once (only the first is ever found) and codes
+// without a summary in "en".
+std::vector<Finding> findProblems(const std::string& file, const std::vector<MessageEntry>& entries);
 
 } // namespace volad_dev

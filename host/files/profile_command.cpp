@@ -156,7 +156,6 @@ Command addProfileCommand(CLI::App& app) {
     const auto chosen = std::make_shared<ProfileCommand>();
     ProfileCommand& target = *chosen;
     CLI::App* profile = app.add_subcommand("profile", "read and write a profile (INI) file");
-    profile->require_subcommand(1);
 
     CLI::App* getting = addAction(*profile, target, get, "get", "print a value");
     CLI::App* setting = addAction(*profile, target, set, "set", "add or replace a value");
@@ -173,7 +172,7 @@ Command addProfileCommand(CLI::App& app) {
 
     CLI::App* listing = addAction(*profile, target, list, "list", "list the sections or the keys of one");
     listing->add_option("SECTION", target.section);
-    return {profile, [chosen] { return chosen->run(*chosen); }};
+    return {profile, [chosen] { return chosen->run(*chosen); }, false};
 }
 
 } // namespace volad_dev

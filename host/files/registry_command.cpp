@@ -1,8 +1,6 @@
 #include "host/files/registry_command.h"
 
 #include <array>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -14,7 +12,11 @@
 #include <fmt/format.h>
 
 #include "base/file_content.h"
+#include "host/common/choice_option.h"
 #include "host/common/failure.h"
+#include "host/common/json_output.h"
+#include "host/common/json_writer.h"
+#include "host/common/standard_streams.h"
 #include "host/common/visible_text.h"
 #include "host/files/registry_check.h"
 #include "host/files/registry_hold.h"
@@ -35,10 +37,11 @@ struct Verb;
 struct RegistryCommand {
     const Verb* verb = nullptr;
     std::string directory; // empty: the fixed one
-    bool json = false;
-    bool raw = false; // expandable text as it is stored
-    bool yes = false; // a root key, too, may be deleted
-    std::string path, type, value, file;
+    std::string json;      // file, empty for none
+    bool raw = false;      // expandable text as it is stored
+    bool yes = false;      // a root key, too, may be deleted
+    int32_t type = 0;
+    std::string path, value, file;
     std::optional<std::string> name; // an empty one is a name, too
 };
 
@@ -61,43 +64,61 @@ void openKey(CRegistry& key, const std::string& path) {
     }
 }
 
-int list(CRegistry& key, const RegistryCommand& command) {
+std::string lineOf(const em::RegistryItem& item) {
+    return item.type == em::REG_TYPE_KEY
+               ? fmt::format("[{}]", visibleText(item.name))
+               : fmt::format("{} {} {}", visibleText(item.name), typeName(item.type),
+                             visibleText(shownValue(item.type, item.data)));
+}
+
+int finish(JsonWriter& written, JsonOutput& json) {
+    written.endObject();
+    if (json.asked()) {
+        json.write(written.document());
+    }
+    return kExitAsAsked;
+}
+
+int list(CRegistry& key, const RegistryCommand& command, JsonOutput& json) {
     if (command.path.empty()) {
         static_cast<void>(key.Open(nullptr));
     } else {
         openKey(key, command.path);
     }
-    std::vector<std::string> values;
+    JsonWriter written;
+    written.beginDocument();
+    written.member("path", command.path);
+    written.beginArray("items");
     for (const em::RegistryItem& item : key.Node()->Items()) {
-        if (command.json) {
-            values.push_back(jsonItem(item));
-        } else if (item.type == em::REG_TYPE_KEY) {
-            fmt::print("[{}]\n", visibleText(item.name));
-        } else {
-            fmt::print("{} {} {}\n", visibleText(item.name), typeName(item.type),
-                       visibleText(shownValue(item.type, item.data)));
+        written.beginObject();
+        written.member("name", item.name);
+        writeJsonValue(written, item.type, item.data);
+        written.endObject();
+        if (!json.takesStandardOutput()) {
+            fmt::print("{}\n", lineOf(item));
         }
     }
-    if (command.json) {
-        printJsonArray(values);
-    }
-    return kExitAsAsked;
+    written.endArray();
+    return finish(written, json);
 }
 
-int get(CRegistry& key, const RegistryCommand& command) {
+int get(CRegistry& key, const RegistryCommand& command, JsonOutput& json) {
     openKey(key, command.path);
     key.SetExpand(!command.raw);
     const std::string name = command.name.value_or("");
     if (key.GetValue(name.c_str()) != em::REG_SUCCESS) {
         fail(fmt::format("value \"{}\" of \"{}\" is not there", name, command.path));
     }
-    if (command.json) {
-        fmt::print("{}\n", jsonItem({name, key.ValueType(), key.Data()}));
-    } else {
+    if (!json.takesStandardOutput()) {
         const std::string shown = shownValue(key.ValueType(), key.Data());
         fmt::print("{}\n", command.raw ? shown : visibleText(shown));
     }
-    return kExitAsAsked;
+    JsonWriter written;
+    written.beginDocument();
+    written.member("path", command.path);
+    written.member("name", name);
+    writeJsonValue(written, key.ValueType(), key.Data());
+    return finish(written, json);
 }
 
 // Behind the refusals, so that a refused command changes nothing.
@@ -110,15 +131,11 @@ void saveNow(const std::string& directory) {
     }
 }
 
-int set(CRegistry& key, const RegistryCommand& command) {
+int set(CRegistry& key, const RegistryCommand& command, JsonOutput& /*json*/) {
     const std::string path = checkedPath(command.path);
     const std::string name = command.name.value_or("");
-    int32_t type = 0;
-    for (const em::RegistryValueType& known : em::kRegistryValueTypes) {
-        type = known.name == command.type ? known.type : type;
-    }
-    const std::string data = valueData(type, command.value);
-    if (const char* const refusal = em::refusalOfValue(name, type, data)) {
+    const std::string data = valueData(command.type, command.value);
+    if (const char* const refusal = em::refusalOfValue(name, command.type, data)) {
         fail(fmt::format("value \"{}\" is refused: {}", name, refusal));
     }
     if (key.CreateKey(nullptr, path.c_str()) != em::REG_SUCCESS) {
@@ -128,7 +145,7 @@ int set(CRegistry& key, const RegistryCommand& command) {
     if (key.Node()->SubKey(name.c_str())) {
         fail(fmt::format("value \"{}\" is refused: a key has that name", name));
     }
-    if (key.SetValue(name.c_str(), data.data(), static_cast<uint32_t>(data.size()), type) == 0) {
+    if (key.SetValue(name.c_str(), data.data(), static_cast<uint32_t>(data.size()), command.type) == 0) {
         fail(fmt::format("value \"{}\" is refused: {}", name, em::textOr(key.Refusal(), "no memory")));
     }
     return kExitAsAsked;
@@ -153,7 +170,7 @@ void removeKey(CRegistry& key, const std::string& path, bool yes) {
     }
 }
 
-int remove(CRegistry& key, const RegistryCommand& command) {
+int remove(CRegistry& key, const RegistryCommand& command, JsonOutput& /*json*/) {
     if (!command.name) {
         removeKey(key, checkedPath(command.path), command.yes);
         return kExitAsAsked;
@@ -167,25 +184,22 @@ int remove(CRegistry& key, const RegistryCommand& command) {
     return kExitAsAsked;
 }
 
-int exportTree(CRegistry& /*key*/, const RegistryCommand& /*command*/) {
+int exportTree(CRegistry& /*key*/, const RegistryCommand& /*command*/, JsonOutput& /*json*/) {
     const em::GrowingText written = em::writeRegistry(em::registryState.value.root());
-    const std::string_view text = written.view();
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-        fail("standard output: write: " + std::generic_category().message(errno));
-    }
+    printWhole(written.view());
     return kExitAsAsked;
 }
 
 // Keys of the file replace those of the same name at the root, as a set-up would.
-int importFile(CRegistry& /*key*/, const RegistryCommand& command) {
+int importFile(CRegistry& /*key*/, const RegistryCommand& command, JsonOutput& /*json*/) {
     em::FileContent content;
     const int error = em::readRegularFile(command.file.c_str(), em::kRegistryLargestFile, 0, content);
     if (error != 0) {
         fail(fmt::format("{}: read: {}", command.file, std::generic_category().message(error)));
     }
-    const std::vector<RegistryComplaint> complaints = checkRegistryFile(command.file);
-    if (!complaints.empty()) {
-        fail(complaintText(complaints.front()) + "; nothing was imported");
+    const std::vector<Finding> findings = checkRegistryFile(command.file);
+    if (!findings.empty()) {
+        fail(findingText(findings.front()) + "; nothing was imported");
     }
     em::CRegistryNode read(0);
     static_cast<void>(em::readRegistry({content.data.get(), content.size}, read, [](const auto&) {}));
@@ -196,8 +210,8 @@ int importFile(CRegistry& /*key*/, const RegistryCommand& command) {
     return kExitAsAsked;
 }
 
-int check(CRegistry& /*key*/, const RegistryCommand& command) {
-    return printComplaints(checkRegistryFiles(registryDirectory(command.directory)), command.json);
+int check(CRegistry& /*key*/, const RegistryCommand& command, JsonOutput& json) {
+    return printFindings(checkRegistryFiles(registryDirectory(command.directory)), json);
 }
 
 // The tree then is a fall-back's or empty, which would be shown as if it were the store's.
@@ -212,7 +226,7 @@ void refuseUnreadable(const std::string& directory) {
 struct Verb {
     const char* name;
     const char* help;
-    int (*run)(CRegistry&, const RegistryCommand&);
+    int (*run)(CRegistry&, const RegistryCommand&, JsonOutput&);
     bool changes = false;
     bool shows = false;
 };
@@ -222,11 +236,12 @@ constexpr std::array<Verb, 7> kVerbs{{
     {"set", "set a value; makes missing keys", set, true},
     {"delete", "delete a value, or a key with all below it", remove, true},
     {"export", "print the whole tree in the file format", exportTree, false, true},
-    {"import", "take over a file's keys in place of those of the same name at the root", importFile, true},
-    {"check", "name each line that the reader would skip or cut, and what would block a save", check},
+    {"import", "let a file's roots take the place of those of the same name", importFile, true},
+    {"check", "name lines that would be skipped or cut, and what would block a save", check},
 }};
 
 int runRegistryCommand(const RegistryCommand& command) {
+    JsonOutput json(command.json);
     const std::string directory = registryDirectory(command.directory);
     const Verb& verb = *command.verb;
     std::optional<RegistryHold> hold; // before the tree is read, and until the last handle has ended
@@ -238,11 +253,20 @@ int runRegistryCommand(const RegistryCommand& command) {
         refuseUnreadable(directory);
     }
     CRegistry key;
-    const int code = verb.run(key, command);
+    const int code = verb.run(key, command, json);
     if (verb.changes) {
         saveNow(directory);
     }
     return code;
+}
+
+// A value's type by its name.
+std::vector<Choice<int32_t>> typeChoices() {
+    std::vector<Choice<int32_t>> choices;
+    for (const em::RegistryValueType& type : em::kRegistryValueTypes) {
+        choices.push_back({type.name.data(), type.type}); // a literal's
+    }
+    return choices;
 }
 
 } // namespace
@@ -251,30 +275,28 @@ Command addRegistryCommand(CLI::App& app) {
     const auto chosen = std::make_shared<RegistryCommand>();
     RegistryCommand& target = *chosen;
     CLI::App* const registry = app.add_subcommand("registry", "read and change the registry store");
-    registry->require_subcommand(1);
     registry->fallthrough();
-    registry->add_option("--dir", target.directory, "the store's directory");
-    registry->add_flag("--json", target.json, "for programs");
+    mustExist(registry->add_option("--dir", target.directory, "the store's directory"), Existing::Directory);
     for (const Verb& verb : kVerbs) {
         CLI::App* const sub = registry->add_subcommand(verb.name, verb.help);
-        sub->fallthrough();
         sub->callback([&target, &verb] { target.verb = &verb; });
     }
-    registry->get_subcommand("list")->add_option("PATH", target.path, "begins with a root name");
+    registry->get_subcommand("list")->add_option("PATH", target.path, "begins with a root's name");
     for (const char* verb : {"get", "set", "delete"}) {
         CLI::App* const sub = registry->get_subcommand(verb);
-        sub->add_option("PATH", target.path, "begins with a root name")->required();
+        sub->add_option("PATH", target.path, "begins with a root's name")->required();
         sub->add_option("NAME", target.name, "the value's name")->required(std::strcmp(verb, "delete") != 0);
     }
     registry->get_subcommand("get")->add_flag("--raw", target.raw, "expandable text as it is stored");
     registry->get_subcommand("delete")->add_flag("--yes", target.yes, "delete a root key, too");
     CLI::App* const set = registry->get_subcommand("set");
-    set->add_option("TYPE", target.type)
-        ->required()
-        ->check(CLI::IsMember(std::vector<std::string>{"string", "expand", "binary", "dword"}));
-    set->add_option("VALUE", target.value)->required();
-    registry->get_subcommand("import")->add_option("FILE", target.file)->required();
-    return {registry, [chosen] { return runRegistryCommand(*chosen); }};
+    addChoice(*set, "TYPE", target.type, typeChoices(), "the value's type")->required();
+    set->add_option("VALUE", target.value, "dword: decimal or 0x..., binary: 0a ff ...")->required();
+    registry->get_subcommand("import")->add_option("FILE", target.file, "as export prints it")->required();
+    for (const char* verb : {"list", "get", "check"}) {
+        addJsonOption(*registry->get_subcommand(verb), target.json);
+    }
+    return {registry, [chosen] { return runRegistryCommand(*chosen); }, false};
 }
 
 } // namespace volad_dev

@@ -24,28 +24,29 @@ class Look {
 public:
     explicit Look(const std::string& directory) : m_directory(directory) {}
 
-    std::vector<RegistryComplaint> run() {
+    std::vector<Finding> run() {
         if (::faccessat(AT_FDCWD, m_directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-            m_found.push_back(
-                {m_directory, 0, withError("no file can be made in it, nothing is saved", errno)});
+            m_found.push_back({m_directory, 0, "directory-not-writable",
+                               withError("no file can be made in it, nothing is saved", errno)});
         }
         lookAtLock();
         const auto main = statusOf(em::kRegistryMain);
         if (main && S_ISLNK(main->st_mode)) {
-            complain(em::kRegistryMain, "is a symbolic link: it is read, but no save replaces it");
+            add(em::kRegistryMain, "symbolic-link",
+                "is a symbolic link: it is read, but no save replaces it");
         }
         for (const char* name : {em::kRegistryTemporary, em::kRegistryBackup}) {
             const auto status = statusOf(name);
             if (status && S_ISDIR(status->st_mode)) {
-                complain(name, "is a directory: a save needs the name for a file");
+                add(name, "name-of-a-directory", "is a directory: a save needs the name for a file");
             }
         }
         return m_found;
     }
 
 private:
-    void complain(const char* name, const std::string& reason) {
-        m_found.push_back({m_directory + "/" + name, 0, reason});
+    void add(const char* name, const char* code, const std::string& text) {
+        m_found.push_back({m_directory + "/" + name, 0, code, text});
     }
 
     // None when there is no such file.
@@ -55,7 +56,7 @@ private:
             return status;
         }
         if (errno != ENOENT) {
-            complain(name, withError("could not be looked at", errno));
+            add(name, "unreadable", withError("could not be looked at", errno));
         }
         return std::nullopt;
     }
@@ -66,25 +67,26 @@ private:
             return; // the next save makes it
         }
         if (const char* const refusal = em::refusalOfLockFile(*status)) {
-            complain(em::kRegistryLock, fmt::format("does not count, nothing is saved: {}", refusal));
+            add(em::kRegistryLock, "lock-refused",
+                fmt::format("does not count, nothing is saved: {}", refusal));
             return;
         }
         em::RegistryLock lock;
         const em::RegistryFailure failure = waitForRegistryLock(m_directory, lock);
         if (failure.error == EWOULDBLOCK) {
-            complain(em::kRegistryLock, "is held by another writer all the time, nothing is saved");
+            add(em::kRegistryLock, "lock-held", "is held by another writer all the time, nothing is saved");
         } else if (failure.failedAt != nullptr) {
-            complain(em::kRegistryLock, withError(failure.failedAt, failure.error));
+            add(em::kRegistryLock, "unreadable", withError(failure.failedAt, failure.error));
         }
     }
 
     const std::string& m_directory;
-    std::vector<RegistryComplaint> m_found;
+    std::vector<Finding> m_found;
 };
 
 } // namespace
 
-std::vector<RegistryComplaint> registrySaveObstacles(const std::string& directory) {
+std::vector<Finding> registrySaveObstacles(const std::string& directory) {
     return Look(directory).run();
 }
 

@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "host/files/registry_check.h"
+#include "host/files/findings.h"
 
 namespace volad_dev {
 
 // Looks at the directory and at the files that a save would lock, replace or make: changes nothing, and waits
 // for a lock that another writer holds. For the user that calls it; another may be let through or stopped.
-[[nodiscard]] std::vector<RegistryComplaint> registrySaveObstacles(const std::string& directory);
+[[nodiscard]] std::vector<Finding> registrySaveObstacles(const std::string& directory);
 
 } // namespace volad_dev

@@ -2,12 +2,11 @@
 
 #include <charconv>
 #include <cstring>
-#include <stdexcept>
 
 #include <fmt/format.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
+#include "host/common/failure.h"
+#include "platform/registry/registry_names.h"
 #include "platform/registry/registry_value_text.h"
 
 namespace volad_dev {
@@ -22,6 +21,12 @@ std::string hex(std::string_view bytes) {
     return text;
 }
 
+int32_t numberOf(const std::string& data) {
+    int32_t number = 0;
+    std::memcpy(&number, data.data(), sizeof number);
+    return number;
+}
+
 std::string numberData(const std::string& text) {
     const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
     const char* const from = text.data() + (hexadecimal ? 2 : 0);
@@ -29,7 +34,7 @@ std::string numberData(const std::string& text) {
     int64_t number = 0;
     const auto parsed = std::from_chars(from, end, number, hexadecimal ? 16 : 10);
     if (parsed.ec != std::errc() || parsed.ptr != end || number < INT32_MIN || number > UINT32_MAX) {
-        throw std::runtime_error(fmt::format("\"{}\" is no number of 32 bits", text));
+        throw Failure(fmt::format("\"{}\" is no number of 32 bits", text));
     }
     // Signed and unsigned alike: the store keeps 32 bits, and shows them signed.
     const auto low = static_cast<uint32_t>(number);
@@ -40,7 +45,7 @@ std::string blockData(const std::string& text) {
     // Once for the length, which is what shows a row that the store would cut, then for the bytes.
     const em::ParsedBlock counted = em::parseHex(text, nullptr);
     if (counted.endsEarly || counted.longNumber) {
-        throw std::runtime_error(fmt::format("\"{}\" is no row of hexadecimal bytes", text));
+        throw Failure(fmt::format("\"{}\" is no row of hexadecimal bytes", text));
     }
     std::string data(counted.length, '\0');
     static_cast<void>(em::parseHex(text, reinterpret_cast<unsigned char*>(data.data())));
@@ -61,9 +66,7 @@ std::string shownValue(int32_t type, const std::string& data) {
     if (type != em::REG_TYPE_DWORD) {
         return data;
     }
-    int32_t number = 0;
-    std::memcpy(&number, data.data(), sizeof number);
-    return std::to_string(number);
+    return std::to_string(numberOf(data));
 }
 
 std::string valueData(int32_t type, const std::string& text) {
@@ -73,24 +76,15 @@ std::string valueData(int32_t type, const std::string& text) {
     return type == em::REG_TYPE_DWORD ? numberData(text) : text;
 }
 
-std::string jsonText(const std::string& text) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-    return buffer.GetString();
-}
-
-std::string jsonItem(const em::RegistryItem& item) {
-    if (item.type == em::REG_TYPE_KEY) {
-        return fmt::format(R"({{"name":{},"type":"key"}})", jsonText(item.name));
+void writeJsonValue(JsonWriter& json, int32_t type, const std::string& data) {
+    json.member("type", typeName(type));
+    if (type == em::REG_TYPE_KEY) {
+        json.member("value", nullptr);
+    } else if (type == em::REG_TYPE_DWORD) {
+        json.member("value", numberOf(data));
+    } else {
+        json.member("value", shownValue(type, data));
     }
-    const std::string value = shownValue(item.type, item.data);
-    return fmt::format(R"({{"name":{},"type":"{}","value":{}}})", jsonText(item.name), typeName(item.type),
-                       item.type == em::REG_TYPE_DWORD ? value : jsonText(value));
-}
-
-void printJsonArray(const std::vector<std::string>& values) {
-    fmt::print("[{}]\n", fmt::join(values, ","));
 }
 
 } // namespace volad_dev

@@ -3,9 +3,8 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
-#include "platform/registry/registry_node.h"
+#include "host/common/json_writer.h"
 
 namespace volad_dev {
 
@@ -15,12 +14,10 @@ namespace volad_dev {
 [[nodiscard]] std::string shownValue(int32_t type, const std::string& data);
 
 // The data that a command line's value stands for: a DWORD is decimal, or hexadecimal behind "0x", signed or
-// unsigned, and binary a row of hexadecimal numbers up to ff. Throws std::runtime_error when it is neither.
+// unsigned, and binary a row of hexadecimal numbers up to ff. Throws Failure when it is neither.
 [[nodiscard]] std::string valueData(int32_t type, const std::string& text);
 
-[[nodiscard]] std::string jsonText(const std::string& text); // quoted and escaped
-[[nodiscard]] std::string jsonItem(const em::RegistryItem& item);
-// One line: the texts, each a JSON value, as an array.
-void printJsonArray(const std::vector<std::string>& values);
+// The value's members "type" and "value": null for a key, a number for a DWORD, else the text that is shown.
+void writeJsonValue(JsonWriter& json, int32_t type, const std::string& data);
 
 } // namespace volad_dev

@@ -39,17 +39,18 @@ public:
     }
 
 private:
-    void report(const char* reason) const { m_sink({m_line, reason}); }
+    void report(const char* code, const char* reason) const { m_sink({m_line, code, reason}); }
 
     void reportEnd() {
         if (m_levels.size() > 1) {
-            report("is the last one, inside an open key");
+            report("key-left-open", "is the last one, inside an open key");
             return;
         }
         const char* const more = std::find_if(m_next, m_end, [](char c) { return c != '\n'; });
         if (more != m_end) {
             m_line += static_cast<size_t>(more - m_next) + 1;
-            report("stands behind the end of the tree and is not read, with all that follows");
+            report("behind-the-end",
+                   "stands behind the end of the tree and is not read, with all that follows");
         }
     }
 
@@ -64,7 +65,7 @@ private:
         if (m_holdsNul) {
             const size_t nul = line.find('\0');
             if (nul != std::string_view::npos) {
-                report("is cut at a NUL");
+                report("nul", "is cut at a NUL");
                 line = line.substr(0, nul);
             }
         }
@@ -84,7 +85,7 @@ private:
             const size_t close = line.find(']');
             if (close != std::string_view::npos) {
                 if (close + 1 != line.size()) {
-                    report("is cut behind the \"]\" of a key's name");
+                    report("behind-key-name", "is cut behind the \"]\" of a key's name");
                 }
                 openKey(line.substr(1, close - 1));
                 return;
@@ -100,7 +101,7 @@ private:
         CRegistryNode& parent = *m_levels.back().key;
         if (m_deeper > 0 || parent.Depth() >= kRegistryDepth) {
             if (m_deeper == 0) {
-                report("opens a key below the deepest level, skipped with all it holds");
+                report("too-deep", "opens a key below the deepest level, skipped with all it holds");
             }
             ++m_deeper;
             return;
@@ -118,8 +119,9 @@ private:
         closed.key->UnsharedTable().sortAppended([&](const RegistryEntry& earlier,
                                                      const RegistryEntry& later) {
             const bool sameKind = (earlier.extra == REG_TYPE_KEY) == (later.extra == REG_TYPE_KEY);
-            report(sameKind ? "closes a key that held a name twice, the later one counts"
-                            : "closes a key that held a name as value and as sub-key, the later one counts");
+            sameKind ? report("name-twice", "closes a key that held a name twice, the later one counts")
+                     : report("name-of-value-and-key",
+                              "closes a key that held a name as value and as sub-key, the later one counts");
         });
         m_levels.pop_back();
         if (m_levels.empty()) {
@@ -133,13 +135,14 @@ private:
         const size_t nameEnd = line.find('=');
         if (nameEnd == std::string_view::npos) {
             m_result.carriageLine |= line == "\r";
-            report(line == "\r" ? "is a lone CR and closes no key: lines must end in a newline alone"
-                                : "has no \"=\" and is skipped");
+            line == "\r"
+                ? report("lone-cr", "is a lone CR and closes no key: lines must end in a newline alone")
+                : report("no-equals-sign", "has no \"=\" and is skipped");
             return;
         }
         const RegistryValueType* const type = valueTypeAt(line.substr(nameEnd));
         if (type == nullptr) {
-            report("has no known type behind its name and is skipped");
+            report("no-type", "has no known type behind its name and is skipped");
             return;
         }
         const std::string_view name = line.substr(0, nameEnd);
@@ -162,11 +165,11 @@ private:
     void takeNumber(std::string_view name, std::string_view data) {
         const ParsedNumber number = parseDecimal(data);
         if (!number.digits) {
-            report("holds no number and is skipped");
+            report("no-number", "holds no number and is skipped");
             return;
         }
         if (!number.whole) {
-            report("holds more than a number of 32 bits, the rest is dropped");
+            report("number-too-large", "holds more than a number of 32 bits, the rest is dropped");
         }
         RegistryEntry entry = makeNumberEntry(name, number.value);
         append(entry);
@@ -176,10 +179,10 @@ private:
         // Counted first, then read into a block of just that size.
         const ParsedBlock counted = parseHex(data, nullptr);
         if (counted.endsEarly) {
-            report("is cut at a character that is no hexadecimal digit");
+            report("not-hexadecimal", "is cut at a character that is no hexadecimal digit");
         }
         if (counted.longNumber) {
-            report("holds a number above a byte, its low byte counts");
+            report("above-a-byte", "holds a number above a byte, its low byte counts");
         }
         RegistryEntry entry = makeBlockEntry(name, counted.length);
         if (entry.name != nullptr) {

@@ -12,6 +12,7 @@ class CRegistryNode;
 // What the reader could not take as it stands.
 struct RegistryFinding {
     size_t line;        // from 1
+    const char* code;   // a word for programs
     const char* reason; // continues "line N "
 };
 using RegistryFindingSink = std::function<void(const RegistryFinding&)>;

@@ -1,5 +1,6 @@
 """messages_and_profile_test.py VOLAD_DEV EXAMPLE: `volad-dev messages` and `volad-dev profile` by output and exit code."""
 
+import json
 import pathlib
 import shutil
 import subprocess
@@ -78,15 +79,18 @@ class MessagesAndProfile(unittest.TestCase):
         self.assertEqual(self.run_tool("messages", "check", EXAMPLE)[0], 0)
         file = self.directory / "bad.xml"
         english = "<Messages lang='EN'><Summary>x</Summary></Messages>"
-        for content, problems in ((f"<Event ErrorCode='0xA'>{english}</Event>", 0),
-                                  (f"<Event ErrorCode='0xA'>{english}</Event><Event ErrorCode='0xa'/>", 1),
-                                  ("<Event ErrorCode='0xA'/><Event ErrorCode='0xB'/>", 2),
-                                  ("<Event ErrorCode='0xA'><Messages lang='en'/>" + english + "</Event>", 1),
-                                  ("<Event/>", 1), ("", 1), ("\udcfc", 1)):
+        for content, codes in (
+                (f"<Event ErrorCode='0xA'>{english}</Event>", []),
+                (f"<Event ErrorCode='0xA'>{english}</Event><Event ErrorCode='0xa'/>", ["code-twice"]),
+                ("<Event ErrorCode='0xA'/><Event ErrorCode='0xB'/>", 2 * ["no-english-summary"]),
+                ("<Event ErrorCode='0xA'><Messages lang='en'/>" + english + "</Event>", ["no-english-summary"]),
+                ("<Event/>", ["no-code"]), ("", ["no-events"]), ("\udcfc", ["not-loaded"])):
             with self.subTest(content=content):
                 file.write_text(f"<EventMsg><Events>{content}</Events></EventMsg>", errors="surrogateescape")
-                code, _, errors = self.run_tool("messages", "check", str(file))
-                self.assertEqual((code, errors), (1 if problems else 0, problems))
+                code, text, errors = self.run_tool("messages", "check", str(file), "--json", "-")
+                self.assertEqual((code, errors), (1 if codes else 0, 0))
+                self.assertEqual([row["code"] for row in json.loads(text)["findings"]], codes)
+                self.assertEqual(self.run_tool("messages", "check", str(file))[1].count("\n"), max(len(codes), 1))
 
 
 if __name__ == "__main__":
