@@ -28,6 +28,8 @@ OUTPUTS = (
     *(("registry-get", 0, ("registry", "get", KEY, name, "--dir", ".")) for name in "BDE"),
     ("messages-list", 0, ("messages", "list")),
     ("messages-lookup", 0, ("messages", "lookup", "0xE0001")),
+    ("run", 0, ("rehearse", "--settings", "settings.json")),
+    ("job", 1, ("job", "--settings", "settings.json")),
 )
 
 
@@ -40,6 +42,7 @@ class Json(unittest.TestCase):
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         (self.directory / "registry").write_bytes(REGISTRY)
         shutil.copy(ROOT / "examples/EVENTMSG.XML", self.directory)
+        (self.directory / "settings.json").write_text('{"shutdownDelay": 0, "job": {"name": "printf \\\\377; exit 3"}}')
 
     def run_tool(self, *arguments: str, **options) -> subprocess.CompletedProcess:
         return subprocess.run([VOLAD_DEV, *arguments], cwd=self.directory, capture_output=True, text=True, timeout=60,

@@ -12,7 +12,10 @@ import tempfile
 import time
 import unittest
 
+import jsonschema
+
 VOLAD_DEV, MODULE = sys.argv[1:3]
+SCHEMA = json.loads((pathlib.Path(__file__).parents[3] / "docs/schemas/run.schema.json").read_text())
 JOB = 'echo done > "$VOLAD_SCRATCH/left"'
 MODULES_PROCESS = "p=/proc/$(sed -n 's/^PPid:.//p' /proc/$PPID/status)"  # a job's parent is the shell
 
@@ -55,7 +58,9 @@ class Rehearsal(unittest.TestCase):
         file = self.directory / "run.json"
         done = self.run_tool(*arguments, "--json", str(file), **more)
         self.assertEqual((done.stderr, done.returncode), ("", code), done.stdout)
-        return json.loads(file.read_text()), done.stdout
+        run = json.loads(file.read_text())
+        jsonschema.validate(run, SCHEMA)
+        return run, done.stdout
 
     def warnings(self, run: dict) -> set[str]:
         return {warning["code"] for warning in run["warnings"]} - {"gate-missing-here", "power-command-missing"}
