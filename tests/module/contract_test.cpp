@@ -1,23 +1,9 @@
 // The binary contract with the host, called by slot number and offset: exports, table, fields, life cycle.
-#include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <array>
-#include <atomic>
-#include <cerrno>
 #include <cstdlib>
-#include <ctime>
-#include <filesystem>
-#include <iterator>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "module/loaded_module.h"
-#include "rig/files.h"
-#include "rig/recording.h"
+#include "module/module_test.h"
 
 namespace {
 
@@ -34,8 +20,6 @@ extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* reque
 
 namespace em::test {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 // What was said since the last call, host calls marked, events' lines left out.
 Lines takeLines() {

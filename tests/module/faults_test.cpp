@@ -1,34 +1,13 @@
 // Hosts that answer badly or throw, a debug object that throws, cancels and stops at every moment.
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "module/loaded_module.h"
-#include "rig/files.h"
-#include "rig/recording.h"
-#include "rig/sandbox.h"
+#include "module/module_test.h"
 
 namespace em::test {
 namespace {
-
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 constexpr const char* kOffNow = R"({"OC":517,"DA":1})"; // by the power switch, so without a delay
 constexpr const char* kCompleted = " at level 0 completed";
 constexpr const char* kCancelled =
     "\nEM_SHUTDOWN         : CAB 0007: System shutdown was cancelled by ORBA call!";
-
-using Commands = std::vector<std::string>;
 
 // A job that runs until it is released.
 class HeldJob {
@@ -61,7 +40,7 @@ protected:
         static_cast<void>(m_module.request(command));
         ASSERT_TRUE(recording().waitFor(kCompleted)) << recording().shown();
     }
-    Commands commands(size_t expected) const { return commandLines(m_commands, expected); }
+    Lines commands(size_t expected) const { return commandLines(m_commands, expected); }
 
     // Calls the module on a thread of the host that is cancelled from the start; returns the thread's value.
     void* cancelledIn(void (*call)(HostedModule&)) {
@@ -94,7 +73,7 @@ TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheScenario) {
     EXPECT_EQ(m_module.request(kOffNow), "true " + withCommand(R"({"OC":517,"DA":1,"ST":0})"));
     ASSERT_TRUE(recording().waitFor(kCompleted));
     EXPECT_TRUE(recording().contains("\n\nEM_SHUTDOWN         : ## EXCEPTION in "));
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
     EXPECT_EQ(m_module.status(), 3U);
     EXPECT_EQ(m_module.stop(), 1U);
     EXPECT_TRUE(m_module.destroy());
@@ -112,7 +91,7 @@ TEST_F(FaultTest, StopEndsWhatACancelledStartLeftBehind) {
     EXPECT_TRUE(recording().contains("### Stop of module EM_SHUTDOWN completed successfully ###"));
     EXPECT_TRUE(recording().contains("EXIT THREAD TaskHandler()!"));
     EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
-    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_EQ(commands(0), Lines{});
 }
 
 TEST_F(FaultTest, StopOfAModuleNeverStartedLeavesTheWatcherToTheDestructor) {
@@ -141,7 +120,7 @@ TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
     ASSERT_TRUE(recording().waitFor(kCompleted));
     recording().onLine(nullptr);
     EXPECT_EQ(m_module.status(), 5U) << recording().shown();
-    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_EQ(commands(0), Lines{});
 }
 
 TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
@@ -150,7 +129,7 @@ TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
     static_cast<void>(m_module.request(R"({"OC":518,"DA":1})"));
     start();
     ASSERT_TRUE(recording().waitFor(kCompleted));
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"}) << "the first one, the second is purged";
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"}) << "the first one, the second is purged";
     EXPECT_FALSE(recording().contains(kCancelled));
 }
 
@@ -162,7 +141,7 @@ TEST_F(FaultTest, CancelIsLostInsideTheStatusMessageAndRefusedAfterTheCommand) {
     });
     start();
     requestAndWait();
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
     EXPECT_EQ(m_module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
     EXPECT_EQ(recording().count(
                   "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled"),
@@ -181,7 +160,7 @@ TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
     ASSERT_TRUE(recording().waitFor(kCompleted));
     EXPECT_EQ(recording().count(kCancelled), 1U);
     EXPECT_EQ(m_module.status(), 5U);
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
     EXPECT_FALSE(recording().contains("Disable all Tasks")) << "the queue stays open";
 }
 
@@ -191,7 +170,7 @@ TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
     start();
     requestAndWait();
     EXPECT_EQ(recording().count("COSShutdown         : WARNING - Timeout waiting for cleanup program\n"), 1U);
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
 }
 
 TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
@@ -219,7 +198,7 @@ TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
     static_cast<void>(m_module.request(kOffNow));
     ASSERT_TRUE(recording().waitFor("EXIT THREAD TaskHandler()!")) << recording().shown();
     EXPECT_TRUE(recording().contains("ERROR ! ThreadJoin failed"));
-    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_EQ(commands(0), Lines{});
     EXPECT_TRUE(m_module.destroy());
 }
 #endif
@@ -242,7 +221,7 @@ TEST_F(Refusal, OfAHostThatIsNotRoot) {
     std::filesystem::current_path("/tmp");
     requestAndWait();
     EXPECT_EQ(recording().count("\nCOSShutdown         : PrepareSystemShutdown(): FAILED!"), 1U);
-    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_EQ(commands(0), Lines{});
     EXPECT_EQ(std::filesystem::current_path(), "/tmp");
     EXPECT_EQ(m_module.status(), 3U);
 }

@@ -1,10 +1,6 @@
 // The comparer itself: one that lets a difference pass makes every golden file worthless.
 #include "module/golden_trace.h"
-
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include "rig/files.h"
+#include "module/module_test.h"
 
 namespace em::test {
 namespace {

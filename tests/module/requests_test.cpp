@@ -1,12 +1,5 @@
 // What the request handler answers to every code and every shape of an envelope.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "module/loaded_module.h"
-#include "rig/recording.h"
-#include "rig/sandbox.h"
+#include "module/module_test.h"
 
 namespace em::test {
 namespace {

@@ -1,15 +1,9 @@
 #include "osshutdown/job_runner.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "base/current_directory.h"
-#include "contract/places.h"
 #include "osshutdown/os_shutdown.h"
-#include "rig/files.h"
 #include "rig/sandbox.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {

@@ -1,13 +1,8 @@
 #include "osshutdown/os_shutdown.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "base/system.h"
-#include "contract/places.h"
 #include "rig/sandbox.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {

@@ -1,7 +1,5 @@
 #include "platform/name_table.h"
 
-#include <algorithm>
-#include <map>
 #include <random>
 
 #include "support/unit_test.h"

@@ -1,18 +1,7 @@
 #include "shutdown/agents_restart.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <string>
-#include <vector>
-
 #include "base/system.h"
-#include "contract/places.h"
-#include "rig/files.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {

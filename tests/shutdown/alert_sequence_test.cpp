@@ -1,22 +1,14 @@
 // The times of the alert sequence, passed in leaps: the delay and the limit of the gate's query.
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cerrno>
-#include <string>
-#include <string_view>
 
 #include "base/clock.h"
-#include "base/system_fake.h"
 #include "contract/operation_codes.h"
-#include "contract/places.h"
 #include "contract/settings.h"
-#include "rig/files.h"
 #include "rig/recording.h"
 #include "rig/sandbox.h"
 #include "rig/scripted_host.h"
 #include "shutdown/shutdown_module.h"
 #include "support/json.h"
+#include "support/unit_test.h"
 
 namespace em::test {
 namespace {

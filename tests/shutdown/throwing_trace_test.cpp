@@ -1,18 +1,13 @@
 // Whole scenarios, once for each of their trace lines, which the host's debug object throws at: no outcome,
 // no answer, no message to the host and no order may hang on a line.
-#include <gtest/gtest.h>
 
-#include <cerrno>
 #include <ostream>
-#include <string>
-#include <vector>
 
-#include "base/system_fake.h"
 #include "rig/sandbox.h"
 #include "rig/scripted_host.h"
 #include "shutdown/shutdown_module.h"
 #include "support/json.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em::test {
 namespace {

@@ -5,7 +5,6 @@
 #include "base/system_fake.h"
 #include "contract/places.h"
 #include "rig/debug_object.h"
-#include "support/environment.h"
 #include "trace/debug_client.h"
 
 namespace em::test {
@@ -24,12 +23,12 @@ void configureLevel(uint32_t level) {
     fake::setPath(place::kTraceConfigDirectory, "/nonexistent");
     const char* const value = std::getenv(kVariable);
     const std::string former = value == nullptr ? "" : value;
-    setEnvironment(kVariable, std::to_string(level));
+    ::setenv(kVariable, std::to_string(level).c_str(), 1);
     static_cast<void>(processTrace.value.Configure("EM_SHUTDOWN"));
     if (value == nullptr) {
-        unsetEnvironment(kVariable);
+        ::unsetenv(kVariable);
     } else {
-        setEnvironment(kVariable, former);
+        ::setenv(kVariable, former.c_str(), 1);
     }
 }
 

@@ -1,10 +1,6 @@
 // A serializer that records what it is asked to execute, and a message that counts its copies.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-
 #include "support/unit_test.h"
 #include "tasks/task_serializer.h"
 

@@ -1,8 +1,5 @@
 #include "trace/debug_trace_config.h"
 
-#include <map>
-
-#include "support/environment.h"
 #include "support/unit_test.h"
 
 namespace em {
@@ -23,8 +20,8 @@ struct DebugTraceConfigTest : test::UnitTest {
     ~DebugTraceConfigTest() override { clearEnvironment(); }
 
     static void clearEnvironment() {
-        test::unsetEnvironment(kLevelVariable);
-        test::unsetEnvironment(kUpdateVariable);
+        ::unsetenv(kLevelVariable);
+        ::unsetenv(kUpdateVariable);
     }
     void withoutDirectory() { fake::setPath(place::kTraceConfigDirectory, m_files.pathOf("missing")); }
     void writeGlobal(const std::string& interval, time_t modified) const {
@@ -53,7 +50,7 @@ struct DebugTraceConfigTest : test::UnitTest {
 };
 
 TEST_F(DebugTraceConfigTest, IsSilentUntilConfiguredForAName) {
-    test::setEnvironment(kLevelVariable, "5");
+    ::setenv(kLevelVariable, "5", 1);
     withoutDirectory();
     EXPECT_FALSE(m_config.Configure(nullptr));
     EXPECT_FALSE(m_config.Configure(""));
@@ -102,8 +99,8 @@ TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
     const std::pair<const char*, uint32_t> cases[] = {{"5", 5},    {"", 0},           {"0x5", 0},
                                                       {"010", 10}, {"4294967297", 1}, {"-1", 0xFFFFFFFF}};
     for (const auto& [text, number] : cases) {
-        test::setEnvironment(kLevelVariable, text);
-        test::setEnvironment(kUpdateVariable, text);
+        ::setenv(kLevelVariable, text, 1);
+        ::setenv(kUpdateVariable, text, 1);
         ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
         EXPECT_EQ(m_config.Level(), number) << text;
         EXPECT_EQ(m_config.DynamicUpdate(), number) << text;
@@ -112,7 +109,7 @@ TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
 }
 
 TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyOne) {
-    test::setEnvironment(kLevelVariable, "5");
+    ::setenv(kLevelVariable, "5", 1);
     m_files.write("readme.txt", "not counted");
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_FALSE(m_config.Enabled());
@@ -123,7 +120,7 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
 
     // What was configured before stays when the directory holds no file any more.
     fake::setPath(place::kTraceConfigDirectory, m_files.path());
-    test::setEnvironment(kLevelVariable, "2");
+    ::setenv(kLevelVariable, "2", 1);
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_config.Level(), 5U);
     EXPECT_TRUE(m_config.Enabled());
@@ -151,7 +148,7 @@ TEST_F(DebugTraceConfigTest, ForgetsTheLevelOfTheFormerNameAndKeepsTheRest) {
 
 TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWasSetBack) {
     configureForUpdates();
-    test::setEnvironment(kLevelVariable, "7"); // not asked again
+    ::setenv(kLevelVariable, "7", 1); // not asked again
     writeOwn("FileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6", 1001);
     EXPECT_FALSE(writesAt(2029, 4));
     errno = EBADF;

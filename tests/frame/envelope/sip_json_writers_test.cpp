@@ -1,8 +1,6 @@
 // Envelopes as their writers leave them, and their copies.
 #include <malloc.h>
 
-#include <cstring>
-
 #include "frame/json/json_tree.h"
 #include "support/json.h"
 #include "support/unit_test.h"

@@ -2,9 +2,6 @@
 
 #include <sys/resource.h>
 
-#include <csignal>
-#include <cstring>
-#include <set>
 #include <sstream>
 
 #include "support/unit_test.h"

@@ -1,8 +1,5 @@
 #include "platform/processes/shell_query.h"
 
-#include <chrono>
-#include <csignal>
-
 #include "support/unit_test.h"
 
 namespace em {

@@ -1,10 +1,6 @@
 // Writes that fail at each of their calls, or are killed there: the file is the old or the new one.
 #include <signal.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
-
-#include <algorithm>
-#include <cstring>
 
 #include "base/clock.h"
 #include "platform/profile/profile_string.h"

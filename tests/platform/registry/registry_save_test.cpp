@@ -1,9 +1,6 @@
 // What a save meets in its directory: another writer's lock, a lock file that is none of ours, links and
 // other names of the store's own files.
 #include <fcntl.h>
-#include <sys/wait.h>
-
-#include <csignal>
 
 #include "platform/registry/registry.h"
 #include "platform/registry/registry_lock.h"

@@ -1,8 +1,5 @@
 #include "platform/threads/thread.h"
 
-#include <future>
-#include <stdexcept>
-
 #include "platform/threads/thread_boundary.h"
 #include "support/unit_test.h"
 
