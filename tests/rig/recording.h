@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdarg>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -61,6 +62,23 @@ private:
 
 // The process's one: the debug object, which the module finds by its symbol, has no other way to it.
 Recording& recording();
+
+// The debug object of the host process, which the module finds by the symbol "Debug" alone: it calls three of
+// the slots. What it gets goes into the recording.
+class RecordingDebugObject final {
+public:
+    virtual void unusedSlot0() {}
+    virtual void unusedSlot1() {}
+    virtual bool isOutputSink() { return true; }
+    virtual void unusedSlot3() {}
+    virtual void unusedSlot4() {}
+    virtual void unusedSlot5() {}
+    virtual void unusedSlot6() {}
+    [[gnu::format(printf, 2, 0)]] virtual void print(const char* format, va_list arguments,
+                                                     const char* module);
+    [[gnu::format(printf, 2, 0)]] virtual void trace(const char* format, va_list arguments,
+                                                     const char* module);
+};
 
 // "\n" as the two characters that a reader and a data file show.
 std::string withVisibleNewlines(std::string_view text);

@@ -4,7 +4,6 @@
 
 #include "base/system_fake.h"
 #include "contract/places.h"
-#include "rig/debug_object.h"
 #include "trace/debug_client.h"
 
 namespace em::test {

@@ -17,10 +17,6 @@ bool isThere(void* path) {
     return std::filesystem::exists(*static_cast<const std::string*>(path));
 }
 
-bool thirdTime(void* count) {
-    return ++*static_cast<int*>(count) >= 3;
-}
-
 std::ptrdiff_t openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
@@ -107,6 +103,7 @@ TEST_F(ShellQueryTest, EndsAtItsLimitAndAtTheCallersStop) {
     fake::failNth("pidfd_open", 1, ENOSYS);
     EXPECT_EQ(ask("exec sleep 60", 30).end, End::CutShort);
     int count = 0;
+    const auto thirdTime = [](void* times) { return ++*static_cast<int*>(times) >= 3; };
     EXPECT_EQ(queryShell("exec sleep 60", kAmple, thirdTime, &count).end, End::CutShort);
     EXPECT_EQ(count, 3) << "looked at in slices of the wait";
 }

@@ -4,6 +4,7 @@
 
 #include "platform/registry/registry.h"
 #include "platform/registry/registry_lock.h"
+#include "platform/registry/registry_reader.h"
 #include "support/registry_directory.h"
 #include "support/unit_test.h"
 
@@ -178,6 +179,17 @@ TEST_F(RegistrySaveTest, ATreeThatWouldNotBeReadAgainIsRefused) {
     m_directory.load();
 }
 
+TEST_F(RegistrySaveTest, WithoutItsDirectoryAChangeIsInMemoryOnly) {
+    CRegistry::InitClass("/no/such/directory");
+    m_trace.clear();
+    Change("new");
+    EXPECT_EQ(m_trace.text(),
+              "CRegistry: ERROR: Cannot open \"/no/such/directory/registry.new\" for writing\n"
+              "CRegistry: ERROR: Saving \"/no/such/directory/registry\" failed (open directory, "
+              "error 2), the change is in memory only\n");
+    Read();
+}
+
 TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
     const std::string carriage = "[HKEY_USERS]\r\nv=s=carriage\r\n\r\n\r\n";
     m_directory.write("registry.default", fileWith("factory"));
@@ -196,6 +208,42 @@ TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
         EXPECT_EQ(m_directory.read("registry.default"), fileWith("factory"));
     }
     EXPECT_TRUE(m_trace.contains("could not be read and is not replaced")) << m_trace.text();
+}
+
+// Each change is on the disk when its handle has gone, none is lost, and no file is ever torn.
+TEST_F(RegistrySaveTest, NoUpdateOfAnotherThreadIsLost) {
+    constexpr int kThreads = 4;
+    constexpr int kValues = 25;
+    const auto change = [&](const std::string& name) {
+        {
+            CRegistry key;
+            key.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\shared");
+            key.SetValue(name.c_str(), uint32_t{1});
+            CRegistry doomed;
+            doomed.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\doomed\\a\\b");
+            doomed.SetValue("x", "y");
+            doomed.Open("HKEY_LOCAL_MACHINE");
+            doomed.DeleteKey("doomed");
+        }
+        EXPECT_NE(Main().find(name + "=d="), std::string::npos) << "on disk when the handle has gone";
+        CRegistryNode read(0);
+        readRegistry(Main(), read, [](const RegistryFinding& finding) {
+            ADD_FAILURE() << "torn in line " << finding.line << ": " << finding.reason;
+        });
+    };
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int value = 0; value < kValues; ++value) {
+                change(std::to_string(thread) + "." + std::to_string(value));
+            }
+        });
+    }
+    threads.clear(); // joins
+    m_directory.load();
+    CRegistry key;
+    ASSERT_EQ(key.Open("HKEY_LOCAL_MACHINE\\shared"), 0);
+    EXPECT_EQ(key.Node()->Items().size(), static_cast<size_t>(kThreads * kValues));
 }
 
 } // namespace
