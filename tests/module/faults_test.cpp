@@ -6,10 +6,11 @@ namespace {
 
 constexpr const char* kOffNow = R"({"OC":517,"DA":1})"; // by the power switch, so without a delay
 constexpr const char* kCompleted = " at level 0 completed";
+constexpr const char* kCancel = R"({"OC":521})";
 constexpr const char* kCancelled =
     "\nEM_SHUTDOWN         : CAB 0007: System shutdown was cancelled by ORBA call!";
 
-// A job that runs until it is released.
+// A job that runs as long as this lives.
 class HeldJob {
 public:
     explicit HeldJob(ScriptedHost& host) {
@@ -17,19 +18,12 @@ public:
         writeFile("/scratch/held-job.sh", std::string("#!/bin/sh\nread word < ") + kGate + "\n");
         host.answer(kJobName, R"("/scratch/held-job.sh")");
     }
-    ~HeldJob() { release(); }
+    ~HeldJob() { std::ofstream(kGate) << "go\n"; } // opens as soon as the job reads
     HeldJob(const HeldJob&) = delete;
     HeldJob& operator=(const HeldJob&) = delete;
 
-    void release() {
-        if (!std::exchange(m_released, true)) {
-            std::ofstream(kGate) << "go\n"; // opens as soon as the job reads
-        }
-    }
-
 private:
     static constexpr const char* kGate = "/scratch/held-job.gate";
-    bool m_released = false;
 };
 
 // A module and the record of its commands.
@@ -39,6 +33,9 @@ protected:
     void requestAndWait(const char* command = kOffNow) {
         static_cast<void>(m_module.request(command));
         ASSERT_TRUE(recording().waitFor(kCompleted)) << recording().shown();
+    }
+    static void expectOnce(const char* line) {
+        EXPECT_EQ(recording().count(line), 1U) << recording().shown();
     }
     Lines commands(size_t expected) const { return commandLines(m_commands, expected); }
 
@@ -115,8 +112,8 @@ TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
         }
     });
     start();
-    static_cast<void>(m_module.request(kOffNow));
-    static_cast<void>(m_module.request(R"({"OC":521})"));
+    m_module.request(kOffNow);
+    m_module.request(kCancel);
     ASSERT_TRUE(recording().waitFor(kCompleted));
     recording().onLine(nullptr);
     EXPECT_EQ(m_module.status(), 5U) << recording().shown();
@@ -124,8 +121,8 @@ TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
 }
 
 TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
-    static_cast<void>(m_module.request(kOffNow));
-    static_cast<void>(m_module.request(R"({"OC":521})"));
+    m_module.request(kOffNow);
+    m_module.request(kCancel);
     static_cast<void>(m_module.request(R"({"OC":518,"DA":1})"));
     start();
     ASSERT_TRUE(recording().waitFor(kCompleted));
@@ -136,29 +133,27 @@ TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
 TEST_F(FaultTest, CancelIsLostInsideTheStatusMessageAndRefusedAfterTheCommand) {
     m_module.host.onMessage([this](uint32_t code, uint32_t, Envelope& envelope) {
         if (code == 527 && numberOf(commandOf(envelope), "DA", 0) == 1) {
-            static_cast<void>(m_module.request(R"({"OC":521})"));
+            m_module.request(kCancel);
         }
     });
     start();
     requestAndWait();
     EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
-    EXPECT_EQ(m_module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
-    EXPECT_EQ(recording().count(
-                  "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled"),
-              1U);
+    EXPECT_EQ(m_module.request(kCancel), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    expectOnce("\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled");
     EXPECT_EQ(m_module.status(), 3U);
 }
 
 TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
-    HeldJob job(m_module.host);
+    auto job = std::make_unique<HeldJob>(m_module.host);
     start();
-    static_cast<void>(m_module.request(kOffNow));
+    m_module.request(kOffNow);
     ASSERT_TRUE(recording().waitFor("ExecuteCmd forked"));
-    EXPECT_EQ(m_module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(m_module.request(kCancel), "true " + withCommand(R"({"OC":521,"ST":0})"));
     EXPECT_EQ(m_module.status(), 4U);
-    job.release();
+    job.reset();
     ASSERT_TRUE(recording().waitFor(kCompleted));
-    EXPECT_EQ(recording().count(kCancelled), 1U);
+    expectOnce(kCancelled);
     EXPECT_EQ(m_module.status(), 5U);
     EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
     EXPECT_FALSE(recording().contains("Disable all Tasks")) << "the queue stays open";
@@ -169,7 +164,7 @@ TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
     m_module.host.answer(kJobTimeout, "1");
     start();
     requestAndWait();
-    EXPECT_EQ(recording().count("COSShutdown         : WARNING - Timeout waiting for cleanup program\n"), 1U);
+    expectOnce("COSShutdown         : WARNING - Timeout waiting for cleanup program\n");
     EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
 }
 
@@ -181,9 +176,7 @@ TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
     const auto begin = Clock::now();
     EXPECT_EQ(m_module.notify(0x30000), 1U);
     EXPECT_GE(Clock::now() - begin, 4900ms);
-    EXPECT_EQ(recording().count(
-                  "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n"),
-              1U);
+    expectOnce("\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n");
     EXPECT_FALSE(recording().contains("START CM_Disconnect")) << "dropped with the queue";
 }
 
@@ -195,7 +188,7 @@ TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
         }
     });
     start();
-    static_cast<void>(m_module.request(kOffNow));
+    m_module.request(kOffNow);
     ASSERT_TRUE(recording().waitFor("EXIT THREAD TaskHandler()!")) << recording().shown();
     EXPECT_TRUE(recording().contains("ERROR ! ThreadJoin failed"));
     EXPECT_EQ(commands(0), Lines{});
@@ -220,7 +213,7 @@ TEST_F(Refusal, OfAHostThatIsNotRoot) {
     start();
     std::filesystem::current_path("/tmp");
     requestAndWait();
-    EXPECT_EQ(recording().count("\nCOSShutdown         : PrepareSystemShutdown(): FAILED!"), 1U);
+    expectOnce("\nCOSShutdown         : PrepareSystemShutdown(): FAILED!");
     EXPECT_EQ(commands(0), Lines{});
     EXPECT_EQ(std::filesystem::current_path(), "/tmp");
     EXPECT_EQ(m_module.status(), 3U);

@@ -20,7 +20,6 @@
 
 #include "module/loaded_module.h"
 #include "rig/files.h"
-#include "rig/recording.h"
 #include "rig/sandbox.h"
 
 namespace em::test {

@@ -6,7 +6,7 @@ namespace {
 
 constexpr const char* kNoPending = "\nEM_SHUTDOWN         : ERROR! No pending system shutdown found!";
 
-TEST(Requests, AnswerMalformedEnvelopes) {
+TEST(Requests, AnswerEnvelopesOfEveryShape) {
     // Where the status cannot be written the envelope stays as it was, and only the result tells.
     constexpr const char* kUnchanged = nullptr;
     const struct {
@@ -30,14 +30,19 @@ TEST(Requests, AnswerMalformedEnvelopes) {
         {R"({"SIP":{"V":1,"CMD":[{"OC":517}]}})", kUnchanged, 65537},
     };
     HostedModule module(2);
-    for (const auto& each : cases) {
+    for (const auto& [sent, answered, cursor] : cases) {
         recording().clear();
-        EXPECT_EQ(module.requestWhole(each.sent, each.cursor),
-                  std::string("false ") + (each.answered == kUnchanged ? each.sent : each.answered))
-            << each.sent << " at " << each.cursor;
-        EXPECT_EQ(recording().count("EM_SHUTDOWN (REQ)   : "), 1U) << each.sent;
-        EXPECT_EQ(recording().count("EM_SHUTDOWN (RET)   : "), 1U) << each.sent;
+        EXPECT_EQ(module.requestWhole(sent, cursor),
+                  std::string("false ") + (answered == kUnchanged ? sent : answered))
+            << sent << " at " << cursor;
+        EXPECT_EQ(recording().count("EM_SHUTDOWN (REQ)   : "), 1U) << sent;
+        EXPECT_EQ(recording().count("EM_SHUTDOWN (RET)   : "), 1U) << sent;
     }
+    // At another cursor, and without a version.
+    EXPECT_EQ(module.requestWhole(R"({"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":"x","ST":9}]}})", 1),
+              R"(true {"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":0,"ST":0}]}})");
+    EXPECT_EQ(module.requestWhole(R"({"SIP":{"CMD":[{"OC":523}]}})"),
+              R"(true {"SIP":{"CMD":[{"OC":523,"DA":0,"ST":0}]}})");
     EXPECT_FALSE(callSlot<bool>(module.object, 8, static_cast<Envelope*>(nullptr)));
     EXPECT_EQ(module.status(), 0U) << "none of them asked for a shutdown";
 }
@@ -54,15 +59,6 @@ TEST(Requests, ReadTheCodeInEveryForm) {
         EXPECT_EQ(answer(code), "false " + withCommand(R"({"OC":)" + code + R"(,"ST":1})"));
     }
     EXPECT_EQ(module.status(), 0U);
-}
-
-TEST(Requests, WorkOnTheCommandAtTheCursor) {
-    HostedModule module(0);
-    EXPECT_EQ(module.requestWhole(R"({"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":"x","ST":9}]}})", 1),
-              R"(true {"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":0,"ST":0}]}})");
-    EXPECT_EQ(module.requestWhole(R"({"SIP":{"CMD":[{"OC":523}]}})"),
-              R"(true {"SIP":{"CMD":[{"OC":523,"DA":0,"ST":0}]}})")
-        << "a missing version passes";
 }
 
 TEST(Requests, RefuseAHaltAndCancelOnlyWhatIsPending) {

@@ -3,7 +3,6 @@
 #include "base/clock.h"
 #include "contract/operation_codes.h"
 #include "contract/settings.h"
-#include "rig/recording.h"
 #include "rig/sandbox.h"
 #include "rig/scripted_host.h"
 #include "shutdown/shutdown_module.h"

@@ -40,4 +40,13 @@ struct UnitTest : testing::Test {
     const TemporaryDirectory m_files;
 };
 
+// Runs the body in so many threads at once, each with its number, to their end.
+template <class Body>
+void inThreads(int count, const Body& body) {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < count; ++thread) {
+        threads.emplace_back([&body, thread] { body(thread); });
+    }
+}
+
 } // namespace em::test

@@ -114,14 +114,15 @@ TEST_F(DebugClientTest, WritesLevelZeroToTheSystemLogToo) {
 TEST_F(DebugClientTest, LeavesErrnoAloneAndShowsItAsItWasAtTheCall) {
     HostDebug host;
     errno = ENOENT;
-    for (const uint32_t level : {0U, 1U, 9U}) {
-        m_client.Trace(level, "\n%%m");
+    const std::function<void()> lines[] = {
+        [&] { m_client.Trace(0, "\n%%m"); },   [&] { m_client.Trace(1, "\n%%m"); },
+        [&] { m_client.Trace(9, "\n%%m"); },   [&] { m_client.Print("x"); },
+        [&] { m_client.PrintTagged(0, "x"); },
+    };
+    for (const auto& line : lines) {
+        line();
         EXPECT_EQ(errno, ENOENT);
     }
-    m_client.Print("x");
-    EXPECT_EQ(errno, ENOENT);
-    m_client.PrintTagged(0, "x");
-    EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(host.errorsSeen, (std::vector<int>{ENOENT, ENOENT, ENOENT, ENOENT}));
     EXPECT_EQ(fake::logRecords().at(0).text, "No such file or directory");
 }

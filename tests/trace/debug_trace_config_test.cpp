@@ -37,10 +37,6 @@ struct DebugTraceConfigTest : test::UnitTest {
         ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
         ASSERT_EQ(m_config.DynamicUpdate(), 30U);
     }
-    void configureForUpdates() {
-        configure("FileDebugLevel=2\nTraceFlags=1");
-        ASSERT_TRUE(writesAt(2000, 2)); // the first line always looks
-    }
     bool writesAt(time_t now, uint32_t level) {
         fake::setWallClock(now);
         return m_config.WillWrite(level);
@@ -146,8 +142,15 @@ TEST_F(DebugTraceConfigTest, ForgetsTheLevelOfTheFormerNameAndKeepsTheRest) {
     EXPECT_EQ(m_config.DynamicUpdate(), 30U);
 }
 
-TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWasSetBack) {
-    configureForUpdates();
+// Each is configured with level 2 and an interval of 30 s, and looks with its first line, at 2000.
+struct DebugTraceUpdateTest : DebugTraceConfigTest {
+    DebugTraceUpdateTest() {
+        configure("FileDebugLevel=2\nTraceFlags=1");
+        EXPECT_TRUE(writesAt(2000, 2));
+    }
+};
+
+TEST_F(DebugTraceUpdateTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWasSetBack) {
     ::setenv(kLevelVariable, "7", 1); // not asked again
     writeOwn("FileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6", 1001);
     EXPECT_FALSE(writesAt(2029, 4));
@@ -161,8 +164,7 @@ TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWas
     EXPECT_TRUE(writesAt(1500, 5));
 }
 
-TEST_F(DebugTraceConfigTest, ChangesTheIntervalAndCanEndTheUpdates) {
-    configureForUpdates();
+TEST_F(DebugTraceUpdateTest, ChangesTheIntervalAndCanEndTheUpdates) {
     writeGlobal("5", 1001);
     EXPECT_TRUE(writesAt(2030, 1));
     EXPECT_EQ(m_config.DynamicUpdate(), 5U);
@@ -173,8 +175,7 @@ TEST_F(DebugTraceConfigTest, ChangesTheIntervalAndCanEndTheUpdates) {
     EXPECT_FALSE(writesAt(9000, 4)) << "no interval, no look";
 }
 
-TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgain) {
-    configureForUpdates();
+TEST_F(DebugTraceUpdateTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgain) {
     writeOwn("FileDebugLevel=0", 1001);
     EXPECT_FALSE(writesAt(2030, 1));
     EXPECT_TRUE(m_config.Enabled()) << "so that the callers' lines go on looking for a change";
@@ -185,23 +186,17 @@ TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgai
     EXPECT_FALSE(m_config.Enabled());
 }
 
-TEST_F(DebugTraceConfigTest, LooksAtAFileThatWentOnlyInTheNextConfigure) {
-    configureForUpdates();
+TEST_F(DebugTraceUpdateTest, LooksAtAFileThatWentOnlyInTheNextConfigureAndAtNoneAfterTheTearDown) {
     ASSERT_EQ(::unlink(m_files.pathOf("em.ini").c_str()), 0);
     EXPECT_TRUE(writesAt(2030, 2));
     writeOwn("FileDebugLevel=3", 1002);
     EXPECT_FALSE(writesAt(2060, 3));
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_TRUE(m_config.WillWrite(3));
-}
-
-TEST_F(DebugTraceConfigTest, IsSilentAfterTheTearDown) {
-    configureForUpdates();
     ASSERT_TRUE(m_config.Configure("EM_OTHER"));
     m_config.TearDown();
     m_config.TearDown();
-    EXPECT_FALSE(m_config.Enabled());
-    EXPECT_FALSE(m_config.WillWrite(1));
+    EXPECT_FALSE(m_config.Enabled() || m_config.WillWrite(1));
     EXPECT_STREQ(m_config.ModuleName(), "EM_SHUTDOWN");
 }
 

@@ -83,38 +83,34 @@ TEST_F(IniSectionFileTest, ReadsTheNumberBehindTheFirstOccurrenceOfTheKey) {
 }
 
 TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsWhole) {
+    const std::string closed = "[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n";
     const auto change = [this](const std::string& content, time_t modified) {
         m_files.write("a.ini", content, modified);
         return m_file.LoadIfNewer("EM_SHUTDOWN");
     };
     ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
     for (const time_t notLater : {1000, 999}) {
-        EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", notLater));
+        EXPECT_FALSE(change(closed, notLater));
     }
     for (const char* unusable : {"[EM_SHUTDOWN]\nKey=4\n", "[Other]\nKey=4\n[EndOfFile]\n", ""}) {
         EXPECT_FALSE(change(unusable, 1001)) << unusable;
     }
     fake::failNth("read", 1, EIO);
-    EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001));
+    EXPECT_FALSE(change(closed, 1001));
     EXPECT_EQ(valueOf(m_file, "Key"), 3U);
-    // Of the same second as the half file: the time of an unusable one does not count.
-    EXPECT_TRUE(change("[EM_SHUTDOWN]\nKey=5\n[EndOfFile]\n", 1001));
-    EXPECT_EQ(valueOf(m_file, "Key"), 5U);
+    EXPECT_TRUE(change(closed, 1001))
+        << "of the second of the half file: an unusable one's time does not count";
+    EXPECT_EQ(valueOf(m_file, "Key"), 4U);
 
-    const std::string content = "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n";
-    const auto failing = [&](const char* call, const std::function<bool()>& look) {
-        SCOPED_TRACE(call);
-        ASSERT_TRUE(load(content));
+    // A call that fails in a first load or when it looks again.
+    for (const auto& [again, call] :
+         {std::pair(false, "open"), std::pair(false, "fstat"), std::pair(false, "read"),
+          std::pair(true, "stat"), std::pair(true, "open")}) {
+        ASSERT_TRUE(load(closed));
         fake::failNth(call, 1, EIO);
-        EXPECT_FALSE(look());
+        EXPECT_FALSE(again ? change(closed, 1001) : load(closed)) << call;
         EXPECT_FALSE(m_file.HasPath());
         EXPECT_EQ(valueOf(m_file, "Key"), std::nullopt);
-    };
-    for (const char* call : {"open", "fstat", "read"}) {
-        failing(call, [&] { return load(content); });
-    }
-    for (const char* call : {"stat", "open"}) {
-        failing(call, [&] { return change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001); });
     }
 }
 

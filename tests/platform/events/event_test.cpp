@@ -35,10 +35,7 @@ struct EventTest : testing::Test {
 TEST_F(EventTest, OperationsWriteTheirLines) {
     {
         EventHandle event(false, true);
-        EXPECT_TRUE(event.SetEvent());
-        EXPECT_TRUE(event.CheckEvent());
-        EXPECT_TRUE(event.ResetEvent());
-        EXPECT_TRUE(event.PulseEvent());
+        EXPECT_TRUE(event.SetEvent() && event.CheckEvent() && event.ResetEvent() && event.PulseEvent());
         EXPECT_TRUE(event.RecreateEvent(false, true)) << "both equal: no line";
         EXPECT_TRUE(event.RecreateEvent(true, false));
         { const EventHandle copy(event); }
@@ -86,7 +83,6 @@ TEST_F(EventTest, ResetModeDecidesHowManyWaitsOneSetServes) {
     EXPECT_EQ(manual.WaitForEvent(0, true), EVENT_SIGNALED);
     manual.ResetEvent();
     EXPECT_EQ(manual.WaitForEvent(0, true), EVENT_TIMEOUT);
-
     manual.PulseEvent();
     EXPECT_EQ(manual.WaitForEvent(0, true), EVENT_TIMEOUT) << "a pulse without waiters is lost";
 }
@@ -265,19 +261,15 @@ TEST_F(EventTest, SecondCreationOfANameJoinsTheFirst) {
 }
 
 TEST_F(EventTest, NamesSurviveThreadsThatCreateAndReleaseThem) {
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([i] {
-            for (int round = 0; round < 300; ++round) {
-                EventHandle event(false, true, (i + round) % 2 == 0 ? "even" : "odd");
-                EXPECT_TRUE(event.SetEvent());
-                EXPECT_EQ(event.WaitForEvent(0, true), EVENT_SIGNALED);
-                const EventHandle copy(event);
-                EXPECT_TRUE(copy.CheckEvent());
-            }
-        });
-    }
-    threads.clear(); // joins
+    inThreads(4, [](int thread) {
+        for (int round = 0; round < 300; ++round) {
+            EventHandle event(false, true, (thread + round) % 2 == 0 ? "even" : "odd");
+            EXPECT_TRUE(event.SetEvent());
+            EXPECT_EQ(event.WaitForEvent(0, true), EVENT_SIGNALED);
+            const EventHandle copy(event);
+            EXPECT_TRUE(copy.CheckEvent());
+        }
+    });
     for (const char* name : {"even", "odd"}) {
         EXPECT_EQ(eventState.value.names.Find(name), nullptr);
     }
@@ -321,11 +313,9 @@ TEST_F(EventTest, WithoutTheTableNamedOnesAreUnlisted) {
     EventHandle before(false, true, "D");
     eventState.value.tearDown();
     EventHandle first(false, true, "D");
-    EventHandle second(false, true, "D");
-    first.SetEvent();
-    EXPECT_TRUE(first.CheckEvent());
-    EXPECT_FALSE(second.CheckEvent());
-    EXPECT_FALSE(before.CheckEvent());
+    const EventHandle second(false, true, "D");
+    EXPECT_TRUE(first.SetEvent() && first.CheckEvent());
+    EXPECT_FALSE(second.CheckEvent() || before.CheckEvent());
     before.ReleaseEvent();
     eventState.value.setUp();
     EventHandle listed(true, true, "D");

@@ -17,11 +17,10 @@ struct FileChangeTest : test::UnitTest {
     [[nodiscard]] std::ptrdiff_t files() const {
         return std::distance(fs::directory_iterator(m_files.path()), {});
     }
-    [[nodiscard]] FileChangeResult replace(const char* name, const char* content) const {
+    [[nodiscard]] FileChangeResult replace(const std::string& name, const char* content) const {
+        constexpr FileModes kModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
         return replaceFileContent(m_files.pathOf(name).c_str(), kModes, content);
     }
-
-    static constexpr FileModes kModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
 };
 
 TEST_F(FileChangeTest, ReplacesInOneStepAndKeepsTheMode) {
@@ -108,9 +107,10 @@ TEST_F(FileChangeTest, Names) {
         EXPECT_TRUE(result.notOpened()) << name;
     }
     const std::string name(NAME_MAX, 'n');
-    EXPECT_EQ(replace(name.c_str(), "first").error, 0);
-    EXPECT_EQ(replace(name.c_str(), "second").error, 0);
-    EXPECT_EQ(m_files.read(name), "second");
+    for (const char* content : {"first", "second"}) {
+        EXPECT_EQ(replace(name, content).error, 0);
+        EXPECT_EQ(m_files.read(name), content);
+    }
     EXPECT_EQ(files(), 1);
 }
 

@@ -105,11 +105,7 @@ TEST_F(RegistrySaveTest, AChildThatWasForkedUnderTheLockDoesNotKeepIt) {
 TEST_F(RegistrySaveTest, ALockFileThatOthersMayOpenDoesNotCount) {
     const std::string lock = m_directory.pathOf("registry.lock");
     const std::pair<const char*, std::function<void()>> cases[] = {
-        {"the lock file's mode is not 0600",
-         [&] {
-             m_directory.write("registry.lock", "");
-             ::chmod(lock.c_str(), 0644);
-         }},
+        {"the lock file's mode is not 0600", [&] { test::writeFile(lock, ""); }}, // 0755
         {"the lock file belongs to another user", [] { fake::setUserId(::geteuid() + 1); }},
         {"open the lock file, error 40", [&] { fs::create_symlink("registry", lock); }},
         {"open the lock file, error 21", [&] { fs::create_directory(lock); }},
@@ -231,15 +227,11 @@ TEST_F(RegistrySaveTest, NoUpdateOfAnotherThreadIsLost) {
             ADD_FAILURE() << "torn in line " << finding.line << ": " << finding.reason;
         });
     };
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&, thread] {
-            for (int value = 0; value < kValues; ++value) {
-                change(std::to_string(thread) + "." + std::to_string(value));
-            }
-        });
-    }
-    threads.clear(); // joins
+    test::inThreads(kThreads, [&](int thread) {
+        for (int value = 0; value < kValues; ++value) {
+            change(std::to_string(thread) + "." + std::to_string(value));
+        }
+    });
     m_directory.load();
     CRegistry key;
     ASSERT_EQ(key.Open("HKEY_LOCAL_MACHINE\\shared"), 0);
