@@ -116,6 +116,7 @@ TEST(Library, IsUnloadedAndLeavesNoThreadAndNoDescriptorOverAHundredLives) {
         ASSERT_EQ(readFile("/proc/self/maps").find("em_shutdown.so"), std::string::npos);
 #endif
         HostedModule module(0);
+        ASSERT_NE(readFile("/proc/self/maps").find("em_shutdown.so"), std::string::npos);
         ASSERT_TRUE(module.start());
         module.afterStart();
         ASSERT_EQ(module.stop(), 1U);
@@ -207,13 +208,7 @@ TEST(Notifications, ReachTheModuleWhateverTheirCode) {
                           tag + "Power switch notifications enabled!"};
     const char* const enabled = "-> SWITCH start completed (all layers started) - requests enabled";
     const char* const switched = "-> SWITCH shutdown notification, set SwitchShutdown flag";
-    const struct {
-        uint32_t code;
-        const char* shownCode;
-        unsigned result;
-        Lines announced;
-        Lines done;
-    } cases[] = {
+    const std::tuple<uint32_t, const char*, unsigned, Lines, Lines> cases[] = {
         {0x20001, "20001", 0, {R"(*** SCN_SWITCH_REQUEST_ENABLED *** \n)", enabled}, {}},
         {0x40000, "40000", 1, {R"(*** SCN_POWERSTATE_SUSPEND *** \n)"}, disable},
         {0x40001, "40001", 1, {R"(*** SCN_POWERSTATE_STANDBY *** \n)"}, disable},
@@ -224,16 +219,16 @@ TEST(Notifications, ReachTheModuleWhateverTheirCode) {
         {0x20000, "20000", 1, {R"(*** SCN_SWITCH_SHUTDOWN *** \n)", switched}, disable},
     };
     HostedModule module(5);
-    for (const auto& each : cases) {
+    for (const auto& [code, shownCode, result, announced, done] : cases) {
         takeLines();
         EXPECT_EQ(fieldAt<uint8_t>(module.object, 20), 0);
-        EXPECT_EQ(module.notify(each.code, 0x1234567890), each.result);
-        Lines expected = {R"(\n)" + tag + "## NOTIFY: Code = 0Xx" + each.shownCode + ", param = 0x34567890"};
-        for (const std::string& line : each.announced) {
+        EXPECT_EQ(module.notify(code, 0x1234567890), result);
+        Lines expected = {R"(\n)" + tag + "## NOTIFY: Code = 0Xx" + shownCode + ", param = 0x34567890"};
+        for (const std::string& line : announced) {
             expected.push_back(tag + line);
         }
         expected.push_back(tag + "  call OnModuleNotification()...");
-        expected.insert(expected.end(), each.done.begin(), each.done.end());
+        expected.insert(expected.end(), done.begin(), done.end());
         expected.push_back(tag + "  ... OnModuleNotification() completed");
         Lines actual = takeLines();
         std::erase_if(actual, [](const std::string& line) { // of the property that is asked for

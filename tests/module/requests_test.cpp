@@ -104,31 +104,29 @@ TEST(Requests, AreRefusedInTheQueueAfterStop) {
 }
 
 TEST(Replies, HaveALineEachAndThreeQueueAShutdown) {
-    const struct {
-        const char* command;
-        std::string line; // behind the tag
-        bool queues = false;
-    } cases[] = {{R"({"OC":521})", " #Reply CM_ShutdownRequestCancelled #"},
-                 {R"({"OC":551,"ST":5})", " #CM_AgentServiceRestartRequested #"},
-                 {R"({"OC":523})", ""},
-                 {R"({"OC":1})", ""},
-                 {"{}", ""},
-                 {R"({"OC":[517]})", ""},
-                 {"17", ""},
-                 {R"({"OC":517})", " #Reply CM_RequestShutdownAndOff #", true},
-                 {R"({"OC":518})", " #Reply CM_RequestShutdownAndReset #", true},
-                 {R"({"OC":522})", " #Reply CM_RequestShutdownAndHalt #", true}};
+    // A command, its line behind the tag, and whether it queues a shutdown.
+    const std::tuple<const char*, std::string, bool> cases[] = {
+        {R"({"OC":521})", " #Reply CM_ShutdownRequestCancelled #", false},
+        {R"({"OC":551,"ST":5})", " #CM_AgentServiceRestartRequested #", false},
+        {R"({"OC":523})", "", false},
+        {R"({"OC":1})", "", false},
+        {"{}", "", false},
+        {R"({"OC":[517]})", "", false},
+        {"17", "", false},
+        {R"({"OC":517})", " #Reply CM_RequestShutdownAndOff #", true},
+        {R"({"OC":518})", " #Reply CM_RequestShutdownAndReset #", true},
+        {R"({"OC":522})", " #Reply CM_RequestShutdownAndHalt #", true}};
     const std::string tag = "\nEM_SHUTDOWN         : ";
     HostedModule module(5);
     callSlot<void>(module.object, 7, static_cast<Envelope*>(nullptr));
-    for (const auto& each : cases) {
+    for (const auto& [command, line, queues] : cases) {
         recording().clear();
-        module.reply(each.command);
+        module.reply(command);
         const std::vector<Record> records = recording().all();
-        EXPECT_EQ(records.at(1).text, tag + "  -> ApplicationReply()") << each.command;
-        EXPECT_EQ(records.at(2).text, tag + (each.line.empty() ? "  <- ApplicationReply()" : each.line));
-        EXPECT_EQ(recording().count("Task at level 0 raised"), each.queues ? 1U : 0U) << each.command;
-        EXPECT_EQ(module.status(), each.queues ? 1U : 0U) << each.command;
+        EXPECT_EQ(records.at(1).text, tag + "  -> ApplicationReply()") << command;
+        EXPECT_EQ(records.at(2).text, tag + (line.empty() ? "  <- ApplicationReply()" : line));
+        EXPECT_EQ(recording().count("Task at level 0 raised"), queues ? 1U : 0U) << command;
+        EXPECT_EQ(module.status(), queues ? 1U : 0U) << command;
     }
 }
 

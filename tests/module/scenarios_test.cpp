@@ -114,7 +114,7 @@ size_t idleLines(const GoldenScenario& golden, unsigned level) {
     }));
 }
 
-class ScenarioAtLevel : public testing::TestWithParam<std::tuple<Scenario, unsigned>> {};
+using ScenarioAtLevel = testing::TestWithParam<std::tuple<Scenario, unsigned>>;
 
 // Start, scenario, Stop, delete; then the comparison.
 void walk(const Scenario& scenario, unsigned level) {

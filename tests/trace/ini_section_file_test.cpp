@@ -26,31 +26,28 @@ struct IniSectionFileTest : test::UnitTest {
 };
 
 TEST_F(IniSectionFileTest, FindsTheSectionOfAFileThatIsClosedByItsMarker) {
-    const struct {
-        const char* what;
-        std::string content;
-        std::optional<uint32_t> key = {}; // "Key"; nothing: the section does not load
-    } cases[] = {
+    // What the file holds, and "Key" in its section.
+    constexpr auto kNotLoaded = std::nullopt;
+    const std::tuple<const char*, std::string, std::optional<uint32_t>> cases[] = {
         {"marker in another case, no line end", "[EM_SHUTDOWN]Key=3[endoffile]", 3},
         {"section name in another case", "[em_Shutdown]\nKey=3\n[ENDOFFILE]", 3},
-        {"no marker", "[EM_SHUTDOWN]\nKey=3\n"},
-        {"another header last", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n[Other]\n"},
-        {"marker with blanks", "[EM_SHUTDOWN]\nKey=3\n[ EndOfFile ]\n"},
+        {"no marker", "[EM_SHUTDOWN]\nKey=3\n", kNotLoaded},
+        {"another header last", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n[Other]\n", kNotLoaded},
+        {"marker with blanks", "[EM_SHUTDOWN]\nKey=3\n[ EndOfFile ]\n", kNotLoaded},
         {"text behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile] and more [\n", 3},
-        {"a bracket closed behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\nx]\n"},
-        {"empty", ""},
-        {"only a closing bracket", "]"},
-        {"longer section name", "[EM_SHUTDOWN2]\nKey=3\n[EndOfFile]\n"},
+        {"a bracket closed behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\nx]\n", kNotLoaded},
+        {"empty", "", kNotLoaded},
+        {"only a closing bracket", "]", kNotLoaded},
+        {"longer section name", "[EM_SHUTDOWN2]\nKey=3\n[EndOfFile]\n", kNotLoaded},
         {"first of two", "[EM_SHUTDOWN]\nKey=3\n[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 3},
         {"header inside a line", "x [EM_SHUTDOWN] Key=3\n[EndOfFile]\n", 3},
-        {"unclosed header swallows the next", "[Open\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"},
+        {"unclosed header swallows the next", "[Open\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", kNotLoaded},
         {"stray closing brackets", "]]\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", 3},
-        {"NUL ends everything", "[Other]\n\0[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"s},
+        {"NUL ends everything", "[Other]\n\0[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"s, kNotLoaded},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(load(c.content), c.key.has_value());
-        EXPECT_EQ(valueOf(m_file, "Key"), c.key);
+    for (const auto& [what, content, key] : cases) {
+        EXPECT_EQ(load(content), key.has_value()) << what;
+        EXPECT_EQ(valueOf(m_file, "Key"), key) << what;
     }
 }
 

@@ -70,20 +70,16 @@ TEST_F(FileChangeTest, LinksStayLinks) {
 }
 
 TEST_F(FileChangeTest, FaultsLeaveTheOldContentOrTheNewAndNothingElse) {
-    const struct {
-        const char* call;
-        int nth, error;
-        bool written, notOpened = false;
-    } cases[] = {
+    const std::tuple<const char*, int, int, bool, bool> cases[] = {
         {"openat", 4, EACCES, false, true}, // behind three looks on the way
         {"openat", 5, ENOSPC, false, true}, // the file beside it
-        {"write", 1, ENOSPC, false},
-        {"fsync", 1, EIO, false},
+        {"write", 1, ENOSPC, false, false},
+        {"fsync", 1, EIO, false, false},
         // No other file can take its place: written in place.
-        {"openat", 5, EACCES, true},
-        {"fchown", 1, EPERM, true},
-        {"fchmod", 1, EPERM, true},
-        {"renameat2", 1, EBUSY, true},
+        {"openat", 5, EACCES, true, false},
+        {"fchown", 1, EPERM, true, false},
+        {"fchmod", 1, EPERM, true, false},
+        {"renameat2", 1, EBUSY, true, false},
     };
     for (const auto& [call, nth, error, written, notOpened] : cases) {
         SCOPED_TRACE(std::string(call) + " " + std::to_string(error));

@@ -111,12 +111,8 @@ TEST_F(ChildProcessTest, ForksWhereItCannotClone) {
 }
 
 TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
-    const struct {
-        const char *command, *failing; // call, from its first time on
-        int error, times;
-        uint32_t limitMs;
-        ChildEnd end;
-    } cases[] = {
+    // The failing call, with its error, from its first time on.
+    const std::tuple<std::string, std::string, int, int, uint32_t, ChildEnd> cases[] = {
         {"true", "", 0, 0, 20'000, ChildEnd::Ended},
         {"kill -9 $$", "", 0, 0, 20'000, ChildEnd::Ended},
         {"exec sleep 60", "", 0, 0, 30, ChildEnd::DeadlinePassed},
@@ -125,9 +121,9 @@ TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
         {"exec sleep 60", "waitpid", EINVAL, 1, 20'000, ChildEnd::WaitFailed},
         {"exec sleep 60", "poll", ENOMEM, 1, 20'000, ChildEnd::WaitFailed},
     };
-    for (const auto& wait : cases) {
+    for (const auto& [command, failing, error, times, limitMs, wanted] : cases) {
         for (const bool described : {true, false}) {
-            if (!described && wait.failing == std::string("poll")) {
+            if (!described && failing == "poll") {
                 continue;
             }
             fake::reset();
@@ -135,12 +131,12 @@ TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
                 fake::failNth("clone", 1, EINVAL, 0);
                 fake::failNth("pidfd_open", 1, ENOSYS, 0);
             }
-            const ChildProcess child = startShell(wait.command, ChildSignals::UnblockAlarm);
+            const ChildProcess child = startShell(command.c_str(), ChildSignals::UnblockAlarm);
             EXPECT_EQ(child.pidfd.valid(), described);
-            fake::failNth(wait.failing, 1, wait.error, wait.times);
-            const ChildWait end = waitForChild(child, Deadline::in(wait.limitMs));
-            EXPECT_EQ(end.end, wait.end) << wait.command << ' ' << wait.failing;
-            EXPECT_EQ(end.error, wait.end == ChildEnd::WaitFailed ? wait.error : 0);
+            fake::failNth(failing, 1, error, times);
+            const ChildWait end = waitForChild(child, Deadline::in(limitMs));
+            EXPECT_EQ(end.end, wanted) << command << ' ' << failing;
+            EXPECT_EQ(end.error, wanted == ChildEnd::WaitFailed ? error : 0);
             fake::reset();
             if (end.end != ChildEnd::Ended) {
                 kill(child.pid, SIGKILL);

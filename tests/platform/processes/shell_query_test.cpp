@@ -60,11 +60,8 @@ TEST_F(ShellQueryTest, AnswersWithTheFirstCharacter) {
 }
 
 TEST_F(ShellQueryTest, CopesWithFailingCalls) {
-    const struct {
-        const char* call;
-        int error, times; // 0 = always
-        End end;
-    } cases[] = {
+    // times: 0 = always
+    const std::tuple<const char*, int, int, End> cases[] = {
         {"poll", EINTR, 2, End::Answered},           {"read", EINTR, 2, End::Answered},
         {"waitpid", EINTR, 2, End::Answered},        {"pidfd_open", ENOSYS, 0, End::Answered},
         {"waitpid", ECHILD, 1, End::Answered},       {"pipe2", EMFILE, 1, End::NotStarted},

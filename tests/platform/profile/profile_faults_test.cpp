@@ -176,11 +176,12 @@ TEST_F(ProfileFaults, RootFollowsNoLinkOfAnotherUser) {
 TEST_F(ProfileFaults, ASwappedLinkLeadsNowhereElse) {
     static std::string link;
     static std::string elsewhere;
-    m_files.write("led_to.ini", kOld);
+    fs::create_directory(m_files.pathOf("a"));
+    m_files.write("a/led_to.ini", kOld);
     m_files.write("system.ini", kOld);
     link = m_file;
     elsewhere = m_files.pathOf("system.ini");
-    fs::create_symlink(m_files.pathOf("led_to.ini"), link);
+    fs::create_symlink(m_files.pathOf("a/led_to.ini"), link);
     fake::watch([](const char* call) {
         if (std::string_view(call) == "flock") {
             fs::remove(link);
@@ -189,7 +190,7 @@ TEST_F(ProfileFaults, ASwappedLinkLeadsNowhereElse) {
     });
     EXPECT_EQ(1u, write());
     fake::watch(nullptr);
-    EXPECT_EQ(m_files.read("led_to.ini"), kNew);
+    EXPECT_EQ(m_files.read("a/led_to.ini"), kNew);
     EXPECT_EQ(m_files.read("system.ini"), kOld);
     EXPECT_TRUE(fs::is_symlink(link));
 }

@@ -62,11 +62,7 @@ TEST_F(ProfileTest, ValuesAreRead) {
 TEST_F(ProfileTest, EverySizeOfBufferIsKept) {
     fill("[a]\nk1=12345\nk2=\n[b]\n[cc]\n");
     const std::string rest(1, kUntouched);
-    const struct {
-        const char *section, *key;
-        uint32_t size, count;
-        std::string buffer;
-    } cases[] = {
+    const std::tuple<const char*, const char*, uint32_t, uint32_t, std::string> cases[] = {
         {"a", "k1", 0, 0, ""},
         {"a", "k1", 1, 0, "\0"s},
         {"a", "k1", 2, 1, "d\0"s}, // no line is read: the default
@@ -84,11 +80,10 @@ TEST_F(ProfileTest, EverySizeOfBufferIsKept) {
         {"a", nullptr, 5, 3, "k1\0\0"s + rest},
         {"no", nullptr, 5, 0, "\0"s + std::string(4, kUntouched)},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(std::string(row.section != nullptr ? row.section : "") + " size " +
-                     std::to_string(row.size));
-        EXPECT_EQ(row.count, read(row.section, row.key, "def", row.size));
-        EXPECT_EQ(row.buffer, m_buffer);
+    for (const auto& [section, key, size, count, buffer] : cases) {
+        SCOPED_TRACE(std::string(section != nullptr ? section : "") + " size " + std::to_string(size));
+        EXPECT_EQ(count, read(section, key, "def", size));
+        EXPECT_EQ(buffer, m_buffer);
     }
     EXPECT_EQ(0u, GetPrivateProfileString("a", "k1", "d", nullptr, 9, m_file.c_str()));
 }

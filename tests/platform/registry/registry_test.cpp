@@ -160,40 +160,35 @@ TEST_F(RegistryTest, WhatTheFileCannotCarryBackIsRefusedWithItsReason) {
     CRegistry key;
     ASSERT_EQ(key.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\a"), 0);
     const std::string longest(1022 - 1 - 3, 'x');
-    const struct {
-        std::string name;
-        int32_t type;
-        std::string data;
-        unsigned result;
-    } cases[] = {// With a terminator of the caller's; the marker of a text to expand is longer.
-                 {"n", REG_TYPE_STRING, "text\0"s, 1},
-                 {"n", REG_TYPE_STRING, "te\0xt"s, 0},
-                 {"n", REG_TYPE_STRING, "te\nxt", 0},
-                 {"n", REG_TYPE_STRING, "\r=[]", 1},
-                 {"n", REG_TYPE_STRING, longest, 1},
-                 {"n", REG_TYPE_STRING, longest + "x", 0},
-                 {"n", REG_TYPE_EXPAND, longest, 0},
-                 {"n", REG_TYPE_BINARY, std::string(339, '\0'), 1},
-                 {"n", REG_TYPE_BINARY, std::string(340, '\0'), 0},
-                 {"n", REG_TYPE_DWORD, "123", 0},
-                 {"n", REG_TYPE_DWORD, "1234", 1},
-                 {"n", REG_TYPE_KEY, "", 0},
-                 {"n", 0, "", 0},
-                 {"", REG_TYPE_STRING, "", 0},
-                 {"[n", REG_TYPE_STRING, "", 0},
-                 {"n]", REG_TYPE_STRING, "", 1},
-                 {"n=", REG_TYPE_STRING, "", 0},
-                 {"n\n", REG_TYPE_STRING, "", 0},
-                 {std::string(1022 - 3 - 9, 'n'), REG_TYPE_DWORD, "1234", 1}, // 875770417
-                 {std::string(1022 - 3 - 8, 'n'), REG_TYPE_DWORD, "1234", 0}};
-    for (const auto& test : cases) {
+    const std::tuple<std::string, int32_t, std::string, unsigned> cases[] = {
+        // With a terminator of the caller's; the marker of a text to expand is longer.
+        {"n", REG_TYPE_STRING, "text\0"s, 1},
+        {"n", REG_TYPE_STRING, "te\0xt"s, 0},
+        {"n", REG_TYPE_STRING, "te\nxt", 0},
+        {"n", REG_TYPE_STRING, "\r=[]", 1},
+        {"n", REG_TYPE_STRING, longest, 1},
+        {"n", REG_TYPE_STRING, longest + "x", 0},
+        {"n", REG_TYPE_EXPAND, longest, 0},
+        {"n", REG_TYPE_BINARY, std::string(339, '\0'), 1},
+        {"n", REG_TYPE_BINARY, std::string(340, '\0'), 0},
+        {"n", REG_TYPE_DWORD, "123", 0},
+        {"n", REG_TYPE_DWORD, "1234", 1},
+        {"n", REG_TYPE_KEY, "", 0},
+        {"n", 0, "", 0},
+        {"", REG_TYPE_STRING, "", 0},
+        {"[n", REG_TYPE_STRING, "", 0},
+        {"n]", REG_TYPE_STRING, "", 1},
+        {"n=", REG_TYPE_STRING, "", 0},
+        {"n\n", REG_TYPE_STRING, "", 0},
+        {std::string(1022 - 3 - 9, 'n'), REG_TYPE_DWORD, "1234", 1}, // 875770417
+        {std::string(1022 - 3 - 8, 'n'), REG_TYPE_DWORD, "1234", 0}};
+    for (const auto& [name, type, data, result] : cases) {
         trace.clear();
-        EXPECT_EQ(key.SetValue(test.name.c_str(), test.data.data(), static_cast<uint32_t>(test.data.size()),
-                               test.type),
-                  test.result)
-            << test.name << " " << test.type << " " << test.data.size();
-        EXPECT_EQ(key.Result(), test.result != 0 ? 0 : 22);
-        EXPECT_EQ(trace.contains("is refused: "), test.result == 0) << trace.text();
+        const auto size = static_cast<uint32_t>(data.size());
+        EXPECT_EQ(key.SetValue(name.c_str(), data.data(), size, type), result)
+            << name << " " << type << " " << size;
+        EXPECT_EQ(key.Result(), result != 0 ? 0 : 22);
+        EXPECT_EQ(trace.contains("is refused: "), result == 0) << trace.text();
     }
     EXPECT_EQ(key.SetValue("n", nullptr, 1, REG_TYPE_STRING), 0U);
     for (const char* name : {"a]b", "[a", "a=b", "a\nb"}) {
