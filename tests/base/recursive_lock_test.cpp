@@ -1,6 +1,5 @@
 #include "base/recursive_lock.h"
 
-#include <cstring>
 #include <semaphore>
 
 #include "support/unit_test.h"

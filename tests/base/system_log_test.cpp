@@ -23,11 +23,7 @@ using SystemLog = test::UnitTest;
 
 // First in this file: the log is opened once for the whole process.
 TEST_F(SystemLog, IsOpenedOnceByTheFirstOfManyThreads) {
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([] { writeLog("x"); });
-    }
-    threads.clear(); // joins
+    test::inThreads(4, [](int /*thread*/) { writeLog("x"); });
     const std::string expected = std::string(program_invocation_short_name) + " " +
                                  std::to_string(LOG_PID | LOG_CONS | LOG_NDELAY) + " " +
                                  std::to_string(LOG_LOCAL1);

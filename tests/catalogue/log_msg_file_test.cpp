@@ -22,15 +22,6 @@ struct LogMsgFile : test::UnitTest {
     CLogMsgFile m_messages;
 };
 
-// The catalogue's lines; the registry store, which it asks for the registered directory, writes its own.
-std::string ownLines(const test::TraceCapture& capture) {
-    std::string text;
-    for (const test::TraceLine& line : capture.lines()) {
-        text += line.text.find("CLogMsgFile ") != std::string::npos ? line.text : "";
-    }
-    return text;
-}
-
 TEST_F(LogMsgFile, FoundInTheCurrentDirectory) {
     m_files.write("EVENTMSG.XML", messageFile("%n%s"));
     const test::TraceCapture capture(4);
@@ -56,7 +47,7 @@ TEST_F(LogMsgFile, NotFoundIsNoErrorAndDropsWhatWasThere) {
               "\nCLogMsgFile         : Search for file in current directory ..." +
                   attempt + "\nCLogMsgFile         : Search for file in registered directory ..." + attempt +
                   "\nCLogMsgFile         : Event messages not opened in \"" + path + "\"!",
-              ownLines(capture));
+              capture.text("CRegistry"));
     EXPECT_FALSE(m_messages.EventMessages());
     EXPECT_EQ("", summary());
 }

@@ -30,11 +30,7 @@ TEST(CLogMsgXmlFileImpl, LooksUp) {
     XmlDocument document;
     ASSERT_TRUE(document.loadBytes(kMessages, std::string(kMessages).size()).loaded());
     const CLogMsgXmlFileImpl messages(document);
-    const struct {
-        const char *code, *field, *language;
-        int32_t index;
-        const char* text;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*, int32_t, const char*> cases[] = {
         {"0x0E000A", "Summary", nullptr, 0, "first"},
         {"0x0e000a", "Summary", "EN", 1, " second "},
         {"0x0E000A", "Summary", "de", 0, "deutsch"},
@@ -52,9 +48,9 @@ TEST(CLogMsgXmlFileImpl, LooksUp) {
         {"0x0E0003", "Summary", nullptr, 0, ""},
         {nullptr, "Summary", nullptr, 0, ""},
     };
-    for (const auto& row : cases) {
-        EXPECT_EQ(row.text, messages.Search(row.code, row.field, row.language, row.index))
-            << (row.code != nullptr ? row.code : "null") << " " << row.text;
+    for (const auto& [code, field, language, index, text] : cases) {
+        EXPECT_EQ(text, messages.Search(code, field, language, index))
+            << (code != nullptr ? code : "null") << " " << text;
     }
 }
 

@@ -1,12 +1,8 @@
 // The tables against docs/messages.md, which host writers read, and what the code relies on in their rows.
-#include <gtest/gtest.h>
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include "contract/envelope.h"
 #include "contract/notifications.h"
@@ -15,6 +11,7 @@
 #include "contract/settings.h"
 #include "contract/shutdown_actions.h"
 #include "contract/shutdown_status.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {

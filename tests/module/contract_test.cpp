@@ -1,23 +1,9 @@
 // The binary contract with the host, called by slot number and offset: exports, table, fields, life cycle.
-#include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <array>
-#include <atomic>
-#include <cerrno>
 #include <cstdlib>
-#include <ctime>
-#include <filesystem>
-#include <iterator>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "module/loaded_module.h"
-#include "rig/files.h"
-#include "rig/recording.h"
+#include "module/module_test.h"
 
 namespace {
 
@@ -34,8 +20,6 @@ extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* reque
 
 namespace em::test {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 // What was said since the last call, host calls marked, events' lines left out.
 Lines takeLines() {
@@ -57,10 +41,6 @@ size_t entriesOf(const char* directory) {
 size_t threadsBeforeTheModule() {
     std::thread([] {}).join();
     return entriesOf("/proc/self/task");
-}
-
-bool isMapped() {
-    return readFile("/proc/self/maps").find("em_shutdown.so") != std::string::npos;
 }
 
 TEST(Exports, CreateGivesTheOneModuleAndDeleteTakesIt) {
@@ -93,16 +73,13 @@ TEST(Exports, SetupActionOnlyWritesItsLine) {
     const LoadedModule library(1);
     const std::string tag = R"(\n\nEM_SHUTDOWN         : ## )";
     const std::string unknown = "ERROR! Setup action call with unknown action type (";
-    const struct {
-        uint32_t code;
-        std::string shown;
-    } rows[] = {{1, R"(Setup action "BACKUP" call)"},
-                {2, R"(Setup action "RESTORE" call)"},
-                {3, R"(Setup action "CONVERT" call)"},
-                {4, R"(Setup action "CLEANUP" call)"},
-                {0, unknown + "0)"},
-                {5, unknown + "5)"},
-                {0xFFFFFFFF, unknown + "-1)"}};
+    const std::pair<uint32_t, std::string> rows[] = {{1, R"(Setup action "BACKUP" call)"},
+                                                     {2, R"(Setup action "RESTORE" call)"},
+                                                     {3, R"(Setup action "CONVERT" call)"},
+                                                     {4, R"(Setup action "CLEANUP" call)"},
+                                                     {0, unknown + "0)"},
+                                                     {5, unknown + "5)"},
+                                                     {0xFFFFFFFF, unknown + "-1)"}};
     for (const auto& [code, shown] : rows) {
         const char* const end =
             code - 1 < 4 ? R"( - no action function defined\n)" : R"( - no action defined!\n)";
@@ -136,10 +113,10 @@ TEST(Library, IsUnloadedAndLeavesNoThreadAndNoDescriptorOverAHundredLives) {
     size_t descriptors = 0;
     for (int life = 0; life < 100; ++life) {
 #ifndef EM_SANITIZED // a sanitizer keeps its hold on the library
-        ASSERT_FALSE(isMapped());
+        ASSERT_EQ(readFile("/proc/self/maps").find("em_shutdown.so"), std::string::npos);
 #endif
         HostedModule module(0);
-        ASSERT_TRUE(isMapped());
+        ASSERT_NE(readFile("/proc/self/maps").find("em_shutdown.so"), std::string::npos);
         ASSERT_TRUE(module.start());
         module.afterStart();
         ASSERT_EQ(module.stop(), 1U);
@@ -231,13 +208,7 @@ TEST(Notifications, ReachTheModuleWhateverTheirCode) {
                           tag + "Power switch notifications enabled!"};
     const char* const enabled = "-> SWITCH start completed (all layers started) - requests enabled";
     const char* const switched = "-> SWITCH shutdown notification, set SwitchShutdown flag";
-    const struct {
-        uint32_t code;
-        const char* shownCode;
-        unsigned result;
-        Lines announced;
-        Lines done;
-    } cases[] = {
+    const std::tuple<uint32_t, const char*, unsigned, Lines, Lines> cases[] = {
         {0x20001, "20001", 0, {R"(*** SCN_SWITCH_REQUEST_ENABLED *** \n)", enabled}, {}},
         {0x40000, "40000", 1, {R"(*** SCN_POWERSTATE_SUSPEND *** \n)"}, disable},
         {0x40001, "40001", 1, {R"(*** SCN_POWERSTATE_STANDBY *** \n)"}, disable},
@@ -248,16 +219,16 @@ TEST(Notifications, ReachTheModuleWhateverTheirCode) {
         {0x20000, "20000", 1, {R"(*** SCN_SWITCH_SHUTDOWN *** \n)", switched}, disable},
     };
     HostedModule module(5);
-    for (const auto& each : cases) {
+    for (const auto& [code, shownCode, result, announced, done] : cases) {
         takeLines();
         EXPECT_EQ(fieldAt<uint8_t>(module.object, 20), 0);
-        EXPECT_EQ(module.notify(each.code, 0x1234567890), each.result);
-        Lines expected = {R"(\n)" + tag + "## NOTIFY: Code = 0Xx" + each.shownCode + ", param = 0x34567890"};
-        for (const std::string& line : each.announced) {
+        EXPECT_EQ(module.notify(code, 0x1234567890), result);
+        Lines expected = {R"(\n)" + tag + "## NOTIFY: Code = 0Xx" + shownCode + ", param = 0x34567890"};
+        for (const std::string& line : announced) {
             expected.push_back(tag + line);
         }
         expected.push_back(tag + "  call OnModuleNotification()...");
-        expected.insert(expected.end(), each.done.begin(), each.done.end());
+        expected.insert(expected.end(), done.begin(), done.end());
         expected.push_back(tag + "  ... OnModuleNotification() completed");
         Lines actual = takeLines();
         std::erase_if(actual, [](const std::string& line) { // of the property that is asked for
@@ -273,17 +244,17 @@ TEST(Notifications, ReachTheModuleWhateverTheirCode) {
 
 TEST(LifeCycle, StopWithoutStartAndTwice) {
     HostedModule module(5);
-    takeLines();
-    EXPECT_EQ(module.stop(), 1U);
-    const Lines nothingToStop = takeLines();
-    ASSERT_EQ(nothingToStop.size(), 2U);
-    EXPECT_EQ(nothingToStop[1], R"(\n### Stopping module EM_SHUTDOWN ###\n)");
-
-    ASSERT_TRUE(module.start());
-    EXPECT_EQ(module.stop(), 1U);
-    takeLines();
-    EXPECT_EQ(module.stop(), 1U);
-    EXPECT_EQ(takeLines(), nothingToStop);
+    for (const bool started : {false, true}) {
+        if (started) {
+            ASSERT_TRUE(module.start());
+            EXPECT_EQ(module.stop(), 1U);
+        }
+        takeLines();
+        EXPECT_EQ(module.stop(), 1U);
+        const Lines lines = takeLines();
+        ASSERT_EQ(lines.size(), 2U) << "nothing to stop";
+        EXPECT_EQ(lines[1], R"(\n### Stopping module EM_SHUTDOWN ###\n)");
+    }
 }
 
 TEST(LifeCycle, SecondStartStartsNoSecondThreadAndDeleteWithoutStopEndsAll) {

@@ -1,11 +1,8 @@
 // EM_Create where memory runs out at each of its allocations.
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <new>
 
-#include "module/loaded_module.h"
-#include "rig/recording.h"
+#include "module/module_test.h"
 
 // The module takes these from its host process. A sanitizer brings its own.
 #ifndef EM_SANITIZED

@@ -1,36 +1,16 @@
 // Hosts that answer badly or throw, a debug object that throws, cancels and stops at every moment.
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "module/loaded_module.h"
-#include "rig/files.h"
-#include "rig/recording.h"
-#include "rig/sandbox.h"
+#include "module/module_test.h"
 
 namespace em::test {
 namespace {
 
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
-
 constexpr const char* kOffNow = R"({"OC":517,"DA":1})"; // by the power switch, so without a delay
 constexpr const char* kCompleted = " at level 0 completed";
+constexpr const char* kCancel = R"({"OC":521})";
 constexpr const char* kCancelled =
     "\nEM_SHUTDOWN         : CAB 0007: System shutdown was cancelled by ORBA call!";
 
-using Commands = std::vector<std::string>;
-
-// A job that runs until it is released.
+// A job that runs as long as this lives.
 class HeldJob {
 public:
     explicit HeldJob(ScriptedHost& host) {
@@ -38,19 +18,12 @@ public:
         writeFile("/scratch/held-job.sh", std::string("#!/bin/sh\nread word < ") + kGate + "\n");
         host.answer(kJobName, R"("/scratch/held-job.sh")");
     }
-    ~HeldJob() { release(); }
+    ~HeldJob() { std::ofstream(kGate) << "go\n"; } // opens as soon as the job reads
     HeldJob(const HeldJob&) = delete;
     HeldJob& operator=(const HeldJob&) = delete;
 
-    void release() {
-        if (!std::exchange(m_released, true)) {
-            std::ofstream(kGate) << "go\n"; // opens as soon as the job reads
-        }
-    }
-
 private:
     static constexpr const char* kGate = "/scratch/held-job.gate";
-    bool m_released = false;
 };
 
 // A module and the record of its commands.
@@ -61,7 +34,10 @@ protected:
         static_cast<void>(m_module.request(command));
         ASSERT_TRUE(recording().waitFor(kCompleted)) << recording().shown();
     }
-    Commands commands(size_t expected) const { return commandLines(m_commands, expected); }
+    static void expectOnce(const char* line) {
+        EXPECT_EQ(recording().count(line), 1U) << recording().shown();
+    }
+    Lines commands(size_t expected) const { return commandLines(m_commands, expected); }
 
     // Calls the module on a thread of the host that is cancelled from the start; returns the thread's value.
     void* cancelledIn(void (*call)(HostedModule&)) {
@@ -94,7 +70,7 @@ TEST_F(FaultTest, ThrowingHostNeitherEndsTheProcessNorTheScenario) {
     EXPECT_EQ(m_module.request(kOffNow), "true " + withCommand(R"({"OC":517,"DA":1,"ST":0})"));
     ASSERT_TRUE(recording().waitFor(kCompleted));
     EXPECT_TRUE(recording().contains("\n\nEM_SHUTDOWN         : ## EXCEPTION in "));
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
     EXPECT_EQ(m_module.status(), 3U);
     EXPECT_EQ(m_module.stop(), 1U);
     EXPECT_TRUE(m_module.destroy());
@@ -112,7 +88,7 @@ TEST_F(FaultTest, StopEndsWhatACancelledStartLeftBehind) {
     EXPECT_TRUE(recording().contains("### Stop of module EM_SHUTDOWN completed successfully ###"));
     EXPECT_TRUE(recording().contains("EXIT THREAD TaskHandler()!"));
     EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
-    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_EQ(commands(0), Lines{});
 }
 
 TEST_F(FaultTest, StopOfAModuleNeverStartedLeavesTheWatcherToTheDestructor) {
@@ -136,52 +112,50 @@ TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
         }
     });
     start();
-    static_cast<void>(m_module.request(kOffNow));
-    static_cast<void>(m_module.request(R"({"OC":521})"));
+    m_module.request(kOffNow);
+    m_module.request(kCancel);
     ASSERT_TRUE(recording().waitFor(kCompleted));
     recording().onLine(nullptr);
     EXPECT_EQ(m_module.status(), 5U) << recording().shown();
-    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_EQ(commands(0), Lines{});
 }
 
 TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
-    static_cast<void>(m_module.request(kOffNow));
-    static_cast<void>(m_module.request(R"({"OC":521})"));
+    m_module.request(kOffNow);
+    m_module.request(kCancel);
     static_cast<void>(m_module.request(R"({"OC":518,"DA":1})"));
     start();
     ASSERT_TRUE(recording().waitFor(kCompleted));
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"}) << "the first one, the second is purged";
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"}) << "the first one, the second is purged";
     EXPECT_FALSE(recording().contains(kCancelled));
 }
 
 TEST_F(FaultTest, CancelIsLostInsideTheStatusMessageAndRefusedAfterTheCommand) {
     m_module.host.onMessage([this](uint32_t code, uint32_t, Envelope& envelope) {
         if (code == 527 && numberOf(commandOf(envelope), "DA", 0) == 1) {
-            static_cast<void>(m_module.request(R"({"OC":521})"));
+            m_module.request(kCancel);
         }
     });
     start();
     requestAndWait();
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
-    EXPECT_EQ(m_module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
-    EXPECT_EQ(recording().count(
-                  "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled"),
-              1U);
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
+    EXPECT_EQ(m_module.request(kCancel), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    expectOnce("\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled");
     EXPECT_EQ(m_module.status(), 3U);
 }
 
 TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
-    HeldJob job(m_module.host);
+    auto job = std::make_unique<HeldJob>(m_module.host);
     start();
-    static_cast<void>(m_module.request(kOffNow));
+    m_module.request(kOffNow);
     ASSERT_TRUE(recording().waitFor("ExecuteCmd forked"));
-    EXPECT_EQ(m_module.request(R"({"OC":521})"), "true " + withCommand(R"({"OC":521,"ST":0})"));
+    EXPECT_EQ(m_module.request(kCancel), "true " + withCommand(R"({"OC":521,"ST":0})"));
     EXPECT_EQ(m_module.status(), 4U);
-    job.release();
+    job.reset();
     ASSERT_TRUE(recording().waitFor(kCompleted));
-    EXPECT_EQ(recording().count(kCancelled), 1U);
+    expectOnce(kCancelled);
     EXPECT_EQ(m_module.status(), 5U);
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
     EXPECT_FALSE(recording().contains("Disable all Tasks")) << "the queue stays open";
 }
 
@@ -190,8 +164,8 @@ TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
     m_module.host.answer(kJobTimeout, "1");
     start();
     requestAndWait();
-    EXPECT_EQ(recording().count("COSShutdown         : WARNING - Timeout waiting for cleanup program\n"), 1U);
-    EXPECT_EQ(commands(1), Commands{"/sbin/poweroff"});
+    expectOnce("COSShutdown         : WARNING - Timeout waiting for cleanup program\n");
+    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
 }
 
 TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
@@ -202,9 +176,7 @@ TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
     const auto begin = Clock::now();
     EXPECT_EQ(m_module.notify(0x30000), 1U);
     EXPECT_GE(Clock::now() - begin, 4900ms);
-    EXPECT_EQ(recording().count(
-                  "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n"),
-              1U);
+    expectOnce("\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n");
     EXPECT_FALSE(recording().contains("START CM_Disconnect")) << "dropped with the queue";
 }
 
@@ -216,10 +188,10 @@ TEST_F(FaultTest, StopFromTheHandlersOwnThreadReturns) {
         }
     });
     start();
-    static_cast<void>(m_module.request(kOffNow));
+    m_module.request(kOffNow);
     ASSERT_TRUE(recording().waitFor("EXIT THREAD TaskHandler()!")) << recording().shown();
     EXPECT_TRUE(recording().contains("ERROR ! ThreadJoin failed"));
-    EXPECT_EQ(commands(0), Commands{});
+    EXPECT_EQ(commands(0), Lines{});
     EXPECT_TRUE(m_module.destroy());
 }
 #endif
@@ -241,8 +213,8 @@ TEST_F(Refusal, OfAHostThatIsNotRoot) {
     start();
     std::filesystem::current_path("/tmp");
     requestAndWait();
-    EXPECT_EQ(recording().count("\nCOSShutdown         : PrepareSystemShutdown(): FAILED!"), 1U);
-    EXPECT_EQ(commands(0), Commands{});
+    expectOnce("\nCOSShutdown         : PrepareSystemShutdown(): FAILED!");
+    EXPECT_EQ(commands(0), Lines{});
     EXPECT_EQ(std::filesystem::current_path(), "/tmp");
     EXPECT_EQ(m_module.status(), 3U);
 }

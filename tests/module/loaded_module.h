@@ -2,13 +2,11 @@
 // table and the offsets of its fields, and nothing else.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <memory>
-#include <string>
+#include <dlfcn.h>
 
-#include "rig/envelope.h"
+#include <cstdlib>
+#include <memory>
+
 #include "rig/scripted_host.h"
 
 namespace em::test {
@@ -20,7 +18,17 @@ class LoadedModule {
 public:
     static constexpr uint32_t kLevelFromFiles = 0xFFFFFFFF; // nothing is set in the environment
 
-    explicit LoadedModule(uint32_t traceLevel);
+    explicit LoadedModule(uint32_t traceLevel) : m_handle(nullptr, &::dlclose) {
+        if (traceLevel == kLevelFromFiles) {
+            ::unsetenv("TM_LOG_DEBUG_LEVEL");
+        } else {
+            ::setenv("TM_LOG_DEBUG_LEVEL", std::to_string(traceLevel).c_str(), 1);
+        }
+        m_handle.reset(::dlopen(EM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL));
+        if (m_handle == nullptr) {
+            throw std::runtime_error(::dlerror());
+        }
+    }
 
     [[nodiscard]] bool create(void** object, uint64_t value = 0) const {
         return symbol<bool(void**, uint64_t)>("EM_Create")(object, value);
@@ -36,7 +44,13 @@ private:
     Function* symbol(const char* name) const {
         return reinterpret_cast<Function*>(find(name));
     }
-    void* find(const char* name) const;
+    void* find(const char* name) const {
+        void* const address = ::dlsym(m_handle.get(), name);
+        if (address == nullptr) {
+            throw std::runtime_error(std::string("no export ") + name);
+        }
+        return address;
+    }
 
     std::unique_ptr<void, int (*)(void*)> m_handle;
 };
@@ -57,8 +71,19 @@ Field fieldAt(const void* object, size_t offset) {
 // A created module with its host, as most tests want it; deleted at the end.
 class HostedModule {
 public:
-    explicit HostedModule(uint32_t traceLevel = 5);
-    ~HostedModule();
+    explicit HostedModule(uint32_t traceLevel = 5) : library(traceLevel) {
+        if (!library.create(&object) || object == nullptr) {
+            throw std::runtime_error("EM_Create gave no module");
+        }
+        host.attachTo(object);
+        static_cast<void>(callSlot<unsigned>(object, 10, kCabinet));
+    }
+    ~HostedModule() {
+        if (!m_destroyed) {
+            static_cast<void>(stop());
+            static_cast<void>(destroy());
+        }
+    }
 
     // False when EM_Delete did not say 1. Once.
     bool destroy() {
@@ -78,9 +103,17 @@ public:
     }
     // The answered envelope's text, behind "true " or "false ", the handler's result.
     std::string request(const std::string& command) { return requestWhole(withCommand(command)); }
-    std::string requestWhole(const std::string& json, int32_t cursor = 0);
+    std::string requestWhole(const std::string& json, int32_t cursor = 0) {
+        Envelope envelope(json, cursor);
+        const bool handled = callSlot<bool>(object, 8, &envelope);
+        return (handled ? "true " : "false ") + textOf(envelope);
+    }
     // "DA" of the answer to a status query.
-    uint32_t status();
+    uint32_t status() {
+        Envelope envelope(withCommand(R"({"OC":523})"));
+        static_cast<void>(callSlot<bool>(object, 8, &envelope));
+        return numberOf(commandOf(envelope), "DA", 0xFFFFFFFF);
+    }
 
     LoadedModule library;
     ScriptedHost host;

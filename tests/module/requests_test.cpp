@@ -1,19 +1,12 @@
 // What the request handler answers to every code and every shape of an envelope.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "module/loaded_module.h"
-#include "rig/recording.h"
-#include "rig/sandbox.h"
+#include "module/module_test.h"
 
 namespace em::test {
 namespace {
 
 constexpr const char* kNoPending = "\nEM_SHUTDOWN         : ERROR! No pending system shutdown found!";
 
-TEST(Requests, AnswerMalformedEnvelopes) {
+TEST(Requests, AnswerEnvelopesOfEveryShape) {
     // Where the status cannot be written the envelope stays as it was, and only the result tells.
     constexpr const char* kUnchanged = nullptr;
     const struct {
@@ -37,14 +30,19 @@ TEST(Requests, AnswerMalformedEnvelopes) {
         {R"({"SIP":{"V":1,"CMD":[{"OC":517}]}})", kUnchanged, 65537},
     };
     HostedModule module(2);
-    for (const auto& each : cases) {
+    for (const auto& [sent, answered, cursor] : cases) {
         recording().clear();
-        EXPECT_EQ(module.requestWhole(each.sent, each.cursor),
-                  std::string("false ") + (each.answered == kUnchanged ? each.sent : each.answered))
-            << each.sent << " at " << each.cursor;
-        EXPECT_EQ(recording().count("EM_SHUTDOWN (REQ)   : "), 1U) << each.sent;
-        EXPECT_EQ(recording().count("EM_SHUTDOWN (RET)   : "), 1U) << each.sent;
+        EXPECT_EQ(module.requestWhole(sent, cursor),
+                  std::string("false ") + (answered == kUnchanged ? sent : answered))
+            << sent << " at " << cursor;
+        EXPECT_EQ(recording().count("EM_SHUTDOWN (REQ)   : "), 1U) << sent;
+        EXPECT_EQ(recording().count("EM_SHUTDOWN (RET)   : "), 1U) << sent;
     }
+    // At another cursor, and without a version.
+    EXPECT_EQ(module.requestWhole(R"({"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":"x","ST":9}]}})", 1),
+              R"(true {"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":0,"ST":0}]}})");
+    EXPECT_EQ(module.requestWhole(R"({"SIP":{"CMD":[{"OC":523}]}})"),
+              R"(true {"SIP":{"CMD":[{"OC":523,"DA":0,"ST":0}]}})");
     EXPECT_FALSE(callSlot<bool>(module.object, 8, static_cast<Envelope*>(nullptr)));
     EXPECT_EQ(module.status(), 0U) << "none of them asked for a shutdown";
 }
@@ -61,15 +59,6 @@ TEST(Requests, ReadTheCodeInEveryForm) {
         EXPECT_EQ(answer(code), "false " + withCommand(R"({"OC":)" + code + R"(,"ST":1})"));
     }
     EXPECT_EQ(module.status(), 0U);
-}
-
-TEST(Requests, WorkOnTheCommandAtTheCursor) {
-    HostedModule module(0);
-    EXPECT_EQ(module.requestWhole(R"({"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":"x","ST":9}]}})", 1),
-              R"(true {"SIP":{"V":1,"CMD":[{"OC":517},{"OC":527,"DA":0,"ST":0}]}})");
-    EXPECT_EQ(module.requestWhole(R"({"SIP":{"CMD":[{"OC":523}]}})"),
-              R"(true {"SIP":{"CMD":[{"OC":523,"DA":0,"ST":0}]}})")
-        << "a missing version passes";
 }
 
 TEST(Requests, RefuseAHaltAndCancelOnlyWhatIsPending) {
@@ -115,31 +104,29 @@ TEST(Requests, AreRefusedInTheQueueAfterStop) {
 }
 
 TEST(Replies, HaveALineEachAndThreeQueueAShutdown) {
-    const struct {
-        const char* command;
-        std::string line; // behind the tag
-        bool queues = false;
-    } cases[] = {{R"({"OC":521})", " #Reply CM_ShutdownRequestCancelled #"},
-                 {R"({"OC":551,"ST":5})", " #CM_AgentServiceRestartRequested #"},
-                 {R"({"OC":523})", ""},
-                 {R"({"OC":1})", ""},
-                 {"{}", ""},
-                 {R"({"OC":[517]})", ""},
-                 {"17", ""},
-                 {R"({"OC":517})", " #Reply CM_RequestShutdownAndOff #", true},
-                 {R"({"OC":518})", " #Reply CM_RequestShutdownAndReset #", true},
-                 {R"({"OC":522})", " #Reply CM_RequestShutdownAndHalt #", true}};
+    // A command, its line behind the tag, and whether it queues a shutdown.
+    const std::tuple<const char*, std::string, bool> cases[] = {
+        {R"({"OC":521})", " #Reply CM_ShutdownRequestCancelled #", false},
+        {R"({"OC":551,"ST":5})", " #CM_AgentServiceRestartRequested #", false},
+        {R"({"OC":523})", "", false},
+        {R"({"OC":1})", "", false},
+        {"{}", "", false},
+        {R"({"OC":[517]})", "", false},
+        {"17", "", false},
+        {R"({"OC":517})", " #Reply CM_RequestShutdownAndOff #", true},
+        {R"({"OC":518})", " #Reply CM_RequestShutdownAndReset #", true},
+        {R"({"OC":522})", " #Reply CM_RequestShutdownAndHalt #", true}};
     const std::string tag = "\nEM_SHUTDOWN         : ";
     HostedModule module(5);
     callSlot<void>(module.object, 7, static_cast<Envelope*>(nullptr));
-    for (const auto& each : cases) {
+    for (const auto& [command, line, queues] : cases) {
         recording().clear();
-        module.reply(each.command);
+        module.reply(command);
         const std::vector<Record> records = recording().all();
-        EXPECT_EQ(records.at(1).text, tag + "  -> ApplicationReply()") << each.command;
-        EXPECT_EQ(records.at(2).text, tag + (each.line.empty() ? "  <- ApplicationReply()" : each.line));
-        EXPECT_EQ(recording().count("Task at level 0 raised"), each.queues ? 1U : 0U) << each.command;
-        EXPECT_EQ(module.status(), each.queues ? 1U : 0U) << each.command;
+        EXPECT_EQ(records.at(1).text, tag + "  -> ApplicationReply()") << command;
+        EXPECT_EQ(records.at(2).text, tag + (line.empty() ? "  <- ApplicationReply()" : line));
+        EXPECT_EQ(recording().count("Task at level 0 raised"), queues ? 1U : 0U) << command;
+        EXPECT_EQ(module.status(), queues ? 1U : 0U) << command;
     }
 }
 

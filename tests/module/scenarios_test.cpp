@@ -1,28 +1,10 @@
 // Each scenario of the module from EM_Create to EM_Delete, against its golden file at each trace level: every
 // line with its level, every message to the host, and the commands, in their order.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <ostream>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include "host/sandbox/sandbox_layout.h"
 #include "module/golden_trace.h"
-#include "module/loaded_module.h"
-#include "rig/files.h"
-#include "rig/recording.h"
-#include "rig/sandbox.h"
+#include "module/module_test.h"
 
 namespace em::test {
 namespace {
-
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 constexpr const char* kJobDirectories = "/opt/Orlendix/vital/etc/ombrad";
 constexpr const char* kJobFile = "/opt/Orlendix/vital/etc/ombrad/ombradAction.file";
@@ -132,7 +114,7 @@ size_t idleLines(const GoldenScenario& golden, unsigned level) {
     }));
 }
 
-class ScenarioAtLevel : public testing::TestWithParam<std::tuple<Scenario, unsigned>> {};
+using ScenarioAtLevel = testing::TestWithParam<std::tuple<Scenario, unsigned>>;
 
 // Start, scenario, Stop, delete; then the comparison.
 void walk(const Scenario& scenario, unsigned level) {

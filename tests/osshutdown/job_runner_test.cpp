@@ -1,15 +1,9 @@
 #include "osshutdown/job_runner.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "base/current_directory.h"
-#include "contract/places.h"
 #include "osshutdown/os_shutdown.h"
-#include "rig/files.h"
 #include "rig/sandbox.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -28,16 +22,13 @@ std::string lines(const char* what, const std::string& command) {
     return std::string("COSShutdown         : ExecuteCmd ") + what + command + "\n";
 }
 
-class JobRunnerTest : public testing::Test {
-protected:
+struct JobRunnerTest : test::UnitTest {
     JobRunnerTest() { fs::current_path("/"); }
     ~JobRunnerTest() override {
         fs::current_path("/");
         test::collectChildren();
     }
 
-    fake::Scope m_fake;
-    test::TemporaryDirectory m_files;
     COSShutdown m_executor;
 };
 
@@ -130,11 +121,7 @@ TEST_F(JobRunnerTest, ChoosesTheDirectory) {
     const std::string fallback = m_files.pathOf("fallback");
     const std::string given = m_files.pathOf("given");
     const std::string job = here + "/true";
-    const struct {
-        const char* path;
-        const char* directory;
-        std::string expected;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::string> cases[] = {
         {job.c_str(), nullptr, here},        {job.c_str(), "", here},
         {job.c_str(), given.c_str(), given}, {job.c_str(), "/no/such/directory", given}, // as before
         {"/true", nullptr, fallback},        {"//true", nullptr, "/"},

@@ -1,13 +1,8 @@
 #include "osshutdown/os_shutdown.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "base/system.h"
-#include "contract/places.h"
 #include "rig/sandbox.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -18,8 +13,7 @@ using Commands = std::vector<std::string>;
 // Signals 1, 2, 14 and 15.
 constexpr const char* kEndingBlocked = "0000000000006003";
 
-class OsShutdownTest : public testing::Test {
-protected:
+struct OsShutdownTest : testing::Test {
     OsShutdownTest() { fs::current_path("/tmp"); }
     ~OsShutdownTest() override { test::collectChildren(); }
 
@@ -29,13 +23,10 @@ protected:
 
 // The trace throws at the hard-shutdown thread's announcement, which makes it run the forced command, too.
 TEST_F(OsShutdownTest, EachKindHasItsCommands) {
-    const struct {
-        uint32_t kind;
-        const char* word;
-        std::string command;
-    } rows[] = {{2, "reboot", "/sbin/reboot"},     {4, "shutdown", "/sbin/halt"},
-                {8, "poweroff", "/sbin/poweroff"}, {0, "poweroff", "/sbin/poweroff"},
-                {7, "poweroff", "/sbin/poweroff"}, {10, "poweroff", "/sbin/poweroff"}};
+    const std::tuple<uint32_t, const char*, std::string> rows[] = {
+        {2, "reboot", "/sbin/reboot"},     {4, "shutdown", "/sbin/halt"},
+        {8, "poweroff", "/sbin/poweroff"}, {0, "poweroff", "/sbin/poweroff"},
+        {7, "poweroff", "/sbin/poweroff"}, {10, "poweroff", "/sbin/poweroff"}};
     fake::setPath(place::kShell, "/bin/bash"); // which hands its signal mask on
     for (const auto& [kind, word, command] : rows) {
         test::TraceCapture capture(1);

@@ -1,7 +1,5 @@
 #include "platform/name_table.h"
 
-#include <algorithm>
-#include <map>
 #include <random>
 
 #include "support/unit_test.h"
@@ -21,18 +19,14 @@ Table::Entry make(const char* name, int value) {
     return {name != nullptr ? ::strdup(name) : nullptr, value, 0};
 }
 
-std::vector<std::string> names(const Table& table) {
-    std::vector<std::string> result;
-    for (const Table::Entry& entry : table.entries()) {
-        result.emplace_back(entry.name != nullptr ? entry.name : "<null>");
-    }
-    return result;
-}
+using Rows = std::vector<std::pair<std::string, int>>;
 
-bool holds(const Table& table, const std::map<std::string, int>& wanted) {
-    return std::ranges::equal(table.entries(), wanted, [](const Table::Entry& entry, const auto& pair) {
-        return entry.name == pair.first && entry.value == pair.second;
-    });
+Rows rowsOf(const Table& table) {
+    Rows rows;
+    for (const Table::Entry& entry : table.entries()) {
+        rows.emplace_back(entry.name != nullptr ? entry.name : "<null>", entry.value);
+    }
+    return rows;
 }
 
 struct NameTableTest : testing::Test {
@@ -42,13 +36,12 @@ struct NameTableTest : testing::Test {
 
 TEST_F(NameTableTest, NullNamesSortLastAndBytesCountUnsigned) {
     Table table;
-    for (const char* name : {"b", "\xC3\xA4", "", static_cast<const char*>(nullptr), "ba", "B"}) {
-        ASSERT_NE(table.insert(make(name, 1)), nullptr);
+    constexpr const char* kNull = nullptr;
+    for (int value = 0; const char* name : {"b", "\xC3\xA4", "", kNull, "ba", "B", kNull}) {
+        ASSERT_NE(table.insert(make(name, value++)), nullptr);
     }
-    EXPECT_EQ(names(table), (std::vector<std::string>{"", "B", "b", "ba", "\xC3\xA4", "<null>"}));
-    ASSERT_NE(table.insert(make(static_cast<const char*>(nullptr), 2)), nullptr);
-    EXPECT_EQ(table.count(), 6U) << "two null names are equal";
-    EXPECT_EQ(table.find(nullptr)->value, 2);
+    EXPECT_EQ(rowsOf(table), (Rows{{"", 2}, {"B", 5}, {"b", 0}, {"ba", 4}, {"\xC3\xA4", 1}, {"<null>", 6}}));
+    EXPECT_EQ(table.find(nullptr)->value, 6) << "two null names are equal";
 }
 
 // The table against a map, over random insertions, replacements and removals.
@@ -76,12 +69,12 @@ TEST_F(NameTableTest, BehavesAsAMapAndNeverShrinks) {
         ASSERT_EQ(table.capacity() % 16, 0U);
         capacity = table.capacity();
     }
-    EXPECT_TRUE(holds(table, model));
+    EXPECT_EQ(rowsOf(table), Rows(model.begin(), model.end()));
     EXPECT_EQ(destroyed.size(), changes);
 }
 
 TEST_F(NameTableTest, AppendedEntriesEndAsIfInsertedOneByOne) {
-    const std::pair<std::vector<std::string>, std::map<std::string, int>> loadings[] = {
+    const std::pair<std::vector<std::string>, Rows> loadings[] = {
         {{}, {}}, // the names as they are appended, and the positions of those that are kept
         {{"a", "b", "c"}, {{"a", 0}, {"b", 1}, {"c", 2}}},
         {{"c", "a", "b"}, {{"a", 1}, {"b", 2}, {"c", 0}}},
@@ -102,7 +95,7 @@ TEST_F(NameTableTest, AppendedEntriesEndAsIfInsertedOneByOne) {
         });
         EXPECT_EQ(replacements, appended.size() - kept.size());
         EXPECT_EQ(destroyed.size(), replacements);
-        EXPECT_TRUE(holds(table, kept));
+        EXPECT_EQ(rowsOf(table), kept);
     }
 }
 
@@ -114,7 +107,7 @@ TEST_F(NameTableTest, ThrowInsideSortingLosesNothing) {
     EXPECT_THROW(table.sortAppended([](const auto&, const auto&) { throw 1; }), int);
     EXPECT_EQ(table.count(), 3U);
     table.sortAppended([](const auto&, const auto&) {});
-    EXPECT_EQ(names(table), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(rowsOf(table), (Rows{{"a", 1}, {"b", 1}}));
 }
 
 TEST_F(NameTableTest, WithoutMemoryTheEntryStaysTheCallers) {
@@ -131,7 +124,7 @@ TEST_F(NameTableTest, WithoutMemoryTheEntryStaysTheCallers) {
         EXPECT_EQ(table.find(name), nullptr);
         ASSERT_NE(table.insert(make(name, 1)), nullptr);
     }
-    EXPECT_EQ(names(table), (std::vector<std::string>{"a", "b", "c"}));
+    EXPECT_EQ(rowsOf(table), (Rows{{"a", 1}, {"b", 1}, {"c", 1}}));
 }
 
 } // namespace

@@ -1,18 +1,7 @@
 #include "shutdown/agents_restart.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <string>
-#include <vector>
-
 #include "base/system.h"
-#include "contract/places.h"
-#include "rig/files.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em {
 namespace {
@@ -20,8 +9,7 @@ namespace {
 constexpr const char* kManagedLine =
     "CTellmarkAgents: we are running on a System with systemctl (e.g. RHEL7 or SLES12 or higher\n";
 
-class AgentsRestartTest : public testing::Test {
-protected:
+struct AgentsRestartTest : test::UnitTest {
     AgentsRestartTest() {
         m_files.writeScript("shell",
                             "#!/bin/sh\nprintf '%s|%s' \"$1\" \"$2\" > " + m_files.pathOf("started") + "\n");
@@ -34,19 +22,13 @@ protected:
         fake::setPath(place::kShell, m_files.pathOf("shell"));
     }
 
-    fake::Scope m_fake;
-    test::TemporaryDirectory m_files;
     const std::string m_job = m_files.pathOf("ombradAction.file");
 };
 
 TEST_F(AgentsRestartTest, ServiceManagerGetsAJobFileElseTheCommandIsStarted) {
     const std::string detected = "\nCHostwardenInstal: BRIX installation detected!";
-    const struct {
-        const char* identifier;
-        std::string detection;
-        std::string managed;   // the command with a service manager
-        std::string unmanaged; // and without
-    } products[] = {
+    // The command with a service manager, and without.
+    const std::tuple<const char*, std::string, std::string, std::string> products[] = {
         {"em_shutdown", "", "/usr/sbin/ombrad restart", "/usr/sbin/ombrad restart"},
         {"Brix", "", "/usr/sbin/ombrad restart", "/usr/sbin/ombrad restart"},
         {"brix", detected, "/opt/Orlendix/vital/etc/ombrad/StartupScripts/brix restart",
@@ -88,12 +70,7 @@ TEST_F(AgentsRestartTest, ServiceManagerGetsAJobFileElseTheCommandIsStarted) {
 
 TEST_F(AgentsRestartTest, FailuresAreToldByTheirOwnLinesOnly) {
     const std::string execute = "CTellmarkAgents: Execute Restart Job: /usr/sbin/ombrad restart\n";
-    const struct {
-        std::vector<const char*> calls;
-        std::string lines;
-        int error;
-        bool managed;
-    } cases[] = {
+    const std::tuple<std::vector<const char*>, std::string, int, bool> cases[] = {
         {{"open"}, kManagedLine + ("CTellmarkAgents: cannot open \"" + m_job + "\"\n"), EROFS, true},
         {{"write"}, kManagedLine, ENOSPC, true},
         {{"fsync"}, kManagedLine, EIO, true},
@@ -103,14 +80,14 @@ TEST_F(AgentsRestartTest, FailuresAreToldByTheirOwnLinesOnly) {
          EAGAIN,
          false},
     };
-    for (const auto& each : cases) {
+    for (const auto& [calls, lines, error, managed] : cases) {
         const test::TraceCapture capture(4);
-        useScript(each.managed);
-        for (const char* call : each.calls) {
-            fake::failNth(call, 1, each.error, 0);
+        useScript(managed);
+        for (const char* call : calls) {
+            fake::failNth(call, 1, error, 0);
         }
-        EXPECT_FALSE(CTellmarkAgents().RestartAgents()) << each.calls.front();
-        EXPECT_EQ(capture.text(), each.lines) << each.calls.front();
+        EXPECT_FALSE(CTellmarkAgents().RestartAgents()) << calls.front();
+        EXPECT_EQ(capture.text(), lines) << calls.front();
     }
 }
 

@@ -1,22 +1,13 @@
 // The times of the alert sequence, passed in leaps: the delay and the limit of the gate's query.
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cerrno>
-#include <string>
-#include <string_view>
 
 #include "base/clock.h"
-#include "base/system_fake.h"
 #include "contract/operation_codes.h"
-#include "contract/places.h"
 #include "contract/settings.h"
-#include "rig/files.h"
-#include "rig/recording.h"
 #include "rig/sandbox.h"
 #include "rig/scripted_host.h"
 #include "shutdown/shutdown_module.h"
 #include "support/json.h"
+#include "support/unit_test.h"
 
 namespace em::test {
 namespace {
@@ -25,8 +16,7 @@ int64_t secondsBetween(int64_t beginNs, int64_t endNs) {
     return (endNs - beginNs) / 1'000'000'000;
 }
 
-class AlertSequenceTest : public testing::Test {
-protected:
+struct AlertSequenceTest : UnitTest {
     // The delay is what lies between the two questions around it.
     AlertSequenceTest() {
         recording().clear();
@@ -40,7 +30,6 @@ protected:
     }
     ~AlertSequenceTest() override { collectChildren(); }
 
-    fake::Scope m_fake;
     ScriptedHost m_host;
     int64_t m_begin = 0;
     int64_t m_end = 0;
@@ -48,34 +37,29 @@ protected:
 
 TEST_F(AlertSequenceTest, DelayTakesItsWholeTime) {
     constexpr const char* kNoAnswer = "";
-    const struct {
-        const char* name;
-        const char* answer;
-        const char* reason;
-        int64_t seconds;
-        int strayWakeUps = 0;
-        bool eventsFail = false;
-    } cases[] = {
-        {"no answer", kNoAnswer, "0", 60},
-        {"an answer", "7", "0", 7},
-        {"none for the power switch", "7", "1", 0},
-        {"woken without Stop", kNoAnswer, "0", 60, 3},
-        {"no event to wait on", kNoAnswer, "0", 60, 0, true},
-        {"longer than a wait can be", "4294968", "0", 4294967},
+    // The answer, the reason, the delay in seconds, wake-ups without Stop, whether there is an event to wait
+    // on.
+    const std::tuple<const char*, std::string, std::string, int64_t, int, bool> cases[] = {
+        {"no answer", kNoAnswer, "0", 60, 0, true},
+        {"an answer", "7", "0", 7, 0, true},
+        {"none for the power switch", "7", "1", 0, 0, true},
+        {"woken without Stop", kNoAnswer, "0", 60, 3, true},
+        {"no event to wait on", kNoAnswer, "0", 60, 0, false},
+        {"longer than a wait can be", "4294968", "0", 4294967, 0, true},
     };
-    for (const auto& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, answer, reason, seconds, strayWakeUps, events] : cases) {
+        SCOPED_TRACE(name);
         fake::reset();
-        if (each.eventsFail) {
+        if (!events) {
             fake::failNth("pthread_cond_init", 1, ENOMEM, 0);
         }
         CShutdownExtensionModule module;
         m_host.attachTo(&module);
-        m_host.answer(kDelay, each.answer, each.answer == kNoAnswer ? "" : "0");
-        fake::leapTime(each.strayWakeUps);
-        SipJson request = commandOf(R"({"OC":517,"DA":)" + std::string(each.reason) + "}");
+        m_host.answer(kDelay, answer, answer == kNoAnswer ? "" : "0");
+        fake::leapTime(strayWakeUps);
+        SipJson request = commandOf(R"({"OC":517,"DA":)" + reason + "}");
         module.OnTaskExecution(request, 0);
-        EXPECT_EQ(secondsBetween(m_begin, m_end), each.seconds);
+        EXPECT_EQ(secondsBetween(m_begin, m_end), seconds);
         EXPECT_NE(recording().hostCalls().back().find(R"({"OC":527,"DA":3)"), std::string::npos);
     }
 }
@@ -100,11 +84,10 @@ std::atomic<int64_t> toolKilledNs{0};
 
 // A tool that has said "E" and then hangs opens the gate to nobody.
 TEST_F(AlertSequenceTest, HangingToolIsGivenUpAfterThirtySeconds) {
-    const TemporaryDirectory files;
-    files.writeScript("shell", "#!/bin/sh\necho Enabled\nexec sleep 1000\n");
+    m_files.writeScript("shell", "#!/bin/sh\necho Enabled\nexec sleep 1000\n");
     for (const char* code : {"289", "517"}) {
         fake::reset();
-        fake::setPath(place::kShell, files.pathOf("shell"));
+        fake::setPath(place::kShell, m_files.pathOf("shell"));
         fake::failNth("pidfd_open", 1, ENOSYS, 0); // the wait then sleeps, and sleeps can be leapt over
         CShutdownExtensionModule module;
         m_host.attachTo(&module);

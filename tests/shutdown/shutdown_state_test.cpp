@@ -11,10 +11,7 @@ namespace {
 using enum ShutdownStatus;
 
 TEST(ShutdownStateTest, FromEachStatus) {
-    const struct {
-        ShutdownStatus met, cancelled;
-        bool flag, flagKept;
-    } rows[] = {
+    const std::tuple<ShutdownStatus, ShutdownStatus, bool, bool> rows[] = {
         // The flag of a shutdown that has ended is stale.
         {None, None, false, false},
         {Requested, Cancelled, true, true},
@@ -23,23 +20,23 @@ TEST(ShutdownStateTest, FromEachStatus) {
         {Cancelled, Cancelled, false, true},
         {Aborted, Aborted, false, false},
     };
-    for (const auto& row : rows) {
+    for (const auto& [met, cancelled, flag, flagKept] : rows) {
         ShutdownState state;
-        state.setStatus(row.met);
-        EXPECT_EQ(state.cancel(), row.met);
-        EXPECT_EQ(state.status(), row.cancelled);
-        EXPECT_EQ(state.isCancelled(), row.flag);
+        state.setStatus(met);
+        EXPECT_EQ(state.cancel(), met);
+        EXPECT_EQ(state.status(), cancelled);
+        EXPECT_EQ(state.isCancelled(), flag);
 
         ShutdownState flagged;
         flagged.setStatus(Requested);
         flagged.cancel();
-        flagged.setStatus(row.met);
+        flagged.setStatus(met);
         EXPECT_TRUE(flagged.isCancelled()) << "a status leaves the flag";
         flagged.clearStaleCancelFlag();
-        EXPECT_EQ(flagged.isCancelled(), row.flagKept) << static_cast<int>(row.met);
+        EXPECT_EQ(flagged.isCancelled(), flagKept) << static_cast<int>(met);
         flagged.clearCancelFlag();
         EXPECT_FALSE(flagged.isCancelled());
-        EXPECT_EQ(flagged.status(), row.met);
+        EXPECT_EQ(flagged.status(), met);
     }
 }
 

@@ -1,15 +1,11 @@
 // One pass of the worker for each row: what it asks the host, what it makes of the answer, how long it
 // sleeps. And the watcher where only a failing call of the system shows it.
-#include <gtest/gtest.h>
 
-#include <cerrno>
 #include <ctime>
 
-#include "base/system_fake.h"
 #include "rig/scripted_host.h"
 #include "shutdown/shutdown_module.h"
-#include "support/environment.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em::test {
 namespace {
@@ -73,7 +69,7 @@ TEST(Worker, AsksAndDecides) {
     const fake::Scope scope;
     for (const Row& row : kRows) {
         SCOPED_TRACE(row.name);
-        setEnvironment("TZ", row.zone);
+        ::setenv("TZ", row.zone, 1);
         fake::setWallClock(row.now);
         const TraceCapture trace(4);
         ScriptedHost host;

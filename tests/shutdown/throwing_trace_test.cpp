@@ -1,18 +1,13 @@
 // Whole scenarios, once for each of their trace lines, which the host's debug object throws at: no outcome,
 // no answer, no message to the host and no order may hang on a line.
-#include <gtest/gtest.h>
 
-#include <cerrno>
 #include <ostream>
-#include <string>
-#include <vector>
 
-#include "base/system_fake.h"
 #include "rig/sandbox.h"
 #include "rig/scripted_host.h"
 #include "shutdown/shutdown_module.h"
 #include "support/json.h"
-#include "support/trace_capture.h"
+#include "support/unit_test.h"
 
 namespace em::test {
 namespace {
@@ -45,15 +40,14 @@ std::string answerTo(Module& module, const char* command) {
     return (handled ? "true " : "false ") + commandText(request);
 }
 
-class ThrowingTrace : public testing::TestWithParam<Scenario> {
-protected:
+struct ThrowingTrace : testing::TestWithParam<Scenario> {
     ThrowingTrace() {
         fake::failNth("clock_nanosleep", 1, EINVAL, 0); // settling times and pauses pass at once
         setMaintenance(GetParam().gate);
     }
 
     // Everything that somebody outside could see of a run, the trace apart: results, messages, commands.
-    Texts run(size_t line, std::string& thrown, bool& taskExceptions) {
+    Texts run(size_t line) {
         const TraceCapture trace(5);
         recording().throwAt(line);
         Texts outcome;
@@ -89,16 +83,16 @@ protected:
 
     const fake::Scope m_script;
     CommandLog m_commands;
+    std::string thrown; // the line of the last run
+    bool taskExceptions = false;
 };
 
 TEST_P(ThrowingTrace, ChangesNoOutcome) {
-    std::string thrown;
-    bool taskExceptions = false;
-    const Texts wanted = run(0, thrown, taskExceptions);
+    const Texts wanted = run(0);
     ASSERT_FALSE(taskExceptions);
     size_t line = 1;
     for (;; line += kStride) {
-        const Texts outcome = run(line, thrown, taskExceptions);
+        const Texts outcome = run(line);
         if (thrown.empty()) {
             break;
         }

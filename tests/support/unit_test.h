@@ -3,14 +3,23 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <functional>
+#include <future>
+#include <map>
 #include <optional>
+#include <set>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -30,5 +39,14 @@ struct UnitTest : testing::Test {
     const fake::Scope m_script;
     const TemporaryDirectory m_files;
 };
+
+// Runs the body in so many threads at once, each with its number, to their end.
+template <class Body>
+void inThreads(int count, const Body& body) {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < count; ++thread) {
+        threads.emplace_back([&body, thread] { body(thread); });
+    }
+}
 
 } // namespace em::test

@@ -1,10 +1,6 @@
 // A serializer that records what it is asked to execute, and a message that counts its copies.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-
 #include "support/unit_test.h"
 #include "tasks/task_serializer.h"
 
@@ -49,8 +45,13 @@ public:
     void OnTaskHandlerExit() override { ++exits; }
 
     bool insert(int number, int level = 0, EventHandle* event = nullptr) {
-        const Note note(number);
-        return InsertTask(note, level, event);
+        return InsertTask(Note(number), level, event);
+    }
+    // The first so many, which the queue has room for.
+    void fill(int last) {
+        for (int number = 1; number <= last; ++number) {
+            EXPECT_TRUE(insert(number)) << number;
+        }
     }
     bool waitForExecuted(size_t count) {
         std::unique_lock lock(m_mutex);
@@ -81,13 +82,7 @@ struct TaskSerializerTest : testing::Test {
     }
     ~TaskSerializerTest() override { EXPECT_EQ(Note::alive, 0) << "a record was not freed"; }
 
-    [[nodiscard]] int count(const std::string& part) const {
-        int found = 0;
-        for (const TraceLine& line : capture.lines()) {
-            found += line.text.find(part) != std::string::npos ? 1 : 0;
-        }
-        return found;
-    }
+    [[nodiscard]] static size_t count(std::string_view part) { return recording().count(part); }
 
     TraceCapture capture{5};
     fake::Scope scope;

@@ -18,14 +18,12 @@ TEST_F(TaskSerializerTest, TheTenthTaskIsRefused) {
         EXPECT_EQ(note.number, 10);
         nested = serializer.refusals == 1 && serializer.InsertTask(note, level, nullptr);
     };
-    for (int number = 1; number <= 9; ++number) {
-        EXPECT_TRUE(serializer.insert(number)) << number;
-    }
+    serializer.fill(9);
     capture.clear();
     EXPECT_FALSE(serializer.insert(10));
     EXPECT_FALSE(nested) << "the lock is taken again by its owner";
     EXPECT_EQ(serializer.refusals, 2);
-    EXPECT_EQ(count("\nCTaskSerializer     : ## ERROR! Task queue for priority 0 is full"), 2);
+    EXPECT_EQ(count("\nCTaskSerializer     : ## ERROR! Task queue for priority 0 is full"), 2U);
     EXPECT_EQ(Note::copies, 9) << "what is refused as full is not copied";
 
     serializer.StartSerialization();
@@ -63,8 +61,7 @@ TEST_F(TaskSerializerTest, TheHighestLevelGoesFirst) {
     serializer.TerminateSerialization();
     EXPECT_EQ(serializer.executed(), (std::vector<int>{20, 21, 22, 10, 11, 0, 1}));
     EXPECT_EQ(emptied, (std::vector<int>{2, 1, 0}));
-    EXPECT_EQ(serializer.starts, 1);
-    EXPECT_EQ(serializer.exits, 1);
+    EXPECT_TRUE(serializer.starts == 1 && serializer.exits == 1);
 }
 
 TEST_F(TaskSerializerTest, TerminatingWaitsForTheRunningTaskAndDropsTheOthers) {
@@ -96,7 +93,7 @@ TEST_F(TaskSerializerTest, TerminatingWaitsForTheRunningTaskAndDropsTheOthers) {
     serializer.StartSerialization();
     EXPECT_TRUE(serializer.IsHandlerAlive()) << "the handler may run again";
     EXPECT_FALSE(serializer.insert(5)) << "but nothing enables the inserts";
-    EXPECT_EQ(count(kLocked), 2);
+    EXPECT_EQ(count(kLocked), 2U);
 }
 
 TEST_F(TaskSerializerTest, AnInsertThatRacesWithAPurgeIsRefused) {
@@ -107,10 +104,96 @@ TEST_F(TaskSerializerTest, AnInsertThatRacesWithAPurgeIsRefused) {
         serializer.RemoveAllTasks();
     };
     EXPECT_FALSE(serializer.InsertTask(note, 0, nullptr)) << "disabled between its first test and the lock";
-    EXPECT_EQ(count("\nCTaskSerializer     : Manager locked for Tasks at level 0. Task ignored!"), 1);
+    EXPECT_EQ(count("\nCTaskSerializer     : Manager locked for Tasks at level 0. Task ignored!"), 1U);
     EXPECT_EQ(Note::alive, 1) << "only the caller's own";
     serializer.StartSerialization();
     EXPECT_EQ(serializer.executed(), std::vector<int>{});
+}
+
+// What throws or fails.
+constexpr const char* kException = "\n\nCTaskSerializer     : ## EXCEPTION in OnTaskExecution()! ##";
+
+TEST_F(TaskSerializerTest, ATaskThatThrowsEndsNothing) {
+    RecordingSerializer serializer;
+    serializer.execution = [](Note& note, int) {
+        if (note.number == 1) {
+            throw std::runtime_error("lost");
+        }
+    };
+    serializer.queueEmpty = [](int) { throw 1; };
+    EventHandle done(false, true);
+    ASSERT_TRUE(serializer.insert(1, 0, &done));
+    ASSERT_TRUE(serializer.insert(2));
+    serializer.StartSerialization();
+    ASSERT_TRUE(serializer.waitForExecuted(2));
+    ASSERT_TRUE(capture.WaitForLine("EXCEPTION in OnTaskQueueEmpty()! ##"));
+    EXPECT_TRUE(done.CheckEvent());
+    EXPECT_EQ(count(kException), 1U);
+    EXPECT_TRUE(serializer.insert(3)) << "the lock is free";
+    EXPECT_TRUE(serializer.waitForExecuted(3));
+}
+
+TEST_F(TaskSerializerTest, ARefusalWhoseCallbackThrowsLeavesTheLockFree) {
+    RecordingSerializer serializer;
+    serializer.queueFull = [](const Note&, int) { throw std::runtime_error("lost"); };
+    serializer.fill(9);
+    EXPECT_THROW(serializer.insert(10), std::runtime_error);
+    EXPECT_EQ(Note::alive, 9);
+    serializer.StartSerialization();
+    EXPECT_TRUE(serializer.waitForExecuted(9));
+}
+
+TEST_F(TaskSerializerTest, ALineAroundATaskThatThrowsShowsAsItsExceptionAndTheTaskRuns) {
+    for (const char* part : {"Process Task", "completed"}) {
+        capture.clear();
+        capture.throwOn(part);
+        RecordingSerializer serializer;
+        EventHandle done(false, true);
+        ASSERT_TRUE(serializer.insert(1, 0, &done)) << part;
+        serializer.StartSerialization();
+        EXPECT_EQ(done.WaitForEvent(10'000, false), EVENT_SIGNALED) << part;
+        EXPECT_EQ(serializer.executed(), std::vector<int>{1}) << part;
+        EXPECT_EQ(count(kException), 1U) << part;
+    }
+}
+
+TEST_F(TaskSerializerTest, AnExternalEventThatCannotBeSetIsTraced) {
+    RecordingSerializer serializer;
+    EventHandle closed(false, true);
+    closed.CloseEvent();
+    ASSERT_TRUE(serializer.insert(1, 0, &closed));
+    serializer.StartSerialization();
+    char line[80];
+    std::snprintf(line, sizeof line, "\nCTaskSerializer     : ERROR setting external event object 0x%X!",
+                  asUnsigned(&closed));
+    EXPECT_TRUE(capture.WaitForLine(line));
+}
+
+TEST_F(TaskSerializerTest, AThreadThatCannotBeStarted) {
+    RecordingSerializer serializer;
+    fake::failNth("pthread_create", 1, EAGAIN);
+    fake::failNth("clock_nanosleep", 1, EINTR);
+    serializer.StartSerialization();
+    EXPECT_EQ(fake::calls("clock_nanosleep"), 2) << "a signal does not shorten the settling time";
+    EXPECT_FALSE(serializer.IsHandlerAlive());
+    ASSERT_TRUE(serializer.insert(1));
+    capture.clear();
+    serializer.TerminateSerialization();
+    EXPECT_EQ(capture.text(), "\nCTaskSerializer     : TerminateSerialization!"
+                              "\nCTaskSerializer     :   terminated");
+    serializer.StartSerialization();
+    EXPECT_TRUE(serializer.waitForExecuted(1)) << "nothing was there to stop, so nothing was dropped";
+}
+
+TEST_F(TaskSerializerTest, WithoutAWakeEventTheHandlerLooksFromTimeToTime) {
+    fake::failNth("pthread_condattr_setclock", 1, EINVAL);
+    RecordingSerializer serializer;
+    serializer.StartSerialization();
+    ASSERT_TRUE(serializer.insert(1));
+    EXPECT_TRUE(serializer.waitForExecuted(1));
+    serializer.TerminateSerialization();
+    EXPECT_LE(count("Waiting on task queue"), static_cast<size_t>(fake::calls("clock_nanosleep")))
+        << "each failed wait sleeps";
 }
 
 // Without the fixture: nobody keeps the lines of so many tasks.
@@ -125,26 +208,21 @@ TEST(TaskSerializerStress, TasksNeverOverlapAndNoneRunsAfterAPurgeUnderFire) {
     serializer.StartSerialization();
     std::atomic<int> accepted{0};
     std::atomic<bool> go{true};
-    const auto insertWhileGoing = [&] {
+    const auto insertWhileGoing = [&](int /*thread*/) {
         while (go) {
             accepted += serializer.insert(1, accepted % 2) ? 1 : 0;
             std::this_thread::yield();
         }
     };
-    std::array<std::jthread, 4> inserters;
-    const auto fire = [&] {
-        for (std::jthread& inserter : inserters) {
-            inserter = std::jthread(insertWhileGoing);
-        }
-    };
-    fire();
+    const auto fire = [&] { return std::jthread([&] { inThreads(4, insertWhileGoing); }); };
+    std::jthread fires = fire();
     EXPECT_TRUE(serializer.waitForExecuted(500));
     go = false;
-    inserters = {};
+    fires.join();
     EXPECT_TRUE(serializer.waitForExecuted(static_cast<size_t>(accepted))) << "none is lost";
 
     go = true;
-    fire();
+    fires = fire();
     EXPECT_TRUE(serializer.waitForExecuted(static_cast<size_t>(accepted) + 10));
     serializer.DisableAllTasks();
     serializer.RemoveAllTasks();
@@ -153,7 +231,7 @@ TEST(TaskSerializerStress, TasksNeverOverlapAndNoneRunsAfterAPurgeUnderFire) {
     const size_t executed = serializer.executed().size();
     serializer.StartSerialization();
     go = false;
-    inserters = {};
+    fires.join();
     EXPECT_EQ(serializer.executed().size(), executed);
     EXPECT_EQ(Note::alive, 0);
 }

@@ -2,9 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <stdexcept>
 
-#include "support/environment.h"
 #include "support/unit_test.h"
 #include "trace/trace.h"
 
@@ -52,10 +50,10 @@ struct DebugClientTest : testing::Test {
         fake::setPath(place::kTraceConfigDirectory, "/nonexistent");
         configure("3");
     }
-    ~DebugClientTest() override { test::unsetEnvironment("TM_LOG_DEBUG_LEVEL"); }
+    ~DebugClientTest() override { ::unsetenv("TM_LOG_DEBUG_LEVEL"); }
 
     void configure(const char* level, const char* module = "EM_SHUTDOWN") {
-        test::setEnvironment("TM_LOG_DEBUG_LEVEL", level);
+        ::setenv("TM_LOG_DEBUG_LEVEL", level, 1);
         ASSERT_TRUE(m_client.Configure(module));
     }
 
@@ -116,14 +114,15 @@ TEST_F(DebugClientTest, WritesLevelZeroToTheSystemLogToo) {
 TEST_F(DebugClientTest, LeavesErrnoAloneAndShowsItAsItWasAtTheCall) {
     HostDebug host;
     errno = ENOENT;
-    for (const uint32_t level : {0U, 1U, 9U}) {
-        m_client.Trace(level, "\n%%m");
+    const std::function<void()> lines[] = {
+        [&] { m_client.Trace(0, "\n%%m"); },   [&] { m_client.Trace(1, "\n%%m"); },
+        [&] { m_client.Trace(9, "\n%%m"); },   [&] { m_client.Print("x"); },
+        [&] { m_client.PrintTagged(0, "x"); },
+    };
+    for (const auto& line : lines) {
+        line();
         EXPECT_EQ(errno, ENOENT);
     }
-    m_client.Print("x");
-    EXPECT_EQ(errno, ENOENT);
-    m_client.PrintTagged(0, "x");
-    EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(host.errorsSeen, (std::vector<int>{ENOENT, ENOENT, ENOENT, ENOENT}));
     EXPECT_EQ(fake::logRecords().at(0).text, "No such file or directory");
 }
@@ -149,7 +148,7 @@ TEST(Trace, EvaluatesNoArgumentWhileItIsOffAndDropsExceptionsUnlessAskedNotTo) {
 // For the thread sanitizer: lines, a dynamic update on every line and new configurations at the same time.
 TEST_F(DebugClientTest, MayBeConfiguredWhileOtherThreadsWrite) {
     const test::TraceCapture capture(1); // keeps lines of several threads apart
-    test::setEnvironment("TM_LOG_DYNAMIC_UPDATE", "1");
+    ::setenv("TM_LOG_DYNAMIC_UPDATE", "1", 1);
     configure("1", "first");
     std::vector<std::jthread> writers;
     for (int i = 0; i < 3; ++i) {
@@ -167,7 +166,7 @@ TEST_F(DebugClientTest, MayBeConfiguredWhileOtherThreadsWrite) {
     }
     EXPECT_TRUE(capture.WaitForLine("second"));
     writers.clear(); // stops and joins
-    test::unsetEnvironment("TM_LOG_DYNAMIC_UPDATE");
+    ::unsetenv("TM_LOG_DYNAMIC_UPDATE");
 }
 
 } // namespace

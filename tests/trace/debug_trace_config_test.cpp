@@ -1,8 +1,5 @@
 #include "trace/debug_trace_config.h"
 
-#include <map>
-
-#include "support/environment.h"
 #include "support/unit_test.h"
 
 namespace em {
@@ -23,8 +20,8 @@ struct DebugTraceConfigTest : test::UnitTest {
     ~DebugTraceConfigTest() override { clearEnvironment(); }
 
     static void clearEnvironment() {
-        test::unsetEnvironment(kLevelVariable);
-        test::unsetEnvironment(kUpdateVariable);
+        ::unsetenv(kLevelVariable);
+        ::unsetenv(kUpdateVariable);
     }
     void withoutDirectory() { fake::setPath(place::kTraceConfigDirectory, m_files.pathOf("missing")); }
     void writeGlobal(const std::string& interval, time_t modified) const {
@@ -40,10 +37,6 @@ struct DebugTraceConfigTest : test::UnitTest {
         ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
         ASSERT_EQ(m_config.DynamicUpdate(), 30U);
     }
-    void configureForUpdates() {
-        configure("FileDebugLevel=2\nTraceFlags=1");
-        ASSERT_TRUE(writesAt(2000, 2)); // the first line always looks
-    }
     bool writesAt(time_t now, uint32_t level) {
         fake::setWallClock(now);
         return m_config.WillWrite(level);
@@ -53,7 +46,7 @@ struct DebugTraceConfigTest : test::UnitTest {
 };
 
 TEST_F(DebugTraceConfigTest, IsSilentUntilConfiguredForAName) {
-    test::setEnvironment(kLevelVariable, "5");
+    ::setenv(kLevelVariable, "5", 1);
     withoutDirectory();
     EXPECT_FALSE(m_config.Configure(nullptr));
     EXPECT_FALSE(m_config.Configure(""));
@@ -102,8 +95,8 @@ TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
     const std::pair<const char*, uint32_t> cases[] = {{"5", 5},    {"", 0},           {"0x5", 0},
                                                       {"010", 10}, {"4294967297", 1}, {"-1", 0xFFFFFFFF}};
     for (const auto& [text, number] : cases) {
-        test::setEnvironment(kLevelVariable, text);
-        test::setEnvironment(kUpdateVariable, text);
+        ::setenv(kLevelVariable, text, 1);
+        ::setenv(kUpdateVariable, text, 1);
         ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
         EXPECT_EQ(m_config.Level(), number) << text;
         EXPECT_EQ(m_config.DynamicUpdate(), number) << text;
@@ -112,7 +105,7 @@ TEST_F(DebugTraceConfigTest, LetsTheEnvironmentOverrideTheFiles) {
 }
 
 TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyOne) {
-    test::setEnvironment(kLevelVariable, "5");
+    ::setenv(kLevelVariable, "5", 1);
     m_files.write("readme.txt", "not counted");
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_FALSE(m_config.Enabled());
@@ -123,7 +116,7 @@ TEST_F(DebugTraceConfigTest, AsksTheEnvironmentWithoutADirectoryButNotInAnEmptyO
 
     // What was configured before stays when the directory holds no file any more.
     fake::setPath(place::kTraceConfigDirectory, m_files.path());
-    test::setEnvironment(kLevelVariable, "2");
+    ::setenv(kLevelVariable, "2", 1);
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_EQ(m_config.Level(), 5U);
     EXPECT_TRUE(m_config.Enabled());
@@ -149,9 +142,16 @@ TEST_F(DebugTraceConfigTest, ForgetsTheLevelOfTheFormerNameAndKeepsTheRest) {
     EXPECT_EQ(m_config.DynamicUpdate(), 30U);
 }
 
-TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWasSetBack) {
-    configureForUpdates();
-    test::setEnvironment(kLevelVariable, "7"); // not asked again
+// Each is configured with level 2 and an interval of 30 s, and looks with its first line, at 2000.
+struct DebugTraceUpdateTest : DebugTraceConfigTest {
+    DebugTraceUpdateTest() {
+        configure("FileDebugLevel=2\nTraceFlags=1");
+        EXPECT_TRUE(writesAt(2000, 2));
+    }
+};
+
+TEST_F(DebugTraceUpdateTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWasSetBack) {
+    ::setenv(kLevelVariable, "7", 1); // not asked again
     writeOwn("FileDebugLevel=4\nTraceFlags=2\nMemoryTracesFlag=6", 1001);
     EXPECT_FALSE(writesAt(2029, 4));
     errno = EBADF;
@@ -164,8 +164,7 @@ TEST_F(DebugTraceConfigTest, NoticesAChangeOnceTheIntervalHasPassedOrTheClockWas
     EXPECT_TRUE(writesAt(1500, 5));
 }
 
-TEST_F(DebugTraceConfigTest, ChangesTheIntervalAndCanEndTheUpdates) {
-    configureForUpdates();
+TEST_F(DebugTraceUpdateTest, ChangesTheIntervalAndCanEndTheUpdates) {
     writeGlobal("5", 1001);
     EXPECT_TRUE(writesAt(2030, 1));
     EXPECT_EQ(m_config.DynamicUpdate(), 5U);
@@ -176,8 +175,7 @@ TEST_F(DebugTraceConfigTest, ChangesTheIntervalAndCanEndTheUpdates) {
     EXPECT_FALSE(writesAt(9000, 4)) << "no interval, no look";
 }
 
-TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgain) {
-    configureForUpdates();
+TEST_F(DebugTraceUpdateTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgain) {
     writeOwn("FileDebugLevel=0", 1001);
     EXPECT_FALSE(writesAt(2030, 1));
     EXPECT_TRUE(m_config.Enabled()) << "so that the callers' lines go on looking for a change";
@@ -188,23 +186,17 @@ TEST_F(DebugTraceConfigTest, StaysSwitchedOnAtLevelZeroAndOffUntilConfiguredAgai
     EXPECT_FALSE(m_config.Enabled());
 }
 
-TEST_F(DebugTraceConfigTest, LooksAtAFileThatWentOnlyInTheNextConfigure) {
-    configureForUpdates();
+TEST_F(DebugTraceUpdateTest, LooksAtAFileThatWentOnlyInTheNextConfigureAndAtNoneAfterTheTearDown) {
     ASSERT_EQ(::unlink(m_files.pathOf("em.ini").c_str()), 0);
     EXPECT_TRUE(writesAt(2030, 2));
     writeOwn("FileDebugLevel=3", 1002);
     EXPECT_FALSE(writesAt(2060, 3));
     ASSERT_TRUE(m_config.Configure("EM_SHUTDOWN"));
     EXPECT_TRUE(m_config.WillWrite(3));
-}
-
-TEST_F(DebugTraceConfigTest, IsSilentAfterTheTearDown) {
-    configureForUpdates();
     ASSERT_TRUE(m_config.Configure("EM_OTHER"));
     m_config.TearDown();
     m_config.TearDown();
-    EXPECT_FALSE(m_config.Enabled());
-    EXPECT_FALSE(m_config.WillWrite(1));
+    EXPECT_FALSE(m_config.Enabled() || m_config.WillWrite(1));
     EXPECT_STREQ(m_config.ModuleName(), "EM_SHUTDOWN");
 }
 

@@ -26,31 +26,28 @@ struct IniSectionFileTest : test::UnitTest {
 };
 
 TEST_F(IniSectionFileTest, FindsTheSectionOfAFileThatIsClosedByItsMarker) {
-    const struct {
-        const char* what;
-        std::string content;
-        std::optional<uint32_t> key = {}; // "Key"; nothing: the section does not load
-    } cases[] = {
+    // What the file holds, and "Key" in its section.
+    constexpr auto kNotLoaded = std::nullopt;
+    const std::tuple<const char*, std::string, std::optional<uint32_t>> cases[] = {
         {"marker in another case, no line end", "[EM_SHUTDOWN]Key=3[endoffile]", 3},
         {"section name in another case", "[em_Shutdown]\nKey=3\n[ENDOFFILE]", 3},
-        {"no marker", "[EM_SHUTDOWN]\nKey=3\n"},
-        {"another header last", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n[Other]\n"},
-        {"marker with blanks", "[EM_SHUTDOWN]\nKey=3\n[ EndOfFile ]\n"},
+        {"no marker", "[EM_SHUTDOWN]\nKey=3\n", kNotLoaded},
+        {"another header last", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n[Other]\n", kNotLoaded},
+        {"marker with blanks", "[EM_SHUTDOWN]\nKey=3\n[ EndOfFile ]\n", kNotLoaded},
         {"text behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile] and more [\n", 3},
-        {"a bracket closed behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\nx]\n"},
-        {"empty", ""},
-        {"only a closing bracket", "]"},
-        {"longer section name", "[EM_SHUTDOWN2]\nKey=3\n[EndOfFile]\n"},
+        {"a bracket closed behind the marker", "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\nx]\n", kNotLoaded},
+        {"empty", "", kNotLoaded},
+        {"only a closing bracket", "]", kNotLoaded},
+        {"longer section name", "[EM_SHUTDOWN2]\nKey=3\n[EndOfFile]\n", kNotLoaded},
         {"first of two", "[EM_SHUTDOWN]\nKey=3\n[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 3},
         {"header inside a line", "x [EM_SHUTDOWN] Key=3\n[EndOfFile]\n", 3},
-        {"unclosed header swallows the next", "[Open\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"},
+        {"unclosed header swallows the next", "[Open\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", kNotLoaded},
         {"stray closing brackets", "]]\n[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n", 3},
-        {"NUL ends everything", "[Other]\n\0[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"s},
+        {"NUL ends everything", "[Other]\n\0[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"s, kNotLoaded},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(load(c.content), c.key.has_value());
-        EXPECT_EQ(valueOf(m_file, "Key"), c.key);
+    for (const auto& [what, content, key] : cases) {
+        EXPECT_EQ(load(content), key.has_value()) << what;
+        EXPECT_EQ(valueOf(m_file, "Key"), key) << what;
     }
 }
 
@@ -83,38 +80,34 @@ TEST_F(IniSectionFileTest, ReadsTheNumberBehindTheFirstOccurrenceOfTheKey) {
 }
 
 TEST_F(IniSectionFileTest, TakesANewerFileAndKeepsTheOldContentUntilTheNewOneIsWhole) {
+    const std::string closed = "[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n";
     const auto change = [this](const std::string& content, time_t modified) {
         m_files.write("a.ini", content, modified);
         return m_file.LoadIfNewer("EM_SHUTDOWN");
     };
     ASSERT_TRUE(load("[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n"));
     for (const time_t notLater : {1000, 999}) {
-        EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", notLater));
+        EXPECT_FALSE(change(closed, notLater));
     }
     for (const char* unusable : {"[EM_SHUTDOWN]\nKey=4\n", "[Other]\nKey=4\n[EndOfFile]\n", ""}) {
         EXPECT_FALSE(change(unusable, 1001)) << unusable;
     }
     fake::failNth("read", 1, EIO);
-    EXPECT_FALSE(change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001));
+    EXPECT_FALSE(change(closed, 1001));
     EXPECT_EQ(valueOf(m_file, "Key"), 3U);
-    // Of the same second as the half file: the time of an unusable one does not count.
-    EXPECT_TRUE(change("[EM_SHUTDOWN]\nKey=5\n[EndOfFile]\n", 1001));
-    EXPECT_EQ(valueOf(m_file, "Key"), 5U);
+    EXPECT_TRUE(change(closed, 1001))
+        << "of the second of the half file: an unusable one's time does not count";
+    EXPECT_EQ(valueOf(m_file, "Key"), 4U);
 
-    const std::string content = "[EM_SHUTDOWN]\nKey=3\n[EndOfFile]\n";
-    const auto failing = [&](const char* call, const std::function<bool()>& look) {
-        SCOPED_TRACE(call);
-        ASSERT_TRUE(load(content));
+    // A call that fails in a first load or when it looks again.
+    for (const auto& [again, call] :
+         {std::pair(false, "open"), std::pair(false, "fstat"), std::pair(false, "read"),
+          std::pair(true, "stat"), std::pair(true, "open")}) {
+        ASSERT_TRUE(load(closed));
         fake::failNth(call, 1, EIO);
-        EXPECT_FALSE(look());
+        EXPECT_FALSE(again ? change(closed, 1001) : load(closed)) << call;
         EXPECT_FALSE(m_file.HasPath());
         EXPECT_EQ(valueOf(m_file, "Key"), std::nullopt);
-    };
-    for (const char* call : {"open", "fstat", "read"}) {
-        failing(call, [&] { return load(content); });
-    }
-    for (const char* call : {"stat", "open"}) {
-        failing(call, [&] { return change("[EM_SHUTDOWN]\nKey=4\n[EndOfFile]\n", 1001); });
     }
 }
 

@@ -28,13 +28,7 @@ struct ModuleProperties : testing::Test {
         return number;
     }
     // The lines of module and search; the store writes its own between them.
-    static std::string ownLines(const test::TraceCapture& capture) {
-        std::string text;
-        for (const test::TraceLine& line : capture.lines()) {
-            text += line.text.find("CRegistry") == std::string::npos ? line.text : "";
-        }
-        return text;
-    }
+    static std::string ownLines(const test::TraceCapture& capture) { return capture.text("CRegistry"); }
 
     const fake::Scope m_scope;
     const test::RegistryDirectory m_registry;

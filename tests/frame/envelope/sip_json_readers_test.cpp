@@ -70,21 +70,17 @@ TEST(SipJsonReaders, GetUintTakesNumbersAndTexts) {
 }
 
 TEST(SipJsonReaders, DataHasItsTypeAndMayBeStructured) {
-    const struct {
-        JsonType type;
-        const char* data;
-        bool structured = false;
-    } cases[] = {
-        {JsonType::Null, "null"},
-        {JsonType::False, "false"},
-        {JsonType::True, "true"},
+    const std::tuple<JsonType, const char*, bool> cases[] = {
+        {JsonType::Null, "null", false},
+        {JsonType::False, "false", false},
+        {JsonType::True, "true", false},
         {JsonType::Object, R"({"raw":[1]})", true},
-        {JsonType::Object, R"({"RAW":null})"},
-        {JsonType::Array, "[]"},
+        {JsonType::Object, R"({"RAW":null})", false},
+        {JsonType::Array, "[]", false},
         {JsonType::Array, "[{},1]", true},
-        {JsonType::Array, "[1,{}]"},
-        {JsonType::String, R"("x")"},
-        {JsonType::Number, "1.5"},
+        {JsonType::Array, "[1,{}]", false},
+        {JsonType::String, R"("x")", false},
+        {JsonType::Number, "1.5", false},
     };
     for (const auto& [type, data, structured] : cases) {
         EXPECT_TRUE(dataOf(data).HasData()) << data;

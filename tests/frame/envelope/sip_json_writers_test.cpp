@@ -1,8 +1,6 @@
 // Envelopes as their writers leave them, and their copies.
 #include <malloc.h>
 
-#include <cstring>
-
 #include "frame/json/json_tree.h"
 #include "support/json.h"
 #include "support/unit_test.h"
@@ -31,10 +29,7 @@ TEST(SipJsonWriters, InitEnvelopeReplacesTheDocumentAndNothingElse) {
 }
 
 TEST(SipJsonWriters, SetCommandLeavesOutZeroExtensionAndObjectId) {
-    const struct {
-        uint32_t code, extension, objectId, cabinet, status;
-        const char* command;
-    } cases[] = {
+    const std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, const char*> cases[] = {
         {0x0100, 0, 0, 0, 0, R"({"OC":256,"CA":0,"ST":0})"},
         {57345, 0x1700, 0, 3, 22, R"({"OC":57345,"OE":5888,"CA":3,"ST":22})"},
         {1, 0, 2, 3, status::kKeep, R"({"OC":1,"OI":2,"CA":3})"},

@@ -5,7 +5,6 @@
 #include "frame/json/json_text.h"
 #include "frame/module/cabinet_number.h"
 #include "frame/module/host_interface.h"
-#include "rig/recording.h"
 #include "rig/scripted_host.h"
 #include "support/unit_test.h"
 

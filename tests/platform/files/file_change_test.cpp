@@ -17,11 +17,10 @@ struct FileChangeTest : test::UnitTest {
     [[nodiscard]] std::ptrdiff_t files() const {
         return std::distance(fs::directory_iterator(m_files.path()), {});
     }
-    [[nodiscard]] FileChangeResult replace(const char* name, const char* content) const {
+    [[nodiscard]] FileChangeResult replace(const std::string& name, const char* content) const {
+        constexpr FileModes kModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
         return replaceFileContent(m_files.pathOf(name).c_str(), kModes, content);
     }
-
-    static constexpr FileModes kModes = {.fresh = 0644, .widest = 0644, .lessTheMask = true};
 };
 
 TEST_F(FileChangeTest, ReplacesInOneStepAndKeepsTheMode) {
@@ -71,20 +70,16 @@ TEST_F(FileChangeTest, LinksStayLinks) {
 }
 
 TEST_F(FileChangeTest, FaultsLeaveTheOldContentOrTheNewAndNothingElse) {
-    const struct {
-        const char* call;
-        int nth, error;
-        bool written, notOpened = false;
-    } cases[] = {
+    const std::tuple<const char*, int, int, bool, bool> cases[] = {
         {"openat", 4, EACCES, false, true}, // behind three looks on the way
         {"openat", 5, ENOSPC, false, true}, // the file beside it
-        {"write", 1, ENOSPC, false},
-        {"fsync", 1, EIO, false},
+        {"write", 1, ENOSPC, false, false},
+        {"fsync", 1, EIO, false, false},
         // No other file can take its place: written in place.
-        {"openat", 5, EACCES, true},
-        {"fchown", 1, EPERM, true},
-        {"fchmod", 1, EPERM, true},
-        {"renameat2", 1, EBUSY, true},
+        {"openat", 5, EACCES, true, false},
+        {"fchown", 1, EPERM, true, false},
+        {"fchmod", 1, EPERM, true, false},
+        {"renameat2", 1, EBUSY, true, false},
     };
     for (const auto& [call, nth, error, written, notOpened] : cases) {
         SCOPED_TRACE(std::string(call) + " " + std::to_string(error));
@@ -108,9 +103,10 @@ TEST_F(FileChangeTest, Names) {
         EXPECT_TRUE(result.notOpened()) << name;
     }
     const std::string name(NAME_MAX, 'n');
-    EXPECT_EQ(replace(name.c_str(), "first").error, 0);
-    EXPECT_EQ(replace(name.c_str(), "second").error, 0);
-    EXPECT_EQ(m_files.read(name), "second");
+    for (const char* content : {"first", "second"}) {
+        EXPECT_EQ(replace(name, content).error, 0);
+        EXPECT_EQ(m_files.read(name), content);
+    }
     EXPECT_EQ(files(), 1);
 }
 

@@ -1,8 +1,5 @@
 #include "platform/processes/shell_query.h"
 
-#include <chrono>
-#include <csignal>
-
 #include "support/unit_test.h"
 
 namespace em {
@@ -18,10 +15,6 @@ ShellAnswer ask(const char* command, uint32_t limitMs = kAmple) {
 
 bool isThere(void* path) {
     return std::filesystem::exists(*static_cast<const std::string*>(path));
-}
-
-bool thirdTime(void* count) {
-    return ++*static_cast<int*>(count) >= 3;
 }
 
 std::ptrdiff_t openDescriptors() {
@@ -67,11 +60,8 @@ TEST_F(ShellQueryTest, AnswersWithTheFirstCharacter) {
 }
 
 TEST_F(ShellQueryTest, CopesWithFailingCalls) {
-    const struct {
-        const char* call;
-        int error, times; // 0 = always
-        End end;
-    } cases[] = {
+    // times: 0 = always
+    const std::tuple<const char*, int, int, End> cases[] = {
         {"poll", EINTR, 2, End::Answered},           {"read", EINTR, 2, End::Answered},
         {"waitpid", EINTR, 2, End::Answered},        {"pidfd_open", ENOSYS, 0, End::Answered},
         {"waitpid", ECHILD, 1, End::Answered},       {"pipe2", EMFILE, 1, End::NotStarted},
@@ -110,6 +100,7 @@ TEST_F(ShellQueryTest, EndsAtItsLimitAndAtTheCallersStop) {
     fake::failNth("pidfd_open", 1, ENOSYS);
     EXPECT_EQ(ask("exec sleep 60", 30).end, End::CutShort);
     int count = 0;
+    const auto thirdTime = [](void* times) { return ++*static_cast<int*>(times) >= 3; };
     EXPECT_EQ(queryShell("exec sleep 60", kAmple, thirdTime, &count).end, End::CutShort);
     EXPECT_EQ(count, 3) << "looked at in slices of the wait";
 }

@@ -13,15 +13,10 @@ using namespace std::string_view_literals;
 constexpr char kUntouched = '\x55';
 
 struct ProfileTest : test::UnitTest {
-    struct Answer {
-        uint32_t count;
-        std::string buffer; // all of it
-    };
-    Answer read(const char* section, const char* key, const char* defaultText, uint32_t size) const {
-        std::string buffer(size, kUntouched);
-        const uint32_t count =
-            GetPrivateProfileString(section, key, defaultText, buffer.data(), size, m_file.c_str());
-        return {count, buffer};
+    // The result, and in m_buffer all of the buffer.
+    uint32_t read(const char* section, const char* key, const char* defaultText, uint32_t size) {
+        m_buffer.assign(size, kUntouched);
+        return GetPrivateProfileString(section, key, defaultText, m_buffer.data(), size, m_file.c_str());
     }
     uint32_t write(const char* section, const char* key, const char* value) const {
         return WritePrivateProfileString(section, key, value, m_file.c_str());
@@ -31,6 +26,7 @@ struct ProfileTest : test::UnitTest {
 
     const std::string m_file = m_files.pathOf("profile.ini");
     CProfileFile m_profile{m_file.c_str()};
+    std::string m_buffer;
 };
 
 TEST_F(ProfileTest, ValuesAreRead) {
@@ -56,22 +52,17 @@ TEST_F(ProfileTest, ValuesAreRead) {
     for (const auto& [what, content, value] : cases) {
         SCOPED_TRACE(what);
         fill(content);
-        const Answer answer = read("S", "A", "DEFAULT", 100);
-        EXPECT_STREQ(value, answer.buffer.c_str());
-        EXPECT_EQ(std::string_view(value).size(), answer.count);
+        EXPECT_EQ(std::string_view(value).size(), read("S", "A", "DEFAULT", 100));
+        EXPECT_STREQ(value, m_buffer.c_str());
     }
     fill("[S]\nA=" + std::string(3000, 'v') + "\n");
-    EXPECT_EQ(1021u, read("S", "A", nullptr, 4000).count);
+    EXPECT_EQ(1021u, read("S", "A", nullptr, 4000));
 }
 
 TEST_F(ProfileTest, EverySizeOfBufferIsKept) {
     fill("[a]\nk1=12345\nk2=\n[b]\n[cc]\n");
     const std::string rest(1, kUntouched);
-    const struct {
-        const char *section, *key;
-        uint32_t size, count;
-        std::string buffer;
-    } cases[] = {
+    const std::tuple<const char*, const char*, uint32_t, uint32_t, std::string> cases[] = {
         {"a", "k1", 0, 0, ""},
         {"a", "k1", 1, 0, "\0"s},
         {"a", "k1", 2, 1, "d\0"s}, // no line is read: the default
@@ -89,12 +80,10 @@ TEST_F(ProfileTest, EverySizeOfBufferIsKept) {
         {"a", nullptr, 5, 3, "k1\0\0"s + rest},
         {"no", nullptr, 5, 0, "\0"s + std::string(4, kUntouched)},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(std::string(row.section != nullptr ? row.section : "") + " size " +
-                     std::to_string(row.size));
-        const Answer answer = read(row.section, row.key, "def", row.size);
-        EXPECT_EQ(row.count, answer.count);
-        EXPECT_EQ(row.buffer, answer.buffer);
+    for (const auto& [section, key, size, count, buffer] : cases) {
+        SCOPED_TRACE(std::string(section != nullptr ? section : "") + " size " + std::to_string(size));
+        EXPECT_EQ(count, read(section, key, "def", size));
+        EXPECT_EQ(buffer, m_buffer);
     }
     EXPECT_EQ(0u, GetPrivateProfileString("a", "k1", "d", nullptr, 9, m_file.c_str()));
 }
@@ -104,6 +93,8 @@ TEST_F(ProfileTest, WhatCannotBeReadGivesTheDefault) {
     ASSERT_EQ(0, ::mkfifo(fifo.c_str(), 0600));
     char out[20];
     for (const std::string& file : {m_file, fifo, m_files.path()}) {
+        EXPECT_EQ(file == m_file ? 1u : 0u, WritePrivateProfileString("S", "K", "1", file.c_str()));
+        std::filesystem::remove(m_file);
         const test::TraceCapture capture(4);
         EXPECT_EQ(3u, GetPrivateProfileString("S", "A", "def", out, sizeof out, file.c_str()));
         EXPECT_STREQ("def", out);
@@ -144,20 +135,15 @@ TEST_F(ProfileTest, AValueIsWrittenAndNothingElseChanges) {
         {"a NUL ends a line's text", "[S]\nJ=0\nX\0K=1\n"s, "[S]\nJ=0\nX\0K=1\nK=2\n"s},
     };
     for (const auto& [what, before, after] : cases) {
-        SCOPED_TRACE(what);
         fill(before);
-        EXPECT_EQ(1u, write("S", "K", "2"));
-        EXPECT_EQ(after, content());
+        EXPECT_EQ(1u, write("S", "K", "2")) << what;
+        EXPECT_EQ(after, content()) << what;
     }
 }
 
 TEST_F(ProfileTest, DeletesAndOddNames) {
-    const struct {
-        const char* what;
-        std::string before;
-        const char *section, *key, *value;
-        std::string after;
-    } cases[] = {
+    using Text = const char*;
+    const std::tuple<Text, std::string, Text, Text, Text, std::string> cases[] = {
         {"semicolon in a value", "[S]\nJ=0\n", "S", "K", "a;b", "[S]\nJ=0\nK=a;b\n"},
         {"[ line may be a value line", "[S]\nJ=0\n[K=1\n[T]\n", "S", "[K", nullptr, "[S]\nJ=0\n[T]\n"},
         {"no comment ends a header", "[S ;x]\nJ=0\nK=1\n", "S ;x", "K", nullptr, "[S ;x]\nJ=0\n"},
@@ -172,11 +158,10 @@ TEST_F(ProfileTest, DeletesAndOddNames) {
          "\xEF\xBB\xBF[T]\n"},
         {"no section to delete", "[S]\nK=1\n", "T", nullptr, "ignored", "[S]\nK=1\n"},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.what);
-        fill(row.before);
-        EXPECT_EQ(1u, write(row.section, row.key, row.value));
-        EXPECT_EQ(row.after, content());
+    for (const auto& [what, before, section, key, value, after] : cases) {
+        fill(before);
+        EXPECT_EQ(1u, write(section, key, value)) << what;
+        EXPECT_EQ(after, content()) << what;
     }
 }
 
@@ -199,9 +184,9 @@ TEST_F(ProfileTest, WhatWouldNotReadBackIsRefused) {
     EXPECT_EQ("[S]\n", content());
 
     EXPECT_EQ(1u, write("S", "K", longest.c_str()));
-    EXPECT_STREQ(longest.c_str(), read("S", "K", nullptr, 2000).buffer.c_str());
+    EXPECT_EQ(longest, m_profile.ReadString("S", "K", nullptr));
     EXPECT_EQ(1u, write(longest.c_str(), "K", "2"));
-    EXPECT_STREQ("2", read(longest.c_str(), "K", nullptr, 2000).buffer.c_str());
+    EXPECT_STREQ("2", m_profile.ReadString(longest.c_str(), "K", nullptr));
 }
 
 TEST_F(ProfileTest, MissingFileIsMadeForAValueOnly) {
@@ -287,11 +272,10 @@ TEST_F(ProfileTest, WithoutFileOrSection) {
     EXPECT_EQ(0u, nameless.WriteUnsigned("S", "k", 5) + nameless.DeleteSection("S"));
     EXPECT_EQ(5u, m_profile.ReadInteger(nullptr, "k", 5));
     EXPECT_FALSE(m_profile.KeyNames(nullptr, names) || m_profile.WriteValue(nullptr, "k", "v") != 0);
-    std::string lines;
-    for (const char* missing : {"FileName", "FileName", "AppName", "AppName", "AppName"}) {
-        lines += std::string("WritePrivateProfileString: ## WARNING: invalid pointer to ") + missing + "\n";
-    }
-    EXPECT_EQ(lines, capture.text());
+    const std::string line = "WritePrivateProfileString: ## WARNING: invalid pointer to ";
+    const std::string file = line + "FileName\n";
+    const std::string section = line + "AppName\n";
+    EXPECT_EQ(file + file + section + section + section, capture.text());
 }
 
 } // namespace

@@ -2,8 +2,6 @@
 // with a later one, and the power goes at every call. Whatever then is on the disk, the next start reads the
 // complete old tree or the complete new one.
 
-#include <set>
-
 #include "platform/registry/registry.h"
 #include "platform/registry/registry_state.h"
 #include "platform/registry/registry_writer.h"

@@ -2,7 +2,6 @@
 // for, come back equal, and a second save is the same to the last byte.
 
 #include <random>
-#include <tuple>
 
 #include "platform/registry/registry_node.h"
 #include "platform/registry/registry_reader.h"

@@ -1,12 +1,10 @@
 // What a save meets in its directory: another writer's lock, a lock file that is none of ours, links and
 // other names of the store's own files.
 #include <fcntl.h>
-#include <sys/wait.h>
-
-#include <csignal>
 
 #include "platform/registry/registry.h"
 #include "platform/registry/registry_lock.h"
+#include "platform/registry/registry_reader.h"
 #include "support/registry_directory.h"
 #include "support/unit_test.h"
 
@@ -107,11 +105,7 @@ TEST_F(RegistrySaveTest, AChildThatWasForkedUnderTheLockDoesNotKeepIt) {
 TEST_F(RegistrySaveTest, ALockFileThatOthersMayOpenDoesNotCount) {
     const std::string lock = m_directory.pathOf("registry.lock");
     const std::pair<const char*, std::function<void()>> cases[] = {
-        {"the lock file's mode is not 0600",
-         [&] {
-             m_directory.write("registry.lock", "");
-             ::chmod(lock.c_str(), 0644);
-         }},
+        {"the lock file's mode is not 0600", [&] { test::writeFile(lock, ""); }}, // 0755
         {"the lock file belongs to another user", [] { fake::setUserId(::geteuid() + 1); }},
         {"open the lock file, error 40", [&] { fs::create_symlink("registry", lock); }},
         {"open the lock file, error 21", [&] { fs::create_directory(lock); }},
@@ -181,6 +175,17 @@ TEST_F(RegistrySaveTest, ATreeThatWouldNotBeReadAgainIsRefused) {
     m_directory.load();
 }
 
+TEST_F(RegistrySaveTest, WithoutItsDirectoryAChangeIsInMemoryOnly) {
+    CRegistry::InitClass("/no/such/directory");
+    m_trace.clear();
+    Change("new");
+    EXPECT_EQ(m_trace.text(),
+              "CRegistry: ERROR: Cannot open \"/no/such/directory/registry.new\" for writing\n"
+              "CRegistry: ERROR: Saving \"/no/such/directory/registry\" failed (open directory, "
+              "error 2), the change is in memory only\n");
+    Read();
+}
+
 TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
     const std::string carriage = "[HKEY_USERS]\r\nv=s=carriage\r\n\r\n\r\n";
     m_directory.write("registry.default", fileWith("factory"));
@@ -199,6 +204,38 @@ TEST_F(RegistrySaveTest, TheDefaultIsReadAndCarriageReturnsAreNotReplaced) {
         EXPECT_EQ(m_directory.read("registry.default"), fileWith("factory"));
     }
     EXPECT_TRUE(m_trace.contains("could not be read and is not replaced")) << m_trace.text();
+}
+
+// Each change is on the disk when its handle has gone, none is lost, and no file is ever torn.
+TEST_F(RegistrySaveTest, NoUpdateOfAnotherThreadIsLost) {
+    constexpr int kThreads = 4;
+    constexpr int kValues = 25;
+    const auto change = [&](const std::string& name) {
+        {
+            CRegistry key;
+            key.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\shared");
+            key.SetValue(name.c_str(), uint32_t{1});
+            CRegistry doomed;
+            doomed.CreateKey(nullptr, "HKEY_LOCAL_MACHINE\\doomed\\a\\b");
+            doomed.SetValue("x", "y");
+            doomed.Open("HKEY_LOCAL_MACHINE");
+            doomed.DeleteKey("doomed");
+        }
+        EXPECT_NE(Main().find(name + "=d="), std::string::npos) << "on disk when the handle has gone";
+        CRegistryNode read(0);
+        readRegistry(Main(), read, [](const RegistryFinding& finding) {
+            ADD_FAILURE() << "torn in line " << finding.line << ": " << finding.reason;
+        });
+    };
+    test::inThreads(kThreads, [&](int thread) {
+        for (int value = 0; value < kValues; ++value) {
+            change(std::to_string(thread) + "." + std::to_string(value));
+        }
+    });
+    m_directory.load();
+    CRegistry key;
+    ASSERT_EQ(key.Open("HKEY_LOCAL_MACHINE\\shared"), 0);
+    EXPECT_EQ(key.Node()->Items().size(), static_cast<size_t>(kThreads * kValues));
 }
 
 } // namespace

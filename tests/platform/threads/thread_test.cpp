@@ -1,19 +1,14 @@
 #include "platform/threads/thread.h"
 
-#include <future>
-#include <stdexcept>
-
 #include "platform/threads/thread_boundary.h"
 #include "support/unit_test.h"
 
 namespace em {
 namespace {
 
-using test::TraceCapture;
-
-std::string hex(uint64_t value) {
+std::string digits(uint64_t value) {
     char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", asUnsigned(value));
+    std::snprintf(text, sizeof text, "%08X", asUnsigned(value));
     return text;
 }
 
@@ -56,13 +51,19 @@ struct Cancellable {
 };
 
 struct ThreadTest : testing::Test {
-    TraceCapture capture{5};
+    test::TraceCapture capture{5};
     fake::Scope scope;
     CThread thread;
 
     bool start(CThread::Routine routine, void* argument, bool waitable, int32_t prio = 0) {
         return thread.Start(routine, argument, prio, false, 0, false, waitable);
     }
+    void startDetached(Cancellable& cancellable) {
+        ASSERT_TRUE(start(&Cancellable::routine, &cancellable, false));
+        cancellable.begun.get_future().wait();
+    }
+    // Its handle, as the lines show it behind "0x".
+    [[nodiscard]] std::string id() const { return digits(thread.Handle()); }
 };
 
 TEST_F(ThreadTest, WithoutAThread) {
@@ -83,7 +84,7 @@ TEST_F(ThreadTest, StartKillsARecordedThreadWhenAskedAndKillJoins) {
     Gate gate;
     thread.SetKillAliveThread(true);
     ASSERT_TRUE(start(&Gate::routine, &gate, true));
-    const std::string id = hex(thread.Handle());
+    const std::string id = this->id();
     capture.clear();
     auto opener = std::async(std::launch::async, [&] {
         EXPECT_TRUE(capture.WaitForLine("Try to join a joinable"));
@@ -95,21 +96,19 @@ TEST_F(ThreadTest, StartKillsARecordedThreadWhenAskedAndKillJoins) {
     EXPECT_EQ(capture.text(),
               "\nCThread::Start: Start a thread, Prio=0, Suspend=1, StackSize=0x00001000, Waitable=1, "
               "KillAliveThread=1"
-              "\nCThread::Kill: Try to kill the Thread = " +
-                  id + "\nCThread::Kill: Try to join a joinable Thread = " + id +
-                  "\nCThread::Kill: a joinable Thread = " + id +
+              "\nCThread::Kill: Try to kill the Thread = 0x" +
+                  id + "\nCThread::Kill: Try to join a joinable Thread = 0x" + id +
+                  "\nCThread::Kill: a joinable Thread = 0x" + id +
                   " has terminated, pstat=(nil)"
-                  "\npthread_attr_init: 0"
-                  "\nThreadPrio=0"
-                  "\nCThread::Start: thread=" +
-                  hex(thread.Handle()) + " created, Prio=0, Waitable=1, StackSize=0x1000");
+                  "\npthread_attr_init: 0\nThreadPrio=0"
+                  "\nCThread::Start: thread=0x" +
+                  this->id() + " created, Prio=0, Waitable=1, StackSize=0x1000");
     thread.JoinSilently();
 }
 
 TEST_F(ThreadTest, AJoinThatFailsKeepsTheHandle) {
     ASSERT_TRUE(start(&returnsArgument, nullptr, true));
-    const std::string failed =
-        "ERROR ! ThreadJoin failed, Thread = " + hex(thread.Handle()) + ", Err = 0x00000023";
+    const std::string failed = "ERROR ! ThreadJoin failed, Thread = 0x" + id() + ", Err = 0x00000023";
     fake::failNth("pthread_join", 1, EDEADLK, 2);
     EXPECT_FALSE(thread.WaitForTermination(0xFFFFFFFF));
     EXPECT_FALSE(thread.Kill());
@@ -162,26 +161,25 @@ TEST_F(ThreadTest, PriorityGoesIntoTheAttributeAndNowhereElse) {
 
 TEST_F(ThreadTest, ADetachedThreadIsCancelled) {
     Cancellable cancellable;
-    ASSERT_TRUE(start(&Cancellable::routine, &cancellable, false));
-    const std::string id = hex(thread.Handle());
-    cancellable.begun.get_future().wait();
+    startDetached(cancellable);
+    const std::string id = this->id();
     EXPECT_TRUE(thread.IsAlive());
     capture.clear();
     EXPECT_FALSE(thread.WaitForTermination(0xFFFFFFFF));
     EXPECT_TRUE(thread.Kill());
     EXPECT_EQ(thread.Handle(), 0U);
     cancellable.unwound.get_future().wait();
-    EXPECT_EQ(capture.text(), "\nCThread::WaitForTermination: WARNING: Can't wait for detached thread " + id +
-                                  "\nCThread::Kill: Try to kill the Thread = " + id +
-                                  "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0" + id.substr(2) +
-                                  "\nCThread::Kill: Killing a non-joinable thread " + id +
-                                  "\nCThread::Kill: a non-joinable thread " + id + " cancel invoked")
+    EXPECT_EQ(capture.text(), "\nCThread::WaitForTermination: WARNING: Can't wait for detached thread 0x" +
+                                  id + "\nCThread::Kill: Try to kill the Thread = 0x" + id +
+                                  "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0" + id +
+                                  "\nCThread::Kill: Killing a non-joinable thread 0x" + id +
+                                  "\nCThread::Kill: a non-joinable thread 0x" + id + " cancel invoked")
         << "a cancelled thread writes no line of its own";
 }
 
 TEST_F(ThreadTest, AnEndedDetachedThreadIsNotTouched) {
     ASSERT_TRUE(start(&returnsArgument, nullptr, false));
-    const std::string id = hex(thread.Handle());
+    const std::string id = this->id();
     while (thread.IsAlive()) {
         ::sched_yield();
     }
@@ -189,14 +187,13 @@ TEST_F(ThreadTest, AnEndedDetachedThreadIsNotTouched) {
     EXPECT_TRUE(thread.Kill());
     EXPECT_EQ(thread.Handle(), 0U);
     EXPECT_EQ(fake::calls("pthread_cancel") + fake::calls("pthread_getschedparam"), 0);
-    EXPECT_EQ(capture.text(), "\nCThread::Kill: Try to kill the Thread = " + id +
-                                  "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0" + id.substr(2));
+    EXPECT_EQ(capture.text(), "\nCThread::Kill: Try to kill the Thread = 0x" + id +
+                                  "\nCThread::Kill: Try to kill a non-joinable Thread = 0x0" + id);
 }
 
 TEST_F(ThreadTest, ARefusedCancelForgetsTheThread) {
     Cancellable cancellable;
-    ASSERT_TRUE(start(&Cancellable::routine, &cancellable, false));
-    cancellable.begun.get_future().wait();
+    startDetached(cancellable);
     const pthread_t running = thread.Handle();
     fake::failNth("pthread_cancel", 1, EPERM);
     EXPECT_FALSE(thread.Kill());
@@ -209,8 +206,8 @@ TEST_F(ThreadTest, ARefusedCancelForgetsTheThread) {
 TEST_F(ThreadTest, TheBoundaryOfARoutine) {
     runThreadBody("WorkerThread()", [] { throw std::runtime_error("lost"); });
     EXPECT_EQ(capture.text(), "\n\nEM_SHUTDOWN         : ## EXCEPTION in WorkerThread()! ##"
-                              "THREAD_RETURN: ## INFO: Thread = " +
-                                  hex(::pthread_self()) + " exited, Return = 0x00000000##\n");
+                              "THREAD_RETURN: ## INFO: Thread = 0x" +
+                                  digits(::pthread_self()) + " exited, Return = 0x00000000##\n");
 }
 
 } // namespace

@@ -1,0 +1,99 @@
+// The module's own threads: the schedule beside shutdowns that were asked for otherwise, the watcher against
+// a maintenance tool whose answer changes or that hangs, and a trace level that changes under them.
+#include "module/module_test.h"
+
+namespace em::test {
+namespace {
+
+constexpr const char* kMaintenanceChange = R"(5000 {"SIP":{"V":1,"CMD":[{"OC":513,"CA":7}]}})";
+constexpr const char* kSleeps = "check maintenance thread sleeps 1 seconds for next action";
+constexpr const char* kTraceDirectory = "/opt/Orlendix/vital/etc/velcor/TellmarkSuite/TraceConfig";
+
+// A request is cancelled, and the power-off time comes when it has told the host that status.
+void meetCancelledRequest(HostedModule& module, const std::string& requestsStatus) {
+    module.host.answer(kDelay, "0");
+    module.host.onMessage([&module, requestsStatus](uint32_t code, uint32_t item, Envelope&) {
+        if (code == kSettings && item == kPowerOffTime) {
+            EXPECT_TRUE(recording().waitFor(R"({"OC":527,"DA":)" + requestsStatus));
+            module.host.answerPowerOffNow();
+        } else if (code == kSettings && item == kDelay && requestsStatus == "4") {
+            EXPECT_TRUE(recording().waitFor("Task at level 0 raised", 2))
+                << "the schedule comes in the delay";
+        }
+    });
+    static_cast<void>(module.request(R"({"OC":517,"DA":0})"));
+    static_cast<void>(module.request(R"({"OC":521})"));
+    ASSERT_TRUE(module.start());
+}
+
+// Once a cancelled request left its flag behind, and every later scheduled power-off ended as cancelled.
+TEST(Schedule, IsNotCancelledByACancelOfAnEarlierRequest) {
+    const volad_dev::CommandRecorder commands;
+    HostedModule module(5);
+    meetCancelledRequest(module, "5");
+    EXPECT_TRUE(commands.waitForRecord(10s).has_value()) << recording().shown();
+    EXPECT_TRUE(recording().waitFor(R"({"OC":527,"DA":3,)"));
+}
+
+TEST(Schedule, SharesTheCancelOfARequestThatIsStillPending) {
+    const volad_dev::CommandRecorder commands;
+    HostedModule module(5);
+    meetCancelledRequest(module, "4");
+    EXPECT_TRUE(recording().waitFor("System shutdown was cancelled by ORBA call!", 2)) << recording().shown();
+    EXPECT_TRUE(recording().waitFor(R"(0 {"SIP":{"V":1,"CMD":[{"OC":521,)", 4)) << recording().shown();
+    EXPECT_EQ(commands.read().size(), 0U);
+}
+
+TEST(Watcher, ReportsEachChangeOnceAndTheModeThatItFindsAsOne) {
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    module.afterStart();
+    size_t reports = 0;
+    for (const char* answer : {"Enabled", "Disabled", "Enabled"}) {
+        setMaintenance(answer);
+        ASSERT_TRUE(recording().waitFor(kMaintenanceChange, ++reports)) << answer;
+    }
+    ASSERT_TRUE(recording().waitFor(kSleeps, recording().count(kSleeps) + 2));
+    EXPECT_EQ(recording().count(kMaintenanceChange), reports) << "none while the mode stays the same";
+    EXPECT_EQ(module.stop(), 1U);
+    EXPECT_EQ(recording().count("\nEM_SHUTDOWN         : START THREAD CheckMaintenanceThreadProc()"), 1U);
+    EXPECT_EQ(recording().count("\nEM_SHUTDOWN         : EXIT THREAD CheckMaintenanceThreadProc()!"), 1U);
+}
+
+TEST(Watcher, StopDoesNotWaitForAHangingTool) {
+    writeFile(volad_dev::layout::kMaintenanceScript, "#!/bin/sh\nexec sleep 1000\n");
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    module.afterStart();
+    ASSERT_TRUE(recording().waitFor("getMaintenanceMode()"));
+    const auto begin = Clock::now();
+    EXPECT_EQ(module.stop(), 1U);
+    EXPECT_LT(Clock::now() - begin, 5s);
+    EXPECT_EQ(recording().count(kMaintenanceChange), 0U);
+    EXPECT_EQ(recording().count("EXIT THREAD CheckMaintenanceThreadProc()!"), 1U);
+}
+
+// The modification time is that many seconds after the epoch.
+void writeTraceFile(const std::string& name, const std::string& content, time_t modified) {
+    const std::string path = kTraceDirectory + ("/" + name);
+    writeFile(path, content + "\n[endoffile]");
+    setModificationTime(path, modified);
+}
+
+TEST(TraceConfiguration, IsReadAtLoadAndFollowedWhileRunning) {
+    recording().clear();
+    std::filesystem::create_directories(kTraceDirectory);
+    writeTraceFile("global_trace.ini", "[GlobalDebugSettings]\nDynamicUpdate=1", 1000);
+    writeTraceFile("shutdown.ini", "[EM_SHUTDOWN]\nFileDebugLevel=0x1", 1000);
+    HostedModule module(LoadedModule::kLevelFromFiles);
+    ASSERT_TRUE(module.start());
+    EXPECT_TRUE(recording().contains("### Starting module EM_SHUTDOWN ###"));
+    EXPECT_FALSE(recording().contains("creating event"));
+    writeTraceFile("shutdown.ini", "[EM_SHUTDOWN]\nFileDebugLevel=5", 1001);
+    module.afterStart(); // the watcher asks once a second
+    EXPECT_TRUE(recording().waitFor("waiting 1000ms on event"));
+    std::filesystem::remove_all(kTraceDirectory);
+}
+
+} // namespace
+} // namespace em::test
