@@ -45,7 +45,7 @@ CLI::Option* addMaintenanceOption(CLI::App& app, Maintenance& target) {
 }
 
 void addSandboxOptions(CLI::App& app, SandboxOptions& options) {
-    addNumber(app, "--uid", options.uid, 0, UINT32_MAX - 1, "user inside, 0 is root without rights");
+    addNumber(app, "--uid", options.uid, 0, UINT32_MAX - 1, "user inside, root has no rights");
     app.add_flag("--as-nobody", options.asNobody, "started by root, give up root first");
     app.add_flag("--systemctl", options.serviceManager, "have a systemctl, a recorder");
     mustExist(app.add_option("--bind", options.readOnly, "show a directory or file, read-only")
