@@ -14,6 +14,8 @@ namespace volad_dev {
 
 struct CommandRecord {
     std::string name; // as the command was called
+    int pid = 0;      // its process, and the one that started it, as they are numbered inside
+    int parent = 0;
     std::vector<std::string> arguments;
     double time = 0;      // seconds since 1970
     double monotonic = 0; // seconds on the monotonic clock
@@ -27,13 +29,16 @@ struct CommandRecord {
 
 // Reads and waits for records. Make it before the command may be started: it sees what is appended from then
 // on, and what was there already. One thread at a time.
+// A job may write into the file or put something else in its place: what is no record is skipped, and what is
+// no file is not there. Nothing of it makes a call hang or throw.
 class CommandRecorder {
 public:
     // Throws std::system_error when the directory cannot be watched.
     explicit CommandRecorder(std::string file = layout::kCommandRecord);
 
-    // All whole lines so far. Throws std::runtime_error on a line that is no record.
-    [[nodiscard]] std::vector<CommandRecord> read() const;
+    // The records of all whole lines so far, of at most kMostRead bytes. skipped: how many lines were none.
+    [[nodiscard]] std::vector<CommandRecord> read(size_t* skipped = nullptr) const;
+    static constexpr size_t kMostRead = size_t{4} << 20;
 
     // Readable once something was appended since the last read().
     [[nodiscard]] int fd() const { return m_watch.get(); }
