@@ -9,7 +9,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "host/common/failure.h"
 #include "host/sandbox/environment_file.h"
 #include "host/sandbox/sandbox.h"
 
