@@ -48,6 +48,7 @@ ROOMS = {
     "host/common": BASE,
     "host/sandbox": BASE | CONTRACT | {"host/common"},
     "host/sandbox/recorder": {"host/sandbox"},
+    "host/sandbox/gate": {"host/sandbox", "host/common"},
     "host/files": TRACE | PLATFORM | {"src/markup", "src/catalogue", "src/frame/configuration", "host/common"},
     "host/run": CONTRACT | {"host/common"},
     "host/hosting": CONTRACT | ENVELOPE | {"host/common"},

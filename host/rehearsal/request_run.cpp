@@ -182,12 +182,11 @@ bool RequestRun::waitForNews() const {
 RequestRun::Commands RequestRun::commands() const {
     const std::optional<JobSighting> job = m_host.jobWatch().sighting();
     Commands commands;
-    for (CommandRecord& record : m_recorder.read()) {
+    for (CommandRecord& record : m_recorder.read(&commands.garbled)) {
         const bool ours = record.hasAncestor(getpid()) &&
                           !(job && (record.pid == job->pid || record.hasAncestor(job->pid)));
         (ours ? commands.ofModule : commands.ofJob).push_back(std::move(record));
     }
-    commands.garbled = m_recorder.garbled();
     return commands;
 }
 

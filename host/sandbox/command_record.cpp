@@ -1,14 +1,17 @@
 #include "host/sandbox/command_record.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 #include <rapidjson/document.h>
@@ -18,50 +21,119 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::string textMember(const rapidjson::Value& object, const char* name) {
-    const auto member = object.FindMember(name);
-    if (member == object.MemberEnd() || !member->value.IsString()) {
-        throw std::runtime_error(std::string("command record: no text ") + name);
-    }
-    return {member->value.GetString(), member->value.GetStringLength()};
+constexpr off_t kReserved = off_t{64} << 10;
+
+bool isObject(const rapidjson::Value& value, const char* name) {
+    return value.HasMember(name) && value[name].IsObject();
 }
 
-double numberMember(const rapidjson::Value& object, const char* name) {
-    const auto member = object.FindMember(name);
-    if (member == object.MemberEnd() || !member->value.IsNumber()) {
-        throw std::runtime_error(std::string("command record: no number ") + name);
-    }
-    return member->value.GetDouble();
+std::optional<std::string> textOf(const rapidjson::Value& value) {
+    return value.IsString() ? std::optional<std::string>({value.GetString(), value.GetStringLength()})
+                            : std::nullopt;
 }
 
-CommandRecord parse(const std::string& line) {
-    rapidjson::Document document;
-    document.Parse(line.data(), line.size());
-    if (document.HasParseError() || !document.IsObject() || !document.HasMember("arguments") ||
-        !document["arguments"].IsArray() || !document.HasMember("descriptors") ||
-        !document["descriptors"].IsObject()) {
-        throw std::runtime_error("command record: no record in \"" + line + '"');
+// Each tells whether the member is there with this type, and takes it.
+bool take(const rapidjson::Value& object, const char* name, std::string& target) {
+    const auto member = object.FindMember(name);
+    const std::optional<std::string> text =
+        member == object.MemberEnd() ? std::nullopt : textOf(member->value);
+    target = text.value_or("");
+    return text.has_value();
+}
+
+bool take(const rapidjson::Value& object, const char* name, double& target) {
+    const auto member = object.FindMember(name);
+    const bool there = member != object.MemberEnd() && member->value.IsNumber();
+    target = there ? member->value.GetDouble() : 0;
+    return there;
+}
+
+bool take(const rapidjson::Value& object, const char* name, int& target) {
+    const auto member = object.FindMember(name);
+    const bool there = member != object.MemberEnd() && member->value.IsInt();
+    target = there ? member->value.GetInt() : 0;
+    return there;
+}
+
+bool takeArguments(const rapidjson::Value& object, std::vector<std::string>& target) {
+    const auto member = object.FindMember("arguments");
+    if (member == object.MemberEnd() || !member->value.IsArray()) {
+        return false;
     }
-    CommandRecord record;
-    record.name = textMember(document, "name");
-    for (const rapidjson::Value& argument : document["arguments"].GetArray()) {
-        record.arguments.emplace_back(argument.GetString(), argument.GetStringLength());
+    for (const rapidjson::Value& argument : member->value.GetArray()) {
+        const std::optional<std::string> text = textOf(argument);
+        if (!text) {
+            return false;
+        }
+        target.push_back(*text);
     }
-    record.time = numberMember(document, "time");
-    record.monotonic = numberMember(document, "monotonic");
-    record.directory = textMember(document, "directory");
-    record.pid = static_cast<pid_t>(numberMember(document, "pid"));
-    for (const rapidjson::Value& ancestor : document["ancestors"].GetArray()) {
-        record.ancestors.push_back(ancestor.GetInt());
+    return true;
+}
+
+bool takeAncestors(const rapidjson::Value& object, std::vector<int>& target) {
+    const auto member = object.FindMember("ancestors");
+    if (member == object.MemberEnd() || !member->value.IsArray()) {
+        return false;
     }
-    record.blocked = textMember(document, "blocked");
+    for (const rapidjson::Value& ancestor : member->value.GetArray()) {
+        if (!ancestor.IsInt()) {
+            return false;
+        }
+        target.push_back(ancestor.GetInt());
+    }
+    return true;
+}
+
+bool takeDescriptors(const rapidjson::Value& object, std::map<int, std::string>& target) {
+    if (!isObject(object, "descriptors")) {
+        return false;
+    }
     // Members lie in a row; RapidJSON's iterators compare ambiguously for clang.
-    const auto& descriptors = document["descriptors"];
+    const auto& descriptors = object["descriptors"];
     for (const auto* each = &*descriptors.MemberBegin();
          each < &*descriptors.MemberBegin() + descriptors.MemberCount(); ++each) {
-        record.descriptors.emplace(std::stoi(each->name.GetString()), each->value.GetString());
+        const std::string number = textOf(each->name).value_or("");
+        const std::optional<std::string> leadsTo = textOf(each->value);
+        int descriptor = 0;
+        const char* const end = number.data() + number.size();
+        if (!leadsTo || number.empty() ||
+            std::from_chars(number.data(), end, descriptor) != std::from_chars_result{end, {}}) {
+            return false;
+        }
+        target.emplace(descriptor, *leadsTo);
     }
-    return record;
+    return true;
+}
+
+// Iterative: a line of brackets is no way into our stack.
+std::optional<CommandRecord> parse(std::string_view line) {
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
+    CommandRecord record;
+    const bool whole =
+        !document.HasParseError() && document.IsObject() && take(document, "name", record.name) &&
+        take(document, "pid", record.pid) && takeAncestors(document, record.ancestors) &&
+        takeArguments(document, record.arguments) && take(document, "time", record.time) &&
+        take(document, "monotonic", record.monotonic) && take(document, "directory", record.directory) &&
+        take(document, "blocked", record.blocked) && takeDescriptors(document, record.descriptors);
+    return whole ? std::optional(record) : std::nullopt;
+}
+
+// Of a file only, and never waiting; empty where there is none.
+std::string contentOf(const std::string& path, size_t most) {
+    const em::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    struct stat status = {};
+    if (!file.valid() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return "";
+    }
+    std::string content(std::min(static_cast<size_t>(status.st_size), most), '\0');
+    size_t done = 0;
+    for (ssize_t count; done < content.size() &&
+                        (count = ::read(file.get(), content.data() + done, content.size() - done)) > 0;) {
+        done += static_cast<size_t>(count);
+    }
+    content.resize(done);
+    return content;
 }
 
 // Takes the events out; which ones they are does not matter, the file is read anew.
@@ -88,19 +160,28 @@ CommandRecorder::CommandRecorder(std::string file)
         inotify_add_watch(m_watch.get(), directory.c_str(), IN_MODIFY | IN_MOVED_TO) < 0) {
         throw std::system_error(errno, std::generic_category(), directory);
     }
+    // Room for a few records, which a job that fills the directory does not get. Where a file system has no
+    // such thing, there is none.
+    const em::UniqueFd record(
+        open(m_file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0644));
+    static_cast<void>(fallocate(record.get(), FALLOC_FL_KEEP_SIZE, 0, kReserved));
 }
 
-std::vector<CommandRecord> CommandRecorder::read() const {
+std::vector<CommandRecord> CommandRecorder::read(size_t* skipped) const {
     takeEvents(m_watch.get()); // first: what is appended while reading is an event again
     std::vector<CommandRecord> records;
-    std::ifstream file(m_file);
-    m_garbled = 0;
-    for (std::string line; std::getline(file, line) && !file.eof();) {
-        try {
-            records.push_back(parse(line));
-        } catch (const std::runtime_error&) {
-            ++m_garbled;
+    size_t garbled = 0;
+    const std::string content = contentOf(m_file, kMostRead);
+    for (size_t begin = 0, end = 0; (end = content.find('\n', begin)) != std::string::npos; begin = end + 1) {
+        std::optional<CommandRecord> record = parse(std::string_view(content).substr(begin, end - begin));
+        if (record) {
+            records.push_back(std::move(*record));
+        } else {
+            ++garbled;
         }
+    }
+    if (skipped != nullptr) {
+        *skipped = garbled;
     }
     return records;
 }

@@ -1,8 +1,6 @@
 // What the recorder wrote down about the commands that the module started.
 #pragma once
 
-#include <sys/types.h>
-
 #include <algorithm>
 #include <chrono>
 #include <map>
@@ -17,16 +15,16 @@ namespace volad_dev {
 
 struct CommandRecord {
     std::string name; // as the command was called
+    int pid = 0;      // its process, and the one that started it, as they are numbered inside
+    std::vector<int> ancestors; // the parent first, up to the first process
     std::vector<std::string> arguments;
     double time = 0;      // seconds since 1970
     double monotonic = 0; // seconds on the monotonic clock
-    pid_t pid = 0;
-    std::vector<pid_t> ancestors; // parent first
     std::string directory;
     std::string blocked;                    // signal mask in hexadecimal, signal 1 in the lowest bit
     std::map<int, std::string> descriptors; // open ones and where each leads
 
-    [[nodiscard]] bool hasAncestor(pid_t process) const {
+    [[nodiscard]] bool hasAncestor(int process) const {
         return std::ranges::find(ancestors, process) != ancestors.end();
     }
     // "/sbin/poweroff -f"
@@ -35,16 +33,16 @@ struct CommandRecord {
 
 // Reads and waits for records. Make it before the command may be started: it sees what is appended from then
 // on, and what was there already. One thread at a time.
+// A job may write into the file or put something else in its place: what is no record is skipped, and what is
+// no file is not there. Nothing of it makes a call hang or throw.
 class CommandRecorder {
 public:
     // Throws std::system_error when the directory cannot be watched.
     explicit CommandRecorder(std::string file = layout::kCommandRecord);
 
-    // All whole lines so far that are records.
-    [[nodiscard]] std::vector<CommandRecord> read() const;
-
-    // How many lines of the last read() were none.
-    [[nodiscard]] size_t garbled() const { return m_garbled; }
+    // The records of all whole lines so far, of at most kMostRead bytes. skipped: how many lines were none.
+    [[nodiscard]] std::vector<CommandRecord> read(size_t* skipped = nullptr) const;
+    static constexpr size_t kMostRead = size_t{4} << 20;
 
     // Readable once something was appended since the last read().
     [[nodiscard]] int fd() const { return m_watch.get(); }
@@ -56,7 +54,6 @@ public:
 private:
     std::string m_file;
     em::UniqueFd m_watch;
-    mutable size_t m_garbled = 0;
 };
 
 } // namespace volad_dev

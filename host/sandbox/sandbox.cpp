@@ -1,9 +1,8 @@
 #include "host/sandbox/sandbox.h"
 
-#include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -11,9 +10,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstring>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -22,87 +20,39 @@
 #include <fmt/format.h>
 
 #include "base/unique_fd.h"
-#include "contract/places.h"
 #include "host/common/failure.h"
+#include "host/sandbox/bubblewrap.h"
+#include "host/sandbox/memory_file.h"
 #include "host/sandbox/sandbox_arguments.h"
 #include "host/sandbox/sandbox_layout.h"
+#include "host/sandbox/standard_streams.h"
+#include "host/sandbox/terminal_filter.h"
+#include "host/sandbox/visible_paths.h"
 
 namespace volad_dev {
 namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kGateName = "volad-dev-gate";
 constexpr const char* kRecorderName = "volad-dev-recorder";
-
-// Where the child finds its descriptors; the last two stay open until the command itself starts.
-enum ChildFd : int { kArgumentsFd = 3, kMarkerFd, kAnswerFd, kToolFd, kStatusFd, kErrorFd, kFirstUnusedFd };
-// Single digits, so that the shell can name them.
-static_assert(kFirstUnusedFd < kFirstPassedFd);
+constexpr uid_t kNobody = 65534;
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-em::UniqueFd fileInMemory(const std::string& content) {
-    em::UniqueFd file(memfd_create("volad-dev", MFD_CLOEXEC));
-    for (size_t done = 0; file.valid() && done < content.size();) {
-        const ssize_t count = write(file.get(), content.data() + done, content.size() - done);
-        if (count < 0) {
-            fail("write");
-        }
-        done += static_cast<size_t>(count);
-    }
-    if (!file.valid() || lseek(file.get(), 0, SEEK_SET) != 0) {
-        fail("memfd_create");
-    }
-    return file;
-}
-
-struct Pipe {
-    em::UniqueFd readEnd, writeEnd;
-};
-
-Pipe makePipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        fail("pipe2");
-    }
-    return {em::UniqueFd(ends[0]), em::UniqueFd(ends[1])};
-}
-
-// What the pipe holds now; nobody writes any more, though an inherited end may still be open.
-std::string drain(int fd) {
-    std::string text;
-    std::array<char, 4096> buffer;
-    static_cast<void>(fcntl(fd, F_SETFL, O_NONBLOCK)); // on failure the read ends at the last writer's end
-    for (ssize_t count; (count = read(fd, buffer.data(), buffer.size())) > 0;) {
-        text.append(buffer.data(), static_cast<size_t>(count));
-    }
-    return text;
-}
-
-std::string namespaceName(const char* kind) {
-    return fs::read_symlink(std::string("/proc/self/ns/") + kind);
-}
-
 // What the guard compares with: the namespaces out here, and which file the recorder is.
 std::string markerText(const std::string& recorder) {
+    std::string text;
+    for (const char* kind : layout::kMarkedNamespaces) {
+        text += fs::read_symlink(std::string("/proc/self/ns/") + kind).string() + '\n';
+    }
     struct stat status = {};
     if (stat(recorder.c_str(), &status) != 0) {
         fail(recorder);
     }
-    return fmt::format("{}\n{}\n{}:{}\n", namespaceName("pid"), namespaceName("mnt"), status.st_dev,
-                       status.st_ino);
-}
-
-std::vector<std::string> namesOfBin() {
-    std::vector<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator("/usr/bin")) {
-        names.push_back(entry.path().filename());
-    }
-    // The real service manager never comes in.
-    std::erase(names, fs::path(layout::kServiceManager).filename());
-    return names;
+    return text + fmt::format("{}:{}\n", status.st_dev, status.st_ino);
 }
 
 std::string joined(const std::vector<std::string>& arguments) {
@@ -113,89 +63,15 @@ std::string joined(const std::vector<std::string>& arguments) {
     return text;
 }
 
-// The command of bubblewrap: a shell that gives the command its own standard error back and becomes it.
-std::vector<std::string> commandLine(const std::vector<std::string>& command) {
-    std::vector<std::string> line = {
-        "bwrap",
-        "--args",
-        std::to_string(kArgumentsFd),
-        "--json-status-fd",
-        std::to_string(kStatusFd),
-        em::place::kShell,
-        "-c",
-        fmt::format("exec \"$@\" 2>&{0} {0}>&- {1}>&-", int{kErrorFd}, int{kStatusFd}),
-        "sh"};
+// The gate asks the guard inside and then becomes the command.
+std::vector<std::string> guarded(const fs::path& directory, const std::vector<std::string>& command) {
+    std::vector<std::string> line = {directory / kGateName};
     line.insert(line.end(), command.begin(), command.end());
     std::string& program = line[line.size() - command.size()];
     if (program.find('/') != std::string::npos) {
         program = fs::absolute(program); // the directory inside is another one
     }
     return line;
-}
-
-struct Launch {
-    em::UniqueFd arguments, marker, answer, tool;
-    Pipe status, errors;
-};
-
-// In the child: each descriptor goes to its place, by way of one above all places, and nothing else of the
-// caller's stays open.
-void placeDescriptors(const Launch& launch, const SandboxOptions& options) {
-    std::vector<std::pair<int, int>> places = {{launch.arguments.get(), kArgumentsFd},
-                                               {launch.marker.get(), kMarkerFd},
-                                               {launch.answer.get(), kAnswerFd},
-                                               {launch.tool.get(), kToolFd},
-                                               {launch.status.writeEnd.get(), kStatusFd},
-                                               {options.standard[0], STDIN_FILENO},
-                                               {options.standard[1], STDOUT_FILENO},
-                                               {options.standard[2], kErrorFd},
-                                               {launch.errors.writeEnd.get(), STDERR_FILENO}};
-    int next = kFirstPassedFd;
-    for (const int fd : options.descriptors) {
-        places.emplace_back(fd, next++);
-    }
-    for (auto& [fd, place] : places) {
-        fd = fcntl(fd, F_DUPFD, next);
-    }
-    for (const auto& [fd, place] : places) {
-        dup2(fd, place);
-    }
-    close_range(static_cast<unsigned>(next), ~0U, 0);
-    close_range(kFirstUnusedFd, kFirstPassedFd - 1, 0);
-}
-
-// What the caller ignores or blocks would pass down to all that runs inside.
-void resetSignals() {
-    for (int number = 1; number < NSIG; ++number) {
-        signal(number, SIG_DFL);
-    }
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
-[[noreturn]] void becomeBubblewrap(const Launch& launch, const SandboxOptions& options, char* const argv[]) {
-    placeDescriptors(launch, options);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (options.defaultSignals) {
-        resetSignals();
-    }
-    if (options.ownSession) {
-        setsid();
-    }
-    execvp(argv[0], argv);
-    dprintf(STDERR_FILENO, "bwrap: %s (Debian package bubblewrap)\n", strerrordesc_np(errno));
-    _exit(127);
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> all;
-    all.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-        all.push_back(text.data());
-    }
-    all.push_back(nullptr);
-    return all;
 }
 
 int collect(pid_t child) {
@@ -218,38 +94,54 @@ int collect(pid_t child) {
         kExitNoSandbox);
 }
 
-Launch prepare(const SandboxOptions& options) {
-    const fs::path directory = fs::read_symlink("/proc/self/exe").parent_path();
+// From here on the process sees, opens and owns what nobody does.
+void giveUpRoot() {
+    if (geteuid() != 0 && getuid() != 0) {
+        return;
+    }
+    if (setgroups(0, nullptr) != 0 || setresgid(kNobody, kNobody, kNobody) != 0 ||
+        setresuid(kNobody, kNobody, kNobody) != 0) {
+        fail("cannot give up root");
+    }
+    prctl(PR_SET_DUMPABLE, 1); // else the files of the process itself stay root's
+}
+
+Launch prepare(const SandboxOptions& options, const fs::path& directory) {
+    openMissingStreams();
+    if (options.asNobody) {
+        giveUpRoot();
+    }
+    const std::string bubblewrap = bubblewrapFault(kBubblewrap);
+    if (!bubblewrap.empty()) {
+        throw std::runtime_error(bubblewrap);
+    }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment
+    const char* const coverage = std::getenv(layout::kCoverageVariable);
+    const bool counted = coverage != nullptr && *coverage != '\0';
+    const VisiblePaths paths(options, directory, counted ? coverage : nullptr);
     const std::string recorder = directory / kRecorderName;
-    const std::vector<std::string> arguments = sandboxArguments(
-        options, directory, recorder, {kMarkerFd, kAnswerFd, kToolFd}, namesOfBin(), environ);
+    const std::vector<std::string> arguments =
+        sandboxArguments(options, paths, recorder, {kMarkerFd, kAnswerFd, kToolFd, kFilterFd}, environ);
+    em::UniqueFd filter = fileInMemory("");
+    writeTerminalFilter(filter.get());
+    lseek(filter.get(), 0, SEEK_SET);
     return {fileInMemory(joined(arguments)),
             fileInMemory(markerText(recorder)),
             fileInMemory(maintenanceAnswer(options.maintenance)),
             fileInMemory(maintenanceToolScript()),
+            std::move(filter),
+            checkStandardStreams(options.standard, options.size),
             makePipe(),
-            makePipe()};
-}
-
-pid_t start(const Launch& launch, const SandboxOptions& options, const std::vector<std::string>& command) {
-    std::vector<std::string> line = commandLine(command);
-    const std::vector<char*> argv = pointers(line);
-    const pid_t child = fork();
-    if (child < 0) {
-        fail("fork");
-    }
-    if (child == 0) {
-        becomeBubblewrap(launch, options, argv.data());
-    }
-    return child;
+            makePipe(),
+            {binEntries(options), paths.copies(), options.size, geteuid(), getegid()}};
 }
 
 } // namespace
 
 struct SandboxedCommand::State {
-    State(const SandboxOptions& options, const std::vector<std::string>& command)
-        : launch(prepare(options)),
-          child(start(launch, options, command)),
+    State(const SandboxOptions& options, const fs::path& directory, const std::vector<std::string>& command)
+        : launch(prepare(options, directory)),
+          child(startBubblewrap(launch, options, guarded(directory, command))),
           // By number: C++ cannot link this glibc's pidfd_open.
           ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0))) {}
 
@@ -260,7 +152,8 @@ struct SandboxedCommand::State {
 
 SandboxedCommand::SandboxedCommand(const SandboxOptions& options, const std::vector<std::string>& command) {
     try {
-        m_state = std::make_unique<State>(options, command);
+        const fs::path directory = fs::read_symlink("/proc/self/exe").parent_path();
+        m_state = std::make_unique<State>(options, directory, command);
     } catch (const Failure&) {
         throw;
     } catch (const std::exception& exception) {

@@ -15,7 +15,9 @@ namespace volad_dev {
 // ends with the calling process, however that ends, and with this object. One thread.
 class SandboxedCommand {
 public:
-    // Throws Failure (kExitNoSandbox) when no process can be started.
+    // With options.asNobody a process of root's gives up root here, for good: what it needs as root it does
+    // before. Throws Failure: kExitNoSandbox when no process can be started, kExitUsage, with the reason,
+    // when an option or a standard stream would lead out of the sandbox.
     SandboxedCommand(const SandboxOptions& options, const std::vector<std::string>& command);
     ~SandboxedCommand();
     SandboxedCommand(const SandboxedCommand&) = delete;
@@ -31,6 +33,10 @@ private:
     struct State;
     std::unique_ptr<State> m_state;
 };
+
+// The option of `volad-dev sandbox` by which the tool starts itself inside, to ask the guard before the
+// command.
+inline constexpr const char* kGuardedOption = "--guarded";
 
 // Runs the command and waits for it; results and failures of both.
 int runInSandbox(const SandboxOptions& options, const std::vector<std::string>& command);

@@ -4,22 +4,28 @@
 #include <string>
 #include <vector>
 
+#include "host/sandbox/private_mounts.h"
 #include "host/sandbox/sandbox_options.h"
+#include "host/sandbox/visible_paths.h"
 
 namespace volad_dev {
 
-// Descriptors that bubblewrap reads small files from; they come up at fixed places inside.
+// Descriptors that bubblewrap reads small files from; all but the filter come up at fixed places inside.
 struct SandboxFiles {
     int marker;
     int maintenanceAnswer;
     int maintenanceTool;
+    int filter;
 };
 
-// directory: the canonical directory of the tool, its recorder and the module, bound read-only.
-// binNames: what "/usr/bin" holds. environment: the caller's, of which only what is listed comes in.
-std::vector<std::string> sandboxArguments(const SandboxOptions& options, const std::string& directory,
+// What "/usr/bin" holds: all of the machine's names, but for those of which there is a stand-in or none at
+// all.
+std::vector<BinEntry> binEntries(const SandboxOptions& options);
+
+// environment: the caller's, of which only what is listed comes in. Throws Failure (kExitUsage) on a variable
+// or a PATH that may not be set inside.
+std::vector<std::string> sandboxArguments(const SandboxOptions& options, const VisiblePaths& paths,
                                           const std::string& recorder, const SandboxFiles& files,
-                                          const std::vector<std::string>& binNames,
                                           const char* const* environment);
 
 // The stand-in for the maintenance tool, a shell script.

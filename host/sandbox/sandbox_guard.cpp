@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +15,7 @@
 
 #include "host/common/exit_code.h"
 #include "host/sandbox/sandbox_layout.h"
+#include "host/sandbox/terminal_filter.h"
 
 namespace volad_dev {
 namespace {
@@ -28,14 +30,19 @@ constexpr std::array<const char*, 6> kServiceSockets = {"/run/systemd/private",
                                                         "/dev/initctl"};
 
 struct Marker {
-    std::string pidNamespace, mountNamespace, recorder; // recorder: "device:inode"
+    std::array<std::string, layout::kMarkedNamespaces.size()> namespaces;
+    std::string recorder; // "device:inode"
 };
+
+constexpr std::array<std::string_view, 5> kCapabilitySets = {
+    "CapEff:", "CapBnd:", "CapPrm:", "CapInh:", "CapAmb:"};
 
 Marker readMarker(const std::string& root) {
     Marker marker;
     std::ifstream file(root + layout::kMarker);
-    std::getline(file, marker.pidNamespace);
-    std::getline(file, marker.mountNamespace);
+    for (std::string& name : marker.namespaces) {
+        std::getline(file, name);
+    }
     std::getline(file, marker.recorder);
     return marker;
 }
@@ -68,9 +75,9 @@ std::string commandFault(const std::string& path, const std::string& recorder) {
 // Only an all-zero set passes; a status that cannot be read does not.
 std::string capabilityFault(const std::string& root) {
     std::ifstream file(root + "/proc/self/status");
-    int seen = 0;
+    size_t seen = 0;
     for (std::string line; std::getline(file, line);) {
-        for (const std::string_view set : {"CapEff:", "CapBnd:"}) {
+        for (const std::string_view set : kCapabilitySets) {
             if (line.starts_with(set)) {
                 if (line.find_first_not_of("0 \t", set.size()) != std::string::npos) {
                     return "capabilities are left: " + line;
@@ -79,11 +86,11 @@ std::string capabilityFault(const std::string& root) {
             }
         }
     }
-    return seen == 2 ? "" : "the capabilities cannot be told";
+    return seen == kCapabilitySets.size() ? "" : "the capabilities cannot be told";
 }
 
 // By the mount on top, the last one that is listed.
-std::string kernelSettingsFault(const std::string& root) {
+std::string writableFault(const std::string& root, const char* kernelPlace) {
     std::ifstream file(root + "/proc/self/mountinfo");
     bool readOnly = false;
     for (std::string line; std::getline(file, line);) {
@@ -92,11 +99,11 @@ std::string kernelSettingsFault(const std::string& root) {
         std::string place;
         std::string options;
         fields >> skipped >> skipped >> skipped >> skipped >> place >> options;
-        if (place == layout::kKernelSettings) {
+        if (place == kernelPlace) {
             readOnly = options == "ro" || options.starts_with("ro,");
         }
     }
-    return readOnly ? "" : fmt::format("{} is not read-only", layout::kKernelSettings);
+    return readOnly ? "" : fmt::format("{} is not read-only", kernelPlace);
 }
 
 std::string socketFault(const std::string& root) {
@@ -111,35 +118,33 @@ std::string socketFault(const std::string& root) {
 
 } // namespace
 
-std::string sandboxFault(const std::string& root) {
+std::string sandboxFault(const std::string& root, int typing) {
     const Marker marker = readMarker(root);
     if (marker.recorder.empty()) {
         return "no marker";
     }
-    std::string fault = namespaceFault(root, "pid", marker.pidNamespace);
-    if (fault.empty()) {
-        fault = namespaceFault(root, "mnt", marker.mountNamespace);
+    std::string fault;
+    const auto ask = [&fault](const auto& question, const auto&... about) {
+        fault = fault.empty() ? question(about...) : fault;
+    };
+    for (size_t i = 0; i < marker.namespaces.size(); ++i) {
+        ask(namespaceFault, root, layout::kMarkedNamespaces[i], marker.namespaces[i]);
     }
     for (const em::ShutdownAction& action : em::kShutdownActions) {
         // Where it stands, and as the module runs it: "/sbin" may lead elsewhere.
-        for (const std::string& command :
-             {layout::realPlaceOf(action.command), std::string(action.command)}) {
-            if (fault.empty()) {
-                fault = commandFault(root + command, marker.recorder);
-            }
-        }
+        ask(commandFault, root + layout::realPlaceOf(action.command), marker.recorder);
+        ask(commandFault, root + action.command, marker.recorder);
     }
-    if (fault.empty()) {
-        fault = capabilityFault(root);
+    ask(capabilityFault, root);
+    for (const char* place : layout::kKernelPlaces) {
+        ask(writableFault, root, place);
     }
-    if (fault.empty()) {
-        fault = kernelSettingsFault(root);
-    }
-    return fault.empty() ? socketFault(root) : fault;
+    ask(socketFault, root);
+    return fault.empty() && typing != EPERM ? "one may type into a terminal" : fault;
 }
 
 void assertSandboxInForce() {
-    const std::string fault = sandboxFault("");
+    const std::string fault = sandboxFault("", typingError());
     if (!fault.empty()) {
         fmt::print(stderr,
                    "volad-dev: refused outside the sandbox ({}); start it with: volad-dev sandbox -- ...\n",

@@ -11,7 +11,7 @@ namespace volad_dev {
 void assertSandboxInForce();
 
 // Why the sandbox whose files stand below `root` is not in force, empty when it is. root is "" but for the
-// guard's own tests, which lay out a tree.
-std::string sandboxFault(const std::string& root);
+// guard's own tests, which lay out a tree. typing: errno of a request to type into a terminal.
+std::string sandboxFault(const std::string& root, int typing);
 
 } // namespace volad_dev

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -22,14 +23,22 @@ inline constexpr const char* kMaintenanceAnswer = "/scratch/maintenance";
 // When there and executable, it runs in place of the maintenance tool: a hanging, failing or silent one.
 inline constexpr const char* kMaintenanceScript = "/scratch/localcli";
 
-// The launcher's marker: the outer namespaces and the recorder's identity.
+// The launcher's marker, line by line: these namespaces as they are outside, and the recorder's identity.
 inline constexpr const char* kMarker = "/run/volad-dev/marker";
+inline constexpr std::array<const char*, 4> kMarkedNamespaces = {"pid", "mnt", "user", "net"};
 inline constexpr const char* kMaintenanceDefault = "/run/volad-dev/maintenance";
 
-// The machine's own, read-only.
-inline constexpr const char* kKernelSettings = "/proc/sys";
+// Where the coverage files of a run are bound, and the variable that tells so, out here and inside.
+inline constexpr const char* kCoverage = "/coverage";
+inline constexpr const char* kCoverageVariable = "GCOV_PREFIX";
+
+// Read-only: much below them is the whole machine's, and belongs to user 0.
+inline constexpr std::array<const char*, 2> kKernelPlaces = {"/proc", "/proc/sys"};
 
 inline constexpr const char* kMaintenanceTool = "/usr/sbin/localcli";
+// Where a search for the maintenance tool finds the stand-in.
+inline constexpr std::array<std::string_view, 4> kStandInDirectories = {"/usr/sbin", "/sbin", "/usr/bin",
+                                                                        "/bin"};
 inline constexpr const char* kServiceManager = em::place::kServiceManager;
 
 // The commands that end a system are the rows of the table of actions: a further action is covered by a

@@ -2,6 +2,7 @@
 // one JSON line, appended in one write, so that whoever watches the file sees whole lines.
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -59,8 +60,8 @@ std::string blockedSignals() {
     return "";
 }
 
-// Parent first, up to the first process. By these a reader tells whose command it is: what a job leaves
-// running has another line than what the module starts.
+// Parent first, up to the first process. By these a reader tells whose command it is: what a job leaves running
+// has another line than what the module starts.
 std::string ancestors() {
     std::string list;
     for (int pid = getppid(); pid > 0;) {
@@ -103,10 +104,18 @@ std::string argumentList(int argc, char** argv) {
     return list;
 }
 
+// Into a file only, and never waiting: a job may have put a FIFO in its place, or left half a line.
 bool append(const std::string& line) {
-    const int file = open(volad_dev::layout::kCommandRecord, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    return file >= 0 && write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size()) &&
-           close(file) == 0;
+    const int file = open(volad_dev::layout::kCommandRecord,
+                          O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0644);
+    struct stat status = {};
+    if (file < 0 || fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
+    char last = '\n';
+    const bool whole = status.st_size == 0 || pread(file, &last, 1, status.st_size - 1) != 1 || last == '\n';
+    const std::string text = (whole ? "" : "\n") + line;
+    return write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && close(file) == 0;
 }
 
 } // namespace
@@ -114,14 +123,14 @@ bool append(const std::string& line) {
 int main(int argc, char** argv) {
     // First, before a descriptor of our own is open.
     const std::string descriptors = openDescriptors();
-    char times[96];
-    static_cast<void>(std::snprintf(times, sizeof times, "\"time\":%.6f,\"monotonic\":%.6f",
+    char numbers[128];
+    static_cast<void>(std::snprintf(numbers, sizeof numbers,
+                                    "\"pid\":%d,\"time\":%.6f,\"monotonic\":%.6f", getpid(),
                                     seconds(CLOCK_REALTIME), seconds(CLOCK_MONOTONIC)));
     const std::string line =
         "{\"name\":" + quoted(argc > 0 ? argv[0] : "") + ",\"arguments\":[" + argumentList(argc, argv) +
-        "]," + times + ",\"pid\":" + std::to_string(getpid()) + ",\"ancestors\":[" + ancestors() +
-        "],\"directory\":" + quoted(workingDirectory()) + ",\"blocked\":" + quoted(blockedSignals()) +
-        ",\"descriptors\":{" + descriptors + "}}\n";
+        "],\"ancestors\":[" + ancestors() + "]," + numbers + ",\"directory\":" + quoted(workingDirectory()) +
+        ",\"blocked\":" + quoted(blockedSignals()) + ",\"descriptors\":{" + descriptors + "}}\n";
     if (!append(line)) {
         std::perror(volad_dev::layout::kCommandRecord);
         return EXIT_FAILURE;

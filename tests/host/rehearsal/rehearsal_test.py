@@ -357,6 +357,11 @@ class Ways(Rehearsal):
         self.write()
         self.assertIn("there is no job in these settings", self.run_tool(verb="job").stderr)
 
+    def test_without_bubblewrap_nothing_is_rehearsed(self):
+        without = ["bwrap", "--dev-bind", "/", "/", "--ro-bind", "/dev/null", "/usr/bin/bwrap", "--"]
+        done = subprocess.run([*without, *self.command()], capture_output=True, text=True, timeout=50)
+        self.assertEqual((done.returncode, done.stdout), (3, ""))
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1] + sys.argv[3:])

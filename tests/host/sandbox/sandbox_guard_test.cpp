@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "host/sandbox/sandbox_layout.h"
+#include "host/sandbox/terminal_filter.h"
 
 namespace volad_dev {
 namespace {
@@ -25,12 +27,13 @@ protected:
             fs::create_hard_link(m_root / "usr/sbin/recorder",
                                  m_root.string() + layout::realPlaceOf(action.command));
         }
-        write("/proc/self/status", "Name:\tx\nCapEff:\t0000000000000000\nCapBnd:\t0000000000000000\n");
+        write("/proc/self/status", statusWith("", ""));
         write("/proc/self/mountinfo", kMounted);
         fs::create_directories(m_root / "proc/self/ns");
-        fs::create_symlink("pid:[2]", m_root / "proc/self/ns/pid");
-        fs::create_symlink("mnt:[2]", m_root / "proc/self/ns/mnt");
-        writeMarker("pid:[1]", "mnt:[1]");
+        for (const std::string kind : layout::kMarkedNamespaces) {
+            fs::create_symlink(kind + ":[2]", m_root / "proc/self/ns" / kind);
+        }
+        writeMarker("");
     }
     ~SandboxGuardTest() override { fs::remove_all(m_root); }
 
@@ -39,22 +42,36 @@ protected:
         fs::create_directories(file.parent_path());
         std::ofstream(file) << content;
     }
-    void writeMarker(const char* pidNamespace, const char* mountNamespace) const {
+    // The namespaces of the machine are others than those in here, but for `shared`.
+    void writeMarker(const std::string& shared) const {
         struct stat status = {};
         ASSERT_EQ(stat((m_root / "usr/sbin/recorder").c_str(), &status), 0);
-        write(layout::kMarker,
-              fmt::format("{}\n{}\n{}:{}\n", pidNamespace, mountNamespace, status.st_dev, status.st_ino));
+        std::string text;
+        for (const std::string kind : layout::kMarkedNamespaces) {
+            text += kind + (kind == shared ? ":[2]\n" : ":[1]\n");
+        }
+        write(layout::kMarker, text + fmt::format("{}:{}\n", status.st_dev, status.st_ino));
     }
-    [[nodiscard]] std::string fault() const { return sandboxFault(m_root); }
+    // All sets are empty, but for `set`; one is missing where it is to be nothing.
+    static std::string statusWith(const std::string& set, const std::string& value) {
+        std::string text = "Name:\tx\n";
+        for (const std::string each : {"CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"}) {
+            text += each != set     ? each + ":\t0000000000000000\n"
+                    : value.empty() ? ""
+                                    : each + ":\t" + value + "\n";
+        }
+        return text;
+    }
+    [[nodiscard]] std::string fault() const { return sandboxFault(m_root, EPERM); }
 
-    static constexpr const char* kMounted = "21 20 0:5 / /proc rw,nosuid - proc proc rw\n"
+    static constexpr const char* kMounted = "21 20 0:5 / /proc ro,nosuid - proc proc rw\n"
                                             "22 21 0:4 /sys /proc/sys ro,nosuid - proc proc rw\n";
     const fs::path m_root = fs::temp_directory_path() / "guard";
 };
 
 TEST_F(SandboxGuardTest, PassesWhenEverythingIsInPlace) {
     EXPECT_EQ(fault(), "");
-    EXPECT_EQ(sandboxFault(""), "");
+    EXPECT_EQ(sandboxFault("", typingError()), "");
 }
 
 TEST_F(SandboxGuardTest, RefusesWithoutMarker) {
@@ -63,12 +80,18 @@ TEST_F(SandboxGuardTest, RefusesWithoutMarker) {
 }
 
 TEST_F(SandboxGuardTest, RefusesInTheMachinesOwnNamespaces) {
-    writeMarker("pid:[2]", "mnt:[1]");
-    EXPECT_EQ(fault(), "the pid namespace is the machine's own");
-    writeMarker("pid:[1]", "mnt:[2]");
-    EXPECT_EQ(fault(), "the mnt namespace is the machine's own");
+    for (const std::string kind : layout::kMarkedNamespaces) {
+        writeMarker(kind);
+        EXPECT_EQ(fault(), "the " + kind + " namespace is the machine's own");
+    }
     fs::remove(m_root / "proc/self/ns/pid");
     EXPECT_EQ(fault(), "the pid namespace cannot be told");
+}
+
+TEST_F(SandboxGuardTest, RefusesWhereOneMayTypeIntoATerminal) {
+    for (const int typing : {0, EBADF, EFAULT, EIO}) {
+        EXPECT_EQ(sandboxFault(m_root, typing), "one may type into a terminal");
+    }
 }
 
 TEST_F(SandboxGuardTest, RefusesACommandThatIsNotTheRecorder) {
@@ -97,22 +120,24 @@ TEST_F(SandboxGuardTest, RefusesWhenTheModulesPathLeadsElsewhere) {
 }
 
 TEST_F(SandboxGuardTest, RefusesAnyCapability) {
-    for (const char* status :
-         {"CapEff:\t0000000000400000\nCapBnd:\t0000000000000000\n",
-          "CapEff:\t0000000000000000\nCapBnd:\t0000000000000001\n", "CapEff:\t0000000000000000\n"}) {
-        write("/proc/self/status", status);
-        EXPECT_NE(fault().find("capabilities"), std::string::npos) << status;
+    for (const char* set : {"CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"}) {
+        for (const char* value : {"0000000000400000", "0000000000000001", ""}) {
+            write("/proc/self/status", statusWith(set, value));
+            EXPECT_NE(fault().find("capabilities"), std::string::npos) << set << value;
+        }
     }
 }
 
 TEST_F(SandboxGuardTest, RefusesKernelSettingsThatCanBeWritten) {
-    for (const char* mounted : {"", "21 20 0:5 / /proc ro - proc proc rw\n",
-                                "22 21 0:4 /sys /proc/sys rw,nosuid - proc proc ro\n"}) {
-        write("/proc/self/mountinfo", mounted);
-        EXPECT_EQ(fault(), "/proc/sys is not read-only") << mounted;
+    for (const std::string place : layout::kKernelPlaces) {
+        for (const std::string mounted : {"", "20 1 0:5 / / ro - tmpfs tmpfs rw\n"}) {
+            write("/proc/self/mountinfo", mounted);
+            EXPECT_EQ(fault(), "/proc is not read-only") << mounted;
+        }
+        write("/proc/self/mountinfo",
+              kMounted + fmt::format("23 22 0:4 / {} rw,nosuid - proc proc ro\n", place));
+        EXPECT_EQ(fault(), place + " is not read-only") << "a second mount on top of it";
     }
-    write("/proc/self/mountinfo", std::string(kMounted) + "23 22 0:4 /sys /proc/sys rw - proc proc rw\n");
-    EXPECT_EQ(fault(), "/proc/sys is not read-only") << "a second mount on top of it";
 }
 
 TEST_F(SandboxGuardTest, RefusesASocketOfTheServiceManagerOrTheBus) {

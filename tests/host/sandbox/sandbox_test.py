@@ -32,12 +32,14 @@ class Refusal(unittest.TestCase):
             self.assertIn("refused outside the sandbox", done.stderr)
 
     def test_without_bubblewrap_one_line_and_nothing_is_started(self):
-        with tempfile.TemporaryDirectory() as empty:
-            done = inside("touch /scratch/started", "--scratch", empty, environment={"PATH": empty})
+        with tempfile.TemporaryDirectory() as scratch:
+            command = ["bwrap", "--dev-bind", "/", "/", "--ro-bind", "/dev/null", "/usr/bin/bwrap", "--",
+                       VOLAD_DEV, "sandbox", "--scratch", scratch, "--", "touch", "/scratch/started"]
+            done = subprocess.run(command, capture_output=True, text=True, timeout=30)
             self.assertEqual(done.returncode, NO_SANDBOX)
             self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
             self.assertIn("kernel.unprivileged_userns_clone", done.stderr)
-            self.assertEqual(os.listdir(empty), [])
+            self.assertEqual(os.listdir(scratch), [])
 
 
 class Inside(unittest.TestCase):
@@ -48,7 +50,7 @@ class Inside(unittest.TestCase):
 
     def test_who_one_is_and_what_one_may(self):
         for user in ("0", "1000"):
-            done = inside("id -u; grep -E '^Cap(Eff|Bnd|Prm)' /proc/self/status | cut -f2 | sort -u; ls /opt",
+            done = inside("id -u; grep -E '^Cap' /proc/self/status | cut -f2 | sort -u; ls /opt",
                           "--uid", user)
             self.assertEqual(done.stdout.split(), [user, "0" * 16])
 
@@ -63,9 +65,8 @@ class Inside(unittest.TestCase):
         leaks = {"TM_LOG_DEBUG_LEVEL": "5", "TZ": "UTC", "LANG": "de_DE", "LD_PRELOAD": "", "PATH": os.environ["PATH"]}
         done = inside("env -0", "--setenv", "TZ=Asia/Tokyo", environment={**listed, **leaks})
         present = dict(pair.split("=", 1) for pair in done.stdout.split("\0") if pair)
-        present.pop("PWD")
-        self.assertEqual(present, {**listed, "TZ": "Asia/Tokyo", "PATH": "/usr/sbin:/usr/bin", "HOME": "/tmp",
-                                   "VOLAD_SCRATCH": "/scratch"})
+        self.assertEqual(present, {**listed, "TZ": "Asia/Tokyo", "HOME": "/tmp", "VOLAD_SCRATCH": "/scratch",
+                                   "PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin", "PWD": "/"})
 
     def test_no_descriptor_comes_in_but_the_standard_ones(self):
         with open(os.devnull) as extra:
@@ -86,23 +87,6 @@ class Inside(unittest.TestCase):
             script = f"for d in {' '.join(places)}; do touch $d/probe 2>/dev/null && echo $d; done; touch /scratch/here"
             done = inside(script, "--scratch", scratch, "--bind", bound)
             self.assertEqual((done.stdout, os.listdir(scratch), os.listdir(bound)), ("", ["here"], []))
-
-    def test_no_setting_of_the_kernel_can_be_changed(self):
-        # To open for writing is enough, and changes nothing. Root is the one who owns these files.
-        script = """
-import os
-for directory, _, names in os.walk("/proc/sys"):
-    for path in (os.path.join(directory, name) for name in names):
-        try:
-            os.close(os.open(path, os.O_WRONLY))
-            print(path)
-        except OSError:
-            pass
-print("looked at", len(os.listdir("/proc/sys/kernel")) > 10)"""
-        for user in ("0", "1000"):
-            done = subprocess.run([VOLAD_DEV, "sandbox", "--uid", user, "--", "python3", "-c", script],
-                                  capture_output=True, text=True, timeout=30)
-            self.assertEqual(done.stdout, "looked at True\n")
 
     def test_what_is_bound_is_seen_at_its_own_path_below_a_laid_over_directory(self):
         with tempfile.TemporaryDirectory() as bound:
@@ -126,16 +110,12 @@ print("looked at", len(os.listdir("/proc/sys/kernel")) > 10)"""
         self.assertEqual(done.returncode, 0, done.stderr)
 
     def test_the_end_of_the_launcher_is_the_end_of_the_sandbox(self):
-        with tempfile.TemporaryDirectory() as scratch:
-            fifo = os.path.join(scratch, "alive")
-            os.mkfifo(fifo)
-            launcher = subprocess.Popen([VOLAD_DEV, "sandbox", "--scratch", scratch, "--", "sh", "-c",
-                                         "exec 5>/scratch/alive; echo up >&5; sleep 60"])
-            with open(fifo) as alive:
-                self.assertEqual(alive.readline(), "up\n")
-                launcher.kill()
-                self.assertEqual(alive.read(), "")  # returns once the last writer inside is gone
-            self.assertEqual(launcher.wait(), -signal.SIGKILL)
+        with subprocess.Popen([VOLAD_DEV, "sandbox", "--", "sh", "-c", "echo up; exec sleep 60"],
+                              stdout=subprocess.PIPE, text=True) as launcher:
+            self.assertEqual(launcher.stdout.readline(), "up\n")
+            launcher.kill()
+            self.assertEqual(launcher.stdout.read(), "")  # returns once the last writer inside is gone
+        self.assertEqual(launcher.returncode, -signal.SIGKILL)
 
 
 class StandIns(unittest.TestCase):

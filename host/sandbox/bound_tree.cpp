@@ -1,0 +1,101 @@
+#include "host/sandbox/bound_tree.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "host/common/failure.h"
+
+namespace volad_dev {
+namespace {
+
+// Most more entries to cover than any tree of good manners has; each one is a mount.
+constexpr size_t kMostHidden = 500;
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
+    throw Failure(fmt::format("{}: {}", path, reason), kExitUsage);
+}
+
+unsigned char typeOf(const std::string& path) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return DT_UNKNOWN; // gone again
+    }
+    return static_cast<unsigned char>(IFTODT(status.st_mode));
+}
+
+bool isEndpoint(unsigned char type) {
+    return type == DT_SOCK || type == DT_FIFO || type == DT_CHR || type == DT_BLK;
+}
+
+// By its permission bits, whoever asks: the machine's root may be user 0 inside.
+bool isSecret(const std::string& path, unsigned char type) {
+    struct stat status = {};
+    const mode_t needed = type == DT_DIR ? S_IROTH | S_IXOTH : S_IROTH;
+    return type != DT_LNK && lstat(path.c_str(), &status) == 0 && (status.st_mode & needed) != needed;
+}
+
+} // namespace
+
+void walkTree(const std::string& directory, size_t& entries,
+              const std::function<bool(const std::string&, unsigned char)>& visit) {
+    std::vector<std::string> left = {directory};
+    while (!left.empty()) {
+        const std::string path = std::move(left.back());
+        left.pop_back();
+        const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(path.c_str()), closedir);
+        if (!listing && (errno == EACCES || errno == EPERM)) {
+            visit(path, DT_WHT);
+            continue;
+        }
+        if (!listing) {
+            refuse(path, strerrordesc_np(errno));
+        }
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): each listing has one reader
+        while (const dirent* entry = readdir(listing.get())) {
+            const std::string_view name = entry->d_name;
+            if (name == "." || name == "..") {
+                continue;
+            }
+            if (++entries > kMostEntries) {
+                refuse(directory, fmt::format("more than {} entries are to be made visible", kMostEntries));
+            }
+            std::string below = (path == "/" ? "" : path) + '/';
+            below += name;
+            const unsigned char type = entry->d_type != DT_UNKNOWN ? entry->d_type : typeOf(below);
+            if (visit(below, type) && type == DT_DIR) {
+                left.push_back(std::move(below));
+            }
+        }
+    }
+}
+
+void TreeSearch::add(const std::string& root, bool secrets) {
+    const unsigned char type = typeOf(root);
+    if (isEndpoint(type)) {
+        refuse(root, "a socket, FIFO or device leads out of the sandbox");
+    }
+    if (type != DT_DIR) {
+        return;
+    }
+    walkTree(root, m_entries, [&](const std::string& path, unsigned char kind) {
+        const bool unlisted = kind == DT_WHT;
+        if (!unlisted && !isEndpoint(kind) && !(secrets && isSecret(path, kind))) {
+            return true;
+        }
+        if (m_found.size() >= kMostHidden) {
+            refuse(root, fmt::format("more than {} sockets, FIFOs and the like would have to be covered",
+                                     kMostHidden));
+        }
+        m_found.push_back({path, unlisted || kind == DT_DIR});
+        return false;
+    });
+}
+
+} // namespace volad_dev

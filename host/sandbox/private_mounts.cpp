@@ -1,0 +1,164 @@
+#include "host/sandbox/private_mounts.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "base/unique_fd.h"
+#include "host/common/failure.h"
+#include "host/sandbox/bound_tree.h"
+
+namespace volad_dev {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kMemory = "/sys";
+constexpr std::array<const char*, 6> kDevices = {"/dev/null",   "/dev/zero",    "/dev/full",
+                                                 "/dev/random", "/dev/urandom", "/dev/tty"};
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+void writeFile(const char* path, const std::string& content) {
+    const em::UniqueFd file(open(path, O_WRONLY | O_CLOEXEC));
+    if (!file.valid() || write(file.get(), content.data(), content.size()) < 0) {
+        fail(path);
+    }
+}
+
+void keepUser(const PrivateMounts& mounts) {
+    writeFile("/proc/self/setgroups", "deny"); // without it no group may be named
+    writeFile("/proc/self/uid_map", fmt::format("{0} {0} 1", mounts.user));
+    writeFile("/proc/self/gid_map", fmt::format("{0} {0} 1", mounts.group));
+}
+
+// Which does not keep anybody from writing into the device.
+void makeReadOnly(const char* device) {
+    mount_attr readOnly = {};
+    readOnly.attr_set = MOUNT_ATTR_RDONLY;
+    if (mount(device, device, nullptr, MS_BIND, nullptr) != 0 ||
+        mount_setattr(AT_FDCWD, device, 0, &readOnly, sizeof readOnly) != 0) {
+        fail(device);
+    }
+}
+
+// A terminal is mounted read-only first; the other devices are by now.
+void reopenDevice(int fd) {
+    struct stat open = {};
+    struct stat named = {};
+    std::error_code failed;
+    const std::string path = fs::read_symlink(fmt::format("/proc/self/fd/{}", fd), failed);
+    // One of another mount namespace has no name here.
+    if (fstat(fd, &open) != 0 || !S_ISCHR(open.st_mode) || failed || stat(path.c_str(), &named) != 0 ||
+        named.st_dev != open.st_dev || named.st_ino != open.st_ino) {
+        return;
+    }
+    if (isatty(fd) == 1) {
+        makeReadOnly(path.c_str());
+    }
+    const int flags = fcntl(fd, F_GETFL);
+    const em::UniqueFd again(::open(path.c_str(), (flags & O_ACCMODE) | O_NOCTTY | O_NONBLOCK));
+    // Where it may not be opened, its mode is not the sandbox's to change either.
+    if (again.valid() && (fcntl(again.get(), F_SETFL, flags) < 0 || dup2(again.get(), fd) < 0)) {
+        fail(path);
+    }
+}
+
+// Modes of directories come last: one may be without the right to write.
+void copyTree(const fs::path& from, const fs::path& to) {
+    const fs::file_status status = fs::symlink_status(from);
+    if (fs::is_symlink(status)) {
+        fs::copy_symlink(from, to);
+    } else if (fs::is_regular_file(status)) {
+        fs::copy_file(from, to);
+    } else if (fs::is_directory(status)) {
+        fs::create_directory(to);
+        for (const fs::directory_entry& entry : fs::directory_iterator(from)) {
+            copyTree(entry.path(), to / entry.path().filename());
+        }
+        fs::permissions(to, status.permissions());
+    }
+}
+
+void layBin(const std::vector<BinEntry>& entries) {
+    fs::create_directory(kPlaceOfBin);
+    for (const BinEntry& entry : entries) {
+        const std::string path = std::string(kPlaceOfBin) + '/' + entry.name;
+        if (!entry.target.empty()) {
+            fs::create_symlink(entry.target, path);
+        } else if (mknod(path.c_str(), S_IFREG | 0444, 0) != 0) {
+            fail(path);
+        }
+    }
+}
+
+void layMemory(const PrivateMounts& mounts) {
+    const std::string options = fmt::format("mode=0755,size={}", mounts.size);
+    if (mount("tmpfs", kMemory, "tmpfs", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
+        fail(kMemory);
+    }
+    layBin(mounts.bin);
+    for (size_t i = 0; i < mounts.copies.size(); ++i) {
+        copyTree(mounts.copies[i], placeOfCopy(i));
+    }
+}
+
+} // namespace
+
+std::string placeOfCopy(size_t index) {
+    return fmt::format("{}/{}", kMemory, index);
+}
+
+void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& entries) {
+    uint64_t total = 0;
+    for (const std::string& copy : copies) {
+        const auto add = [&](const std::string& path, unsigned char type) {
+            struct stat status = {};
+            if (type == DT_WHT || (type == DT_REG && access(path.c_str(), R_OK) != 0)) {
+                throw Failure(fmt::format("--copy {}: {} cannot be read", copy, path), kExitUsage);
+            }
+            if (type == DT_REG && lstat(path.c_str(), &status) == 0) {
+                total += static_cast<uint64_t>(status.st_size);
+            }
+            if (total > size) {
+                throw Failure(fmt::format("--copy {}: more than the {} bytes that --size allows", copy, size),
+                              kExitUsage);
+            }
+            return true;
+        };
+        if (fs::is_directory(copy)) {
+            walkTree(copy, entries, add);
+        } else if (fs::is_regular_file(copy)) {
+            add(copy, DT_REG);
+        } else {
+            throw Failure(fmt::format("--copy {}: neither file nor directory", copy), kExitUsage);
+        }
+    }
+}
+
+void layPrivateMounts(const PrivateMounts& mounts, const std::vector<int>& standard) {
+    keepUser(mounts);
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0) {
+        fail("mount /");
+    }
+    for (const char* device : kDevices) {
+        makeReadOnly(device);
+    }
+    for (const int fd : standard) {
+        reopenDevice(fd);
+    }
+    layMemory(mounts);
+}
+
+} // namespace volad_dev

@@ -1,0 +1,52 @@
+// What bubblewrap cannot do: mounts of the launcher's child alone, made before it becomes bubblewrap, from
+// which the sandbox is then bound.
+#pragma once
+
+#include <sched.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace volad_dev {
+
+// Where the sandbox's own "/usr/bin" and the copies stand, "/sys/bin", "/sys/0" and so on: where no sandbox
+// shows anything else.
+inline constexpr const char* kPlaceOfBin = "/sys/bin";
+[[nodiscard]] std::string placeOfCopy(size_t index);
+
+// A link in "/usr/bin", or an empty file for something to be bound over it.
+struct BinEntry {
+    std::string name;
+    std::string target; // empty: a file
+};
+
+// Throws Failure (kExitUsage) naming the path with which the copies would hold more than `size` bytes, or
+// that is neither file nor directory. entries counts what was looked at, as for what is bound.
+void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& entries);
+
+struct PrivateMounts {
+    std::vector<BinEntry> bin;
+    std::vector<std::string> copies;
+    uint64_t size = 0;
+    uid_t user = 0; // of the launcher, by number
+    gid_t group = 0;
+};
+
+// What the child is to be cloned with: a process that has threads already cannot enter a user namespace.
+inline constexpr unsigned long kPrivateNamespaces = CLONE_NEWUSER | CLONE_NEWNS;
+
+// In the child, so that in its namespaces
+// - user and group are who they were;
+// - the device files that a sandbox has are mounted read-only, since their owner, who is user 0 inside, could
+// change
+//   their mode for the whole machine; those of `standard` that are devices are opened anew there;
+// - the sandbox's "/usr/bin" is laid, a thousand links which bubblewrap would take longer for than for all
+// else;
+// - the copies stand in one file system in memory of `size` bytes, without sockets, FIFOs and devices.
+// Throws std::exception.
+void layPrivateMounts(const PrivateMounts& mounts, const std::vector<int>& standard);
+
+} // namespace volad_dev

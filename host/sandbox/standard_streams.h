@@ -1,0 +1,21 @@
+// What becomes standard input, output and error inside must not be a way out.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "base/unique_fd.h"
+
+namespace volad_dev {
+
+// Throws Failure (kExitUsage) with the reason for: a directory, out of which one leaves by fchdir; a block
+// device; a device other than a terminal, null, zero, full and the random ones; as input a socket that has a
+// name or whose peer has one, which leads to a service. Returns a copy in memory where standard input is a
+// file, which could be opened anew for writing, else an invalid descriptor. The copy begins where the file is
+// being read; more than `size` bytes are refused.
+[[nodiscard]] em::UniqueFd checkStandardStreams(const std::array<int, 3>& standard, uint64_t size);
+
+// Opens "/dev/null" for each of 0, 1 and 2 that is closed, before anything else takes their numbers.
+void openMissingStreams();
+
+} // namespace volad_dev

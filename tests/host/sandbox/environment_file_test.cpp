@@ -1,0 +1,66 @@
+// A service's environment, line by line.
+#include "host/sandbox/environment_file.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "host/common/failure.h"
+
+namespace volad_dev {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const std::string kFile = std::filesystem::temp_directory_path() / "service.env";
+
+Lines read(const std::string& content) {
+    std::ofstream(kFile) << content;
+    return readEnvironmentFile(kFile);
+}
+
+TEST(EnvironmentFile, IsReadAsTheServiceManagerReadsIt) {
+    const std::pair<const char*, Lines> cases[] = {
+        {"", {}},
+        {"# A=1\n ; B=2\n\n \t\nC=3\n", {"C=3"}},
+        {"A=1\nA=2", {"A=1", "A=2"}},
+        {"A= a b \t\r\n", {"A=a b"}},
+        {"A=\n_b9=x=y\n", {"A=", "_b9=x=y"}},
+        {"A=\"a # b\"\nB='it\\n'\n", {"A=a # b", "B=it\\n"}},
+        {"A=\"say \\\"x\\\" \\$y \\n\"\n", {"A=say \"x\" $y \\n"}},
+        {"A=a\\ b\\'c\nB='a'\"b\"c\n", {"A=a b'c", "B=abc"}},
+        {"A=one\\\ntwo\nB=3\n", {"A=onetwo", "B=3"}},
+        {"# ends so \\\nA=1\n", {"A=1"}},
+    };
+    for (const auto& [content, expected] : cases) {
+        EXPECT_EQ(read(content), expected) << content;
+    }
+}
+
+TEST(EnvironmentFile, NamesFileAndLineOfWhatIsNone) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"A=1\nnothing\n", ":2: expected NAME=value instead of \"nothing\""},
+        {"=x\n", ":1: expected"},
+        {"9A=x\n", ":1: expected"},
+        {"A-B=x\n", ":1: expected"},
+        {"A=\\\n\nB=\"x\n", ":3: a quote is not closed"},
+        {"LD_PRELOAD=x\n", ":1: LD_PRELOAD changes"},
+        {"GCOV_PREFIX=x\n", ":1: GCOV_PREFIX changes"},
+        {"GLIBC_TUNABLES=x\n", ":1: GLIBC_TUNABLES changes"},
+        {"VOLAD_SCRATCH=x\n", ":1: VOLAD_SCRATCH tells"},
+    };
+    for (const auto& [content, expected] : cases) {
+        try {
+            read(content);
+            ADD_FAILURE() << content;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code(), kExitUsage);
+            EXPECT_TRUE(std::string(failure.what()).starts_with(kFile + expected)) << failure.what();
+        }
+    }
+    EXPECT_THROW(readEnvironmentFile("/none"), Failure);
+}
+
+} // namespace
+} // namespace volad_dev

@@ -1,0 +1,283 @@
+"""sandbox_attacks_test.py VOLAD_DEV: what a careless or hostile job tries, as root and as an unprivileged user.
+
+Each attack is carried out inside and must come to nothing. None would do lasting harm if it succeeded: files are opened
+for writing only, and modes are set to what they are.
+"""
+
+import os
+import pathlib
+import pty
+import shlex
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import unittest
+
+VOLAD_DEV = sys.argv[1]
+USAGE, NO_SANDBOX = 2, 3
+NOBODY = 65534
+PRELUDE = """
+import array, ctypes, fcntl, os, socket, termios
+def tried(what, action, *arguments):
+    try:
+        action(*arguments)
+        print("done:", what)
+    except OSError:
+        pass
+def write(path):
+    os.close(os.open(path, os.O_WRONLY | os.O_NONBLOCK))
+def change(path):
+    write(path)
+def keep_mode(path):
+    os.chmod(path, os.stat(path).st_mode & 0o7777)
+def connect(path):
+    socket.socket(socket.AF_UNIX).connect(path)
+"""
+
+
+class Attack(unittest.TestCase):
+    """As the user that runs the tests."""
+    caller: list[str] = []
+
+    def setUp(self):
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        os.chmod(self.directory, 0o777)
+
+    def tool(self, *arguments: str, around=(), **more) -> subprocess.CompletedProcess:
+        return subprocess.run([*around, *self.caller, VOLAD_DEV, "sandbox", *arguments], capture_output=True, text=True,
+                              timeout=50, **more)
+
+    def sh(self, script: str, *options: str, **more) -> str:
+        done = self.tool(*options, "--", "sh", "-c", script, **more)
+        self.assertNotIn("no sandbox", done.stderr)
+        return done.stdout
+
+    def python(self, script: str, *options: str, **more) -> str:
+        done = self.tool(*options, "--", "python3", "-c", PRELUDE + script, **more)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        return done.stdout
+
+    def refused(self, reason: str, *arguments: str, **more):
+        done = self.tool(*arguments, "--", "true", **more)
+        self.assertEqual((done.returncode, done.stdout, len(done.stderr.splitlines())), (USAGE, "", 1), done.stderr)
+        self.assertIn(reason, done.stderr)
+        self.assertNotIn("no sandbox", done.stderr)
+
+    def entry(self, name: str, make=None) -> str:
+        path = self.directory / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        (make or pathlib.Path.touch)(path)
+        for each in (path, *path.parents[:len(path.relative_to(self.directory).parts) - 1]):
+            os.chmod(each, 0o777)
+        return str(path)
+
+    def listening(self, name: str) -> str:
+        server = socket.socket(socket.AF_UNIX)
+        self.addCleanup(server.close)
+        return self.entry(name, lambda path: (server.bind(str(path)), server.listen()))
+
+    # The machine's files.
+
+    def test_nothing_of_the_kernel_or_the_devices_can_be_changed(self):
+        script = """
+paths = ["/dev/" + name for name in ("null", "zero", "full", "random", "urandom", "tty")]
+for path in paths:
+    tried("mode of " + path, keep_mode, path)
+tried("mode of standard input", os.fchmod, 0, 0o666)
+tried("a device", os.mknod, "/dev/new")
+count = 0
+for directory, below, names in os.walk("/proc"):
+    if directory == "/proc":
+        below[:] = [name for name in below if not name.isdigit() and not os.path.islink("/proc/" + name)]
+    for path in [os.path.join(directory, name) for name in names + below]:
+        count += 1
+        tried(path, write, path)
+        tried("mode of " + path, keep_mode, path)
+print("looked at", count > 1000)"""
+        for user in ("0", "1000"):
+            with open("/dev/zero") as device:
+                self.assertEqual(self.python(script, "--uid", user, stdin=device), "looked at True\n")
+
+    def test_what_others_may_not_read_of_etc_cannot_be_read(self):
+        script = """
+for directory, below, names in os.walk("/etc"):
+    for path in [os.path.join(directory, name) for name in names + below]:
+        mode = os.lstat(path).st_mode & 0o170777
+        if mode & 0o170000 == 0o100000 and not mode & 0o4 or mode & 0o170000 == 0o040000 and mode & 0o5 not in (0, 5):
+            print(path)
+tried("shadow", open, "/etc/shadow")"""
+        self.assertEqual(self.python(script), "")
+
+    def test_no_programs_of_the_service_manager_by_any_name(self):
+        link = self.entry("bin", lambda path: path.symlink_to("/usr/bin"))
+        script = f"for d in /usr/bin /run/bin {link}; do test -f $d/systemctl && echo $d; done; test -x $d/ls && pwd"
+        self.assertEqual(self.sh(script, "--bind", link, "--bind", "/usr/bin", "--bind", "/usr/sbin"), "/\n")
+
+    def test_as_nobody_owns_nothing_of_roots(self):
+        done = self.sh("stat -c %u /etc/passwd; cat /scratch/x; id -u", "--as-nobody")
+        self.assertEqual(done.split(), [str(NOBODY), "0"])
+
+    def test_no_further_user_namespace_can_be_made(self):
+        script = "import ctypes; print(ctypes.CDLL(None).unshare(0x10000000))"  # CLONE_NEWUSER
+        self.assertEqual(self.python(script), "-1\n")
+
+    # The terminal.
+
+    def test_no_way_to_type_into_the_callers_terminal(self):
+        script = PRELUDE + """
+libc = ctypes.CDLL(None, use_errno=True)
+for request in (termios.TIOCSTI, 0x541C, termios.TIOCSTI | 1 << 32):
+    libc.syscall(16, 0, ctypes.c_ulong(request), b"#")
+    print(os.strerror(ctypes.get_errno()), end=";")
+print(os.tcgetpgrp(0) == os.getpgrp())"""
+        child, terminal = pty.fork()
+        if child == 0:
+            os.execvp([*self.caller, VOLAD_DEV][0], [*self.caller, VOLAD_DEV, "sandbox", "--", "python3", "-c", script])
+        with open(terminal, "rb", buffering=0) as screen:
+            self.assertEqual(screen.read(200), b"Operation not permitted;" * 3 + b"True\r\n")
+        os.waitpid(child, 0)
+
+    def test_calls_by_another_abi_end_the_process(self):
+        done = self.tool("--", "python3", "-c", "import ctypes; ctypes.CDLL(None).syscall(0x40000000 + 39)")
+        self.assertEqual(done.returncode, 128 + signal.SIGSYS)
+
+    # Ways out of what is bound.
+
+    def test_no_socket_or_fifo_in_what_is_bound_leads_out(self):
+        scratch = self.entry("scratch", pathlib.Path.mkdir)
+        for top in ("bound", "scratch"):
+            self.listening(f"{top}/below/socket")
+            self.listening(f"{top}/closed/socket")
+            os.chmod(self.directory / top / "closed", 0o711)
+            fifo = self.entry(f"{top}/fifo", os.mkfifo)
+            self.addCleanup(os.close, os.open(fifo, os.O_RDWR))
+        script = f"""
+for top in ("{self.directory}/bound", "/scratch"):
+    tried("connect", connect, top + "/below/socket")
+    tried("connect", connect, top + "/closed/socket")
+    tried("fifo", write, top + "/fifo")
+tried("chmod", os.chmod, "/scratch/fifo", 0o777)
+print(os.path.exists("{self.directory}/bound/below"))"""
+        bound = str(self.directory / "bound")
+        self.assertEqual(self.python(script, "--bind", bound, "--scratch", scratch), "True\n")
+        os.chmod(f"{bound}/closed", 0o777)
+        self.assertEqual(self.sh(f"cd {bound}; find . | sort", "--copy", bound), ".\n./below\n./closed\n")
+
+    def test_a_way_out_is_not_bound_by_itself(self):
+        for path in (self.listening("socket"), self.entry("fifo", os.mkfifo)):
+            self.refused("leads out of the sandbox", "--bind", path)
+            self.refused("neither file nor directory", "--copy", path)
+
+    # Places that may not be given.
+
+    def test_the_machines_own_places_are_refused_by_any_name(self):
+        link = self.entry("link", lambda path: path.symlink_to("/run"))
+        anything = ("/", "/usr", "/usr/", "/usr/../run", "/run", "/proc", "/proc/self/root", "/proc/self/root/etc",
+                    "/etc", "/dev", "/dev/shm", "/sys", "/sys/kernel", "/var", "/var/run", link)
+        for option, paths in (("--bind", anything), ("--copy", (*anything, "/usr/bin", "/usr/sbin/")),
+                              ("--scratch", (*anything, "/usr/lib", "/etc/opt", "/tmp", "/home", "/opt"))):
+            for path in paths:
+                with self.subTest(option=option, path=path):
+                    self.refused(f"{option} {path}", option, path)
+        self.refused("GCOV_PREFIX /etc", env={"GCOV_PREFIX": "/etc"})
+
+    def test_what_the_sandbox_relies_on_is_not_replaced(self):
+        for option, value, reason in (
+                ("--setenv", "PATH=/tmp", "--path"), ("--setenv", "VOLAD_SCRATCH=/", "VOLAD_SCRATCH"),
+                ("--setenv", "LD_PRELOAD=x", "LD_PRELOAD"), ("--setenv", "x", "NAME=value"),
+                ("--setenv", "GCOV_PREFIX=/", "GCOV_PREFIX"), ("--path", "/opt/bin", "/usr/sbin"),
+                ("--path", "/usr/bin:", "absolute"), ("--path", "bin:/usr/bin", "absolute")):
+            self.refused(reason, option, value)
+
+    def test_no_open_stream_leads_out(self):
+        named = socket.socket(socket.AF_UNIX)
+        named.connect(self.listening("socket"))
+        directory = os.open(self.directory, os.O_RDONLY)
+        with named:
+            self.refused("a socket with a name", stdin=named)
+        self.refused("a directory", stdin=directory)
+        command = [*self.caller, VOLAD_DEV, "sandbox", "--", "true"]
+        self.assertEqual(subprocess.run(command, stdout=directory, stderr=subprocess.DEVNULL).returncode, USAGE)
+        os.close(directory)
+        with open(self.entry("input"), "r+") as file:
+            file.write("first\nrest")
+            file.seek(6)
+            self.assertEqual(self.sh("cat; echo changed > /proc/self/fd/0", stdin=file), "rest")
+            self.refused("--size", "--size", "3", stdin=file) if not file.seek(0) else None
+        self.assertEqual((self.directory / "input").read_text(), "first\nrest")
+
+    # The machine's memory.
+
+    def test_what_is_in_memory_is_bounded(self):
+        self.entry("copied/file")
+        copied = str(self.directory / "copied")
+        places = f"/tmp /opt /scratch /dev/shm {copied}"
+        script = f"for d in {places}; do head -c 3000000 /dev/zero 2>/dev/null > $d/file; stat -c %s $d/file; done"
+        sizes = list(map(int, self.sh(script, "--size", "1M", "--copy", copied).split()))
+        self.assertEqual([size <= 1 << 20 for size in sizes], [True] * 5)
+        self.assertEqual(os.stat(f"{copied}/file").st_size, 0)
+        os.truncate(f"{copied}/file", 1 << 30)  # a hole
+        self.refused("that --size allows", "--copy", copied)
+
+    def test_a_copy_is_whole_and_private(self):
+        self.entry("top/below/script", lambda path: path.write_text("#!/bin/sh\necho ran\n"))
+        os.symlink("below/script", self.directory / "top" / "link")
+        top = str(self.directory / "top")
+        single = self.entry("single", lambda path: path.write_text("before"))
+        script = f"{top}/link; rm -r {top}/below; echo after > {single}; cat {single}; touch {top}/new && ls {top}"
+        self.assertEqual(self.sh(script, "--copy", top, "--copy", single), "ran\nafter\nlink\nnew\n")
+        self.assertEqual((sorted(os.listdir(top)), pathlib.Path(single).read_text()), (["below", "link"], "before"))
+
+    # Around the sandbox.
+
+    def test_a_false_bubblewrap_is_not_taken(self):
+        false = self.entry("bwrap", lambda path: path.write_text("#!/bin/sh\ntouch /tmp/false; exit 0\n"))
+        done = self.tool("--", "sh", "-c", "echo $$", env={"PATH": f"{self.directory}:/usr/bin"})
+        self.assertLess(int(done.stdout), 10)
+        shutil.copy("/usr/bin/bwrap", false)
+        link = self.entry("link", lambda path: path.symlink_to(false))
+        os.chmod(false, 0o775)
+        for instead in (false, "/dev/null", link):
+            lay = ["--ro-bind", instead, "/usr/bin/bwrap"]
+            done = self.tool("--", "true", around=["bwrap", "--dev-bind", "/", "/", *lay, "--"])
+            self.assertEqual(done.returncode, NO_SANDBOX)
+            self.assertIn("/usr/bin/bwrap is not a file that only root may change", done.stderr)
+
+    def test_a_real_maintenance_tool_is_not_found(self):
+        tool = self.entry("localcli", lambda path: path.write_text("#!/bin/sh\necho real\n"))
+        place = "/usr/local/bin"
+        lay = ["bwrap", "--dev-bind", "/", "/", "--tmpfs", place, "--ro-bind", tool, f"{place}/localcli", "--"]
+        ask = ["--bind", str(self.directory), "--", "localcli", "system", "maintenanceMode", "get"]
+        for path in (f"{place}:/usr/sbin", f"{self.directory}:/usr/bin", "/bin"):
+            self.assertEqual(self.tool("--path", path, *ask, around=lay).stdout, "Enabled\n", path)
+
+    def test_the_command_starts_behind_the_guard_only(self):
+        command = [*self.caller, VOLAD_DEV + "-gate", "touch", str(self.directory / "started")]
+        done = subprocess.run(command, capture_output=True, timeout=30)
+        self.assertEqual((done.returncode, os.listdir(self.directory)), (NO_SANDBOX, []))
+
+
+@unittest.skipIf(os.geteuid() != 0, "the first run was one")
+class AttackAsUnprivilegedUser(Attack):
+    caller = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups"]
+
+
+@unittest.skipIf(os.geteuid() != 0, "needs mounts")
+class SecondMounts(unittest.TestCase):
+    def test_the_machines_places_are_refused_where_they_are_mounted_once_more(self):
+        directory = self.enterContext(tempfile.TemporaryDirectory())
+        os.mkdir(f"{directory}/mounted")
+        for source in ("/", "/run", "/proc", "/dev/pts"):
+            for path in (directory, f"{directory}/mounted"):
+                command = shlex.join([VOLAD_DEV, "sandbox", "--bind", path, "--", "true"])
+                mounted = f"mount --bind {source} {directory}/mounted; {command}"
+                done = subprocess.run(["unshare", "-m", "sh", "-c", mounted], capture_output=True, text=True)
+                self.assertEqual(done.returncode, USAGE, done.stderr)
+                self.assertRegex(done.stderr, "by another name|file system of the kernel")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
