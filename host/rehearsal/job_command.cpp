@@ -28,8 +28,7 @@ int run(LaunchOptions options) {
 
 Command addJobCommand(CLI::App& app) {
     const auto options = std::make_shared<LaunchOptions>();
-    CLI::App* const job =
-        app.add_subcommand("job", "let the module run only its job, in a sandbox");
+    CLI::App* const job = app.add_subcommand("job", "let the module run only its job, in a sandbox");
     addFileOptions(*job, options->run);
     job->get_option("--settings")->required();
     addJsonOption(*job, options->json);

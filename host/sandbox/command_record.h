@@ -14,8 +14,8 @@
 namespace volad_dev {
 
 struct CommandRecord {
-    std::string name; // as the command was called
-    int pid = 0;      // its process, and the one that started it, as they are numbered inside
+    std::string name;           // as the command was called
+    int pid = 0;                // its process, and the one that started it, as they are numbered inside
     std::vector<int> ancestors; // the parent first, up to the first process
     std::vector<std::string> arguments;
     double time = 0;      // seconds since 1970

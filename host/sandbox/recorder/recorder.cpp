@@ -60,8 +60,8 @@ std::string blockedSignals() {
     return "";
 }
 
-// Parent first, up to the first process. By these a reader tells whose command it is: what a job leaves running
-// has another line than what the module starts.
+// Parent first, up to the first process. By these a reader tells whose command it is: what a job leaves
+// running has another line than what the module starts.
 std::string ancestors() {
     std::string list;
     for (int pid = getppid(); pid > 0;) {
@@ -124,9 +124,8 @@ int main(int argc, char** argv) {
     // First, before a descriptor of our own is open.
     const std::string descriptors = openDescriptors();
     char numbers[128];
-    static_cast<void>(std::snprintf(numbers, sizeof numbers,
-                                    "\"pid\":%d,\"time\":%.6f,\"monotonic\":%.6f", getpid(),
-                                    seconds(CLOCK_REALTIME), seconds(CLOCK_MONOTONIC)));
+    static_cast<void>(std::snprintf(numbers, sizeof numbers, "\"pid\":%d,\"time\":%.6f,\"monotonic\":%.6f",
+                                    getpid(), seconds(CLOCK_REALTIME), seconds(CLOCK_MONOTONIC)));
     const std::string line =
         "{\"name\":" + quoted(argc > 0 ? argv[0] : "") + ",\"arguments\":[" + argumentList(argc, argv) +
         "],\"ancestors\":[" + ancestors() + "]," + numbers + ",\"directory\":" + quoted(workingDirectory()) +
