@@ -53,8 +53,10 @@ ROOMS = {
     "host/run": CONTRACT | {"host/common"},
     "host/hosting": CONTRACT | ENVELOPE | {"host/common"},
     "host/rehearsal": BASE | CONTRACT | ENVELOPE | {
-        "src/platform/processes", "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
-    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal"},
+        "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
+    "host/launch": BASE | CONTRACT | {
+        "src/platform/processes", "host/common", "host/run", "host/hosting", "host/sandbox", "host/rehearsal"},
+    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal", "host/launch"},
     # What tests are made with.
     "tests/fake": BASE,
     "tests/rig": CONTRACT | {"host/sandbox"},

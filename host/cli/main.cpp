@@ -20,9 +20,9 @@
 #include "host/files/messages_command.h"
 #include "host/files/profile_command.h"
 #include "host/files/registry_command.h"
+#include "host/launch/job_command.h"
+#include "host/launch/rehearse_command.h"
 #include "host/rehearsal/inside_command.h"
-#include "host/rehearsal/job_command.h"
-#include "host/rehearsal/rehearse_command.h"
 #include "host/sandbox/sandbox_command.h"
 
 namespace volad_dev {

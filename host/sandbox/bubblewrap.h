@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/unique_fd.h"
-#include "host/sandbox/memory_file.h"
+#include "host/common/pipe.h"
 #include "host/sandbox/private_mounts.h"
 #include "host/sandbox/sandbox_options.h"
 

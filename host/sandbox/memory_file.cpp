@@ -1,10 +1,8 @@
 #include "host/sandbox/memory_file.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <system_error>
 
@@ -30,24 +28,6 @@ em::UniqueFd fileInMemory(const std::string& content) {
         fail("memfd_create");
     }
     return file;
-}
-
-Pipe makePipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        fail("pipe2");
-    }
-    return {em::UniqueFd(ends[0]), em::UniqueFd(ends[1])};
-}
-
-std::string drain(int fd) {
-    std::string text;
-    std::array<char, 4096> buffer;
-    static_cast<void>(fcntl(fd, F_SETFL, O_NONBLOCK)); // on failure the read ends at the last writer's end
-    for (ssize_t count; (count = read(fd, buffer.data(), buffer.size())) > 0;) {
-        text.append(buffer.data(), static_cast<size_t>(count));
-    }
-    return text;
 }
 
 } // namespace volad_dev

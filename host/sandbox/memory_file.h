@@ -1,4 +1,4 @@
-// Files without a name and pipes: what the launcher hands to bubblewrap and hears of it.
+// Files without a name: what the launcher hands to bubblewrap.
 #pragma once
 
 #include <string>
@@ -7,15 +7,7 @@
 
 namespace volad_dev {
 
-struct Pipe {
-    em::UniqueFd readEnd, writeEnd;
-};
-
-// Throw std::system_error. The file is read from its begin.
+// Read from its begin. Throws std::system_error.
 [[nodiscard]] em::UniqueFd fileInMemory(const std::string& content);
-[[nodiscard]] Pipe makePipe();
-
-// What the pipe holds now; nobody writes any more, though an inherited end may still be open.
-[[nodiscard]] std::string drain(int fd);
 
 } // namespace volad_dev

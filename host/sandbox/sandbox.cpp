@@ -25,7 +25,7 @@
 #include "host/sandbox/memory_file.h"
 #include "host/sandbox/sandbox_arguments.h"
 #include "host/sandbox/sandbox_layout.h"
-#include "host/sandbox/standard_streams.h"
+#include "host/sandbox/stream_check.h"
 #include "host/sandbox/terminal_filter.h"
 #include "host/sandbox/visible_paths.h"
 
@@ -107,7 +107,6 @@ void giveUpRoot() {
 }
 
 Launch prepare(const SandboxOptions& options, const fs::path& directory) {
-    openMissingStreams();
     if (options.asNobody) {
         giveUpRoot();
     }

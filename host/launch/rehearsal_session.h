@@ -7,11 +7,11 @@
 
 #include "host/common/failure.h"
 #include "host/common/pipe.h"
+#include "host/launch/interruption.h"
+#include "host/launch/output_tail.h"
+#include "host/launch/run_view.h"
 #include "host/rehearsal/event_channel.h"
-#include "host/rehearsal/interruption.h"
-#include "host/rehearsal/output_tail.h"
 #include "host/rehearsal/rehearsal_options.h"
-#include "host/rehearsal/run_view.h"
 #include "host/sandbox/sandbox.h"
 
 namespace volad_dev {

@@ -1,4 +1,4 @@
-#include "host/rehearsal/rehearsal_session.h"
+#include "host/launch/rehearsal_session.h"
 
 #include <poll.h>
 

@@ -1,4 +1,4 @@
-#include "host/rehearsal/rehearse_command.h"
+#include "host/launch/rehearse_command.h"
 
 #include <array>
 #include <memory>
@@ -8,7 +8,7 @@
 #include "host/common/choice_option.h"
 #include "host/common/failure.h"
 #include "host/common/json_output.h"
-#include "host/rehearsal/rehearsal_launch.h"
+#include "host/launch/rehearsal_launch.h"
 #include "host/rehearsal/request_options.h"
 #include "host/sandbox/sandbox_command.h"
 

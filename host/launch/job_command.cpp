@@ -1,4 +1,4 @@
-#include "host/rehearsal/job_command.h"
+#include "host/launch/job_command.h"
 
 #include <memory>
 
@@ -7,7 +7,7 @@
 #include "host/common/failure.h"
 #include "host/common/json_output.h"
 #include "host/hosting/settings.h"
-#include "host/rehearsal/rehearsal_launch.h"
+#include "host/launch/rehearsal_launch.h"
 #include "host/rehearsal/request_options.h"
 #include "host/sandbox/sandbox_command.h"
 

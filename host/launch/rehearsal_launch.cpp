@@ -1,4 +1,4 @@
-#include "host/rehearsal/rehearsal_launch.h"
+#include "host/launch/rehearsal_launch.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -10,10 +10,10 @@
 #include "host/common/failure.h"
 #include "host/common/json_output.h"
 #include "host/common/standard_streams.h"
-#include "host/rehearsal/interruption.h"
-#include "host/rehearsal/job_world.h"
-#include "host/rehearsal/machine_answers.h"
-#include "host/rehearsal/rehearsal_session.h"
+#include "host/launch/interruption.h"
+#include "host/launch/job_world.h"
+#include "host/launch/machine_answers.h"
+#include "host/launch/rehearsal_session.h"
 #include "host/run/run_json.h"
 
 namespace volad_dev {

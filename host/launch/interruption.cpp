@@ -1,4 +1,4 @@
-#include "host/rehearsal/interruption.h"
+#include "host/launch/interruption.h"
 
 #include <signal.h>
 #include <unistd.h>

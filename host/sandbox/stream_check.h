@@ -15,7 +15,4 @@ namespace volad_dev {
 // being read; more than `size` bytes are refused.
 [[nodiscard]] em::UniqueFd checkStandardStreams(const std::array<int, 3>& standard, uint64_t size);
 
-// Opens "/dev/null" for each of 0, 1 and 2 that is closed, before anything else takes their numbers.
-void openMissingStreams();
-
 } // namespace volad_dev

@@ -1,4 +1,4 @@
-#include "host/rehearsal/job_world.h"
+#include "host/launch/job_world.h"
 
 #include <sys/stat.h>
 

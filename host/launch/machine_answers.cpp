@@ -1,4 +1,4 @@
-#include "host/rehearsal/machine_answers.h"
+#include "host/launch/machine_answers.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "host/rehearsal/output_tail.h"
+#include "host/launch/output_tail.h"
 
 #include <algorithm>
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/hosting/settings.h"
-#include "host/rehearsal/output_tail.h"
+#include "host/launch/output_tail.h"
 #include "host/run/run.h"
 
 namespace volad_dev {

@@ -1,4 +1,4 @@
-#include "host/rehearsal/run_view.h"
+#include "host/launch/run_view.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "host/sandbox/standard_streams.h"
+#include "host/sandbox/stream_check.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -93,14 +93,6 @@ em::UniqueFd checkStandardStreams(const std::array<int, 3>& standard, uint64_t s
         copied = copied || (i == 0 && S_ISREG(status.st_mode));
     }
     return copied ? copyInMemory(standard[0], size) : em::UniqueFd();
-}
-
-void openMissingStreams() {
-    for (int fd = 0; fd < 3; ++fd) {
-        if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) != fd) { // the lowest number that is free
-            throw std::system_error(errno, std::generic_category(), "/dev/null");
-        }
-    }
 }
 
 } // namespace volad_dev
