@@ -126,6 +126,8 @@ JobWorld jobWorld(const Settings& settings) {
     Places places;
     if (const std::optional<std::string> directory = directoryOf(settings)) {
         places.addDirectory(*directory);
+        std::error_code failed;
+        world.directory = fs::canonical(*directory, failed);
         if (!isDirectory(*directory)) {
             world.warnings.push_back(
                 {"job-directory-missing",

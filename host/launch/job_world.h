@@ -11,6 +11,7 @@ namespace volad_dev {
 
 struct JobWorld {
     std::vector<std::string> places; // to be bound read-only, each at its own path
+    std::string directory;           // where the job would run on this machine; empty: where the host stands
     std::vector<Warning> warnings;   // what the module will go on without, and without a word
 };
 

@@ -78,6 +78,13 @@ void complete(const LaunchOptions& options, const Gate& gate, const JobWorld& wo
     if (!options.jobOnly) {
         std::ranges::move(contradictions(run, *options.run.action), std::back_inserter(run.warnings));
     }
+    if (run.job && !world.directory.empty() && !run.job->directory.empty() &&
+        run.job->directory != world.directory) {
+        run.warnings.push_back(
+            {"job-directory-not-shown",
+             fmt::format("on this machine the job would run in \"{}\", which the sandbox does not show",
+                         world.directory)});
+    }
     if (!options.sandbox.scratch.empty()) {
         run.warnings.push_back(
             {"scratch-unbounded",
