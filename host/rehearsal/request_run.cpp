@@ -211,7 +211,8 @@ void RequestRun::report() const {
     ShutdownRun run;
     run.asked = asked();
     if (m_requestTime != 0) {
-        readRun(sighted(commands()), m_settings, monotonicNow(), run);
+        const Sighted seen = sighted(commands()); // before the clock is read: nothing in it is later
+        readRun(seen, m_settings, monotonicNow(), run);
     }
     m_progress(run);
 }
