@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 
 #include "host/common/failure.h"
+#include "host/common/option_checks.h"
 #include "host/common/standard_streams.h"
 
 namespace volad_dev {
@@ -27,10 +28,12 @@ mode_t modeOfNewFiles() {
 } // namespace
 
 CLI::Option* addJsonOption(CLI::App& app, std::string& target) {
-    return app.add_option("--json", target, "write JSON to FILE, - is standard output")->type_name("FILE");
+    CLI::Option* const option =
+        app.add_option("--json", target, "write JSON to FILE, - is standard output")->type_name("FILE");
+    return mustBe(option, "a file or -", [](const std::string& file) { return !file.empty(); });
 }
 
-JsonOutput::JsonOutput(const std::string& file) : m_file(file) {
+JsonOutput::JsonOutput(const std::string& file, Way way) : m_file(file) {
     if (!asked() || takesStandardOutput()) {
         return;
     }
@@ -38,7 +41,9 @@ JsonOutput::JsonOutput(const std::string& file) : m_file(file) {
         m_file = "-";
         return;
     }
-    openBeside();
+    if (way == Way::Whole) {
+        openBeside();
+    }
     if (m_beside.empty()) {
         m_fd.reset(::open(m_file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY, 0666));
     }

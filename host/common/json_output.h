@@ -17,8 +17,9 @@ CLI::Option* addJsonOption(CLI::App& app, std::string& target);
 // by a rename; what is no file of its own (a device, a FIFO, a link such as /dev/fd/3) is written in place.
 class JsonOutput {
 public:
+    enum class Way { Whole, InPlace }; // in place: for who may not rename in the directory later
     // Empty: no JSON is asked for. Throws Failure when the file cannot be opened.
-    explicit JsonOutput(const std::string& file);
+    explicit JsonOutput(const std::string& file, Way way = Way::Whole);
     ~JsonOutput(); // a file that was not written is left as it was
     JsonOutput(const JsonOutput&) = delete;
     JsonOutput& operator=(const JsonOutput&) = delete;

@@ -126,7 +126,8 @@ std::optional<uint16_t> parseTimeOfDay(const std::string& text) {
 
 Settings parseSettings(const std::string& text, const std::string& path) {
     rapidjson::Document document;
-    document.Parse<rapidjson::kParseCommentsFlag>(text.c_str());
+    // Iterative: a text of brackets is no way into our stack.
+    document.Parse<rapidjson::kParseCommentsFlag | rapidjson::kParseIterativeFlag>(text.data(), text.size());
     if (document.HasParseError()) {
         fail(fmt::format("{}: at byte {}: {}", path, document.GetErrorOffset(),
                          rapidjson::GetParseError_En(document.GetParseError())));

@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "contract/settings.h"
 #include "host/common/visible_text.h"
 
 namespace volad_dev {
@@ -108,12 +109,13 @@ std::optional<std::string> interpreterOf(const fs::path& program) {
 
 // Where the module will stand: what is set, else the job's own text up to its last "/". Nothing: it stays.
 std::optional<std::string> directoryOf(const Settings& settings) {
-    if (settings.jobDirectory && !settings.jobDirectory->empty()) {
-        return settings.jobDirectory;
-    }
+    std::string directory = settings.jobDirectory.value_or("");
     const size_t slash = settings.jobName->rfind('/');
-    return slash == std::string::npos || slash == 0 ? std::nullopt
-                                                    : std::optional(settings.jobName->substr(0, slash));
+    if (directory.empty() && slash != std::string::npos && slash != 0) {
+        directory = settings.jobName->substr(0, slash);
+    }
+    // The host stands in the root directory, as a service does.
+    return directory.empty() ? std::nullopt : std::optional((fs::path("/") / directory).string());
 }
 
 } // namespace
@@ -122,6 +124,12 @@ JobWorld jobWorld(const Settings& settings) {
     JobWorld world;
     if (settings.jobName.value_or("").empty()) {
         return world;
+    }
+    if (settings.jobName->size() > em::kLongestJob) {
+        world.warnings.push_back(
+            {"job-text-cut", fmt::format("the job's text is cut behind {} bytes: the rest is "
+                                         "not run",
+                                         em::kLongestJob)});
     }
     Places places;
     if (const std::optional<std::string> directory = directoryOf(settings)) {

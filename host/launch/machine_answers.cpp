@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "contract/places.h"
+#include "host/common/failure.h"
 #include "platform/processes/shell_query.h"
 
 namespace volad_dev {
@@ -24,6 +26,10 @@ std::string_view toolName() {
 bool isProgram(const std::string& file) {
     std::error_code failed;
     return access(file.c_str(), X_OK) == 0 && std::filesystem::is_regular_file(file, failed);
+}
+
+bool isAsked(void* interruption) {
+    return (*static_cast<const Interruption**>(interruption))->isAsked();
 }
 
 bool isInPath(const std::string& path) {
@@ -55,7 +61,7 @@ const char* nameOf(GateHere gate) {
 }
 
 // NOLINTBEGIN(concurrency-mt-unsafe): the launcher has one thread
-GateHere gateHere(const std::string& path, bool mayAsk) {
+GateHere gateHere(const std::string& path, bool mayAsk, const Interruption& interruption) {
     const char* const inherited = std::getenv("PATH");
     const std::string own = inherited != nullptr ? inherited : "";
     const std::string& searched = path.empty() ? own : path;
@@ -66,8 +72,12 @@ GateHere gateHere(const std::string& path, bool mayAsk) {
         return GateHere::NotAsked;
     }
     setenv("PATH", searched.c_str(), 1);
-    const em::ShellAnswer answer = em::queryShell(em::place::kMaintenanceQuery, kLimitMs, nullptr, nullptr);
+    const Interruption* context = &interruption;
+    const em::ShellAnswer answer = em::queryShell(em::place::kMaintenanceQuery, kLimitMs, isAsked, &context);
     static_cast<void>(inherited != nullptr ? setenv("PATH", own.c_str(), 1) : unsetenv("PATH"));
+    if (interruption.isAsked()) {
+        throw Failure("interrupted while the maintenance tool was asked", kExitInterrupted);
+    }
     return answer.end == em::ShellAnswer::End::Answered && answer.firstCharacter == em::place::kMaintenanceOn
                ? GateHere::Enabled
                : GateHere::Disabled;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "contract/shutdown_actions.h"
+#include "host/launch/interruption.h"
 #include "host/run/run.h"
 
 namespace volad_dev {
@@ -14,8 +15,9 @@ enum class GateHere { Missing, Enabled, Disabled, NotAsked };
 [[nodiscard]] const char* nameOf(GateHere gate);
 
 // Looks for the maintenance tool in a PATH; asks it once, as the module would and with that PATH, when it
-// may: that runs the machine's own tool, for 30 seconds at most. path: empty is this process's. One thread.
-[[nodiscard]] GateHere gateHere(const std::string& path, bool mayAsk);
+// may: that runs the machine's own tool, for 30 seconds at most, or until an interruption, at which Failure
+// is thrown (kExitInterrupted). path: empty is this process's. One thread.
+[[nodiscard]] GateHere gateHere(const std::string& path, bool mayAsk, const Interruption& interruption);
 
 // What in this run the machine would contradict; the run's gate is known.
 [[nodiscard]] std::vector<Warning> contradictions(const ShutdownRun& run, const em::ShutdownAction& action);

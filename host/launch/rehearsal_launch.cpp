@@ -1,12 +1,14 @@
 #include "host/launch/rehearsal_launch.h"
 
 #include <algorithm>
+#include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <string_view>
 
 #include <fmt/format.h>
 
+#include "contract/settings.h"
 #include "host/common/failure.h"
 #include "host/common/json_output.h"
 #include "host/common/standard_streams.h"
@@ -14,6 +16,7 @@
 #include "host/launch/job_world.h"
 #include "host/launch/machine_answers.h"
 #include "host/launch/rehearsal_session.h"
+#include "host/rehearsal/schedule.h"
 #include "host/run/run_json.h"
 
 namespace volad_dev {
@@ -58,8 +61,8 @@ std::string servicePath(const SandboxOptions& sandbox) {
     return sandbox.path.empty() ? path : sandbox.path;
 }
 
-Gate askGate(LaunchOptions& options) {
-    const GateHere here = gateHere(servicePath(options.sandbox), options.maintenanceHere);
+Gate askGate(LaunchOptions& options, const Interruption& interruption) {
+    const GateHere here = gateHere(servicePath(options.sandbox), options.maintenanceHere, interruption);
     Maintenance& maintenance = options.sandbox.maintenance;
     if (options.maintenanceHere) {
         maintenance = here == GateHere::Enabled   ? Maintenance::On
@@ -92,17 +95,42 @@ void complete(const LaunchOptions& options, const Gate& gate, const JobWorld& wo
                          "this machine",
                          options.sandbox.scratch)});
     }
-    if (options.strict && run.job && !run.job->succeeded()) {
+    if (options.strict && (run.job ? !run.job->succeeded() : options.jobOnly)) {
         run.asAsked = false;
     }
 }
 
-int exitCodeOf(const LaunchOptions& options, const ShutdownRun& run) {
+int exitCodeOf(const ShutdownRun& run) {
     if (run.end == RunEnd::Interrupted) {
         return kExitInterrupted;
     }
-    const bool good = options.jobOnly ? run.job && run.job->succeeded() : run.asAsked;
-    return good ? kExitAsAsked : kExitOtherwise;
+    return run.asAsked ? kExitAsAsked : kExitOtherwise;
+}
+
+// A file that the job could put another one in place of.
+void checkJsonPlace(const LaunchOptions& options) {
+    std::error_code failed;
+    const fs::path scratch = fs::canonical(options.sandbox.scratch, failed);
+    if (options.sandbox.scratch.empty() || options.json.empty() || failed) {
+        return;
+    }
+    const fs::path file = fs::weakly_canonical(fs::absolute(options.json), failed);
+    const auto [end, unused] = std::mismatch(scratch.begin(), scratch.end(), file.begin(), file.end());
+    if (end == scratch.end()) {
+        throw Failure("--json may not lie in the directory of --scratch, where the job writes", kExitUsage);
+    }
+}
+
+// Seconds. What holds the module ends a run that takes longer than its settings explain; this is longer.
+double longestRun(const RehearsalOptions& options, const Settings& settings) {
+    constexpr double kSpare = 300;
+    double longest = settings.shutdownDelay.value_or(*em::setting::kShutdownDelay.fallback);
+    longest += settings.jobTimeout.value_or(*em::setting::kJobTimeout.fallback) + kSpare;
+    if (options.schedule) {
+        const time_t now = time(nullptr);
+        longest += std::max(0.0, difftime(nextMoment(*options.schedule, now), now));
+    }
+    return longest;
 }
 
 } // namespace
@@ -113,21 +141,24 @@ int launchRehearsal(LaunchOptions options) {
     const JobWorld world = jobWorld(settings);
     bindFiles(options, world);
     options.run.uid = options.sandbox.uid;
-    JsonOutput json(options.json);
+    checkJsonPlace(options);
+    // Nobody may not rename in the caller's directory.
+    JsonOutput json(options.json,
+                    options.sandbox.asNobody ? JsonOutput::Way::InPlace : JsonOutput::Way::Whole);
     ignoreBrokenPipes(); // a reader that goes away must not cost the run its orderly end
     const Interruption interruption;
-    const Gate gate = askGate(options);
+    const Gate gate = askGate(options, interruption);
 
     const bool silent = json.takesStandardOutput();
     RunView view({silent, !silent && standardOutputIsLive(), options.jobOnly}, settings);
-    RehearsalSession session(options, interruption, view);
+    RehearsalSession session(options, interruption, view, longestRun(options.run, settings));
     ShutdownRun run = session.follow();
     complete(options, gate, world, run);
     view.conclude(run, session.output());
     if (json.asked()) {
         json.write(options.jobOnly ? jobJson(run) : runJson(run));
     }
-    return exitCodeOf(options, run);
+    return exitCodeOf(run);
 }
 
 } // namespace volad_dev

@@ -1,21 +1,30 @@
 #include "host/launch/rehearsal_session.h"
 
+#include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
+#include <system_error>
 
 #include <fmt/format.h>
 
 #include "host/common/failure.h"
+#include "host/hosting/journal.h"
 #include "host/rehearsal/inside_command.h"
 
 namespace volad_dev {
 namespace {
 
 constexpr int kTickMs = 200; // how often a countdown is drawn anew
+// Seconds that the module and the sandbox have for their end, behind whatever they may wait for.
+constexpr double kEnding = 15;
+constexpr int kMostReads = 16; // of output, before other news is looked at
 
 em::UniqueFd openNothing() {
     em::UniqueFd nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -46,7 +55,7 @@ std::unique_ptr<SandboxedCommand> start(const LaunchOptions& options, const Pipe
 } // namespace
 
 RehearsalSession::RehearsalSession(const LaunchOptions& options, const Interruption& interruption,
-                                   RunView& view)
+                                   RunView& view, double longest)
     : m_interruption(interruption),
       m_view(view),
       m_stop(makePipe(O_NONBLOCK)),
@@ -59,9 +68,14 @@ RehearsalSession::RehearsalSession(const LaunchOptions& options, const Interrupt
                           m_lastSeen = run;
                           m_view.progress(run);
                       },
-                  .conclusion = [this](const ShutdownRun& run) { m_concluded = run; },
+                  .conclusion =
+                      [this](const ShutdownRun& run) {
+                          m_concluded = run;
+                          m_until = std::min(m_until, monotonicNow() + kEnding);
+                      },
                   .failure = [this](const std::string& text,
-                                    int code) { m_failure.emplace(text, static_cast<ExitCode>(code)); }}) {
+                                    int code) { m_failure.emplace(text, static_cast<ExitCode>(code)); }}),
+      m_until(monotonicNow() + longest) {
     // Only the sandbox holds these now: their end is its end.
     m_events.writeEnd.reset();
     m_printed.writeEnd.reset();
@@ -70,7 +84,7 @@ RehearsalSession::RehearsalSession(const LaunchOptions& options, const Interrupt
 
 ShutdownRun RehearsalSession::follow() {
     watch();
-    const int code = m_command->wait();
+    const int code = end();
     takeOutput(); // what was left in the pipe
     ShutdownRun run = runOf(code);
     if (run.job) {
@@ -79,18 +93,15 @@ ShutdownRun RehearsalSession::follow() {
     return run;
 }
 
+// What runs inside may be stopped or held by the job: nothing here waits for it without a limit.
 void RehearsalSession::watch() {
-    for (bool open = true; open;) {
+    double ticked = 0;
+    for (bool open = true; open && monotonicNow() < m_until;) {
         std::array<pollfd, 3> watched = {pollfd{m_events.readEnd.get(), POLLIN, 0},
                                          pollfd{m_printed.readEnd.get(), POLLIN, 0},
                                          pollfd{m_interrupted ? -1 : m_interruption.fd(), POLLIN, 0}};
-        const int count = poll(watched.data(), watched.size(), m_view.isLive() ? kTickMs : -1);
-        if (count < 0 && errno != EINTR) {
+        if (poll(watched.data(), watched.size(), waitingMs()) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
-        }
-        if (count <= 0) {
-            m_view.tick();
-            continue;
         }
         if (watched[2].revents != 0) {
             takeInterruption();
@@ -101,11 +112,33 @@ void RehearsalSession::watch() {
         if (watched[0].revents != 0) {
             open = takeEvents();
         }
+        if (const double now = monotonicNow(); now >= ticked + kTickMs / 1000.0) {
+            ticked = now;
+            m_view.tick();
+        }
     }
+}
+
+int RehearsalSession::waitingMs() const {
+    const double left = std::clamp(m_until - monotonicNow(), 0.0, 3600.0);
+    const int ms = static_cast<int>(std::ceil(left * 1000));
+    return m_view.isLive() ? std::min(ms, kTickMs) : ms;
+}
+
+// The exit code of what ran inside. What does not end by itself behind its last word is ended.
+int RehearsalSession::end() {
+    pollfd ended = {m_command->fd(), POLLIN, 0};
+    const double left = m_events.readEnd.valid() ? m_until - monotonicNow() : 0;
+    if (left > 0 || poll(&ended, 1, 0) > 0) {
+        return m_command->wait();
+    }
+    m_command.reset();
+    return 128 + SIGKILL;
 }
 
 void RehearsalSession::takeInterruption() {
     m_interrupted = true;
+    m_until = std::min(m_until, monotonicNow() + m_view.jobLeft() + kEnding);
     if (write(m_stop.writeEnd.get(), "", 1) < 0) {
         // The sandbox has ended already.
     }
@@ -121,11 +154,11 @@ bool RehearsalSession::takeEvents() {
     return count > 0 || (count < 0 && errno == EINTR);
 }
 
-// All that is there; at its end the pipe is no longer looked at.
+// What is there, within bounds; at its end the pipe is no longer looked at.
 void RehearsalSession::takeOutput() {
     std::array<char, 65536> buffer;
     pollfd readable = {m_printed.readEnd.get(), POLLIN, 0};
-    while (readable.fd >= 0 && poll(&readable, 1, 0) > 0) {
+    for (int reads = 0; reads < kMostReads && readable.fd >= 0 && poll(&readable, 1, 0) > 0; ++reads) {
         const ssize_t count = read(readable.fd, buffer.data(), buffer.size());
         if (count > 0) {
             m_output.take({buffer.data(), static_cast<size_t>(count)});
@@ -151,10 +184,11 @@ ShutdownRun RehearsalSession::runOf(int code) const {
     }
     ShutdownRun run = *m_lastSeen;
     run.end = RunEnd::Interrupted;
-    run.warnings.push_back({"module-process-ended",
-                            fmt::format("the process that held the module was ended from inside the sandbox "
-                                        "(exit code {}): what is shown is the last that it told",
-                                        code)});
+    run.warnings.push_back(
+        {"module-process-ended",
+         fmt::format("the process that held the module did not come to its end (exit code {}): "
+                     "what is shown is the last that it told",
+                     code)});
     return run;
 }
 

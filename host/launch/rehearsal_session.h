@@ -19,8 +19,9 @@ namespace volad_dev {
 // One thread.
 class RehearsalSession {
 public:
-    // Starts it. Throws Failure.
-    RehearsalSession(const LaunchOptions& options, const Interruption& interruption, RunView& view);
+    // Starts it. longest: seconds after which it is ended from outside. Throws Failure.
+    RehearsalSession(const LaunchOptions& options, const Interruption& interruption, RunView& view,
+                     double longest);
 
     // Until the sandbox is gone. Throws Failure where there was no run.
     [[nodiscard]] ShutdownRun follow();
@@ -29,10 +30,12 @@ public:
 
 private:
     void watch();
+    [[nodiscard]] int waitingMs() const;
     void takeInterruption();
     // False at the end of the pipe.
     [[nodiscard]] bool takeEvents();
     void takeOutput();
+    [[nodiscard]] int end();
     [[nodiscard]] ShutdownRun runOf(int code) const;
 
     const Interruption& m_interruption;
@@ -42,6 +45,7 @@ private:
     EventReceiver m_receiver;
     OutputTail m_output;
     bool m_interrupted = false;
+    double m_until; // on the monotonic clock
     std::optional<ShutdownRun> m_lastSeen, m_concluded;
     std::optional<Failure> m_failure;
 };

@@ -31,6 +31,9 @@ int run(RehearseCommand command) {
     if (options.run.schedule && options.run.action->kind != em::ShutdownKind::Off) {
         throw Failure("--schedule goes with off only: a schedule of the host's powers off", kExitUsage);
     }
+    if (options.run.schedule && options.run.reason != 0) {
+        throw Failure("--reason goes with a request only: a scheduled power-off has reason 3", kExitUsage);
+    }
     options.maintenanceHere = command.gate == GateChoice::Here;
     options.sandbox.maintenance = command.gate == GateChoice::Off       ? Maintenance::Off
                                   : command.gate == GateChoice::Missing ? Maintenance::ToolMissing

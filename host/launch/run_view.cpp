@@ -1,5 +1,6 @@
 #include "host/launch/run_view.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,8 +19,24 @@
 namespace volad_dev {
 namespace {
 
-constexpr size_t kOutputLines = 6;  // of the job, so that all fits one screen
-constexpr size_t kLiveColumns = 79; // a line that wraps cannot be taken back
+constexpr size_t kOutputLines = 6; // of the job, so that all fits one screen
+
+size_t columns() {
+    winsize size = {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 80;
+}
+
+// Bytes of that many characters at most: a line that wraps cannot be taken back.
+size_t lengthOf(std::string_view text, size_t most) {
+    size_t length = 0;
+    for (; length < text.size(); ++length) {
+        const bool begins = (static_cast<unsigned char>(text[length]) & 0xC0) != 0x80;
+        if (begins && most-- == 0) {
+            break;
+        }
+    }
+    return length;
+}
 
 std::string phaseLine(const Phase& phase, const ShutdownRun& run) {
     std::string more;
@@ -45,7 +62,8 @@ bool standardOutputIsLive() {
 RunView::RunView(Options options, const Settings& settings)
     : m_options(options),
       m_delay(options.jobOnly ? 0 : settings.shutdownDelay.value_or(*em::setting::kShutdownDelay.fallback)),
-      m_jobLimit(settings.jobTimeout.value_or(*em::setting::kJobTimeout.fallback)) {}
+      m_jobLimit(settings.jobTimeout.value_or(*em::setting::kJobTimeout.fallback)),
+      m_jobNamed(!settings.jobName.value_or("").empty()) {}
 
 void RunView::print(const std::string& text) {
     if (m_options.silent) {
@@ -58,7 +76,7 @@ void RunView::print(const std::string& text) {
 
 void RunView::printLive(const std::string& line) {
     clearLive();
-    const std::string_view shown = std::string_view(line).substr(0, kLiveColumns);
+    const std::string_view shown = std::string_view(line).substr(0, lengthOf(line, columns() - 1));
     static_cast<void>(std::fwrite(shown.data(), 1, shown.size(), stdout));
     static_cast<void>(std::fflush(stdout));
     m_liveShown = true;
@@ -113,7 +131,9 @@ std::string RunView::current(double since) const {
         return fmt::format("  {:<14}{:>5.0f} s of at most {:.0f} s   {}", phase.name, elapsed, m_jobLimit,
                            visibleText(m_run->job->command));
     }
-    return m_options.jobOnly ? "" : fmt::format("  {:<14}{:>5.0f} s", phase.name, elapsed);
+    // Between its settings and its start the job is not there yet.
+    const bool beforeJob = phase.name == "command" && m_jobNamed && !m_run->job;
+    return m_options.jobOnly || beforeJob ? "" : fmt::format("  {:<14}{:>5.0f} s", phase.name, elapsed);
 }
 
 void RunView::tick() {
@@ -122,14 +142,19 @@ void RunView::tick() {
     }
 }
 
+bool RunView::isJobOn() const {
+    return m_run && !m_run->phases.empty() && m_run->phases.back().name == "job";
+}
+
+double RunView::jobLeft() const {
+    return isJobOn() ? std::max(0.0, m_jobLimit - m_run->phases.back().seconds - (monotonicNow() - m_at)) : 0;
+}
+
 // On standard error: it is no part of what was asked for.
 void RunView::interrupted() {
-    const double since = monotonicNow() - m_at;
-    std::string waiting = "stopping the module";
-    if (m_run && !m_run->phases.empty() && m_run->phases.back().name == "job") {
-        waiting = fmt::format("waiting for the job, at most {:.0f} s more",
-                              std::max(0.0, m_jobLimit - m_run->phases.back().seconds - since));
-    }
+    const std::string waiting = isJobOn()
+                                    ? fmt::format("waiting for the job, at most {:.0f} s more", jobLeft())
+                                    : "stopping the module";
     clearLive();
     static_cast<void>(std::fflush(stdout));
     static_cast<void>(std::fputs(

@@ -32,6 +32,8 @@ public:
     void conclude(const ShutdownRun& run, const OutputTail& output);
 
     [[nodiscard]] bool isLive() const { return m_options.live; }
+    // Seconds that a job which is running has left, 0 without one.
+    [[nodiscard]] double jobLeft() const;
 
 private:
     void print(const std::string& text);
@@ -39,11 +41,13 @@ private:
     void clearLive();
     void printBegun(const ShutdownRun& run);
     void printEnded(const ShutdownRun& run, size_t count);
+    [[nodiscard]] bool isJobOn() const;
     [[nodiscard]] std::string current(double since) const;
 
     const Options m_options;
     const double m_delay;
     const double m_jobLimit;
+    const bool m_jobNamed;
     bool m_begun = false;
     bool m_liveShown = false;
     size_t m_phasesShown = 0;

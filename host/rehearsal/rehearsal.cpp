@@ -16,6 +16,7 @@
 
 #include <fmt/format.h>
 
+#include "base/unique_fd.h"
 #include "contract/module_interface.h"
 #include "contract/places.h"
 #include "contract/settings.h"
@@ -190,7 +191,24 @@ timespec coarseNow() {
     return now;
 }
 
+// None of an earlier run, and one can be written: a command that could not be recorded would count as none.
+void startRecord() {
+    const auto refuse = [](int error) {
+        throw Failure(fmt::format("the scratch directory cannot be written: {}",
+                                  std::generic_category().message(error)),
+                      kExitUsage);
+    };
+    if (unlink(layout::kCommandRecord) != 0 && errno != ENOENT) {
+        refuse(errno);
+    }
+    const em::UniqueFd record(open(layout::kCommandRecord, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (!record.valid()) {
+        refuse(errno);
+    }
+}
+
 void rehearseAndReport(const RehearsalOptions& options, EventSender& events) {
+    startRecord();
     const timespec begin = coarseNow();
     const Settings settings = settingsOf(options);
     if (!options.messages.empty()) {
@@ -199,7 +217,12 @@ void rehearseAndReport(const RehearsalOptions& options, EventSender& events) {
     configureTrace(options.trace);
     configureProperty(settings);
     ShutdownRun run = rehearse(options, settings, events);
-    run.left = filesLeft(layout::kScratch, begin);
+    LeftFiles left = filesLeft(layout::kScratch, begin);
+    run.left = std::move(left.files);
+    if (!left.complete) {
+        run.warnings.push_back({"left-incomplete", "more was left than is listed"});
+    }
+    static_cast<void>(unlink(layout::kCommandRecord)); // of a directory of the machine; gone otherwise
     events.conclusion(run);
 }
 

@@ -1,6 +1,7 @@
 #include "host/rehearsal/request_run.h"
 
 #include <poll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -178,16 +179,48 @@ bool RequestRun::waitForNews() const {
     return watched[0].revents == 0;
 }
 
-// A record is the module's when this process started it, and not by way of the job.
+namespace {
+
+// Not collected by anybody yet. The module leaves the command that it starts to whoever collects it, so that
+// is one until the very end.
+bool isUncollectedChild(int pid) {
+    siginfo_t info = {};
+    return waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+// The child of this process by way of which the record's process was started, 0 for none. The file is open to
+// the job as well; what it writes there cannot make it a child of ours.
+int childBehind(const CommandRecord& record) {
+    int child = record.pid;
+    for (const int ancestor : record.ancestors) {
+        if (ancestor == getpid()) {
+            return isUncollectedChild(child) ? child : 0;
+        }
+        child = ancestor;
+    }
+    return 0;
+}
+
+} // namespace
+
+// A record is the module's when this process started it, and not as the job.
 RequestRun::Commands RequestRun::commands() const {
     const std::optional<JobSighting> job = m_host.jobWatch().sighting();
     Commands commands;
     for (CommandRecord& record : m_recorder.read(&commands.garbled)) {
-        const bool ours = record.hasAncestor(getpid()) &&
-                          !(job && (record.pid == job->pid || record.hasAncestor(job->pid)));
+        const int child = childBehind(record);
+        const bool ours = child != 0 && !(job && child == job->pid);
         (ours ? commands.ofModule : commands.ofJob).push_back(std::move(record));
     }
     return commands;
+}
+
+// Something that the module started besides the job, whether it is recorded or not.
+bool RequestRun::startedSomething() const {
+    const std::optional<JobSighting> job = m_host.jobWatch().sighting();
+    siginfo_t info = {};
+    return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0 &&
+           !(job && info.si_pid == job->pid);
 }
 
 Sighted RequestRun::sighted(const Commands& commands) const {
@@ -225,7 +258,9 @@ RunEnd RequestRun::finalEnd() {
     if (m_end) {
         return *m_end;
     }
-    return endOf(messages, m_stopAsked, !commands().ofModule.empty())
+    const bool commandSeen =
+        !commands().ofModule.empty() || (m_options.uid == 0 && !m_stopAsked && startedSomething());
+    return endOf(messages, m_stopAsked, commandSeen)
         .value_or(m_stopAsked ? RunEnd::Stopped : RunEnd::TimedOut);
 }
 
@@ -245,6 +280,11 @@ ShutdownRun RequestRun::conclude() {
             {"command-by-job", fmt::format("the job itself started {}, which would have ended "
                                            "this system then",
                                            record.commandLine())});
+    }
+    if (run.end == RunEnd::Command && started.ofModule.empty()) {
+        run.warnings.push_back({"command-not-recorded",
+                                "what the module started left no record: the job removed "
+                                "it, or the right to write it"});
     }
     if (started.garbled > 0) {
         run.warnings.push_back(

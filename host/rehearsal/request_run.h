@@ -58,6 +58,7 @@ private:
         size_t garbled = 0;
     };
     [[nodiscard]] Commands commands() const;
+    [[nodiscard]] bool startedSomething() const;
     [[nodiscard]] Sighted sighted(const Commands& commands) const;
     [[nodiscard]] Asked asked() const;
     void report() const;

@@ -42,13 +42,17 @@ bool isReported(const std::vector<Message>& messages, ShutdownStatus status) {
     });
 }
 
-// The module goes on: it has told the host something since it began to wait for the job, or started the
-// command.
+// The module goes on: it has said so to the host since it began to wait for the job, or started the command.
+// A cancel's status comes from another thread, and tells nothing of the job.
 bool isPastJob(const Sighted& sighted) {
     const double begin = sighted.job->begin;
     return sighted.job->status || sighted.command ||
-           std::any_of(sighted.messages.begin(), sighted.messages.end(),
-                       [begin](const Message& message) { return isStatus(message) && message.time > begin; });
+           std::any_of(sighted.messages.begin(), sighted.messages.end(), [begin](const Message& message) {
+               const bool goesOn =
+                   message.opcode == em::opcode::kSetPowerOffReason ||
+                   (isStatus(message) && message.data != static_cast<uint32_t>(ShutdownStatus::Cancelled));
+               return goesOn && !message.toModule && message.time > begin;
+           });
 }
 
 void readJob(const Sighted& sighted, const Settings& settings, double until, ShutdownRun& run) {

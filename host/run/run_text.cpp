@@ -53,7 +53,8 @@ std::string endOfJob(const JobRun& job) {
         return fmt::format("still running at its limit of {:.2f} s, and left alone", job.seconds);
     }
     if (!job.exitCode) {
-        return "not waited for";
+        return job.seconds > 0 ? fmt::format("running when it was last seen, after {:.2f} s", job.seconds)
+                               : "not waited for";
     }
     if (!job.started) {
         return fmt::format("{} (exit code {})", *job.exitCode == 127 ? "not found" : "not executable",

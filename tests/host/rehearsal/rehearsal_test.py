@@ -258,6 +258,40 @@ class HostileJobs(Rehearsal):
         run, _ = self.rehearse()
         self.assertEqual([line.rsplit(": ", 1)[-1] for line in run["job"]["output"]], ["Permission denied"] * 2 + ["1"])
 
+    def test_a_forged_record_is_not_the_modules_and_a_lost_one_is_told(self):
+        forged = {"name": "/sbin/poweroff", "arguments": [], "time": 1, "monotonic": 1e300, "directory": "/forged",
+                  "blocked": "", "descriptors": {}, "pid": 99}
+        for lock, warning in (("", "command-by-job"), ("; chmod 444 $f", "command-by-job"),
+                              ("; : > $f; chmod 444 $f", "command-not-recorded")):
+            with self.subTest(lock=lock):
+                self.write_job(f"""{MODULES_PROCESS}; f=$VOLAD_SCRATCH/command-record.jsonl; rm -f $f
+                    echo '{json.dumps(forged)[:-1]}, "ancestors": ['${{p#/proc/}}', 1]}}' > $f{lock}""")
+                run, _ = self.rehearse(code=1)
+                self.assertEqual((run["end"], run["asAsked"]), ("command", False))
+                self.assertNotEqual((run["command"] or {"directory": ""})["directory"], "/forged")
+                self.assertIn(warning, self.warnings(run))
+
+    def test_what_is_in_a_scratch_directory_already_tells_nothing(self):
+        scratch = self.directory / "scratch"
+        scratch.mkdir()
+        for _ in range(2):
+            run, _ = self.rehearse("--scratch", str(scratch))
+            self.assertEqual((run["end"], [left["file"] for left in run["left"]]), ("command", ["left"]))
+        self.assertEqual([path.name for path in scratch.iterdir()], ["left"])
+        done = self.run_tool("--scratch", str(scratch), "--json", str(scratch / "run.json"))
+        self.assertEqual((done.returncode, "--scratch" in done.stderr), (2, True))
+
+    def test_a_module_that_was_stopped_is_ended_from_outside(self):
+        self.write_job(f"{MODULES_PROCESS}; kill -STOP ${{p#/proc/}}", timeout=1)
+        child = subprocess.Popen(self.command(), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        for line in child.stdout:
+            if "job settings" in line:
+                break
+        time.sleep(0.5)  # the stop itself tells nobody
+        child.send_signal(signal.SIGTERM)
+        shown, _ = child.communicate(timeout=45)
+        self.assertEqual((child.returncode, "Verdict: interrupted" in shown), (130, True))
+
     def test_a_killed_module_is_told_with_what_was_seen(self):
         self.write_job(f"{MODULES_PROCESS}; kill -9 ${{p#/proc/}}")
         run, _ = self.rehearse(code=130)
@@ -347,11 +381,15 @@ class Ways(Rehearsal):
                                 (["--trace", "6"], "--trace must be a whole number from 0 to 5"),
                                 (["--schedule", "24:00"], "--schedule must be in:1m or HH:MM"),
                                 (["reset", "--schedule", "in:1m"], "--schedule goes with off only"),
+                                (["--reason", "5", "--schedule", "in:1m"], "--reason goes with a request only"),
+                                (["--json", ""], "--json must be a file or -"),
                                 (["--maintenance", "0"], "--maintenance must be on, off, missing or here"),
                                 (["--cancel-after", "-1"], "--cancel-after must be ")):
             done = self.run_tool(*arguments)
             self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (2, "", 1), arguments)
             self.assertIn(said, done.stderr)
+        self.settings.write_text("[" * 200000)
+        self.assertEqual(self.run_tool().returncode, 2)
         self.write(shutdownDelay="3")
         done = self.run_tool()
         self.assertEqual((done.returncode, done.stdout), (2, ""))
