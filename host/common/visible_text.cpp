@@ -36,7 +36,11 @@ size_t controlLength(std::string_view text) {
     if (text.starts_with("\xC2") && static_cast<unsigned char>(text[1]) < 0xA0) {
         return 2;
     }
-    return text.starts_with("\xE2\x80\xA8") || text.starts_with("\xE2\x80\xA9") ? 3 : 0;
+    // U+2028 and U+2029 end a line; U+202A to U+202E and U+2066 to U+2069 turn the direction of what follows.
+    const auto third = static_cast<unsigned char>(text.size() > 2 ? text[2] : 0);
+    const bool separates = text.starts_with("\xE2\x80") && third >= 0xA8 && third <= 0xAE;
+    const bool isolates = text.starts_with("\xE2\x81") && third >= 0xA6 && third <= 0xA9;
+    return separates || isolates ? 3 : 0;
 }
 
 // Bytes that are no UTF-8 are escaped, and so many others as there are to be at the start of a valid text.

@@ -8,8 +8,9 @@
 namespace volad_dev {
 
 // Line ends and tabs become \n, \r and \t; every other control character (C0, DEL, C1), the separators U+2028
-// and U+2029 and each byte that is no UTF-8 become \xNN, byte by byte. All else stays, a backslash too: it
-// separates the names of a registry path, which would be unreadable doubled.
+// and U+2029, what turns the direction of writing and each byte that is no UTF-8 become \xNN, byte by byte.
+// All else stays, a backslash too: it separates the names of a registry path, which would be unreadable
+// doubled.
 [[nodiscard]] std::string visibleText(std::string_view text);
 
 // For JSON, which has its own escapes: only the bytes that are no UTF-8 become \xNN.

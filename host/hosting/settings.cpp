@@ -35,7 +35,11 @@ bool takeNumber(const Json& value, Settings& settings) {
 }
 template <auto Member>
 bool takeText(const Json& value, Settings& settings) {
-    return value.IsString() && (settings.*Member = value.GetString(), true);
+    // Nobody could hand a NUL on.
+    return value.IsString() &&
+           std::string_view(value.GetString(), value.GetStringLength()).find('\0') ==
+               std::string_view::npos &&
+           (settings.*Member = value.GetString(), true);
 }
 bool takeHostKind(const Json& value, Settings& settings) {
     return value.IsInt() && (settings.hostKind = value.GetInt(), true);
@@ -149,14 +153,14 @@ Settings parseSettings(const std::string& text, const std::string& path) {
     return settings;
 }
 
-Settings readSettings(const std::string& path) {
+std::string readSettingsText(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
     if (!file) {
         fail(path + ": cannot be read");
     }
-    return parseSettings(text.str(), path);
+    return text.str();
 }
 
 } // namespace volad_dev

@@ -23,9 +23,10 @@ struct Settings {
     std::optional<bool> powerSwitchNotifications;         // the module's own property
 };
 
-// Throws Failure (kExitUsage): file, key, and what was expected there.
-[[nodiscard]] Settings readSettings(const std::string& path);
-// The same from a text; `path` names it and gives "{here}" its meaning.
+// The whole text of a file, which may be a pipe. Throws Failure (kExitUsage).
+[[nodiscard]] std::string readSettingsText(const std::string& path);
+// Throws Failure (kExitUsage): file, key, and what was expected there. `path` names the file, and its
+// directory is "{here}".
 [[nodiscard]] Settings parseSettings(const std::string& text, const std::string& path);
 
 // Minutes after midnight of "HH:MM", nothing for any other text.

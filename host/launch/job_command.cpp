@@ -6,7 +6,6 @@
 
 #include "host/common/failure.h"
 #include "host/common/json_output.h"
-#include "host/hosting/settings.h"
 #include "host/launch/rehearsal_launch.h"
 #include "host/rehearsal/request_options.h"
 #include "host/sandbox/sandbox_command.h"
@@ -15,9 +14,6 @@ namespace volad_dev {
 namespace {
 
 int run(LaunchOptions options) {
-    if (readSettings(options.run.settings).jobName.value_or("").empty()) {
-        throw Failure(options.run.settings + ": there is no job in these settings", kExitUsage);
-    }
     options.jobOnly = true;
     options.strict = true;
     options.run.withoutDelay = true;

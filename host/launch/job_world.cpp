@@ -37,6 +37,18 @@ bool isShared(const fs::path& path) {
     return std::ranges::find(kShared, path.string()) != kShared.end();
 }
 
+// Not more than can be looked at before it is shown; a home directory may well hold more.
+bool isSmall(const fs::path& directory) {
+    constexpr int kMost = 50'000;
+    std::error_code failed;
+    fs::recursive_directory_iterator entry(directory, fs::directory_options::skip_permission_denied, failed);
+    int seen = 0;
+    for (; !failed && entry != fs::recursive_directory_iterator() && seen < kMost; ++seen) {
+        entry.increment(failed);
+    }
+    return seen < kMost;
+}
+
 bool isDirectory(const fs::path& path) {
     std::error_code failed;
     return fs::is_directory(path, failed);
@@ -46,7 +58,8 @@ class Places {
 public:
     // A directory with all that lies in it.
     void addDirectory(const fs::path& directory) {
-        if (isDirectory(directory) && !isThereAnyway(directory) && !isShared(directory)) {
+        if (isDirectory(directory) && !isThereAnyway(directory) && !isShared(directory) &&
+            isSmall(directory)) {
             m_paths.push_back(directory);
         }
     }
@@ -58,7 +71,8 @@ public:
             if (each.empty() || !fs::exists(each, failed) || isThereAnyway(each)) {
                 continue;
             }
-            m_paths.push_back(isShared(each.parent_path()) ? each : each.parent_path());
+            const fs::path around = each.parent_path();
+            m_paths.push_back(isShared(around) || !isSmall(around) ? each : around);
         }
     }
     // A program brings its installation: "/opt/tool" of "/opt/tool/bin/python3".

@@ -40,10 +40,23 @@ void makeAbsolute(RehearsalOptions& options) {
     }
 }
 
+// Once, since it may be a pipe, and so that both halves go by the same.
+Settings readSettingsOnce(LaunchOptions& options) {
+    Settings settings;
+    if (!options.run.settings.empty()) {
+        options.settingsText = readSettingsText(options.run.settings);
+        settings = parseSettings(options.settingsText, options.run.settings);
+    }
+    if (options.jobOnly && settings.jobName.value_or("").empty()) {
+        throw Failure(options.run.settings + ": there is no job in these settings", kExitUsage);
+    }
+    return settings;
+}
+
 // Everything that the rehearsal reads, each at its own path.
 void bindFiles(LaunchOptions& options, const JobWorld& world) {
     std::vector<std::string>& bound = options.sandbox.readOnly;
-    for (const std::string& file : {options.run.module, options.run.settings, options.run.messages}) {
+    for (const std::string& file : {options.run.module, options.run.messages}) {
         if (!file.empty()) {
             bound.push_back(file);
         }
@@ -137,7 +150,7 @@ double longestRun(const RehearsalOptions& options, const Settings& settings) {
 
 int launchRehearsal(LaunchOptions options) {
     makeAbsolute(options.run);
-    const Settings settings = options.run.settings.empty() ? Settings() : readSettings(options.run.settings);
+    const Settings settings = readSettingsOnce(options);
     const JobWorld world = jobWorld(settings);
     bindFiles(options, world);
     options.run.uid = options.sandbox.uid;

@@ -17,6 +17,7 @@
 #include "host/common/failure.h"
 #include "host/hosting/journal.h"
 #include "host/rehearsal/inside_command.h"
+#include "host/sandbox/memory_file.h"
 
 namespace volad_dev {
 namespace {
@@ -47,6 +48,11 @@ std::unique_ptr<SandboxedCommand> start(const LaunchOptions& options, const Pipe
     RehearsalOptions inside = options.run;
     inside.stopFd = kFirstPassedFd;
     inside.eventsFd = kFirstPassedFd + 1;
+    const em::UniqueFd settings = fileInMemory(options.settingsText);
+    if (!inside.settings.empty()) {
+        inside.settingsFd = kFirstPassedFd + 2;
+        sandbox.descriptors.push_back(settings.get());
+    }
     std::vector<std::string> command = {std::filesystem::read_symlink("/proc/self/exe")};
     std::ranges::move(insideArguments(inside), std::back_inserter(command));
     return std::make_unique<SandboxedCommand>(sandbox, command);

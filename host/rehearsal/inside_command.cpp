@@ -34,6 +34,8 @@ Command addInsideCommand(CLI::App& app) {
     inside->add_flag("--without-delay", options->withoutDelay);
     addNumber(*inside, "--stop-fd", options->stopFd, 0, INT32_MAX, "");
     addNumber(*inside, "--events-fd", options->eventsFd, 0, INT32_MAX, "");
+    inside->add_option("--settings-of", options->settings);
+    addNumber(*inside, "--settings-fd", options->settingsFd, -1, INT32_MAX, "");
     return {inside, [options] { return runRehearsal(*options); }};
 }
 
@@ -53,7 +55,8 @@ std::vector<std::string> insideArguments(const RehearsalOptions& options) {
         add("--trace", std::to_string(*options.trace));
     }
     if (!options.settings.empty()) {
-        add("--settings", options.settings);
+        add("--settings-of", options.settings);
+        add("--settings-fd", std::to_string(options.settingsFd));
     }
     if (!options.messages.empty()) {
         add("--messages", options.messages);

@@ -169,14 +169,19 @@ ShutdownRun rehearse(const RehearsalOptions& options, Settings settings, EventSe
 // The module looks for its message file in the current directory first.
 void standBesideMessages(const std::string& file) {
     namespace fs = std::filesystem;
-    const fs::path directory = fs::temp_directory_path() / "messages";
+    const fs::path directory = fs::temp_directory_path() / "volad-dev-messages";
     fs::create_directory(directory);
     fs::create_symlink(file, directory / em::place::kEventMessages);
     fs::current_path(directory);
 }
 
 Settings settingsOf(const RehearsalOptions& options) {
-    Settings settings = options.settings.empty() ? Settings() : readSettings(options.settings);
+    Settings settings;
+    if (options.settingsFd >= 0) {
+        const std::string text = readSettingsText(fmt::format("/proc/self/fd/{}", options.settingsFd));
+        close(options.settingsFd);
+        settings = parseSettings(text, options.settings);
+    }
     if (options.withoutDelay) {
         settings.shutdownDelay = 0;
         settings.forceDelay = 0;

@@ -21,7 +21,7 @@ struct RehearsalOptions {
     const em::ShutdownAction* action = em::findShutdownAction(em::opcode::CM_RequestShutdownAndOff);
     std::string module; // path of the shared object
     uint8_t reason = 0;
-    std::string settings;              // path, empty for none
+    std::string settings;              // path, empty for none; inside it only names what settingsFd holds
     std::string messages;              // path of a message file, empty for none
     std::optional<double> cancelAfter; // seconds after the request
     std::optional<double> stopAfter;
@@ -32,14 +32,16 @@ struct RehearsalOptions {
     Maintenance maintenance = Maintenance::On;
     unsigned uid = 0;
 
-    int stopFd = -1;   // readable when the rehearsal shall end
-    int eventsFd = -1; // where the launcher is told what happens
+    int stopFd = -1;     // readable when the rehearsal shall end
+    int eventsFd = -1;   // where the launcher is told what happens
+    int settingsFd = -1; // the text of the settings
 };
 
 // What only the launcher needs, besides.
 struct LaunchOptions {
     RehearsalOptions run;
     SandboxOptions sandbox;
+    std::string settingsText;
     bool maintenanceHere = false; // this machine's answer counts
     bool jobOnly = false;         // only the job is shown
     bool strict = false;          // a job that failed or ran past its limit is not as asked

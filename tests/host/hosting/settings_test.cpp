@@ -59,6 +59,7 @@ TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {
         {R"({"shutdownDelay": 4294967296})", "\"shutdownDelay\": expected a number from 0"},
         {R"({"forceDelay": 1.5})", "\"forceDelay\": expected a number from 0"},
         {R"({"job": "job.sh"})", "\"job\": expected an object"},
+        {R"({"job": {"name": "a\u0000b"}})", "\"job.name\": expected a text"},
         {R"({"powerOffTimes": {"monday": "24:00"}})", "\"powerOffTimes.monday\": expected a time"},
         {R"({"powerSwitchNotifications": 1})", "\"powerSwitchNotifications\": expected true or false"},
         {"[]", "expected an object"},
