@@ -50,10 +50,11 @@ ROOMS = {
     "host/sandbox/recorder": {"host/sandbox"},
     "host/files": TRACE | PLATFORM | {"src/markup", "src/catalogue", "src/frame/configuration", "host/common"},
     "host/run": CONTRACT | {"host/common"},
+    "host/story": BASE | CONTRACT | {"host/common", "host/run"},
     "host/hosting": CONTRACT | ENVELOPE | {"host/common"},
     "host/rehearsal": BASE | CONTRACT | ENVELOPE | {
         "src/platform/processes", "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
-    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal"},
+    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal", "host/story"},
     # What tests are made with.
     "tests/fake": BASE,
     "tests/rig": CONTRACT | {"host/sandbox"},
