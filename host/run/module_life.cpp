@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 
 #include "contract/envelope.h"
-#include "contract/module_interface.h"
 #include "contract/operation_codes.h"
 #include "contract/reasons.h"
 #include "contract/settings.h"
@@ -51,6 +50,7 @@ constexpr auto ModuleLife::handlers() {
         {TraceEvent::OffTimeReached, &ModuleLife::onOffTime},
         {TraceEvent::QueueFull, &ModuleLife::onQueue},
         {TraceEvent::QueueShut, &ModuleLife::onQueue},
+        {TraceEvent::QueueRaised, &ModuleLife::onQueue},
         {TraceEvent::Queued, &ModuleLife::onQueue},
         {TraceEvent::CancelRequested, &ModuleLife::onCancelRequest},
         {TraceEvent::Status, &ModuleLife::onStatus},
@@ -88,7 +88,7 @@ constexpr auto ModuleLife::handlers() {
 
 void ModuleLife::take(const TraceLine& line) {
     m_now = findTime(line.prefix);
-    m_level = line.kind->level;
+    m_level = isOfQueue(line.kind->event) ? 0 : line.kind->level;
     if (m_current) {
         m_current->lineRead(m_now, m_level);
     }
@@ -115,18 +115,14 @@ void ModuleLife::end() {
     }
 }
 
-void ModuleLife::onStarting(const TraceLine& line) {
-    if (line.fields.text(0) == em::kModuleName) {
-        end();
-        m_stopping = m_queueShut = false;
-    }
+void ModuleLife::onStarting(const TraceLine& /*line*/) {
+    end();
+    m_stopping = m_queueShut = false;
 }
 
 // A shutdown in its delay ends with it, and what waits is dropped.
-void ModuleLife::onStopping(const TraceLine& line) {
-    if (line.fields.text(0) == em::kModuleName) {
-        m_stopping = m_queueShut = true;
-    }
+void ModuleLife::onStopping(const TraceLine& /*line*/) {
+    m_stopping = m_queueShut = true;
 }
 
 RunCourse& ModuleLife::ask(std::string_view by) {
@@ -198,7 +194,8 @@ void ModuleLife::onQueue(const TraceLine& line) {
         return;
     }
     RunCourse& course = m_waiting.back();
-    course.awaitsQueue = false;
+    course.lineRead(m_now, line.kind->level);
+    course.awaitsQueue = line.kind->event == TraceEvent::QueueRaised;
     if (line.kind->event == TraceEvent::QueueFull) {
         course.facts.refusal = "the queue was full";
     } else if (line.kind->event == TraceEvent::QueueShut) {

@@ -40,9 +40,9 @@ inline constexpr std::array<RunCauseRow, 10> kRunCauses = {{
      "nothing was executed; create a new module object"},
     {RunCause::NotRoot, "not-root", "no command was started: the host does not run as root",
      "run it as root. The queue stays shut: delete the module object and create it again"},
-    {RunCause::CommandFailed, "command-failed", "no process could be started for the command",
-     "the error is on the host's standard error. Mend the cause, then delete the module object and create it "
-     "again"},
+    {RunCause::CommandFailed, "command-failed",
+     "no process could be started for the command; the error is on the host's standard error",
+     "mend the cause, then delete the module object and create it again"},
     {RunCause::CommandStarted, "command-started", "the command was started",
      "see the command's own messages on the host's standard error, the service manager's journal, and "
      "systemd-inhibit --list"},

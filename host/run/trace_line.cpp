@@ -22,7 +22,7 @@ constexpr Row kTagged[] = {
     {TraceEvent::OffTimeReached, 1, line::kOffTimeReached},
     {TraceEvent::QueueFull, 1, line::kQueueFull},
     {TraceEvent::QueueShut, 4, line::kQueueShut},
-    {TraceEvent::LevelOnly, 4, line::kTaskRaised},
+    {TraceEvent::QueueRaised, 4, line::kTaskRaised},
     {TraceEvent::Queued, 5, line::kTaskInserted},
     {TraceEvent::CancelRequested, 2, line::kCancelRequest},
     {TraceEvent::LevelOnly, 2, line::kCancelTaken},

@@ -22,6 +22,7 @@ enum class TraceEvent {
     OffTimeReached,
     QueueFull,
     QueueShut,
+    QueueRaised,
     Queued,
     CancelRequested,
     // Its course.
@@ -85,6 +86,11 @@ struct TraceLineKind {
     const em::ShutdownAction* action = nullptr; // whose line it is
     MessageFields message = {};                 // of a message
 };
+
+// The queue's lines, which other modules' queues write as well.
+[[nodiscard]] constexpr bool isOfQueue(TraceEvent event) {
+    return event >= TraceEvent::QueueFull && event <= TraceEvent::Queued;
+}
 
 // A line of the module, from its tag on.
 struct TraceLine {

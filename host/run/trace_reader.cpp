@@ -3,10 +3,17 @@
 #include <algorithm>
 #include <utility>
 
+#include "contract/module_interface.h"
+
 namespace volad_dev {
 namespace {
 
 constexpr size_t kMostProcesses = 16; // that are told apart at a time
+
+bool isOfOtherModule(const TraceLine& line) {
+    return (line.kind->event == TraceEvent::Starting || line.kind->event == TraceEvent::Stopping) &&
+           line.fields.text(0) != em::kModuleName;
+}
 
 } // namespace
 
@@ -14,7 +21,12 @@ TraceReader::TraceReader(std::function<void(KnownRun&&)> sink)
     : m_sink(std::move(sink)), m_scanner([this](const TraceLine& line) { takeLine(line); }) {}
 
 void TraceReader::takeLine(const TraceLine& line) {
-    m_level = std::max(m_level.value_or(0), line.kind->level);
+    if (isOfOtherModule(line)) {
+        return;
+    }
+    if (!isOfQueue(line.kind->event)) {
+        m_level = std::max(m_level.value_or(0), line.kind->level);
+    }
     lifeOf(findProcess(line.prefix)).take(line);
 }
 

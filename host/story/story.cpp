@@ -51,7 +51,7 @@ std::string askedWords(const KnownRun& run) {
     if (run.by) {
         parts[0] += " by " + (run.by == "power-switch" ? "power switch" : *run.by);
     }
-    for (const std::string& part : {reasonWords(run), run.when.value_or("")}) {
+    for (const std::string& part : {reasonWords(run), run.when ? "at " + *run.when : ""}) {
         if (!part.empty()) {
             parts.push_back(part);
         }
