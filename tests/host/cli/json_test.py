@@ -15,13 +15,7 @@ import jsonschema
 VOLAD_DEV, ROOT = sys.argv[1], pathlib.Path(sys.argv[2])
 PAGE = (ROOT / "docs/json.md").read_text()
 REGISTRY = b"[HKEY_USERS]\n[K]\nB=b=0a ff \nD=d=-1\nE=es=%HOME%\n\xffS=s=\xfc\x1b\n\nlost\n\n\n"
-TRACE = b"""Nov 25 12:00:00 h volad[1]: EM_SHUTDOWN (REQ)   : OC 0x0205-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16 Data 3\r
-Nov 25 12:00:00 h volad[1]: EM_SHUTDOWN         : CAB 0001: ## CM_RequestShutdownAndXXX ##
-Nov 25 12:00:00 h volad[1]: EM_SHUTDOWN         : System shutdown status changed to 2
-Nov 25 12:00:00 h volad[1]: COSShutdown         : ExecuteCmd initiated \xff\x1b
-EM_SHUTDOWN         : CAB 0001: ## CM_RequestShutdownAndXXX ##
-EM_SHUTDOWN         : Maintenance Mode not set. Shutdown aborted!
-"""
+STORIES = str(ROOT / "tests/host/story/stories.trace")
 KEY = "HKEY_USERS/K"
 
 # Shape, exit code, arguments, run in a directory with a registry and a message file.
@@ -36,8 +30,8 @@ OUTPUTS = (
     ("messages-list", 0, ("messages", "list")),
     ("messages-lookup", 0, ("messages", "lookup", "0xE0001")),
     ("run", 0, ("rehearse", "--settings", "settings.json")),
-    ("runs", 0, ("explain", "trace.log")),
-    ("runs", 0, ("explain", "--all", "trace.log")),
+    ("runs", 0, ("explain", STORIES)),
+    ("runs", 0, ("explain", "--all", STORIES)),
     ("job", 1, ("job", "--settings", "settings.json")),
 )
 
@@ -50,7 +44,6 @@ class Json(unittest.TestCase):
     def setUp(self):
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         (self.directory / "registry").write_bytes(REGISTRY)
-        (self.directory / "trace.log").write_bytes(TRACE)
         shutil.copy(ROOT / "examples/EVENTMSG.XML", self.directory)
         (self.directory / "settings.json").write_text('{"shutdownDelay": 0, "job": {"name": "printf \\\\377; exit 3"}}')
 

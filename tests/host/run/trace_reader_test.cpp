@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <fstream>
+#include <tuple>
 
 #include <fmt/format.h>
 
@@ -12,45 +13,6 @@
 
 namespace volad_dev {
 namespace {
-
-struct Line {
-    unsigned level, second;
-    const char* text;
-};
-constexpr Line kReset[] = {
-    {1, 0, "### Starting module EM_SHUTDOWN ###"},
-    {2, 1, "EM_SHUTDOWN (REQ)   : OC 0x0206-0x0000 OID 0x0000 CABID 0001 MID 0x00000000 Stat 0x16 Data 5"},
-    {2, 1, "EM_SHUTDOWN         :  # Request CM_RequestShutdownAndReset #"},
-    {3, 1, "EM_SHUTDOWN         : System shutdown status changed to 1"},
-    {4, 1, "CTaskSerializer     : Task at level 0 raised"},
-    {5, 1, "CTaskSerializer     : Task with priority 0 inserted into task queue!"},
-    {1, 1, "EM_SHUTDOWN         : CAB 0001: ## CM_RequestShutdownAndXXX ##"},
-    {2, 2, "EM_SHUTDOWN (RET)   : OC 0x0206-0x0000 OID 0x0000 CABID 0001 MID 0x00010002 Stat 0x00 Data 5"},
-    {3, 3, "EM_SHUTDOWN         : System shutdown status changed to 2"},
-    {3, 3, "                    :   reason = 0x05"},
-    {1, 3, "EM_SHUTDOWN         : Shutdown reason: \"<Critical Temperature>\""},
-    {2, 3, "EM_SHUTDOWN         : Checking shutdown settings"},
-    {3, 3, "EM_SHUTDOWN         :    shutdown delay (ORBA) = 20 sec."},
-    {3, 4, "EM_SHUTDOWN         : ## WARNING! No shutdown force delay specified!"},
-    {3, 4, "EM_SHUTDOWN         : Start shutdown delay 20 sec..."},
-    {3, 24, "EM_SHUTDOWN         : ...shutdown delay 20 exceeded"},
-    {1, 24, "EM_SHUTDOWN         : CAB 0001: ###  PERFORMING S H U T D O W N  ####!"},
-    {3, 24, "EM_SHUTDOWN         :   Shutdown job = /srv/save (now)!"},
-    {3, 24, "EM_SHUTDOWN         :   Shutdown job working dir = "},
-    {3, 24, "EM_SHUTDOWN         :   Shutdown job timeout = 9"},
-    {2, 24, "EM_SHUTDOWN         : Run shutdown job (/srv/save (now)!)!"},
-    {1, 24, "COSShutdown         : Shutdown job \"/srv/save (now)!\" found!"},
-    {0, 24, "COSShutdown         : ExecuteCmd initiated /srv/save (now)!"},
-    {0, 24, "COSShutdown         : ExecuteCmd forked: /srv/save (now)!"},
-    {1, 33, "COSShutdown         : WARNING - Timeout waiting for cleanup program"},
-    {3, 33, "EM_SHUTDOWN         : CM_RequestShutdownAndReset: execute shutdown and restart"},
-    {1, 33, "COSShutdown         : PrepareSystemShutdown(): OK!"},
-    {1, 33, "COSShutdown         : SystemShutdown reboot (/sbin/reboot)"},
-    {0, 33, "COSShutdown         : ExecuteCmd initiated /sbin/reboot"},
-    {0, 34, "COSShutdown         : ExecuteCmd forked: /sbin/reboot"},
-    {0, 34, "COSShutdown         : ExecuteCmd finished: /sbin/reboot"},
-    {3, 34, "EM_SHUTDOWN         : System shutdown status changed to 3"},
-};
 
 using Prefix = std::string (*)(unsigned second);
 std::string iso(unsigned second) {
@@ -70,9 +32,13 @@ std::string nothing(unsigned /*second*/) {
 std::string traceOf(unsigned level, Prefix prefix = sinceBoot, std::string_view lineEnd = "\n",
                     std::string_view between = "") {
     std::string trace;
-    for (const Line& line : kReset) {
-        if (line.level <= level) {
-            trace += fmt::format("{}{}{}{}", prefix(line.second), line.text, lineEnd, between);
+    std::ifstream file(EM_RESET_TRACE);
+    file.ignore(1000, '\n');
+    unsigned ofLine = 0;
+    unsigned second = 0;
+    for (std::string text; std::getline(file >> ofLine >> second, text);) {
+        if (ofLine <= level) {
+            trace += fmt::format("{}{}{}{}", prefix(second), text.substr(1), lineEnd, between);
         }
     }
     return trace;
@@ -98,22 +64,18 @@ TEST(TraceReader, ReadsTheWholeOfAShutdown) {
     const std::vector<KnownRun> runs = read(traceOf(3));
     ASSERT_EQ(runs.size(), 1U);
     const KnownRun& run = runs[0];
-    EXPECT_EQ(run.end, RunEnd::Command);
-    EXPECT_EQ(run.when, "100.500");
-    EXPECT_EQ(run.job->command, "/srv/save (now)!");
-    EXPECT_EQ(run.job->directory, "/srv");
-    EXPECT_EQ(run.job->end, KnownJob::End::TimedOut);
-    EXPECT_EQ(run.job->seconds, 9);
-    EXPECT_EQ(run.command->line, "/sbin/reboot");
-    EXPECT_EQ(run.command->seconds, 33);
-    std::string course;
+    EXPECT_TRUE(run.end == RunEnd::Command && run.job->end == KnownJob::End::TimedOut);
+    std::string course =
+        fmt::format("at {}, {} in {} for {}, {} after {}: ", *run.when, run.job->command, *run.job->directory,
+                    *run.job->seconds, run.command->line, *run.command->seconds);
     for (const KnownPhase& phase : run.phases) {
         course += fmt::format("{} {}+{}, ", phase.name, *phase.start, *phase.seconds);
     }
     for (const KnownStatus& status : run.statuses) {
         course += fmt::format("{}@{} ", status.value, *status.at);
     }
-    EXPECT_EQ(course, "gate 0+2, settings 2+1, delay 3+20, job settings 23+0, job 23+9, command 32+1, "
+    EXPECT_EQ(course, "at 100.500, /srv/save (now)! in /srv for 9, /sbin/reboot after 33: gate 0+2, settings "
+                      "2+1, delay 3+20, job settings 23+0, job 23+9, command 32+1, "
                       "1@0 2@2 3@33 ");
     ASSERT_EQ(run.messages.size(), 2U);
     EXPECT_TRUE(run.messages[0].toModule && !run.messages[1].toModule);
@@ -122,7 +84,7 @@ TEST(TraceReader, ReadsTheWholeOfAShutdown) {
               R"({"SIP":{"V":1,"CMD":[{"OC":518,"CA":1,"MI":65538,"ST":0,"DA":5}]}})");
 }
 
-TEST(TraceReader, SeesThroughPrefixesLineEndsAndOtherLines) {
+TEST(TraceReader, SeesThroughPrefixesLineEndsAndOtherLinesAtEachLevel) {
     const std::string others =
         "Other               : EM_SHUTDOWN status changed to 5\n\n### Starting module X ###\n"
         "EM_SHUTDOWN   \0 : ### St\r                    :\n";
@@ -138,30 +100,18 @@ TEST(TraceReader, SeesThroughPrefixesLineEndsAndOtherLines) {
         const KnownRun untimed = read(traceOf(level, nothing)).at(0);
         EXPECT_EQ(untimed.end, RunEnd::Command);
         EXPECT_FALSE(untimed.when || untimed.command->seconds || untimed.phases.back().seconds);
-    }
-}
-
-TEST(TraceReader, KnowsWhatTheLevelShows) {
-    for (unsigned level = 0; level <= 5; ++level) {
-        const std::vector<KnownRun> runs = read(traceOf(level));
-        ASSERT_EQ(runs.size(), 1U) << level;
-        const KnownRun& run = runs[0];
-        EXPECT_EQ(run.level, level);
-        EXPECT_EQ(run.operation, "reset");
-        EXPECT_EQ(run.by.has_value(), level >= 2);
-        EXPECT_EQ(run.reason == uint8_t{5}, level >= 1);
-        EXPECT_EQ(run.delay == 20U, level >= 3);
-        EXPECT_EQ(run.job->limit == 9U, level >= 3);
-        EXPECT_EQ(run.job->command, "/srv/save (now)!");
-        EXPECT_EQ(run.phases.size(), level == 0 ? 2U : level < 3 ? 5U : 6U);
+        // What the level shows.
+        EXPECT_EQ(untimed.level, level);
+        EXPECT_EQ(untimed.operation, "reset");
+        EXPECT_EQ(untimed.by.has_value(), level >= 2);
+        EXPECT_EQ(untimed.reason == uint8_t{5}, level >= 1);
+        EXPECT_EQ(untimed.delay == 20U && untimed.job->limit == 9U, level >= 3);
+        EXPECT_EQ(untimed.phases.size(), level == 0 ? 2U : level < 3 ? 5U : 6U);
     }
 }
 
 TEST(TraceReader, TellsTimesApart) {
-    struct Case {
-        const char *first, *second;
-        double seconds; // below 0: not known
-    };
+    using Case = std::tuple<const char*, const char*, double>; // below 0: not known
     for (const auto& [first, second, seconds] :
          {Case{"2026-03-01T00:00:00,5Z x", "[2026-03-01 01:00:02+0100]", 1.5},
           Case{"2024-02-28 23:59:59", "2024-03-01 00:00:00", 86401},
