@@ -20,6 +20,11 @@ MessageLine::Direction directionOf(std::string_view tag) {
                                                                      : MessageLine::Direction::Request;
 }
 
+std::string envelopeAround(std::string_view members) {
+    return fmt::format(R"({{"{}":{{"{}":{},"{}":[{{{}}}]}}}})", em::key::Envelope, em::key::Version,
+                       em::kEnvelopeVersion, em::key::Commands, members);
+}
+
 // A status that is shown as the one of a missing "ST" is taken for that.
 std::string envelopeOf(const TraceLine& line, const MessageLine& message) {
     const MessageFields& fields = line.kind->message;
@@ -45,11 +50,15 @@ std::string envelopeOf(const TraceLine& line, const MessageLine& message) {
     if (message.data) {
         add(em::key::Data, *message.data);
     }
-    return fmt::format(R"({{"{}":{{"{}":{},"{}":[{{{}}}]}}}})", em::key::Envelope, em::key::Version,
-                       em::kEnvelopeVersion, em::key::Commands, members);
+    return envelopeAround(members);
 }
 
 } // namespace
+
+std::string envelopeText(uint32_t operationCode, uint32_t data) {
+    return envelopeAround(
+        fmt::format("\"{}\":{},\"{}\":{}", em::key::OperationCode, operationCode, em::key::Data, data));
+}
 
 MessageLine readMessageLine(const TraceLine& line) {
     const MessageFields& fields = line.kind->message;

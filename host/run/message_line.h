@@ -18,5 +18,7 @@ struct MessageLine {
 };
 
 [[nodiscard]] MessageLine readMessageLine(const TraceLine& line);
+// Of a message that another line tells of: JSON text.
+[[nodiscard]] std::string envelopeText(uint32_t operationCode, uint32_t data);
 
 } // namespace volad_dev

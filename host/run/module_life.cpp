@@ -16,6 +16,7 @@
 namespace volad_dev {
 namespace {
 
+constexpr std::string_view kEarlier = "an earlier shutdown";
 constexpr size_t kMostWaiting = 64; // the queue takes nine
 
 std::optional<uint32_t> unsignedAt(const TraceFields& fields, size_t index, int base = 10) {
@@ -55,11 +56,9 @@ constexpr auto ModuleLife::handlers() {
         {TraceEvent::CancelRequested, &ModuleLife::onCancelRequest},
         {TraceEvent::Status, &ModuleLife::onStatus},
         {TraceEvent::TaskBegins, &ModuleLife::onTask},
-        {TraceEvent::GateAnswer, &ModuleLife::onNothing}, // the watcher's as well as the task's
         {TraceEvent::GateRefuses, &ModuleLife::onGate},
         {TraceEvent::ReasonNumber, &ModuleLife::onReason},
         {TraceEvent::ReasonText, &ModuleLife::onReason},
-        {TraceEvent::SettingsAsked, &ModuleLife::onNothing},
         {TraceEvent::DelayGiven, &ModuleLife::onDelay},
         {TraceEvent::NoDelayGiven, &ModuleLife::onDelay},
         {TraceEvent::ForceDelay, &ModuleLife::onDelay},
@@ -117,12 +116,14 @@ void ModuleLife::end() {
 
 void ModuleLife::onStarting(const TraceLine& /*line*/) {
     end();
-    m_stopping = m_queueShut = false;
+    m_stopping = false;
+    m_queueShutBy = {};
 }
 
 // A shutdown in its delay ends with it, and what waits is dropped.
 void ModuleLife::onStopping(const TraceLine& /*line*/) {
-    m_stopping = m_queueShut = true;
+    m_stopping = true;
+    m_queueShutBy = "Stop";
 }
 
 RunCourse& ModuleLife::ask(std::string_view by) {
@@ -134,7 +135,7 @@ RunCourse& ModuleLife::ask(std::string_view by) {
     RunCourse& course = m_waiting.emplace_back();
     course.asked(by);
     course.awaitsQueue = true;
-    course.facts.queueWasShut = m_queueShut;
+    course.facts.queueShutBy = m_queueShutBy;
     course.lineRead(m_now, m_level);
     course.enter("gate");
     return course;
@@ -220,11 +221,14 @@ void ModuleLife::onStatus(const TraceLine& line) {
         return;
     }
     course->addStatus(static_cast<uint8_t>(status));
+    course->addMessage(false,
+                       envelopeText(em::opcode::kShutdownStatusChanged, static_cast<uint32_t>(status)));
     if (status == em::ShutdownStatus::DelayRunning) {
         course->run().gateOpen = true;
         course->enter("settings");
     } else if (status == em::ShutdownStatus::Executing) {
-        course->facts.finished = m_queueShut = true;
+        course->facts.finished = true;
+        m_queueShutBy = kEarlier;
         course->closePhase();
     }
 }
@@ -350,7 +354,9 @@ void ModuleLife::onCommand(const TraceLine& line) {
         course.facts.commandFailed = true;
         course.closePhase();
     }
-    m_queueShut = m_queueShut || event != TraceEvent::CommandBegins;
+    if (event != TraceEvent::CommandBegins) {
+        m_queueShutBy = kEarlier;
+    }
 }
 
 // From here on it is about the command, or an exception.
@@ -369,14 +375,14 @@ void ModuleLife::onExecution(const TraceLine& line) {
         course.nameOperation(*line.kind->action);
     } else if (line.kind->event == TraceEvent::Privilege) {
         course.facts.notRoot = line.fields.text(0) != "OK";
-        m_queueShut = m_queueShut || course.facts.notRoot;
+        m_queueShutBy = course.facts.notRoot ? kEarlier : m_queueShutBy;
     } else if (const em::ShutdownAction* const action = actionOfCommand(line.fields.text(1))) {
         course.nameOperation(*action);
     }
 }
 
 void ModuleLife::onDisconnect(const TraceLine& /*line*/) {
-    m_queueShut = true;
+    m_queueShutBy = "CM_Disconnect";
 }
 
 // The task; one whose first lines are not there, if need be.

@@ -4,7 +4,7 @@
 #include <deque>
 #include <functional>
 #include <optional>
-#include <string>
+#include <string_view>
 
 #include "host/run/known_run.h"
 #include "host/run/run_course.h"
@@ -63,7 +63,8 @@ private:
     std::function<void(KnownRun&&)> m_sink;
     std::deque<RunCourse> m_waiting; // in the order in which they came
     std::optional<RunCourse> m_current;
-    bool m_stopping = false, m_queueShut = false;
+    bool m_stopping = false;
+    std::string_view m_queueShutBy; // empty while it is open
     std::optional<TraceTime> m_now; // of the line that is being read
     unsigned m_level = 0;           // the same
 };

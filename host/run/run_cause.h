@@ -29,7 +29,8 @@ struct RunCauseRow {
 
 inline constexpr std::array<RunCauseRow, 10> kRunCauses = {{
     {RunCause::NeverATask, "never-a-task", "the request never became a task",
-     "see the request's \"(RET)\" line"},
+     "see the request's \"(RET)\" line; where the queue is shut, delete the module object and create it "
+     "again"},
     {RunCause::GateClosed, "gate-closed", "refused: the maintenance mode was not set",
      "set the maintenance mode, send the request again"},
     {RunCause::Cancelled, "cancelled", "cancelled before the delay ran out", "send the request again"},

@@ -159,8 +159,8 @@ void RunCourse::concludeTask() {
 }
 
 void RunCourse::concludeWaiting() {
-    if (!facts.refusal && facts.queueWasShut) {
-        facts.refusal = "an earlier shutdown had shut the queue";
+    if (!facts.refusal && !facts.queueShutBy.empty()) {
+        facts.refusal = std::string(facts.queueShutBy) + " had shut the queue";
     }
     if (facts.refusal) {
         m_run.end = RunEnd::NotAccepted;

@@ -37,7 +37,7 @@ public:
     // What decides how it ended.
     struct Facts {
         bool isTask = false;
-        bool queueWasShut = false; // as it came
+        std::string_view queueShutBy; // as it came
         bool gateRefused = false, cancelled = false, exception = false, stopping = false;
         bool performing = false; // past the delay
         bool notRoot = false, commandFailed = false, finished = false;

@@ -28,11 +28,9 @@ enum class TraceEvent {
     // Its course.
     Status,
     TaskBegins,
-    GateAnswer,
     GateRefuses,
     ReasonNumber,
     ReasonText,
-    SettingsAsked,
     DelayGiven,
     NoDelayGiven,
     ForceDelay,

@@ -87,11 +87,10 @@ void TraceScanner::scan(std::string_view lines) const {
     }
 }
 
-// Gives where to search on.
+// Gives where to search on: behind this colon in any case, since the line may end in front of it.
 size_t TraceScanner::readTagged(std::string_view lines, size_t colon) const {
-    return colon >= kTagColumns && beginsWithTag(lines.substr(colon - kTagColumns))
-               ? readLine(lines, colon - kTagColumns, true)
-               : colon + 1;
+    const bool ours = colon >= kTagColumns && beginsWithTag(lines.substr(colon - kTagColumns));
+    return std::max(colon + 1, ours ? readLine(lines, colon - kTagColumns, true) : 0);
 }
 
 size_t TraceScanner::readLine(std::string_view lines, size_t begin, bool tagged) const {

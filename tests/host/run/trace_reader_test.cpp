@@ -77,10 +77,11 @@ TEST(TraceReader, ReadsTheWholeOfAShutdown) {
     EXPECT_EQ(course, "at 100.500, /srv/save (now)! in /srv for 9, /sbin/reboot after 33: gate 0+2, settings "
                       "2+1, delay 3+20, job settings 23+0, job 23+9, command 32+1, "
                       "1@0 2@2 3@33 ");
-    ASSERT_EQ(run.messages.size(), 2U);
-    EXPECT_TRUE(run.messages[0].toModule && !run.messages[1].toModule);
+    ASSERT_EQ(run.messages.size(), 5U);
+    EXPECT_TRUE(run.messages[0].toModule && !run.messages[2].toModule);
     EXPECT_EQ(run.messages[0].envelope, R"({"SIP":{"V":1,"CMD":[{"OC":518,"CA":1,"DA":5}]}})");
-    EXPECT_EQ(run.messages[1].envelope,
+    EXPECT_EQ(run.messages[1].envelope, R"({"SIP":{"V":1,"CMD":[{"OC":527,"DA":1}]}})");
+    EXPECT_EQ(run.messages[2].envelope,
               R"({"SIP":{"V":1,"CMD":[{"OC":518,"CA":1,"MI":65538,"ST":0,"DA":5}]}})");
 }
 
