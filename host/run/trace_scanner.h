@@ -14,7 +14,7 @@ class TraceScanner {
 public:
     // What is behind so much of a line is not looked at, nor is a line of the module's behind so much of a
     // prefix.
-    static constexpr size_t kLongestLine = 16 * 1024;
+    static constexpr size_t kLongestLine = 16'384;
     static constexpr size_t kLongestPrefix = 256;
 
     // The sink is called for each line of the module that tells something; what it is given lives as long as

@@ -17,7 +17,7 @@
 namespace volad_dev {
 namespace {
 
-constexpr size_t kMostInDocument = 4096; // it is made in memory
+constexpr size_t kMostInDocument = 1024; // it is made in memory
 
 struct ExplainCommand {
     std::string file;
@@ -51,7 +51,8 @@ int runExplainCommand(const ExplainCommand& command) {
                 kept.push_back(std::move(run));
             }
         } else {
-            kept.assign(1, std::move(run));
+            kept.clear();
+            kept.push_back(std::move(run));
         }
     });
     if (input.shutdowns == 0) {

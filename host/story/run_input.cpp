@@ -18,8 +18,8 @@
 namespace volad_dev {
 namespace {
 
-constexpr size_t kChunk = 256 * 1024;
-constexpr size_t kLongestJson = 4 * 1024 * 1024; // of a rehearsal; its document takes several times as much
+constexpr size_t kChunk = 262'144;
+constexpr size_t kLongestJson = 4'194'304; // of a rehearsal; its document takes several times as much
 
 class Input {
 public:

@@ -163,6 +163,7 @@ std::string unknownWords(const KnownRun& run) {
         }
     }
     std::vector<std::string> parts;
+    parts.reserve(byLevel.size());
     for (const auto& [level, names] : byLevel) {
         parts.push_back(joined(names) + (level == 0 ? " (the lines are not in this trace)"
                                                     : fmt::format(" (level {} would tell)", level)));
