@@ -432,6 +432,9 @@ void ModuleLife::finishCurrent() {
 
 void ModuleLife::give(RunCourse& course) {
     course.facts.stopping = m_stopping;
+    if (!m_stopping && course.facts.queueShutBy.empty()) {
+        course.facts.queueShutBy = m_queueShutBy; // what waited was dropped then
+    }
     m_sink(course.conclude());
 }
 
