@@ -24,14 +24,15 @@
 #include "host/launch/rehearse_command.h"
 #include "host/rehearsal/inside_command.h"
 #include "host/sandbox/sandbox_command.h"
+#include "host/story/explain_command.h"
 
 namespace volad_dev {
 namespace {
 
 // In the order in which the help lists them.
-constexpr std::array<AddCommand, 8> kCommands = {addRehearseCommand, addJobCommand,      addSandboxCommand,
+constexpr std::array<AddCommand, 9> kCommands = {addRehearseCommand, addJobCommand,      addSandboxCommand,
                                                  addInsideCommand,   addMessagesCommand, addProfileCommand,
-                                                 addRegistryCommand, addCheckCommand};
+                                                 addRegistryCommand, addCheckCommand,    addExplainCommand};
 
 void parse(CLI::App& app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end()); // as the parser takes them

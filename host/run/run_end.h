@@ -16,7 +16,8 @@ enum class RunEnd {
     NotAccepted,  // the request itself was refused
     NoRequest,    // the scheduled time passed without a request of the module's
     TimedOut,     // longer than the settings can explain
-    Interrupted,  // by a signal, or with the process that held the module
+    Interrupted,  // by a signal, or with the process that held the module; in a trace by an exception
+    Unfinished,   // a trace ends before it; a rehearsal never does so
 };
 
 struct RunEndName {
@@ -24,7 +25,7 @@ struct RunEndName {
     std::string_view code, text;
 };
 
-inline constexpr std::array<RunEndName, 9> kRunEnds = {{
+inline constexpr std::array<RunEndName, 10> kRunEnds = {{
     {RunEnd::Command, "command", "the command was started"},
     {RunEnd::GateRefused, "gate-refused", "refused at the gate: the maintenance mode is not set"},
     {RunEnd::Cancelled, "cancelled", "cancelled"},
@@ -35,6 +36,7 @@ inline constexpr std::array<RunEndName, 9> kRunEnds = {{
     {RunEnd::NoRequest, "no-request", "the scheduled time passed without a request"},
     {RunEnd::TimedOut, "timed-out", "timed out"},
     {RunEnd::Interrupted, "interrupted", "interrupted"},
+    {RunEnd::Unfinished, "unfinished", "the trace ends before the shutdown does"},
 }};
 static_assert([] {
     for (size_t i = 0; i < kRunEnds.size(); ++i) {

@@ -12,10 +12,35 @@ inline constexpr char kStarted[] = "\n\n### Start of module %s completed success
 inline constexpr char kStopping[] = "\n### Stopping module %s ###\n";                       // 1
 inline constexpr char kStopped[] = "\n\n### Stop of module %s completed successfully ###";  // 1
 
+// Each message that the host hands in, and each answer. The tag is the module's name with what stands behind
+// it, in 20 columns; then the command's header, and its data in one of four forms, with the cabinet or
+// without.
+inline constexpr char kRequestTag[] = " (REQ)";
+inline constexpr char kReturnTag[] = " (RET)";
+inline constexpr char kReplyTag[] = " (RPL)";
+inline constexpr char kMessage[] = "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X"; // 2
+inline constexpr char kMessageOfCabinet[] =
+    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X"; // 2
+inline constexpr char kMessageWithNumber[] =
+    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X Data %d"; // 2
+inline constexpr char kMessageOfCabinetWithNumber[] =
+    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X Data %d"; // 2
+inline constexpr char kMessageWithBytes[] =
+    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X Len %d"; // 2
+inline constexpr char kMessageOfCabinetWithBytes[] =
+    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X Len %d"; // 2
+inline constexpr char kMessageWithStructure[] =
+    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X Data (JSON struct):\n%s"; // 2
+inline constexpr char kMessageOfCabinetWithStructure[] =
+    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X Data (JSON struct):\n%s"; // 2
+
 // How a shutdown comes to be: by a request or reply (shutdown_actions.h) or at a time of day. One that the
 // queue did not take is answered like any other; a refused insert is what tells them apart. Then the cancels.
 inline constexpr char kOffTimeReached[] =
     "\nEM_SHUTDOWN         : Power off time %02d:%02d reached - Request system shutdown!"; // 1
+inline constexpr char kTaskRaised[] = "\nCTaskSerializer     : Task at level %d raised";   // 4
+inline constexpr char kTaskInserted[] =
+    "\nCTaskSerializer     : Task with priority %d inserted into task queue!"; // 5
 inline constexpr char kQueueFull[] =
     "\nCTaskSerializer     : ## ERROR! Task queue for priority %d is full"; // 1
 inline constexpr char kQueueShut[] =
@@ -33,10 +58,12 @@ inline constexpr char kStatusChanged[] = "\nEM_SHUTDOWN         : System shutdow
 
 // The alert sequence, in its order. The number behind CAB is the cabinet's.
 inline constexpr char kTaskBegins[] = "\nEM_SHUTDOWN         : CAB %04d: ## CM_RequestShutdownAndXXX ##"; // 1
+inline constexpr char kGateAnswer[] = "\nEM_SHUTDOWN         :MaintenanceMode is %s"; // 5, also of others
 inline constexpr char kGateRefuses[] =
     "\nEM_SHUTDOWN         : Maintenance Mode not set. Shutdown aborted!";                          // 1
 inline constexpr char kReasonNumber[] = "\n                    :   reason = 0x%02X";                // 3
 inline constexpr char kReasonText[] = "\nEM_SHUTDOWN         : Shutdown reason: \"%s\"";            // 1
+inline constexpr char kSettingsAsked[] = "\nEM_SHUTDOWN         : Checking shutdown settings";      // 2
 inline constexpr char kDelayGiven[] = "\nEM_SHUTDOWN         :    shutdown delay (ORBA) = %d sec."; // 3
 inline constexpr char kNoDelayGiven[] =
     "\nEM_SHUTDOWN         : ## WARNING! No shutdown delay specified!"; // 3
@@ -56,6 +83,7 @@ inline constexpr char kJobName[] = "\nEM_SHUTDOWN         :   Shutdown job = %s"
 inline constexpr char kJobDirectory[] = "\nEM_SHUTDOWN         :   Shutdown job working dir = %s"; // 3
 inline constexpr char kJobTimeout[] = "\nEM_SHUTDOWN         :   Shutdown job timeout = %d";       // 3
 inline constexpr char kNoJob[] = "\nEM_SHUTDOWN         : No shutdown job configured";             // 2
+inline constexpr char kJobFound[] = "\nCOSShutdown         : Shutdown job \"%s\" found!";          // 1
 inline constexpr char kJobBegins[] = "\nEM_SHUTDOWN         : Run shutdown job (%s)!";             // 2
 inline constexpr char kJobEnded[] = "COSShutdown         : Cleanup program finished\n";            // 1
 inline constexpr char kJobTimedOut[] =

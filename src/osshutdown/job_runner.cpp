@@ -147,7 +147,7 @@ bool runJob(const char* path, const char* directory, uint32_t timeoutSeconds) {
             EM_TRACE(5, "\nCOSShutdown         : <- RunShutdownJob");
             return;
         }
-        EM_TRACE(1, "\nCOSShutdown         : Shutdown job \"%s\" found!", path);
+        EM_TRACE(1, line::kJobFound, path);
         found = true;
         ended = runNamedJob(path, directory, timeoutSeconds);
     });

@@ -140,7 +140,7 @@ std::string AlertSequence::tableText() const {
 
 // Both before the wait: a host that goes down meanwhile cannot be asked any more.
 void AlertSequence::readDelays() {
-    EM_TRACE(2, "\nEM_SHUTDOWN         : Checking shutdown settings");
+    EM_TRACE(2, line::kSettingsAsked);
     EM_TRACE(3, "\nEM_SHUTDOWN         :    get shutdown delay...");
     if (const auto delay = m_means.host.askNumber(setting::kShutdownDelay)) {
         m_delay = *delay;

@@ -1,6 +1,7 @@
 #include "shutdown/maintenance_mode.h"
 
 #include "contract/places.h"
+#include "contract/trace_lines.h"
 #include "platform/processes/shell_query.h"
 #include "trace/trace.h"
 
@@ -20,7 +21,7 @@ MaintenanceMode getMaintenanceMode(bool (*stopped)(void*), void* context) {
     }
     const bool enabled =
         answer.end == ShellAnswer::End::Answered && answer.firstCharacter == place::kMaintenanceOn;
-    EM_TRACE(5, "\nEM_SHUTDOWN         :MaintenanceMode is %s", enabled ? "Enabled" : "Disabled");
+    EM_TRACE(5, line::kGateAnswer, enabled ? "Enabled" : "Disabled");
     // Told apart behind the line: a watcher must not report a mode that nobody has seen.
     if (answer.end == ShellAnswer::End::CutShort && stopped != nullptr && stopped(context)) {
         return MaintenanceMode::CutShort;

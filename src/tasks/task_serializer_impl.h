@@ -78,7 +78,7 @@ void CTaskSerializer<Message>::RearmWakeEvent() {
 
 template <class Message>
 bool CTaskSerializer<Message>::InsertTask(const Message& message, int level, EventHandle* hExternalEvent) {
-    EM_TRACE(4, "\nCTaskSerializer     : Task at level %d raised", level);
+    EM_TRACE(4, line::kTaskRaised, level);
     if (!AcceptsTasks(level)) {
         return RefuseLocked(level);
     }
@@ -128,7 +128,7 @@ bool CTaskSerializer<Message>::Enqueue(std::unique_ptr<Record>& record, int leve
         return false;
     }
     static_cast<void>(record.release()); // the queue's now
-    EM_TRACE(5, "\nCTaskSerializer     : Task with priority %d inserted into task queue!", level);
+    EM_TRACE(5, line::kTaskInserted, level);
     m_WakeEvent.SetEvent();
     return true;
 }

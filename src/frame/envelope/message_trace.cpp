@@ -3,6 +3,7 @@
 #include <string>
 
 #include "base/swallow.h"
+#include "contract/trace_lines.h"
 #include "frame/json/json_text.h"
 #include "trace/trace.h"
 
@@ -16,18 +17,10 @@ struct Formats {
 };
 
 // One row for each form of the data.
-constexpr Formats kHeaderOnly = {
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X",
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X"};
-constexpr Formats kNumber = {
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X Data %d",
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X Data %d"};
-constexpr Formats kBytes = {
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X Len %d",
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X Len %d"};
-constexpr Formats kStructured = {
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X MID 0x%04X%04X Stat 0x%02X Data (JSON struct):\n%s",
-    "\n%-20s: OC 0x%04X-0x%04X OID 0x%04X CABID %04d MID 0x%04X%04X Stat 0x%02X Data (JSON struct):\n%s"};
+constexpr Formats kHeaderOnly = {line::kMessage, line::kMessageOfCabinet};
+constexpr Formats kNumber = {line::kMessageWithNumber, line::kMessageOfCabinetWithNumber};
+constexpr Formats kBytes = {line::kMessageWithBytes, line::kMessageOfCabinetWithBytes};
+constexpr Formats kStructured = {line::kMessageWithStructure, line::kMessageOfCabinetWithStructure};
 
 // Two halves and not one number: "%04X%04X" is how the lines have always shown a message id.
 unsigned lowHalf(uint32_t value) {
@@ -90,15 +83,15 @@ void traceMessage(const char* moduleName, const char* tag, const SipJson& envelo
 } // namespace
 
 void TraceRequest(const char* moduleName, const SipJson& envelope, uint32_t level) {
-    traceMessage(moduleName, " (REQ)", envelope, level);
+    traceMessage(moduleName, line::kRequestTag, envelope, level);
 }
 
 void TraceReturn(const char* moduleName, const SipJson& envelope, uint32_t level) {
-    traceMessage(moduleName, " (RET)", envelope, level);
+    traceMessage(moduleName, line::kReturnTag, envelope, level);
 }
 
 void TraceReply(const char* moduleName, const SipJson& envelope, uint32_t level) {
-    traceMessage(moduleName, " (RPL)", envelope, level);
+    traceMessage(moduleName, line::kReplyTag, envelope, level);
 }
 
 } // namespace em

@@ -15,6 +15,7 @@ import jsonschema
 VOLAD_DEV, ROOT = sys.argv[1], pathlib.Path(sys.argv[2])
 PAGE = (ROOT / "docs/json.md").read_text()
 REGISTRY = b"[HKEY_USERS]\n[K]\nB=b=0a ff \nD=d=-1\nE=es=%HOME%\n\xffS=s=\xfc\x1b\n\nlost\n\n\n"
+STORIES = str(ROOT / "tests/host/story/stories.trace")
 KEY = "HKEY_USERS/K"
 
 # Shape, exit code, arguments, run in a directory with a registry and a message file.
@@ -29,6 +30,8 @@ OUTPUTS = (
     ("messages-list", 0, ("messages", "list")),
     ("messages-lookup", 0, ("messages", "lookup", "0xE0001")),
     ("run", 0, ("rehearse", "--settings", "settings.json")),
+    ("runs", 0, ("explain", STORIES)),
+    ("runs", 0, ("explain", "--all", STORIES)),
     ("job", 1, ("job", "--settings", "settings.json")),
 )
 

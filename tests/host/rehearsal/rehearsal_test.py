@@ -97,6 +97,32 @@ class Runs(Rehearsal):
         times = [message["at"] for message in run["messages"]]
         self.assertEqual((times, run["messages"][request]["at"]), (sorted(times), 0))
 
+    def test_a_run_is_explained_alike_from_its_trace_and_its_json(self):
+        for level, arguments in ((1, ()), (2, ("reset",)), (3, ("halt",)), (4, ("--uid", "1000")), (5, ()),
+                                 (3, ("--maintenance", "off")), (1, ("--uid", "1000"))):
+            with self.subTest(arguments=arguments, level=level):
+                file = str(self.directory / "run.json")
+                shown = self.run_tool("--trace", str(level), "--json", file, *arguments).stdout
+                run = json.loads(pathlib.Path(file).read_text())
+                explain = [subprocess.run([VOLAD_DEV, "explain", *more], input=shown, text=True, check=True, timeout=20,
+                                          capture_output=True).stdout for more in (("-", "--json", "-"), ("-",), (file,))]
+                read, = json.loads(explain[0])["runs"]
+                self.assertEqual((read["end"], read["level"]), (run["end"], level))
+                for key in ("operation", "by", "reason"):
+                    self.assertEqual(read["asked"][key], run["asked"][key] if level > 1 else read["asked"][key])
+                for part, key in (("job", "command"), ("command", "line")):
+                    self.assertEqual(read[part] and read[part][key], run[part] and run[part][key])
+                told = [story.splitlines() for story in explain[1:]]
+                self.assertEqual(told[0][1:3], told[1][1:3])
+                self.assertLessEqual(max(len(story) for story in told), 12)
+
+    def test_what_holds_no_shutdown_is_no_story(self):
+        for text, line in (("", "nor any other line of the module"), ('{"schema": 1}', "nor any other line of the module"),
+                           ("### Starting module EM_SHUTDOWN ###\n", "its level seems to be 1, and a request")):
+            done = subprocess.run([VOLAD_DEV, "explain", "-"], input=text, capture_output=True, text=True, timeout=20)
+            self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (1, "", 1))
+            self.assertRegex(done.stderr, f'there is no shutdown in "-".*{line}')
+
     def test_the_reason_is_named_by_the_message_file(self):
         messages = self.directory / "texts.xml"
         messages.write_text("<EventMsg><Events><Event ErrorCode='0x0E0003'><Messages lang='en'><Summary>100%n late"

@@ -1,0 +1,44 @@
+// Any bytes as a host's trace: what is read does not hang on where the bytes are cut, what is told fits its
+// dozen of lines, and the JSON is one.
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <rapidjson/document.h>
+
+#include "host/run/known_run_json.h"
+#include "host/run/trace_reader.h"
+#include "host/story/story.h"
+#include "input.h"
+
+namespace {
+
+using fuzz::require;
+
+std::vector<volad_dev::KnownRun> readIn(std::string_view bytes, size_t chunk) {
+    std::vector<volad_dev::KnownRun> runs;
+    volad_dev::TraceReader reader([&](volad_dev::KnownRun&& run) { runs.push_back(std::move(run)); });
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(chunk, bytes.size()))) {
+        reader.take(bytes.substr(0, chunk));
+    }
+    reader.finish();
+    return runs;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzz::Input input(data, size);
+    const size_t chunk = input.below(64) + 1;
+    const std::string_view trace = input.take(size);
+    const std::vector<volad_dev::KnownRun> runs = readIn(trace, trace.size() + 1);
+    const std::string json = volad_dev::knownRunsJson(runs);
+    require(json == volad_dev::knownRunsJson(readIn(trace, chunk)));
+    require(!rapidjson::Document().Parse(json.c_str()).HasParseError());
+    for (const volad_dev::KnownRun& run : runs) {
+        const std::string story = volad_dev::storyOf(run);
+        require(static_cast<size_t>(std::count(story.begin(), story.end(), '\n')) <=
+                volad_dev::kLongestStory);
+    }
+    return 0;
+}

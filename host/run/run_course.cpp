@@ -1,0 +1,175 @@
+#include "host/run/run_course.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "contract/reasons.h"
+#include "contract/settings.h"
+
+namespace volad_dev {
+namespace {
+
+constexpr size_t kMostKept =
+    200; // messages or statuses of one shutdown: a host may ask for its state for hours
+
+// What the module makes of a job without a directory of its own; empty where it stays in the host's.
+std::string directoryOf(std::string_view command) {
+    const size_t slash = command.rfind('/');
+    return std::string(slash == std::string_view::npos || slash == 0 ? "" : command.substr(0, slash));
+}
+
+// The number of a reason whose text no other has: what a trace below level 3 tells of it.
+std::optional<uint8_t> reasonNamed(std::string_view text) {
+    std::optional<uint8_t> found;
+    for (unsigned reason = 0; reason < 256; ++reason) {
+        if (em::lookUpReason(static_cast<uint8_t>(reason)).text == text) {
+            if (found) {
+                return std::nullopt;
+            }
+            found = static_cast<uint8_t>(reason);
+        }
+    }
+    return found;
+}
+
+} // namespace
+
+void RunCourse::lineRead(const std::optional<TraceTime>& time, unsigned level) {
+    m_run.level = std::max(m_run.level.value_or(0), level);
+    m_now = time;
+    if (time && !m_begin) {
+        m_run.when = time->text;
+        m_begin = TraceTime{time->clock, time->seconds, {}};
+    }
+}
+
+std::optional<double> RunCourse::now() const {
+    return m_begin && m_now ? secondsBetween(*m_begin, *m_now) : std::nullopt;
+}
+
+void RunCourse::cancelAsked() {
+    m_run.cancelled = now();
+}
+
+void RunCourse::addMessage(bool toModule, std::string envelope) {
+    if (m_run.messages.size() < kMostKept) {
+        m_run.messages.push_back({now(), toModule, std::move(envelope)});
+    }
+}
+
+void RunCourse::addStatus(uint8_t status) {
+    if (m_run.statuses.size() < kMostKept) {
+        m_run.statuses.push_back({now(), status});
+    }
+}
+
+// The first begins with the shutdown; a phase that is entered again goes on.
+void RunCourse::enter(std::string_view phase) {
+    if (isIn(phase)) {
+        return;
+    }
+    std::optional<double> start = now();
+    if (m_run.phases.empty() && start) {
+        start = 0;
+    }
+    closePhase();
+    m_run.phases.push_back({std::string(phase), start, std::nullopt});
+}
+
+void RunCourse::closePhase() {
+    if (m_run.phases.empty() || m_run.phases.back().seconds) {
+        return;
+    }
+    KnownPhase& last = m_run.phases.back();
+    const std::optional<double> end = now();
+    if (last.start && end) {
+        last.seconds = std::max(0.0, *end - *last.start);
+    }
+}
+
+bool RunCourse::isIn(std::string_view phase) const {
+    return !m_run.phases.empty() && m_run.phases.back().name == phase;
+}
+
+void RunCourse::beginJob(std::string_view command) {
+    enter("job");
+    m_run.hasJob = true;
+    KnownJob& job = m_run.job.emplace();
+    job.command = command;
+    job.limit = jobLimit;
+    if (jobDirectory) {
+        job.directory = jobDirectory->empty() ? directoryOf(command) : *jobDirectory;
+    }
+}
+
+void RunCourse::endJob(KnownJob::End end, std::optional<int> error) {
+    if (!m_run.job) {
+        return;
+    }
+    KnownJob& job = *m_run.job;
+    job.end = end == KnownJob::End::Ended && job.limit == 0U ? KnownJob::End::NotWaited : end;
+    job.error = error;
+    enter("command");
+    job.seconds = m_run.phases.size() > 1 ? m_run.phases[m_run.phases.size() - 2].seconds : std::nullopt;
+}
+
+void RunCourse::beginCommand(std::string_view line) {
+    enter("command");
+    closePhase();
+    m_run.command = KnownCommand{std::string(line), now(), std::nullopt};
+}
+
+KnownRun RunCourse::conclude() {
+    if (!m_run.reason && m_run.reasonText) {
+        m_run.reason = reasonNamed(*m_run.reasonText);
+    }
+    if (m_run.by == "request" && m_run.reason == em::kReasonPowerSwitch) {
+        m_run.by = "power-switch";
+    }
+    facts.isTask ? concludeTask() : concludeWaiting();
+    return std::move(m_run);
+}
+
+void RunCourse::concludeTask() {
+    struct Ending {
+        bool is;
+        RunEnd end;
+        RunCause cause;
+    };
+    const bool started = m_run.command.has_value();
+    // The first that holds: what was started cannot be taken back, and what the host is told comes last.
+    const Ending endings[] = {
+        {started && facts.cancelled, RunEnd::Command, RunCause::CancelledTooLate},
+        {started && facts.exception, RunEnd::Command, RunCause::Exception},
+        {started, RunEnd::Command, RunCause::CommandStarted},
+        {facts.exception, RunEnd::Interrupted, RunCause::Exception},
+        {facts.gateRefused, RunEnd::GateRefused, RunCause::GateClosed},
+        {facts.commandFailed, RunEnd::NotPermitted, RunCause::CommandFailed},
+        {facts.notRoot, RunEnd::NotPermitted, RunCause::NotRoot},
+        {facts.cancelled, RunEnd::Cancelled, RunCause::Cancelled},
+        {!facts.performing && (facts.finished || facts.stopping), RunEnd::Stopped, RunCause::Stopped},
+    };
+    for (const Ending& ending : endings) {
+        if (ending.is) {
+            m_run.end = ending.end;
+            m_run.cause = ending.cause;
+            return;
+        }
+    }
+}
+
+void RunCourse::concludeWaiting() {
+    if (!facts.refusal && !facts.queueShutBy.empty()) {
+        facts.refusal = std::string(facts.queueShutBy) + " had shut the queue";
+    }
+    if (facts.refusal) {
+        m_run.end = RunEnd::NotAccepted;
+        m_run.cause = RunCause::NeverATask;
+        m_run.causeDetail = *facts.refusal;
+    } else if (facts.stopping) {
+        m_run.end = RunEnd::Stopped;
+        m_run.cause = RunCause::Stopped;
+    }
+}
+
+} // namespace volad_dev

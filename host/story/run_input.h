@@ -1,0 +1,19 @@
+// The shutdowns of a file that is told by its content: the JSON of a rehearsal, or else a trace.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "host/run/known_run.h"
+
+namespace volad_dev {
+
+struct RunInput {
+    size_t shutdowns = 0;
+    std::optional<unsigned> level; // of the trace, as far as it shows one
+};
+
+// "-" is standard input. Gives each shutdown as it ends. Throws Failure when the file cannot be read.
+[[nodiscard]] RunInput readRuns(const std::string& file, const std::function<void(KnownRun&&)>& sink);
+
+} // namespace volad_dev
