@@ -55,9 +55,13 @@ std::string markerText(const std::string& recorder) {
     return text + fmt::format("{}:{}\n", status.st_dev, status.st_ino);
 }
 
+// Each with a NUL behind it: one with a NUL in it would be several, and mount what it likes.
 std::string joined(const std::vector<std::string>& arguments) {
     std::string text;
     for (const std::string& argument : arguments) {
+        if (argument.find('\0') != std::string::npos) {
+            throw Failure(fmt::format("{}: refused, a NUL byte in it", argument), kExitUsage);
+        }
         text.append(argument).push_back('\0');
     }
     return text;

@@ -4,6 +4,7 @@ Each attack is carried out inside and must come to nothing. None would do lastin
 for writing only, and modes are set to what they are.
 """
 
+import json
 import os
 import pathlib
 import pty
@@ -183,6 +184,15 @@ print(os.path.exists("{self.directory}/bound/below"))"""
                 with self.subTest(option=option, path=path):
                     self.refused(f"{option} {path}", option, path)
         self.refused("GCOV_PREFIX /etc", env={"GCOV_PREFIX": "/etc"})
+
+    def test_a_first_line_with_nul_bytes_mounts_nothing(self):
+        self.entry("link/shell", lambda path: path.symlink_to("/bin/sh"))
+        line = f"#!{self.directory}/link/shell\0--ro-bind\0/\0/tmp/machine/x\nls /tmp/machine\n"
+        job = self.entry("job/job", lambda path: path.write_text(line))
+        settings = self.entry("settings", lambda path: path.write_text(json.dumps({"job": {"name": job}})))
+        command = [*self.caller, VOLAD_DEV, "job", "--settings", settings]
+        done = subprocess.run(command, capture_output=True, text=True, timeout=50)
+        self.assertIn("cannot access '/tmp/machine'", done.stdout, done.stderr)
 
     def test_what_the_sandbox_relies_on_is_not_replaced(self):
         for option, value, reason in (
