@@ -43,13 +43,13 @@ void keepUser(const PrivateMounts& mounts) {
     writeFile("/proc/self/gid_map", fmt::format("{0} {0} 1", mounts.group));
 }
 
-// Which does not keep anybody from writing into the device.
-void makeReadOnly(const char* device) {
+// Which does not keep anybody from writing into a device.
+void makeReadOnly(const char* file) {
     mount_attr readOnly = {};
     readOnly.attr_set = MOUNT_ATTR_RDONLY;
-    if (mount(device, device, nullptr, MS_BIND, nullptr) != 0 ||
-        mount_setattr(AT_FDCWD, device, 0, &readOnly, sizeof readOnly) != 0) {
-        fail(device);
+    if (mount(file, file, nullptr, MS_BIND, nullptr) != 0 ||
+        mount_setattr(AT_FDCWD, file, 0, &readOnly, sizeof readOnly) != 0) {
+        fail(file);
     }
 }
 
@@ -155,6 +155,7 @@ void layPrivateMounts(const PrivateMounts& mounts, const std::vector<int>& stand
     for (const char* device : kDevices) {
         makeReadOnly(device);
     }
+    makeReadOnly(mounts.program.c_str());
     for (const int fd : standard) {
         reopenDevice(fd);
     }

@@ -28,6 +28,7 @@ struct BinEntry {
 void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& entries);
 
 struct PrivateMounts {
+    std::string program; // what the child becomes, process 1 inside
     std::vector<BinEntry> bin;
     std::vector<std::string> copies;
     uint64_t size = 0;
@@ -41,8 +42,8 @@ inline constexpr unsigned long kPrivateNamespaces = CLONE_NEWUSER | CLONE_NEWNS;
 // In the child, so that in its namespaces
 // - user and group are who they were;
 // - the device files that a sandbox has are mounted read-only, since their owner, who is user 0 inside, could
-// change
-//   their mode for the whole machine; those of `standard` that are devices are opened anew there;
+//   change their mode for the whole machine; those of `standard` that are devices are opened anew there;
+// - so is the program, which everybody inside finds as /proc/1/exe;
 // - the sandbox's "/usr/bin" is laid, a thousand links which bubblewrap would take longer for than for all
 // else;
 // - the copies stand in one file system in memory of `size` bytes, without sockets, FIFOs and devices.

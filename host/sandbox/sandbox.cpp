@@ -136,7 +136,7 @@ Launch prepare(const SandboxOptions& options, const fs::path& directory) {
             checkStandardStreams(options.standard, options.size),
             makePipe(),
             makePipe(),
-            {binEntries(options), paths.copies(), options.size, geteuid(), getegid()}};
+            {kBubblewrap, binEntries(options), paths.copies(), options.size, geteuid(), getegid()}};
 }
 
 } // namespace

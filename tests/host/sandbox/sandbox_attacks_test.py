@@ -88,6 +88,7 @@ paths = ["/dev/" + name for name in ("null", "zero", "full", "random", "urandom"
 for path in paths:
     tried("mode of " + path, keep_mode, path)
 tried("mode of standard input", os.fchmod, 0, 0o666)
+tried("mode of process 1's program", keep_mode, "/proc/1/exe")
 tried("a device", os.mknod, "/dev/new")
 count = 0
 for directory, below, names in os.walk("/proc"):
