@@ -26,7 +26,7 @@
 #include "host/sandbox/sandbox_arguments.h"
 #include "host/sandbox/sandbox_layout.h"
 #include "host/sandbox/stream_check.h"
-#include "host/sandbox/terminal_filter.h"
+#include "host/sandbox/system_call_filter.h"
 #include "host/sandbox/visible_paths.h"
 
 namespace volad_dev {
@@ -126,7 +126,7 @@ Launch prepare(const SandboxOptions& options, const fs::path& directory) {
     const std::vector<std::string> arguments =
         sandboxArguments(options, paths, recorder, {kMarkerFd, kAnswerFd, kToolFd, kFilterFd}, environ);
     em::UniqueFd filter = fileInMemory("");
-    writeTerminalFilter(filter.get());
+    writeSystemCallFilter(filter.get());
     lseek(filter.get(), 0, SEEK_SET);
     return {fileInMemory(joined(arguments)),
             fileInMemory(markerText(recorder)),

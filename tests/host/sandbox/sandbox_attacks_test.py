@@ -146,6 +146,27 @@ print(os.tcgetpgrp(0) == os.getpgrp())"""
         done = self.tool("--", "python3", "-c", "import ctypes; ctypes.CDLL(None).syscall(0x40000000 + 39)")
         self.assertEqual(done.returncode, 128 + signal.SIGSYS)
 
+    # Ways that no namespace bars.
+
+    def test_what_no_namespace_bars_is_refused(self):
+        script = """
+libc = ctypes.CDLL(None, use_errno=True)
+seize, attach, one = 0x4206, 16, 1
+calls = {"keyctl": (250, 0, -3, 0), "add_key": (248, b"user", b"x", b"x", 1, -3), "request_key": (249, b"user", b"x", 0, -3),
+         "vsock": (41, 40, 1, 0), "vsock, high": (41, 40 | 1 << 32, 1, 0), "qrtr": (41, 42, 2, 0),
+         "uring": (425, 1, bytes(120)), "seize": (101, seize, one, 0, 0), "seize, high": (101, seize, one | 1 << 32, 0, 0),
+         "read": (310, one, 0, 0, 0, 0, 0), "write": (311, one, 0, 0, 0, 0, 0)}
+for name, numbers in calls.items():
+    numbers = [each if isinstance(each, bytes) else ctypes.c_long(each) for each in numbers]
+    error = ctypes.get_errno() if libc.syscall(*numbers) == -1 else 0
+    if error != (97 if name.startswith(("vsock", "qrtr")) else 1):
+        print(name, error)
+child = os.fork() or os.execvp("sleep", ["sleep", "10"])
+print(libc.syscall(101, attach, child, 0, 0))
+os.kill(child, 9)
+print(len(open("/proc/1/environ").read()))"""
+        self.assertEqual(self.python(script), "0\n0\n")
+
     # Ways out of what is bound.
 
     def test_no_socket_or_fifo_in_what_is_bound_leads_out(self):
