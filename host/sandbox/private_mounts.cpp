@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <filesystem>
@@ -23,6 +24,18 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kMemory = "/sys";
+constexpr const char* kCopies = "/copies";
+constexpr uint64_t kPage = 4096;
+constexpr uint64_t kBytesForAnEntry = 2048; // what the kernel needs for one is half of it
+constexpr uint64_t kFewestEntries = 1024;
+
+struct WritablePlace {
+    const char* place;
+    const char* mode;
+};
+
+constexpr std::array<WritablePlace, 5> kWritable = {
+    {{"/tmp", "0755"}, {"/opt", "0755"}, {"/scratch", "0755"}, {"/dev/shm", "1777"}, {kCopies, "0755"}}};
 constexpr std::array<const char*, 6> kDevices = {"/dev/null",   "/dev/zero",    "/dev/full",
                                                  "/dev/random", "/dev/urandom", "/dev/tty"};
 
@@ -103,12 +116,21 @@ void layBin(const std::vector<BinEntry>& entries) {
     }
 }
 
-void layMemory(const PrivateMounts& mounts) {
-    const std::string options = fmt::format("mode=0755,size={}", mounts.size);
-    if (mount("tmpfs", kMemory, "tmpfs", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
-        fail(kMemory);
+void mountMemory(const std::string& place, const std::string& options) {
+    if (mount("tmpfs", place.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
+        fail(place);
     }
+}
+
+void layMemory(const PrivateMounts& mounts) {
+    mountMemory(kMemory, "mode=0755");
     layBin(mounts.bin);
+    const uint64_t entries = std::max(kFewestEntries, mounts.size / kBytesForAnEntry) + mounts.copies.size();
+    for (const WritablePlace& writable : kWritable) {
+        const std::string place = placeOfMemory(writable.place);
+        fs::create_directories(place);
+        mountMemory(place, fmt::format("mode={},size={},nr_inodes={}", writable.mode, mounts.size, entries));
+    }
     for (size_t i = 0; i < mounts.copies.size(); ++i) {
         copyTree(mounts.copies[i], placeOfCopy(i));
     }
@@ -116,8 +138,12 @@ void layMemory(const PrivateMounts& mounts) {
 
 } // namespace
 
+std::string placeOfMemory(const std::string& place) {
+    return kMemory + place;
+}
+
 std::string placeOfCopy(size_t index) {
-    return fmt::format("{}/{}", kMemory, index);
+    return fmt::format("{}{}/{}", kMemory, kCopies, index);
 }
 
 void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& entries) {
@@ -128,9 +154,8 @@ void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& 
             if (type == DT_WHT || (type == DT_REG && access(path.c_str(), R_OK) != 0)) {
                 throw Failure(fmt::format("--copy {}: {} cannot be read", copy, path), kExitUsage);
             }
-            if (type == DT_REG && lstat(path.c_str(), &status) == 0) {
-                total += static_cast<uint64_t>(status.st_size);
-            }
+            const bool sized = type == DT_REG && lstat(path.c_str(), &status) == 0 && status.st_size > 0;
+            total += sized ? (static_cast<uint64_t>(status.st_size) + kPage - 1) / kPage * kPage : kPage;
             if (total > size) {
                 throw Failure(fmt::format("--copy {}: more than the {} bytes that --size allows", copy, size),
                               kExitUsage);

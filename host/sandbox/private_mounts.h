@@ -12,9 +12,10 @@
 
 namespace volad_dev {
 
-// Where the sandbox's own "/usr/bin" and the copies stand, "/sys/bin", "/sys/0" and so on: where no sandbox
-// shows anything else.
+// Where the sandbox's own "/usr/bin", the writable places in memory ("/sys/tmp" and so on) and the copies
+// ("/sys/copies/0" and so on) stand: where no sandbox shows anything else.
 inline constexpr const char* kPlaceOfBin = "/sys/bin";
+[[nodiscard]] std::string placeOfMemory(const std::string& place);
 [[nodiscard]] std::string placeOfCopy(size_t index);
 
 // A link in "/usr/bin", or an empty file for something to be bound over it.
@@ -23,8 +24,9 @@ struct BinEntry {
     std::string target; // empty: a file
 };
 
-// Throws Failure (kExitUsage) naming the path with which the copies would hold more than `size` bytes, or
-// that is neither file nor directory. entries counts what was looked at, as for what is bound.
+// Throws Failure (kExitUsage) naming the path with which the copies would hold more than `size` bytes, in
+// whole pages and at least one for each entry, or that is neither file nor directory. entries counts what was
+// looked at, as for what is bound.
 void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& entries);
 
 struct PrivateMounts {
@@ -46,7 +48,10 @@ inline constexpr unsigned long kPrivateNamespaces = CLONE_NEWUSER | CLONE_NEWNS;
 // - so is the program, which everybody inside finds as /proc/1/exe;
 // - the sandbox's "/usr/bin" is laid, a thousand links which bubblewrap would take longer for than for all
 // else;
-// - the copies stand in one file system in memory of `size` bytes, without sockets, FIFOs and devices.
+// - each writable place in memory is a file system of `size` bytes, and of an entry for each 2 KiB: one
+// without
+//   content takes memory too, and bubblewrap bounds none;
+// - the copies stand in one more, without sockets, FIFOs and devices.
 // Throws std::exception.
 void layPrivateMounts(const PrivateMounts& mounts, const std::vector<int>& standard);
 

@@ -80,8 +80,7 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& too
     }
     show(toolDirectory, own); // over a copy of it, too: what asks the guard is not to be written
     if (scratch.empty()) {
-        m_arguments.insert(m_arguments.end(),
-                           {"--size", std::to_string(options.size), "--tmpfs", layout::kScratch});
+        m_arguments.insert(m_arguments.end(), {"--bind", placeOfMemory(layout::kScratch), layout::kScratch});
     } else {
         bind("--bind", scratch, layout::kScratch);
     }

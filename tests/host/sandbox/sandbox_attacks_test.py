@@ -21,7 +21,7 @@ VOLAD_DEV = sys.argv[1]
 USAGE, NO_SANDBOX = 2, 3
 NOBODY = 65534
 PRELUDE = """
-import array, ctypes, fcntl, os, socket, termios
+import array, ctypes, fcntl, os, socket, sys, termios
 def tried(what, action, *arguments):
     try:
         action(*arguments)
@@ -56,8 +56,8 @@ class Attack(unittest.TestCase):
         self.assertNotIn("no sandbox", done.stderr)
         return done.stdout
 
-    def python(self, script: str, *options: str, **more) -> str:
-        done = self.tool(*options, "--", "python3", "-c", PRELUDE + script, **more)
+    def python(self, script: str, *options: str, after=(), **more) -> str:
+        done = self.tool(*options, "--", "python3", "-c", PRELUDE + script, *after, **more)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         return done.stdout
 
@@ -253,6 +253,22 @@ print(os.path.exists("{self.directory}/bound/below"))"""
         self.assertEqual(os.stat(f"{copied}/file").st_size, 0)
         os.truncate(f"{copied}/file", 1 << 30)  # a hole
         self.refused("that --size allows", "--copy", copied)
+
+    def test_entries_without_content_are_bounded(self):
+        for number in range(257):
+            self.entry(f"small/{number}", lambda path: path.write_text("x"))
+        small = str(self.directory / "small")
+        script = """
+for place in sys.argv[1:]:
+    try:
+        for number in range(1100):
+            os.symlink("x", f"{place}/link{number}")
+        print("all in", place)
+    except OSError:
+        pass"""
+        places = ["/tmp", "/opt", "/scratch", "/dev/shm", small]
+        self.assertEqual(self.python(script, "--size", "2M", "--copy", small, after=places), "")
+        self.refused("that --size allows", "--size", "1M", "--copy", small)
 
     def test_a_copy_is_whole_and_private(self):
         self.entry("top/below/script", lambda path: path.write_text("#!/bin/sh\necho ran\n"))
