@@ -228,12 +228,18 @@ print(os.path.exists("{self.directory}/bound/below"))"""
         named = socket.socket(socket.AF_UNIX)
         named.connect(self.listening("socket"))
         directory = os.open(self.directory, os.O_RDONLY)
-        with named:
-            self.refused("a socket with a name", stdin=named)
-        self.refused("a directory", stdin=directory)
+        self.addCleanup(named.close)
+        fifo = os.open(self.entry("fifo", os.mkfifo), os.O_RDWR)
+        master, slave = pty.openpty()
         command = [*self.caller, VOLAD_DEV, "sandbox", "--", "true"]
-        self.assertEqual(subprocess.run(command, stdout=directory, stderr=subprocess.DEVNULL).returncode, USAGE)
-        os.close(directory)
+        for reason, stream in (("a socket with a name", named.fileno()), ("a directory", directory),
+                               ("a FIFO with a name", fifo), ("a device that is no terminal", master),
+                               ("neither file, pipe, socket nor terminal", os.eventfd(0))):
+            self.refused(reason, stdin=stream)
+            done = subprocess.run(command, stdout=stream, stderr=subprocess.DEVNULL, timeout=50)
+            self.assertEqual(done.returncode, USAGE, reason)
+        for descriptor in (directory, fifo, master, slave):
+            os.close(descriptor)
         with open(self.entry("input"), "r+") as file:
             file.write("first\nrest")
             file.seek(6)
