@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -90,6 +91,13 @@ int collect(pid_t child) {
 
 [[noreturn]] void failWithoutSandbox(std::string reason) {
     reason.resize(std::min(reason.size(), reason.find('\n')));
+    if (reason.ends_with(strerrordesc_np(E2BIG))) {
+        throw Failure(
+            "the environment inside and the command are too large for the kernel to start a program "
+            "with",
+            kExitUsage);
+    }
+    reason = reason.empty() ? "bubblewrap ended without a word" : reason;
     throw Failure(
         fmt::format("no sandbox: {}; needed are bubblewrap and user namespaces (sysctl "
                     "kernel.unprivileged_userns_clone=1, user.max_user_namespaces>0; in a container also "

@@ -285,6 +285,14 @@ for place in sys.argv[1:]:
         self.assertEqual(self.sh(script, "--copy", top, "--copy", single), "ran\nafter\nlink\nnew\n")
         self.assertEqual((sorted(os.listdir(top)), pathlib.Path(single).read_text()), (["below", "link"], "before"))
 
+    def test_what_is_too_large_or_too_much_is_told(self):
+        large = self.entry("large", lambda path: path.write_text(f"A={'x' * 140000}\n"))
+        self.refused("the environment inside and the command are too large", "--env-from", large)
+        for most in ("16", "20"):
+            done = self.tool("--", "true", around=["sh", "-c", f'ulimit -n {most} && exec "$@"', "sh"])
+            self.assertEqual(done.returncode, NO_SANDBOX)
+            self.assertIn("Too many open files;", done.stderr)
+
     # Around the sandbox.
 
     def test_a_false_bubblewrap_is_not_taken(self):
