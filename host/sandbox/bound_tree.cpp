@@ -1,7 +1,11 @@
 #include "host/sandbox/bound_tree.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -43,13 +47,21 @@ bool isSecret(const std::string& path, unsigned char type) {
 
 } // namespace
 
+int openWithoutLinks(const std::string& path, uint64_t flags) {
+    open_how how = {};
+    how.flags = flags | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how));
+}
+
 void walkTree(const std::string& directory, size_t& entries,
               const std::function<bool(const std::string&, unsigned char)>& visit) {
     std::vector<std::string> left = {directory};
     while (!left.empty()) {
         const std::string path = std::move(left.back());
         left.pop_back();
-        const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(path.c_str()), closedir);
+        const int opened = openWithoutLinks(path, O_RDONLY | O_DIRECTORY);
+        const std::unique_ptr<DIR, int (*)(DIR*)> listing(opened < 0 ? nullptr : fdopendir(opened), closedir);
         if (!listing && (errno == EACCES || errno == EPERM)) {
             visit(path, DT_WHT);
             continue;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -34,6 +35,11 @@ private:
     std::vector<HiddenEntry> m_found;
     size_t m_entries = 0;
 };
+
+// Opens the path where no part of it is a link, whatever it was when it was looked at: a link put in place of
+// a directory leads anywhere. Closes at an exec; -1
+// and errno as open.
+[[nodiscard]] int openWithoutLinks(const std::string& path, uint64_t flags);
 
 // Calls `visit` with the path and the type (DT_REG and the like) of each entry below the directory; a
 // directory that cannot be listed comes a second time, as DT_WHT. Goes down where visit returns true. Throws

@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -25,6 +27,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kMemory = "/sys";
 constexpr const char* kCopies = "/copies";
+constexpr const char* kBound = "/bound";
 constexpr uint64_t kPage = 4096;
 constexpr uint64_t kBytesForAnEntry = 2048; // what the kernel needs for one is half of it
 constexpr uint64_t kFewestEntries = 1024;
@@ -88,19 +91,71 @@ void reopenDevice(int fd) {
     }
 }
 
-// Modes of directories come last: one may be without the right to write.
-void copyTree(const fs::path& from, const fs::path& to) {
-    const fs::file_status status = fs::symlink_status(from);
-    if (fs::is_symlink(status)) {
-        fs::copy_symlink(from, to);
-    } else if (fs::is_regular_file(status)) {
-        fs::copy_file(from, to);
-    } else if (fs::is_directory(status)) {
-        fs::create_directory(to);
-        for (const fs::directory_entry& entry : fs::directory_iterator(from)) {
-            copyTree(entry.path(), to / entry.path().filename());
+void makeFile(const std::string& path) {
+    if (mknod(path.c_str(), S_IFREG | 0444, 0) != 0) {
+        fail(path);
+    }
+}
+
+std::string nameOf(const em::UniqueFd& opened) {
+    return fmt::format("/proc/self/fd/{}", opened.get());
+}
+
+std::vector<fs::path> namesIn(const fs::path& directory) {
+    std::vector<fs::path> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+        names.push_back(entry.path().filename());
+    }
+    return names;
+}
+
+// By what is open, never by a path: whoever owns the tree may change it meanwhile. Modes of directories come
+// last: one may be without the right to write.
+void copyTree(const em::UniqueFd& from, const fs::path& to) {
+    struct stat status = {};
+    if (!from.valid() || fstat(from.get(), &status) != 0) {
+        fail(to);
+    }
+    if (S_ISLNK(status.st_mode)) {
+        std::array<char, PATH_MAX> target = {};
+        if (readlinkat(from.get(), "", target.data(), target.size() - 1) < 0 ||
+            symlink(target.data(), to.c_str()) != 0) {
+            fail(to);
         }
-        fs::permissions(to, status.permissions());
+    } else if (S_ISREG(status.st_mode)) {
+        fs::copy_file(nameOf(from), to);
+    } else if (S_ISDIR(status.st_mode)) {
+        fs::create_directory(to);
+        for (const fs::path& name : namesIn(nameOf(from))) {
+            copyTree(em::UniqueFd(openat(from.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)),
+                     to / name);
+        }
+        fs::permissions(to, static_cast<fs::perms>(status.st_mode & 07777));
+    }
+}
+
+// Files and directories only: a socket or FIFO may stand there by now.
+em::UniqueFd openShown(const std::string& path) {
+    em::UniqueFd opened(openWithoutLinks(path, O_PATH));
+    struct stat status = {};
+    if (!opened.valid() || fstat(opened.get(), &status) != 0) {
+        fail(path);
+    }
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+        throw std::runtime_error(path + " became something else while it was looked at");
+    }
+    return opened;
+}
+
+void hold(const std::string& path, const std::string& place) {
+    const em::UniqueFd opened = openShown(path);
+    if (fs::is_directory(nameOf(opened))) {
+        fs::create_directories(place);
+    } else {
+        makeFile(place);
+    }
+    if (mount(nameOf(opened).c_str(), place.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
+        fail(path);
     }
 }
 
@@ -110,8 +165,8 @@ void layBin(const std::vector<BinEntry>& entries) {
         const std::string path = std::string(kPlaceOfBin) + '/' + entry.name;
         if (!entry.target.empty()) {
             fs::create_symlink(entry.target, path);
-        } else if (mknod(path.c_str(), S_IFREG | 0444, 0) != 0) {
-            fail(path);
+        } else {
+            makeFile(path);
         }
     }
 }
@@ -132,7 +187,11 @@ void layMemory(const PrivateMounts& mounts) {
         mountMemory(place, fmt::format("mode={},size={},nr_inodes={}", writable.mode, mounts.size, entries));
     }
     for (size_t i = 0; i < mounts.copies.size(); ++i) {
-        copyTree(mounts.copies[i], placeOfCopy(i));
+        copyTree(openShown(mounts.copies[i]), placeOfCopy(i));
+    }
+    fs::create_directory(std::string(kMemory) + kBound);
+    for (size_t i = 0; i < mounts.bound.size(); ++i) {
+        hold(mounts.bound[i], placeOfBound(i));
     }
 }
 
@@ -144,6 +203,10 @@ std::string placeOfMemory(const std::string& place) {
 
 std::string placeOfCopy(size_t index) {
     return fmt::format("{}{}/{}", kMemory, kCopies, index);
+}
+
+std::string placeOfBound(size_t index) {
+    return fmt::format("{}{}/{}", kMemory, kBound, index);
 }
 
 void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& entries) {

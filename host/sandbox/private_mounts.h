@@ -13,10 +13,12 @@
 namespace volad_dev {
 
 // Where the sandbox's own "/usr/bin", the writable places in memory ("/sys/tmp" and so on) and the copies
-// ("/sys/copies/0" and so on) stand: where no sandbox shows anything else.
+// ("/sys/copies/0" and so on) stand, and where what is bound is held ("/sys/bound/0" and so on): where no
+// sandbox shows anything else.
 inline constexpr const char* kPlaceOfBin = "/sys/bin";
 [[nodiscard]] std::string placeOfMemory(const std::string& place);
 [[nodiscard]] std::string placeOfCopy(size_t index);
+[[nodiscard]] std::string placeOfBound(size_t index);
 
 // A link in "/usr/bin", or an empty file for something to be bound over it.
 struct BinEntry {
@@ -32,7 +34,7 @@ void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& 
 struct PrivateMounts {
     std::string program; // what the child becomes, process 1 inside
     std::vector<BinEntry> bin;
-    std::vector<std::string> copies;
+    std::vector<std::string> copies, bound; // real paths
     uint64_t size = 0;
     uid_t user = 0; // of the launcher, by number
     gid_t group = 0;
@@ -51,7 +53,9 @@ inline constexpr unsigned long kPrivateNamespaces = CLONE_NEWUSER | CLONE_NEWNS;
 // - each writable place in memory is a file system of `size` bytes, and of an entry for each 2 KiB: one
 // without
 //   content takes memory too, and bubblewrap bounds none;
-// - the copies stand in one more, without sockets, FIFOs and devices.
+// - the copies stand in one more, without sockets, FIFOs and devices;
+// - what is to be bound is held: bubblewrap would follow a link that was put there in the meantime. So
+//   would a copy, which is made without following any.
 // Throws std::exception.
 void layPrivateMounts(const PrivateMounts& mounts, const std::vector<int>& standard);
 

@@ -144,7 +144,8 @@ Launch prepare(const SandboxOptions& options, const fs::path& directory) {
             checkStandardStreams(options.standard, options.size),
             makePipe(),
             makePipe(),
-            {kBubblewrap, binEntries(options), paths.copies(), options.size, geteuid(), getegid()}};
+            {kBubblewrap, binEntries(options), paths.copies(), paths.bound(), options.size, geteuid(),
+             getegid()}};
 }
 
 } // namespace

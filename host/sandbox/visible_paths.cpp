@@ -116,7 +116,8 @@ std::vector<std::string> VisiblePaths::placesOf(const std::string& path, const s
 }
 
 void VisiblePaths::bind(const char* how, const std::string& source, const std::string& place) {
-    m_arguments.insert(m_arguments.end(), {how, source, place});
+    m_arguments.insert(m_arguments.end(), {how, placeOfBound(m_bound.size()), place});
+    m_bound.push_back(source);
     cover(source, place);
 }
 

@@ -194,6 +194,20 @@ print(os.path.exists("{self.directory}/bound/below"))"""
             self.refused("leads out of the sandbox", "--bind", path)
             self.refused("neither file nor directory", "--copy", path)
 
+    def test_a_link_that_is_swapped_in_is_not_followed(self):
+        mine = self.entry("mine", pathlib.Path.mkdir)
+        self.entry("mine/below")
+        link = self.entry("link", lambda path: path.symlink_to("/run"))
+        exchange = f"""
+import ctypes
+libc = ctypes.CDLL(None)
+while True:
+    libc.renameat2(-100, b"{mine}", -100, b"{link}", 2)"""
+        with subprocess.Popen([sys.executable, "-c", exchange]) as swapping:
+            seen = {self.tool(option, mine, "--", "ls", mine).stdout for option in ("--bind", "--copy") * 15}
+            swapping.kill()
+        self.assertLessEqual(seen, {"", "below\n"})
+
     # Places that may not be given.
 
     def test_the_machines_own_places_are_refused_by_any_name(self):
