@@ -45,9 +45,14 @@ void coverEntry(std::vector<std::string>& arguments, const HiddenEntry& entry) {
 
 VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& toolDirectory,
                            const char* coverage) {
-    std::vector<std::string> shown;
+    std::vector<NeededPath> asked;
     for (const std::string& path : options.readOnly) {
-        shown.push_back(allowedPath("--bind", path, PathUse::Show));
+        asked.push_back({"--bind", path});
+    }
+    asked.insert(asked.end(), options.needed.begin(), options.needed.end());
+    std::vector<std::string> shown;
+    for (const auto& [whose, path] : asked) {
+        shown.push_back(allowedPath(whose, path, PathUse::Show));
     }
     for (const std::string& path : options.copies) {
         m_copies.push_back(allowedPath("--copy", path, PathUse::Copy));
@@ -71,7 +76,7 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& too
     m_shown = shown;
     m_shown.insert(m_shown.end(), m_copies.begin(), m_copies.end());
     for (size_t i = 0; i < shown.size(); ++i) {
-        show(options.readOnly[i], shown[i]);
+        show(asked[i].path, shown[i]);
     }
     for (size_t i = 0; i < m_copies.size(); ++i) {
         for (const std::string& place : placesOf(options.copies[i], m_copies[i])) {

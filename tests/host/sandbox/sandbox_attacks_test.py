@@ -230,6 +230,13 @@ while True:
         done = subprocess.run(command, capture_output=True, text=True, timeout=50)
         self.assertIn("cannot access '/tmp/machine'", done.stdout, done.stderr)
 
+    def test_a_refusal_names_whose_the_path_is(self):
+        job = {"name": "true", "directory": "/run/lock"}
+        settings = self.entry("settings", lambda path: path.write_text(json.dumps({"job": job})))
+        done = subprocess.run([*self.caller, VOLAD_DEV, "job", "--settings", settings], capture_output=True, text=True)
+        self.assertEqual(done.returncode, USAGE)
+        self.assertIn("volad-dev: the job needs /run/lock: refused, /run is where services listen", done.stderr)
+
     def test_what_the_sandbox_relies_on_is_not_replaced(self):
         for option, value, reason in (
                 ("--setenv", "PATH=/tmp", "--path"), ("--setenv", "VOLAD_SCRATCH=/", "VOLAD_SCRATCH"),
