@@ -38,14 +38,17 @@ bool isEndpoint(unsigned char type) {
     return type == DT_SOCK || type == DT_FIFO || type == DT_CHR || type == DT_BLK;
 }
 
-// By its permission bits, whoever asks: the machine's root may be user 0 inside.
-bool isSecret(const std::string& path, unsigned char type) {
+bool isSecretEntry(const std::string& path) {
     struct stat status = {};
-    const mode_t needed = type == DT_DIR ? S_IROTH | S_IXOTH : S_IROTH;
-    return type != DT_LNK && lstat(path.c_str(), &status) == 0 && (status.st_mode & needed) != needed;
+    return lstat(path.c_str(), &status) == 0 && isSecret(status.st_mode);
 }
 
 } // namespace
+
+bool isSecret(mode_t mode) {
+    const mode_t needed = S_ISDIR(mode) ? S_IROTH | S_IXOTH : S_IROTH;
+    return !S_ISLNK(mode) && (mode & needed) != needed;
+}
 
 int openWithoutLinks(const std::string& path, uint64_t flags) {
     open_how how = {};
@@ -98,7 +101,7 @@ void TreeSearch::add(const std::string& root, bool secrets) {
     }
     walkTree(root, m_entries, [&](const std::string& path, unsigned char kind) {
         const bool unlisted = kind == DT_WHT;
-        if (!unlisted && !isEndpoint(kind) && !(secrets && isSecret(path, kind))) {
+        if (!unlisted && !isEndpoint(kind) && !(secrets && isSecretEntry(path))) {
             return true;
         }
         if (m_found.size() >= kMostHidden) {

@@ -3,6 +3,8 @@
 // real service.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -35,6 +37,10 @@ private:
     std::vector<HiddenEntry> m_found;
     size_t m_entries = 0;
 };
+
+// What others than owner and group may not read, by its permission bits, whoever asks: the machine's root may
+// be user 0 inside. A link is none.
+[[nodiscard]] bool isSecret(mode_t mode);
 
 // Opens the path where no part of it is a link, whatever it was when it was looked at: a link put in place of
 // a directory leads anywhere. Closes at an exec; -1

@@ -19,6 +19,7 @@
 #include "base/unique_fd.h"
 #include "host/common/failure.h"
 #include "host/sandbox/bound_tree.h"
+#include "host/sandbox/refused_places.h"
 
 namespace volad_dev {
 namespace {
@@ -109,13 +110,23 @@ std::vector<fs::path> namesIn(const fs::path& directory) {
     return names;
 }
 
+// Of "/etc" what is named itself is copied, but no secret below it: the same as what is bound.
+bool keepsSecrets(const std::string& copy) {
+    return isWithin(copy, "/etc");
+}
+
+struct stat statusOf(const em::UniqueFd& opened, const std::string& name) {
+    struct stat status = {};
+    if (!opened.valid() || fstat(opened.get(), &status) != 0) {
+        fail(name);
+    }
+    return status;
+}
+
 // By what is open, never by a path: whoever owns the tree may change it meanwhile. Modes of directories come
 // last: one may be without the right to write.
-void copyTree(const em::UniqueFd& from, const fs::path& to) {
-    struct stat status = {};
-    if (!from.valid() || fstat(from.get(), &status) != 0) {
-        fail(to);
-    }
+void copyTree(const em::UniqueFd& from, const fs::path& to, bool withSecrets) {
+    const struct stat status = statusOf(from, to);
     if (S_ISLNK(status.st_mode)) {
         std::array<char, PATH_MAX> target = {};
         if (readlinkat(from.get(), "", target.data(), target.size() - 1) < 0 ||
@@ -127,8 +138,10 @@ void copyTree(const em::UniqueFd& from, const fs::path& to) {
     } else if (S_ISDIR(status.st_mode)) {
         fs::create_directory(to);
         for (const fs::path& name : namesIn(nameOf(from))) {
-            copyTree(em::UniqueFd(openat(from.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)),
-                     to / name);
+            const em::UniqueFd below(openat(from.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+            if (withSecrets || !isSecret(statusOf(below, to / name).st_mode)) {
+                copyTree(below, to / name, withSecrets);
+            }
         }
         fs::permissions(to, static_cast<fs::perms>(status.st_mode & 07777));
     }
@@ -137,10 +150,7 @@ void copyTree(const em::UniqueFd& from, const fs::path& to) {
 // Files and directories only: a socket or FIFO may stand there by now.
 em::UniqueFd openShown(const std::string& path) {
     em::UniqueFd opened(openWithoutLinks(path, O_PATH));
-    struct stat status = {};
-    if (!opened.valid() || fstat(opened.get(), &status) != 0) {
-        fail(path);
-    }
+    const struct stat status = statusOf(opened, path);
     if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
         throw std::runtime_error(path + " became something else while it was looked at");
     }
@@ -187,7 +197,7 @@ void layMemory(const PrivateMounts& mounts) {
         mountMemory(place, fmt::format("mode={},size={},nr_inodes={}", writable.mode, mounts.size, entries));
     }
     for (size_t i = 0; i < mounts.copies.size(); ++i) {
-        copyTree(openShown(mounts.copies[i]), placeOfCopy(i));
+        copyTree(openShown(mounts.copies[i]), placeOfCopy(i), !keepsSecrets(mounts.copies[i]));
     }
     fs::create_directory(std::string(kMemory) + kBound);
     for (size_t i = 0; i < mounts.bound.size(); ++i) {
@@ -214,10 +224,14 @@ void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& 
     for (const std::string& copy : copies) {
         const auto add = [&](const std::string& path, unsigned char type) {
             struct stat status = {};
+            const bool known = lstat(path.c_str(), &status) == 0;
+            if (known && path != copy && keepsSecrets(copy) && isSecret(status.st_mode)) {
+                return false;
+            }
             if (type == DT_WHT || (type == DT_REG && access(path.c_str(), R_OK) != 0)) {
                 throw Failure(fmt::format("--copy {}: {} cannot be read", copy, path), kExitUsage);
             }
-            const bool sized = type == DT_REG && lstat(path.c_str(), &status) == 0 && status.st_size > 0;
+            const bool sized = type == DT_REG && known && status.st_size > 0;
             total += sized ? (static_cast<uint64_t>(status.st_size) + kPage - 1) / kPage * kPage : kPage;
             if (total > size) {
                 throw Failure(fmt::format("--copy {}: more than the {} bytes that --size allows", copy, size),

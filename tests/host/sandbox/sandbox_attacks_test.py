@@ -113,6 +113,18 @@ for directory, below, names in os.walk("/etc"):
 tried("shadow", open, "/etc/shadow")"""
         self.assertEqual(self.python(script), "")
 
+    @unittest.skipIf(os.geteuid() != 0, "needs a mount")
+    def test_of_etc_what_is_named_is_shown_but_no_secret_below_it(self):
+        self.entry("etc/top/secret", lambda path: path.write_text("s"))
+        self.entry("etc/top/open", lambda path: path.write_text("o"))
+        os.chmod(self.directory / "etc/top/secret", 0o600)
+        os.chown(self.directory / "etc/top/secret", *([NOBODY] * 2 if self.caller else [0, 0]))
+        for option in ("--bind", "--copy"):
+            for named, shown in (("/etc/opt/top", "o"), ("/etc/opt/top/secret", "s")):
+                done = self.tool(option, named, "--", "sh", "-c", f"cat {named} {named}/*", around=[
+                    "bwrap", "--dev-bind", "/", "/", "--bind", str(self.directory / "etc"), "/etc/opt", "--"])
+                self.assertEqual(done.stdout, shown, (option, named, done.stderr))
+
     def test_no_programs_of_the_service_manager_by_any_name(self):
         link = self.entry("bin", lambda path: path.symlink_to("/usr/bin"))
         script = f"for d in /usr/bin /run/bin {link}; do test -f $d/systemctl && echo $d; done; test -x $d/ls && pwd"
