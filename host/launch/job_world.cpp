@@ -100,7 +100,7 @@ private:
     std::vector<fs::path> m_paths;
 };
 
-// Behind "#!", up to the first blank.
+// Behind "#!", up to the first blank; the kernel ends it at a NUL byte, too.
 std::optional<std::string> interpreterOf(const fs::path& program) {
     struct stat status = {};
     if (stat(program.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -110,7 +110,7 @@ std::optional<std::string> interpreterOf(const fs::path& program) {
     std::string line(256, '\0');
     file.read(line.data(), static_cast<std::streamsize>(line.size()));
     line.resize(static_cast<size_t>(file.gcount()));
-    line.resize(std::min(line.size(), line.find('\n')));
+    line.resize(std::min(line.size(), line.find_first_of(std::string_view("\n\0", 2))));
     if (!line.starts_with("#!")) {
         return std::nullopt;
     }

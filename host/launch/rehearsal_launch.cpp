@@ -55,13 +55,14 @@ Settings readSettingsOnce(LaunchOptions& options) {
 
 // Everything that the rehearsal reads, each at its own path.
 void bindFiles(LaunchOptions& options, const JobWorld& world) {
-    std::vector<std::string>& bound = options.sandbox.readOnly;
-    for (const std::string& file : {options.run.module, options.run.messages}) {
-        if (!file.empty()) {
-            bound.push_back(file);
-        }
+    std::vector<NeededPath>& needed = options.sandbox.needed;
+    const NeededPath files[] = {{"the module", options.run.module},
+                                {"the message file", options.run.messages}};
+    std::ranges::copy_if(files, std::back_inserter(needed),
+                         [](const NeededPath& file) { return !file.path.empty(); });
+    for (const std::string& place : world.places) {
+        needed.push_back({"the job needs", place});
     }
-    bound.insert(bound.end(), world.places.begin(), world.places.end());
 }
 
 // The PATH of the service that is rehearsed; empty for the caller's.

@@ -1,7 +1,11 @@
 #include "host/sandbox/bound_tree.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -34,14 +38,24 @@ bool isEndpoint(unsigned char type) {
     return type == DT_SOCK || type == DT_FIFO || type == DT_CHR || type == DT_BLK;
 }
 
-// By its permission bits, whoever asks: the machine's root may be user 0 inside.
-bool isSecret(const std::string& path, unsigned char type) {
+bool isSecretEntry(const std::string& path) {
     struct stat status = {};
-    const mode_t needed = type == DT_DIR ? S_IROTH | S_IXOTH : S_IROTH;
-    return type != DT_LNK && lstat(path.c_str(), &status) == 0 && (status.st_mode & needed) != needed;
+    return lstat(path.c_str(), &status) == 0 && isSecret(status.st_mode);
 }
 
 } // namespace
+
+bool isSecret(mode_t mode) {
+    const mode_t needed = S_ISDIR(mode) ? S_IROTH | S_IXOTH : S_IROTH;
+    return !S_ISLNK(mode) && (mode & needed) != needed;
+}
+
+int openWithoutLinks(const std::string& path, uint64_t flags) {
+    open_how how = {};
+    how.flags = flags | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how));
+}
 
 void walkTree(const std::string& directory, size_t& entries,
               const std::function<bool(const std::string&, unsigned char)>& visit) {
@@ -49,7 +63,8 @@ void walkTree(const std::string& directory, size_t& entries,
     while (!left.empty()) {
         const std::string path = std::move(left.back());
         left.pop_back();
-        const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(path.c_str()), closedir);
+        const int opened = openWithoutLinks(path, O_RDONLY | O_DIRECTORY);
+        const std::unique_ptr<DIR, int (*)(DIR*)> listing(opened < 0 ? nullptr : fdopendir(opened), closedir);
         if (!listing && (errno == EACCES || errno == EPERM)) {
             visit(path, DT_WHT);
             continue;
@@ -86,7 +101,7 @@ void TreeSearch::add(const std::string& root, bool secrets) {
     }
     walkTree(root, m_entries, [&](const std::string& path, unsigned char kind) {
         const bool unlisted = kind == DT_WHT;
-        if (!unlisted && !isEndpoint(kind) && !(secrets && isSecret(path, kind))) {
+        if (!unlisted && !isEndpoint(kind) && !(secrets && isSecretEntry(path))) {
             return true;
         }
         if (m_found.size() >= kMostHidden) {

@@ -3,7 +3,10 @@
 // real service.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -34,6 +37,15 @@ private:
     std::vector<HiddenEntry> m_found;
     size_t m_entries = 0;
 };
+
+// What others than owner and group may not read, by its permission bits, whoever asks: the machine's root may
+// be user 0 inside. A link is none.
+[[nodiscard]] bool isSecret(mode_t mode);
+
+// Opens the path where no part of it is a link, whatever it was when it was looked at: a link put in place of
+// a directory leads anywhere. Closes at an exec; -1
+// and errno as open.
+[[nodiscard]] int openWithoutLinks(const std::string& path, uint64_t flags);
 
 // Calls `visit` with the path and the type (DT_REG and the like) of each entry below the directory; a
 // directory that cannot be listed comes a second time, as DT_WHT. Goes down where visit returns true. Throws

@@ -1,6 +1,7 @@
 #include "host/sandbox/bubblewrap.h"
 
 #include <fcntl.h>
+#include <linux/keyctl.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -46,6 +47,11 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return all;
 }
 
+[[noreturn]] void endWithReason(int errors, const char* reason) {
+    dprintf(errors, "%s\n", reason);
+    _exit(127);
+}
+
 // Each descriptor goes to its place, by way of one above all places, and nothing else of the caller's stays
 // open.
 void placeDescriptors(const Launch& launch, const SandboxOptions& options) {
@@ -66,6 +72,9 @@ void placeDescriptors(const Launch& launch, const SandboxOptions& options) {
     }
     for (auto& [fd, place] : places) {
         fd = fcntl(fd, F_DUPFD, next);
+        if (fd < 0) {
+            endWithReason(launch.errors.writeEnd.get(), strerrordesc_np(errno));
+        }
     }
     for (const auto& [fd, place] : places) {
         dup2(fd, place);
@@ -83,18 +92,13 @@ void resetSignals() {
     sigprocmask(SIG_SETMASK, &none, nullptr); // NOLINT(concurrency-mt-unsafe): the child has one thread
 }
 
-[[noreturn]] void endWithReason(const char* reason) {
-    dprintf(STDERR_FILENO, "%s\n", reason);
-    _exit(127);
-}
-
 [[noreturn]] void becomeBubblewrap(const Launch& launch, const SandboxOptions& options, pid_t launcher,
                                    char* const argv[]) {
     placeDescriptors(launch, options);
     try {
         layPrivateMounts(launch.mounts, {STDIN_FILENO, STDOUT_FILENO, kErrorFd});
     } catch (const std::exception& exception) {
-        endWithReason(exception.what());
+        endWithReason(STDERR_FILENO, exception.what());
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != launcher) {
@@ -106,8 +110,11 @@ void resetSignals() {
     if (options.ownSession) {
         setsid();
     }
-    execv(argv[0], argv);
-    endWithReason(fmt::format("{}: {}", kBubblewrap, strerrordesc_np(errno)).c_str());
+    // The caller's keys would be listed in /proc/keys; where there are no keyrings, nothing is to be hidden.
+    syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr);
+    char* const environment[] = {nullptr}; // everybody inside can read that of process 1
+    execve(argv[0], argv, environment);
+    endWithReason(STDERR_FILENO, fmt::format("{}: {}", kBubblewrap, strerrordesc_np(errno)).c_str());
 }
 
 } // namespace

@@ -1,12 +1,17 @@
 #include "host/sandbox/environment_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <fstream>
 #include <optional>
+#include <sstream>
 #include <string_view>
 
 #include <fmt/format.h>
 
+#include "base/unique_fd.h"
 #include "host/common/failure.h"
 #include "host/sandbox/sandbox_layout.h"
 
@@ -14,6 +19,7 @@ namespace volad_dev {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
+constexpr size_t kMostBytes = size_t{1} << 20;
 
 // As a shell can name them.
 bool isName(std::string_view name) {
@@ -50,6 +56,32 @@ std::optional<std::string> unquoted(std::string_view text) {
     return quote == '\0' ? std::optional(value) : std::nullopt;
 }
 
+// Of a file only, and of that no more than any environment holds: others end late or never.
+std::string contentOf(const std::string& file) {
+    const auto refuse = [&](const char* reason) { throw Failure(file + ": " + reason, kExitUsage); };
+    const em::UniqueFd input(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    struct stat status = {};
+    if (!input.valid() || fstat(input.get(), &status) != 0) {
+        refuse("cannot be read");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        refuse("is no regular file");
+    }
+    std::string content(kMostBytes + 1, '\0');
+    size_t size = 0;
+    for (ssize_t count = 1; count > 0 && size < content.size(); size += static_cast<size_t>(count)) {
+        count = read(input.get(), content.data() + size, content.size() - size);
+        if (count < 0) {
+            refuse("cannot be read");
+        }
+    }
+    if (size > kMostBytes) {
+        refuse("holds more than 1 MiB");
+    }
+    content.resize(size);
+    return content;
+}
+
 } // namespace
 
 std::string variableFault(const std::string& assignment) {
@@ -69,10 +101,7 @@ std::string variableFault(const std::string& assignment) {
 }
 
 std::vector<std::string> readEnvironmentFile(const std::string& file) {
-    std::ifstream input(file);
-    if (!input) {
-        throw Failure(file + ": cannot be read", kExitUsage);
-    }
+    std::istringstream input(contentOf(file));
     std::vector<std::string> variables;
     size_t number = 0;
     for (std::string line; std::getline(input, line);) {
@@ -84,6 +113,9 @@ std::vector<std::string> readEnvironmentFile(const std::string& file) {
         const std::string_view text = trimmed(line);
         if (text.empty() || comment) {
             continue;
+        }
+        if (text.find('\0') != std::string_view::npos) {
+            throw Failure(fmt::format("{}:{}: a NUL byte", file, first), kExitUsage);
         }
         const size_t equals = std::min(text.find('='), text.size());
         const std::string name(trimmed(text.substr(0, equals)));

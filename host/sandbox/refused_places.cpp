@@ -190,6 +190,9 @@ std::string allowedPath(const std::string& option, const std::string& path, Path
     std::error_code failed;
     std::string real = fs::canonical(path, failed);
     std::string fault = failed ? failed.message() : "";
+    if (path.find('\0') != std::string::npos) {
+        fault = "a NUL byte in it"; // what lies in front of it was looked at only
+    }
     for (const std::string& name : {fs::absolute(path).lexically_normal().string(), real}) {
         // A name that ends with a slash is the same place.
         const std::string plain =

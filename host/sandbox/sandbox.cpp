@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -26,7 +27,7 @@
 #include "host/sandbox/sandbox_arguments.h"
 #include "host/sandbox/sandbox_layout.h"
 #include "host/sandbox/stream_check.h"
-#include "host/sandbox/terminal_filter.h"
+#include "host/sandbox/system_call_filter.h"
 #include "host/sandbox/visible_paths.h"
 
 namespace volad_dev {
@@ -55,9 +56,13 @@ std::string markerText(const std::string& recorder) {
     return text + fmt::format("{}:{}\n", status.st_dev, status.st_ino);
 }
 
+// Each with a NUL behind it: one with a NUL in it would be several, and mount what it likes.
 std::string joined(const std::vector<std::string>& arguments) {
     std::string text;
     for (const std::string& argument : arguments) {
+        if (argument.find('\0') != std::string::npos) {
+            throw Failure(fmt::format("{}: refused, a NUL byte in it", argument), kExitUsage);
+        }
         text.append(argument).push_back('\0');
     }
     return text;
@@ -86,6 +91,13 @@ int collect(pid_t child) {
 
 [[noreturn]] void failWithoutSandbox(std::string reason) {
     reason.resize(std::min(reason.size(), reason.find('\n')));
+    if (reason.ends_with(strerrordesc_np(E2BIG))) {
+        throw Failure(
+            "the environment inside and the command are too large for the kernel to start a program "
+            "with",
+            kExitUsage);
+    }
+    reason = reason.empty() ? "bubblewrap ended without a word" : reason;
     throw Failure(
         fmt::format("no sandbox: {}; needed are bubblewrap and user namespaces (sysctl "
                     "kernel.unprivileged_userns_clone=1, user.max_user_namespaces>0; in a container also "
@@ -122,7 +134,7 @@ Launch prepare(const SandboxOptions& options, const fs::path& directory) {
     const std::vector<std::string> arguments =
         sandboxArguments(options, paths, recorder, {kMarkerFd, kAnswerFd, kToolFd, kFilterFd}, environ);
     em::UniqueFd filter = fileInMemory("");
-    writeTerminalFilter(filter.get());
+    writeSystemCallFilter(filter.get());
     lseek(filter.get(), 0, SEEK_SET);
     return {fileInMemory(joined(arguments)),
             fileInMemory(markerText(recorder)),
@@ -132,7 +144,8 @@ Launch prepare(const SandboxOptions& options, const fs::path& directory) {
             checkStandardStreams(options.standard, options.size),
             makePipe(),
             makePipe(),
-            {binEntries(options), paths.copies(), options.size, geteuid(), getegid()}};
+            {kBubblewrap, binEntries(options), paths.copies(), paths.bound(), options.size, geteuid(),
+             getegid()}};
 }
 
 } // namespace

@@ -31,10 +31,6 @@ void add(Arguments& arguments, const Arguments& more) {
     arguments.insert(arguments.end(), more.begin(), more.end());
 }
 
-void addMemory(Arguments& arguments, const SandboxOptions& options, const char* place, const char* mode) {
-    add(arguments, {"--perms", mode, "--size", std::to_string(options.size).c_str(), "--tmpfs", place});
-}
-
 // A program of the machine that shall not be found, by whatever name it has inside.
 void coverProgram(Arguments& arguments, const VisiblePaths& paths, const std::string& program) {
     std::error_code failed;
@@ -86,9 +82,9 @@ void addSystem(Arguments& arguments, const SandboxOptions& options, const Visibl
     add(arguments, paths.argumentsForEtc());
     add(arguments, {"--proc", "/proc", "--ro-bind", "/proc/sys", "/proc/sys"});
     add(arguments, {"--dev", "/dev"});
-    addMemory(arguments, options, "/dev/shm", "1777");
-    addMemory(arguments, options, "/tmp", "0755");
-    addMemory(arguments, options, "/opt", "0755");
+    for (const char* place : {"/dev/shm", "/tmp", "/opt"}) {
+        add(arguments, {"--bind", placeOfMemory(place).c_str(), place});
+    }
 }
 
 } // namespace

@@ -15,7 +15,7 @@
 
 #include "host/common/exit_code.h"
 #include "host/sandbox/sandbox_layout.h"
-#include "host/sandbox/terminal_filter.h"
+#include "host/sandbox/system_call_filter.h"
 
 namespace volad_dev {
 namespace {

@@ -18,6 +18,12 @@ constexpr const char* nameOf(Maintenance maintenance) {
 // The standard three aside, the only descriptors that a command finds open.
 inline constexpr int kFirstPassedFd = 10;
 
+// A path that is shown without anybody having named it as an option: whose it is, for a refusal to tell.
+struct NeededPath {
+    std::string whose;
+    std::string path;
+};
+
 struct SandboxOptions {
     unsigned uid = 0;      // inside; 0 is root without any capability
     bool asNobody = false; // started by root, give up root for good first: no process inside owns its files
@@ -26,6 +32,7 @@ struct SandboxOptions {
     std::string scratch;         // writable directory of the machine; empty: in memory, gone at the end
     uint64_t size = uint64_t{256} << 20;  // bytes that each writable place in memory may hold, all copies too
     std::vector<std::string> readOnly;    // further directories or files, bound at their own paths
+    std::vector<NeededPath> needed;       // the same, for what runs inside
     std::vector<std::string> copies;      // the same, but writable: private copies, gone at the end
     std::string path;                     // PATH inside; empty: the service's, else the default
     std::vector<std::string> service;     // "NAME=value", a service's environment; its PATH counts as above

@@ -1,9 +1,12 @@
 #include "host/sandbox/stream_check.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -27,9 +30,23 @@ constexpr std::array<const char*, 3> kNames = {"standard input", "standard outpu
 // null, zero, full, random, urandom
 constexpr std::array<unsigned, 5> kHarmlessMinors = {3, 5, 7, 8, 9};
 
+constexpr unsigned kOldMasters = 2; // of pseudo terminals without a number
+
+// Whoever holds the master types for whatever runs at the other end.
+bool isMaster(int fd, dev_t device) {
+    unsigned number = 0;
+    return major(device) == kOldMasters || ioctl(fd, TIOCGPTN, &number) == 0;
+}
+
 bool isHarmlessDevice(int fd, dev_t device) {
-    return isatty(fd) == 1 ||
+    return (isatty(fd) == 1 && !isMaster(fd, device)) ||
            (major(device) == 1 && std::ranges::find(kHarmlessMinors, minor(device)) != kHarmlessMinors.end());
+}
+
+// A pipe without a name belongs to whoever made it. A FIFO could be opened anew for the other direction.
+bool hasName(int fifo) {
+    struct statfs around = {};
+    return fstatfs(fifo, &around) != 0 || around.f_type != PIPEFS_MAGIC;
 }
 
 // Only one end of a pair has no name on either side.
@@ -45,18 +62,23 @@ bool leadsToService(int fd) {
     return false;
 }
 
-std::string faultOf(int fd, bool input, mode_t mode, dev_t device) {
-    if (S_ISDIR(mode)) {
-        return "a directory leads out of the sandbox";
+const char* wayOut(int fd, const struct stat& status) {
+    switch (status.st_mode & S_IFMT) {
+    case S_IFREG:
+        return nullptr;
+    case S_IFDIR:
+        return "a directory";
+    case S_IFBLK:
+        return "a block device";
+    case S_IFCHR:
+        return isHarmlessDevice(fd, status.st_rdev) ? nullptr : "a device that is no terminal";
+    case S_IFIFO:
+        return hasName(fd) ? "a FIFO with a name" : nullptr;
+    case S_IFSOCK:
+        return leadsToService(fd) ? "a socket with a name" : nullptr;
+    default:
+        return "what is neither file, pipe, socket nor terminal";
     }
-    if (S_ISBLK(mode)) {
-        return "a block device leads out of the sandbox";
-    }
-    if (S_ISCHR(mode) && !isHarmlessDevice(fd, device)) {
-        return "a device that is no terminal leads out of the sandbox";
-    }
-    return input && S_ISSOCK(mode) && leadsToService(fd) ? "a socket with a name leads out of the sandbox"
-                                                         : "";
 }
 
 em::UniqueFd copyInMemory(int fd, uint64_t size) {
@@ -86,9 +108,9 @@ em::UniqueFd checkStandardStreams(const std::array<int, 3>& standard, uint64_t s
         if (fstat(standard[i], &status) != 0) {
             throw Failure(fmt::format("{}: {}", kNames[i], strerrordesc_np(errno)), kExitUsage);
         }
-        const std::string fault = faultOf(standard[i], i == 0, status.st_mode, status.st_rdev);
-        if (!fault.empty()) {
-            throw Failure(fmt::format("{}: refused, {}", kNames[i], fault), kExitUsage);
+        if (const char* const what = wayOut(standard[i], status)) {
+            throw Failure(fmt::format("{}: refused, {} leads out of the sandbox", kNames[i], what),
+                          kExitUsage);
         }
         copied = copied || (i == 0 && S_ISREG(status.st_mode));
     }

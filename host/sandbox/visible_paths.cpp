@@ -45,9 +45,14 @@ void coverEntry(std::vector<std::string>& arguments, const HiddenEntry& entry) {
 
 VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& toolDirectory,
                            const char* coverage) {
-    std::vector<std::string> shown;
+    std::vector<NeededPath> asked;
     for (const std::string& path : options.readOnly) {
-        shown.push_back(allowedPath("--bind", path, PathUse::Show));
+        asked.push_back({"--bind", path});
+    }
+    asked.insert(asked.end(), options.needed.begin(), options.needed.end());
+    std::vector<std::string> shown;
+    for (const auto& [whose, path] : asked) {
+        shown.push_back(allowedPath(whose, path, PathUse::Show));
     }
     for (const std::string& path : options.copies) {
         m_copies.push_back(allowedPath("--copy", path, PathUse::Copy));
@@ -71,7 +76,7 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& too
     m_shown = shown;
     m_shown.insert(m_shown.end(), m_copies.begin(), m_copies.end());
     for (size_t i = 0; i < shown.size(); ++i) {
-        show(options.readOnly[i], shown[i]);
+        show(asked[i].path, shown[i]);
     }
     for (size_t i = 0; i < m_copies.size(); ++i) {
         for (const std::string& place : placesOf(options.copies[i], m_copies[i])) {
@@ -80,8 +85,7 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& too
     }
     show(toolDirectory, own); // over a copy of it, too: what asks the guard is not to be written
     if (scratch.empty()) {
-        m_arguments.insert(m_arguments.end(),
-                           {"--size", std::to_string(options.size), "--tmpfs", layout::kScratch});
+        m_arguments.insert(m_arguments.end(), {"--bind", placeOfMemory(layout::kScratch), layout::kScratch});
     } else {
         bind("--bind", scratch, layout::kScratch);
     }
@@ -117,7 +121,8 @@ std::vector<std::string> VisiblePaths::placesOf(const std::string& path, const s
 }
 
 void VisiblePaths::bind(const char* how, const std::string& source, const std::string& place) {
-    m_arguments.insert(m_arguments.end(), {how, source, place});
+    m_arguments.insert(m_arguments.end(), {how, placeOfBound(m_bound.size()), place});
+    m_bound.push_back(source);
     cover(source, place);
 }
 

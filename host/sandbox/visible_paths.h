@@ -25,6 +25,8 @@ public:
     [[nodiscard]] const std::vector<std::string>& argumentsForEtc() const { return m_forEtc; }
     // The real paths of what is copied: the number in the list is that of the private copy.
     [[nodiscard]] const std::vector<std::string>& copies() const { return m_copies; }
+    // The same of what is bound.
+    [[nodiscard]] const std::vector<std::string>& bound() const { return m_bound; }
     // Whether this real path can be seen inside.
     [[nodiscard]] bool shows(const std::string& path) const;
 
@@ -38,7 +40,7 @@ private:
     void cover(const std::string& source, const std::string& place);
 
     Arguments m_arguments, m_forEtc;
-    std::vector<std::string> m_copies;
+    std::vector<std::string> m_copies, m_bound;
     std::vector<std::string> m_shown; // real paths and the paths as they were given
     TreeSearch m_search;
 };

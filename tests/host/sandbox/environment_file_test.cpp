@@ -1,6 +1,8 @@
 // A service's environment, line by line.
 #include "host/sandbox/environment_file.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -10,6 +12,8 @@
 
 namespace volad_dev {
 namespace {
+
+using namespace std::string_literals;
 
 using Lines = std::vector<std::string>;
 
@@ -39,7 +43,7 @@ TEST(EnvironmentFile, IsReadAsTheServiceManagerReadsIt) {
 }
 
 TEST(EnvironmentFile, NamesFileAndLineOfWhatIsNone) {
-    const std::pair<const char*, const char*> cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"A=1\nnothing\n", ":2: expected NAME=value instead of \"nothing\""},
         {"=x\n", ":1: expected"},
         {"9A=x\n", ":1: expected"},
@@ -49,17 +53,24 @@ TEST(EnvironmentFile, NamesFileAndLineOfWhatIsNone) {
         {"GCOV_PREFIX=x\n", ":1: GCOV_PREFIX changes"},
         {"GLIBC_TUNABLES=x\n", ":1: GLIBC_TUNABLES changes"},
         {"VOLAD_SCRATCH=x\n", ":1: VOLAD_SCRATCH tells"},
+        {"A=1\nB=a"s + '\0' + "b\n", ":2: a NUL byte"},
+        {std::string((1 << 20) + 1, '\n'), ": holds more than 1 MiB"},
     };
     for (const auto& [content, expected] : cases) {
         try {
             read(content);
-            ADD_FAILURE() << content;
+            ADD_FAILURE() << content.substr(0, 100);
         } catch (const Failure& failure) {
             EXPECT_EQ(failure.code(), kExitUsage);
             EXPECT_TRUE(std::string(failure.what()).starts_with(kFile + expected)) << failure.what();
         }
     }
-    EXPECT_THROW(readEnvironmentFile("/none"), Failure);
+    const std::string fifo = std::filesystem::temp_directory_path() / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& other : {"/none"s, "/"s, "/dev/zero"s, fifo}) {
+        EXPECT_THROW(readEnvironmentFile(other), Failure) << other;
+    }
+    std::filesystem::remove(fifo);
 }
 
 } // namespace

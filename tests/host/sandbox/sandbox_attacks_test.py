@@ -4,6 +4,7 @@ Each attack is carried out inside and must come to nothing. None would do lastin
 for writing only, and modes are set to what they are.
 """
 
+import json
 import os
 import pathlib
 import pty
@@ -20,7 +21,7 @@ VOLAD_DEV = sys.argv[1]
 USAGE, NO_SANDBOX = 2, 3
 NOBODY = 65534
 PRELUDE = """
-import array, ctypes, fcntl, os, socket, termios
+import array, ctypes, fcntl, os, socket, sys, termios
 def tried(what, action, *arguments):
     try:
         action(*arguments)
@@ -55,8 +56,8 @@ class Attack(unittest.TestCase):
         self.assertNotIn("no sandbox", done.stderr)
         return done.stdout
 
-    def python(self, script: str, *options: str, **more) -> str:
-        done = self.tool(*options, "--", "python3", "-c", PRELUDE + script, **more)
+    def python(self, script: str, *options: str, after=(), **more) -> str:
+        done = self.tool(*options, "--", "python3", "-c", PRELUDE + script, *after, **more)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         return done.stdout
 
@@ -87,6 +88,7 @@ paths = ["/dev/" + name for name in ("null", "zero", "full", "random", "urandom"
 for path in paths:
     tried("mode of " + path, keep_mode, path)
 tried("mode of standard input", os.fchmod, 0, 0o666)
+tried("mode of process 1's program", keep_mode, "/proc/1/exe")
 tried("a device", os.mknod, "/dev/new")
 count = 0
 for directory, below, names in os.walk("/proc"):
@@ -110,6 +112,18 @@ for directory, below, names in os.walk("/etc"):
             print(path)
 tried("shadow", open, "/etc/shadow")"""
         self.assertEqual(self.python(script), "")
+
+    @unittest.skipIf(os.geteuid() != 0, "needs a mount")
+    def test_of_etc_what_is_named_is_shown_but_no_secret_below_it(self):
+        self.entry("etc/top/secret", lambda path: path.write_text("s"))
+        self.entry("etc/top/open", lambda path: path.write_text("o"))
+        os.chmod(self.directory / "etc/top/secret", 0o600)
+        os.chown(self.directory / "etc/top/secret", *([NOBODY] * 2 if self.caller else [0, 0]))
+        for option in ("--bind", "--copy"):
+            for named, shown in (("/etc/opt/top", "o"), ("/etc/opt/top/secret", "s")):
+                done = self.tool(option, named, "--", "sh", "-c", f"cat {named} {named}/*", around=[
+                    "bwrap", "--dev-bind", "/", "/", "--bind", str(self.directory / "etc"), "/etc/opt", "--"])
+                self.assertEqual(done.stdout, shown, (option, named, done.stderr))
 
     def test_no_programs_of_the_service_manager_by_any_name(self):
         link = self.entry("bin", lambda path: path.symlink_to("/usr/bin"))
@@ -144,6 +158,27 @@ print(os.tcgetpgrp(0) == os.getpgrp())"""
         done = self.tool("--", "python3", "-c", "import ctypes; ctypes.CDLL(None).syscall(0x40000000 + 39)")
         self.assertEqual(done.returncode, 128 + signal.SIGSYS)
 
+    # Ways that no namespace bars.
+
+    def test_what_no_namespace_bars_is_refused(self):
+        script = """
+libc = ctypes.CDLL(None, use_errno=True)
+seize, attach, one = 0x4206, 16, 1
+calls = {"keyctl": (250, 0, -3, 0), "add_key": (248, b"user", b"x", b"x", 1, -3), "request_key": (249, b"user", b"x", 0, -3),
+         "vsock": (41, 40, 1, 0), "vsock, high": (41, 40 | 1 << 32, 1, 0), "qrtr": (41, 42, 2, 0),
+         "uring": (425, 1, bytes(120)), "seize": (101, seize, one, 0, 0), "seize, high": (101, seize, one | 1 << 32, 0, 0),
+         "read": (310, one, 0, 0, 0, 0, 0), "write": (311, one, 0, 0, 0, 0, 0)}
+for name, numbers in calls.items():
+    numbers = [each if isinstance(each, bytes) else ctypes.c_long(each) for each in numbers]
+    error = ctypes.get_errno() if libc.syscall(*numbers) == -1 else 0
+    if error != (97 if name.startswith(("vsock", "qrtr")) else 1):
+        print(name, error)
+child = os.fork() or os.execvp("sleep", ["sleep", "10"])
+print(libc.syscall(101, attach, child, 0, 0))
+os.kill(child, 9)
+print(len(open("/proc/1/environ").read()))"""
+        self.assertEqual(self.python(script), "0\n0\n")
+
     # Ways out of what is bound.
 
     def test_no_socket_or_fifo_in_what_is_bound_leads_out(self):
@@ -171,6 +206,20 @@ print(os.path.exists("{self.directory}/bound/below"))"""
             self.refused("leads out of the sandbox", "--bind", path)
             self.refused("neither file nor directory", "--copy", path)
 
+    def test_a_link_that_is_swapped_in_is_not_followed(self):
+        mine = self.entry("mine", pathlib.Path.mkdir)
+        self.entry("mine/below")
+        link = self.entry("link", lambda path: path.symlink_to("/run"))
+        exchange = f"""
+import ctypes
+libc = ctypes.CDLL(None)
+while True:
+    libc.renameat2(-100, b"{mine}", -100, b"{link}", 2)"""
+        with subprocess.Popen([sys.executable, "-c", exchange]) as swapping:
+            seen = {self.tool(option, mine, "--", "ls", mine).stdout for option in ("--bind", "--copy") * 15}
+            swapping.kill()
+        self.assertLessEqual(seen, {"", "below\n"})
+
     # Places that may not be given.
 
     def test_the_machines_own_places_are_refused_by_any_name(self):
@@ -184,6 +233,22 @@ print(os.path.exists("{self.directory}/bound/below"))"""
                     self.refused(f"{option} {path}", option, path)
         self.refused("GCOV_PREFIX /etc", env={"GCOV_PREFIX": "/etc"})
 
+    def test_a_first_line_with_nul_bytes_mounts_nothing(self):
+        self.entry("link/shell", lambda path: path.symlink_to("/bin/sh"))
+        line = f"#!{self.directory}/link/shell\0--ro-bind\0/\0/tmp/machine/x\nls /tmp/machine\n"
+        job = self.entry("job/job", lambda path: path.write_text(line))
+        settings = self.entry("settings", lambda path: path.write_text(json.dumps({"job": {"name": job}})))
+        command = [*self.caller, VOLAD_DEV, "job", "--settings", settings]
+        done = subprocess.run(command, capture_output=True, text=True, timeout=50)
+        self.assertIn("cannot access '/tmp/machine'", done.stdout, done.stderr)
+
+    def test_a_refusal_names_whose_the_path_is(self):
+        job = {"name": "true", "directory": "/run/lock"}
+        settings = self.entry("settings", lambda path: path.write_text(json.dumps({"job": job})))
+        done = subprocess.run([*self.caller, VOLAD_DEV, "job", "--settings", settings], capture_output=True, text=True)
+        self.assertEqual(done.returncode, USAGE)
+        self.assertIn("volad-dev: the job needs /run/lock: refused, /run is where services listen", done.stderr)
+
     def test_what_the_sandbox_relies_on_is_not_replaced(self):
         for option, value, reason in (
                 ("--setenv", "PATH=/tmp", "--path"), ("--setenv", "VOLAD_SCRATCH=/", "VOLAD_SCRATCH"),
@@ -196,12 +261,18 @@ print(os.path.exists("{self.directory}/bound/below"))"""
         named = socket.socket(socket.AF_UNIX)
         named.connect(self.listening("socket"))
         directory = os.open(self.directory, os.O_RDONLY)
-        with named:
-            self.refused("a socket with a name", stdin=named)
-        self.refused("a directory", stdin=directory)
+        self.addCleanup(named.close)
+        fifo = os.open(self.entry("fifo", os.mkfifo), os.O_RDWR)
+        master, slave = pty.openpty()
         command = [*self.caller, VOLAD_DEV, "sandbox", "--", "true"]
-        self.assertEqual(subprocess.run(command, stdout=directory, stderr=subprocess.DEVNULL).returncode, USAGE)
-        os.close(directory)
+        for reason, stream in (("a socket with a name", named.fileno()), ("a directory", directory),
+                               ("a FIFO with a name", fifo), ("a device that is no terminal", master),
+                               ("neither file, pipe, socket nor terminal", os.eventfd(0))):
+            self.refused(reason, stdin=stream)
+            done = subprocess.run(command, stdout=stream, stderr=subprocess.DEVNULL, timeout=50)
+            self.assertEqual(done.returncode, USAGE, reason)
+        for descriptor in (directory, fifo, master, slave):
+            os.close(descriptor)
         with open(self.entry("input"), "r+") as file:
             file.write("first\nrest")
             file.seek(6)
@@ -222,6 +293,22 @@ print(os.path.exists("{self.directory}/bound/below"))"""
         os.truncate(f"{copied}/file", 1 << 30)  # a hole
         self.refused("that --size allows", "--copy", copied)
 
+    def test_entries_without_content_are_bounded(self):
+        for number in range(257):
+            self.entry(f"small/{number}", lambda path: path.write_text("x"))
+        small = str(self.directory / "small")
+        script = """
+for place in sys.argv[1:]:
+    try:
+        for number in range(1100):
+            os.symlink("x", f"{place}/link{number}")
+        print("all in", place)
+    except OSError:
+        pass"""
+        places = ["/tmp", "/opt", "/scratch", "/dev/shm", small]
+        self.assertEqual(self.python(script, "--size", "2M", "--copy", small, after=places), "")
+        self.refused("that --size allows", "--size", "1M", "--copy", small)
+
     def test_a_copy_is_whole_and_private(self):
         self.entry("top/below/script", lambda path: path.write_text("#!/bin/sh\necho ran\n"))
         os.symlink("below/script", self.directory / "top" / "link")
@@ -230,6 +317,14 @@ print(os.path.exists("{self.directory}/bound/below"))"""
         script = f"{top}/link; rm -r {top}/below; echo after > {single}; cat {single}; touch {top}/new && ls {top}"
         self.assertEqual(self.sh(script, "--copy", top, "--copy", single), "ran\nafter\nlink\nnew\n")
         self.assertEqual((sorted(os.listdir(top)), pathlib.Path(single).read_text()), (["below", "link"], "before"))
+
+    def test_what_is_too_large_or_too_much_is_told(self):
+        large = self.entry("large", lambda path: path.write_text(f"A={'x' * 140000}\n"))
+        self.refused("the environment inside and the command are too large", "--env-from", large)
+        for most in ("16", "20"):
+            done = self.tool("--", "true", around=["sh", "-c", f'ulimit -n {most} && exec "$@"', "sh"])
+            self.assertEqual(done.returncode, NO_SANDBOX)
+            self.assertIn("Too many open files;", done.stderr)
 
     # Around the sandbox.
 

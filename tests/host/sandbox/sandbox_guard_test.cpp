@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "host/sandbox/sandbox_layout.h"
-#include "host/sandbox/terminal_filter.h"
+#include "host/sandbox/system_call_filter.h"
 
 namespace volad_dev {
 namespace {

@@ -1,0 +1,63 @@
+#include "host/sandbox/system_call_filter.h"
+
+#include <sys/socket.h>
+
+#include <array>
+#include <memory>
+#include <system_error>
+
+#include <seccomp.h>
+
+namespace volad_dev {
+namespace {
+
+struct RefusedCall {
+    int call;
+    int error;
+    int argument; // which one tells, kAny: the call is refused whatever it is asked for
+    unsigned value;
+};
+
+constexpr int kAny = -1;
+constexpr int kFamilyQualcomm = 42; // AF_QIPCRTR, younger than some C libraries
+constexpr unsigned kProcessOne = 1;
+
+constexpr std::array<RefusedCall, 11> kRefused = {{
+    {SCMP_SYS(ioctl), EPERM, 1, TIOCSTI},
+    {SCMP_SYS(ioctl), EPERM, 1, TIOCLINUX},
+    {SCMP_SYS(keyctl), EPERM, kAny, 0},
+    {SCMP_SYS(add_key), EPERM, kAny, 0},
+    {SCMP_SYS(request_key), EPERM, kAny, 0},
+    {SCMP_SYS(socket), EAFNOSUPPORT, 0, AF_VSOCK},
+    {SCMP_SYS(socket), EAFNOSUPPORT, 0, kFamilyQualcomm},
+    {SCMP_SYS(io_uring_setup), EPERM, kAny, 0},
+    {SCMP_SYS(ptrace), EPERM, 1, kProcessOne},
+    {SCMP_SYS(process_vm_readv), EPERM, 0, kProcessOne},
+    {SCMP_SYS(process_vm_writev), EPERM, 0, kProcessOne},
+}};
+
+// libseccomp returns a negative errno.
+void check(int result) {
+    if (result < 0) {
+        throw std::system_error(-result, std::generic_category(), "filter of system calls");
+    }
+}
+
+} // namespace
+
+void writeSystemCallFilter(int fd) {
+    const std::unique_ptr<void, void (*)(scmp_filter_ctx)> filter(seccomp_init(SCMP_ACT_ALLOW),
+                                                                  seccomp_release);
+    check(filter ? 0 : -ENOMEM);
+    check(seccomp_attr_set(filter.get(), SCMP_FLTATR_ACT_BADARCH, SCMP_ACT_KILL_PROCESS));
+    for (const RefusedCall& refused : kRefused) {
+        const bool any = refused.argument == kAny;
+        const scmp_arg_cmp compared = {any ? 0 : static_cast<unsigned>(refused.argument), SCMP_CMP_MASKED_EQ,
+                                       0xFFFFFFFF, refused.value};
+        check(seccomp_rule_add_array(filter.get(), SCMP_ACT_ERRNO(static_cast<unsigned>(refused.error)),
+                                     refused.call, any ? 0 : 1, &compared));
+    }
+    check(seccomp_export_bpf(filter.get(), fd));
+}
+
+} // namespace volad_dev
