@@ -88,12 +88,9 @@ bool takeDescriptors(const rapidjson::Value& object, std::map<int, std::string>&
     if (!isObject(object, "descriptors")) {
         return false;
     }
-    // Members lie in a row; RapidJSON's iterators compare ambiguously for clang.
-    const auto& descriptors = object["descriptors"];
-    for (const auto* each = &*descriptors.MemberBegin();
-         each < &*descriptors.MemberBegin() + descriptors.MemberCount(); ++each) {
-        const std::string number = textOf(each->name).value_or("");
-        const std::optional<std::string> leadsTo = textOf(each->value);
+    for (const auto& each : object["descriptors"].GetObject()) {
+        const std::string number = textOf(each.name).value_or("");
+        const std::optional<std::string> leadsTo = textOf(each.value);
         int descriptor = 0;
         const char* const end = number.data() + number.size();
         if (!leadsTo || number.empty() ||

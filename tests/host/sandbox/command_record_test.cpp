@@ -75,6 +75,7 @@ TEST_F(CommandRecordTest, WhatIsNoRecordIsSkippedAndTheNextRecordIsReadAllTheSam
                                                     {with("\"x\"", "7"), 1},
                                                     {with("\"0\":", "\"99999999999\":"), 1},
                                                     {with("{\"0\":\"x\"}", "[]"), 1},
+                                                    {with("{\"0\":\"x\"}", "{}"), 0},
                                                     {with("[2]", "[2.5]"), 1},
                                                     {with(":1,\"mono", ":\"1\",\"mono"), 1},
                                                     {with("\"/sbin/halt\"", "null"), 1},
