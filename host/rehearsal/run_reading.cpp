@@ -68,7 +68,8 @@ void readJob(const Sighted& sighted, const Settings& settings, double until, Shu
     } else if (seen.status) {
         job.signal = WTERMSIG(*seen.status);
     }
-    job.started = job.exitCode != kNotFound && job.exitCode != kNotExecutable;
+    const int code = job.exitCode.value_or(0);
+    job.started = code != kNotFound && code != kNotExecutable;
     job.timedOut = !seen.status && isPastJob(sighted);
     job.seconds = (isPastJob(sighted) ? seen.lastLook : until) - seen.begin;
     run.job = job;
