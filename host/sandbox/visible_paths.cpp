@@ -51,6 +51,7 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& too
     }
     asked.insert(asked.end(), options.needed.begin(), options.needed.end());
     std::vector<std::string> shown;
+    shown.reserve(asked.size());
     for (const auto& [whose, path] : asked) {
         shown.push_back(allowedPath(whose, path, PathUse::Show));
     }
