@@ -12,6 +12,7 @@
 
 #include "contract/settings.h"
 #include "host/common/visible_text.h"
+#include "host/sandbox/refused_places.h"
 
 namespace volad_dev {
 namespace {
@@ -24,13 +25,9 @@ constexpr std::array<std::string_view, 9> kThereAnyway = {"/usr",   "/etc",  "/b
 // Shared by all: of these the one file is bound, never the place.
 constexpr std::array<std::string_view, 6> kShared = {"/", "/tmp", "/opt", "/run", "/var", "/var/tmp"};
 
-bool isBelow(const fs::path& path, std::string_view place) {
-    const std::string text = path.string();
-    return text.starts_with(place) && (text.size() == place.size() || text[place.size()] == '/');
-}
-
 bool isThereAnyway(const fs::path& path) {
-    return std::ranges::any_of(kThereAnyway, [&](std::string_view place) { return isBelow(path, place); });
+    return std::ranges::any_of(kThereAnyway,
+                               [&](std::string_view place) { return isWithin(path, std::string(place)); });
 }
 
 bool isShared(const fs::path& path) {
@@ -89,7 +86,7 @@ public:
         std::ranges::sort(m_paths);
         std::vector<std::string> kept;
         for (const fs::path& path : m_paths) {
-            if (std::ranges::none_of(kept, [&](const std::string& above) { return isBelow(path, above); })) {
+            if (std::ranges::none_of(kept, [&](const std::string& above) { return isWithin(path, above); })) {
                 kept.push_back(path);
             }
         }

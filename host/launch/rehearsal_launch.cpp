@@ -4,7 +4,6 @@
 #include <ctime>
 #include <filesystem>
 #include <iterator>
-#include <string_view>
 
 #include <fmt/format.h>
 
@@ -18,6 +17,7 @@
 #include "host/launch/rehearsal_session.h"
 #include "host/rehearsal/schedule.h"
 #include "host/run/run_json.h"
+#include "host/sandbox/sandbox_environment.h"
 
 namespace volad_dev {
 namespace {
@@ -65,18 +65,8 @@ void bindFiles(LaunchOptions& options, const JobWorld& world) {
     }
 }
 
-// The PATH of the service that is rehearsed; empty for the caller's.
-std::string servicePath(const SandboxOptions& sandbox) {
-    std::string path;
-    for (const std::string& variable : sandbox.service) {
-        constexpr std::string_view kName = "PATH=";
-        path = variable.starts_with(kName) ? variable.substr(kName.size()) : path;
-    }
-    return sandbox.path.empty() ? path : sandbox.path;
-}
-
 Gate askGate(LaunchOptions& options, const Interruption& interruption) {
-    const GateHere here = gateHere(servicePath(options.sandbox), options.maintenanceHere, interruption);
+    const GateHere here = gateHere(givenPath(options.sandbox), options.maintenanceHere, interruption);
     Maintenance& maintenance = options.sandbox.maintenance;
     if (options.maintenanceHere) {
         maintenance = here == GateHere::Enabled   ? Maintenance::On

@@ -51,6 +51,15 @@ std::string reasonText(uint8_t reason, const std::string& messages) {
     return text.empty() ? em::lookUpReason(reason).text : text;
 }
 
+Asked askedBy(const RehearsalOptions& options, bool scheduled) {
+    const uint8_t reason = scheduled ? em::kReasonRealtimeClock : options.reason;
+    const char* const by = scheduled                          ? "schedule"
+                           : goesAsReply(*options.action)     ? "reply"
+                           : reason == em::kReasonPowerSwitch ? "power-switch"
+                                                              : "request";
+    return {by, options.action->name, reason, reasonText(reason, options.messages)};
+}
+
 } // namespace
 
 RunEnd askedEnd(const RehearsalOptions& options) {
@@ -78,7 +87,8 @@ RequestRun::RequestRun(const RehearsalOptions& options, const Settings& settings
       m_progress(std::move(progress)),
       m_limits(limits),
       m_limit(monotonicNow() + scheduledIn.value_or(0) + limits.schedule),
-      m_scheduled(scheduledIn.has_value()) {}
+      m_scheduled(scheduledIn.has_value()),
+      m_asked(askedBy(options, m_scheduled)) {}
 
 void RequestRun::follow() {
     if (!m_scheduled) {
@@ -231,18 +241,9 @@ Sighted RequestRun::sighted(const Commands& commands) const {
     return sighted;
 }
 
-Asked RequestRun::asked() const {
-    const uint8_t reason = m_scheduled ? em::kReasonRealtimeClock : m_options.reason;
-    const char* const by = m_scheduled                        ? "schedule"
-                           : goesAsReply(*m_options.action)   ? "reply"
-                           : reason == em::kReasonPowerSwitch ? "power-switch"
-                                                              : "request";
-    return {by, m_options.action->name, reason, reasonText(reason, m_options.messages)};
-}
-
 void RequestRun::report() const {
     ShutdownRun run;
-    run.asked = asked();
+    run.asked = m_asked;
     if (m_requestTime != 0) {
         const Sighted seen = sighted(commands()); // before the clock is read: nothing in it is later
         readRun(seen, m_settings, monotonicNow(), run);
@@ -254,7 +255,9 @@ RunEnd RequestRun::finalEnd() {
     const std::vector<Message> messages = m_host.journal().messages();
     const bool expected =
         endOf(messages, m_stopAsked, false) == RunEnd::NotPermitted && m_options.uid == 0 && !m_end;
-    static_cast<void>(m_recorder.waitForRecord(expected ? kCommandBound : kSettleBound));
+    // The module's first: what the job wrote there before it is not waited for.
+    static_cast<void>(
+        m_recorder.waitForRecord(expected ? kCommandBound : kSettleBound, commands().ofJob.size()));
     if (m_end) {
         return *m_end;
     }
@@ -267,7 +270,7 @@ RunEnd RequestRun::finalEnd() {
 ShutdownRun RequestRun::conclude() {
     ShutdownRun run;
     run.end = finalEnd();
-    run.asked = asked();
+    run.asked = m_asked;
     const Commands started = commands();
     const Sighted seen = sighted(started);
     readRun(seen, m_settings, endTime(seen), run);

@@ -60,7 +60,6 @@ private:
     [[nodiscard]] Commands commands() const;
     [[nodiscard]] bool startedSomething() const;
     [[nodiscard]] Sighted sighted(const Commands& commands) const;
-    [[nodiscard]] Asked asked() const;
     void report() const;
 
     const RehearsalOptions& m_options;
@@ -74,7 +73,8 @@ private:
     // On the monotonic clock, each until it is over.
     std::optional<double> m_cancelAt, m_stopAt;
     double m_limit; // longer than the run can take
-    bool m_scheduled;
+    const bool m_scheduled;
+    const Asked m_asked; // once: the reason's text is searched in the message file
     bool m_stopAsked = false;
     std::optional<RunEnd> m_end; // what the messages do not tell
 };

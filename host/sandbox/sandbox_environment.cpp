@@ -25,17 +25,6 @@ bool isLetThrough(std::string_view assignment) {
                                [&](std::string_view begin) { return assignment.starts_with(begin); });
 }
 
-std::string chosenPath(const SandboxOptions& options) {
-    if (!options.path.empty()) {
-        return options.path;
-    }
-    std::string path = kServicesPath;
-    for (const std::string& variable : options.service) {
-        path = variable.starts_with(kPath) ? variable.substr(kPath.size()) : path;
-    }
-    return path;
-}
-
 [[noreturn]] void refuse(const std::string& text) {
     throw Failure(text, kExitUsage);
 }
@@ -48,8 +37,17 @@ void setVariable(std::vector<std::string>& arguments, const std::string& assignm
 
 } // namespace
 
+std::string givenPath(const SandboxOptions& options) {
+    std::string path;
+    for (const std::string& variable : options.service) {
+        path = variable.starts_with(kPath) ? variable.substr(kPath.size()) : path;
+    }
+    return options.path.empty() ? path : options.path;
+}
+
 std::vector<std::string> searchPath(const SandboxOptions& options) {
-    const std::string path = chosenPath(options);
+    const std::string given = givenPath(options);
+    const std::string path = given.empty() ? kServicesPath : given;
     std::vector<std::string> directories;
     bool standIns = false;
     for (size_t begin = 0; begin <= path.size();) {

@@ -8,6 +8,9 @@
 
 namespace volad_dev {
 
+// The PATH that was chosen, else that of the service; empty without either.
+[[nodiscard]] std::string givenPath(const SandboxOptions& options);
+
 // PATH inside, directory by directory: the one that was chosen, else that of the service, else what a service
 // manager gives its services. Throws Failure (kExitUsage) when one of them is not absolute, or none holds the
 // stand-ins.
