@@ -1,39 +1,12 @@
 #include "host/run/known_run_json.h"
 
-#include <cmath>
-#include <string_view>
+#include <functional>
 
 #include "host/common/json_writer.h"
+#include "host/run/run_json_parts.h"
 
 namespace volad_dev {
 namespace {
-
-// Times in whole microseconds: what lies below is no property of the run.
-void writeTime(JsonWriter& writer, const char* name, std::optional<double> seconds) {
-    writer.member(name, seconds ? std::optional(std::round(*seconds * 1e6) / 1e6) : std::nullopt);
-}
-
-template <class Element, class Write>
-void writeList(JsonWriter& writer, const char* name, const std::vector<Element>& elements, Write write) {
-    writer.beginArray(name);
-    for (const Element& element : elements) {
-        writer.beginObject();
-        write(element);
-        writer.endObject();
-    }
-    writer.endArray();
-}
-
-// Null where no line could have told.
-template <class Element, class Write>
-void writeListIf(JsonWriter& writer, bool known, const char* name, const std::vector<Element>& elements,
-                 Write write) {
-    if (known) {
-        writeList(writer, name, elements, write);
-    } else {
-        writer.member(name, nullptr);
-    }
-}
 
 void writeAsked(JsonWriter& writer, const KnownRun& run) {
     writer.beginObject("asked");
@@ -81,48 +54,23 @@ void writeJob(JsonWriter& writer, const std::optional<KnownJob>& job) {
     writer.endObject();
 }
 
-void writeCommand(JsonWriter& writer, const std::optional<KnownCommand>& command) {
-    if (!command) {
-        writer.member("command", nullptr);
-        return;
+// Null where no line could have told.
+void writeIf(JsonWriter& writer, bool known, const char* name, const std::function<void()>& write) {
+    if (known) {
+        write();
+    } else {
+        writer.member(name, nullptr);
     }
-    writer.beginObject("command");
-    writer.member("line", command->line);
-    writeTime(writer, "seconds", command->seconds);
-    writer.member("directory", command->directory);
-    writer.endObject();
 }
 
 void writeCourse(JsonWriter& writer, const KnownRun& run) {
-    writeList(writer, "phases", run.phases, [&](const KnownPhase& phase) {
-        writer.member("name", phase.name);
-        writeTime(writer, "start", phase.start);
-        writeTime(writer, "seconds", phase.seconds);
-    });
-    writeListIf(writer, run.shows(known_from::kMessages), "messages", run.messages,
-                [&](const KnownMessage& message) {
-                    writeTime(writer, "at", message.at);
-                    writer.member("direction", message.toModule ? "to-module" : "to-host");
-                    writer.json("envelope", message.envelope);
-                });
-    writeListIf(writer, run.shows(known_from::kStatuses), "statuses", run.statuses,
-                [&](const KnownStatus& status) {
-                    writeTime(writer, "at", status.at);
-                    writer.member("value", status.value);
-                });
-}
-
-void writeRest(JsonWriter& writer, const KnownRun& run) {
-    writeListIf(writer, run.left.has_value(), "left", run.left.value_or(std::vector<LeftFile>()),
-                [&](const LeftFile& left) {
-                    writer.member("file", left.file);
-                    writer.member("bytes", left.bytes);
-                });
-    writeListIf(writer, run.warnings.has_value(), "warnings", run.warnings.value_or(std::vector<Warning>()),
-                [&](const Warning& warning) {
-                    writer.member("code", warning.code);
-                    writer.member("text", warning.text);
-                });
+    writePhases(writer, run.phases);
+    writeIf(writer, run.shows(known_from::kMessages), "messages",
+            [&] { writeMessages(writer, run.messages); });
+    writeIf(writer, run.shows(known_from::kStatuses), "statuses",
+            [&] { writeStatuses(writer, run.statuses); });
+    writeIf(writer, run.left.has_value(), "left", [&] { writeLeft(writer, *run.left); });
+    writeIf(writer, run.warnings.has_value(), "warnings", [&] { writeWarnings(writer, *run.warnings); });
 }
 
 void writeRun(JsonWriter& writer, const KnownRun& run) {
@@ -136,7 +84,6 @@ void writeRun(JsonWriter& writer, const KnownRun& run) {
     writeJob(writer, run.job);
     writeCommand(writer, run.command);
     writeCourse(writer, run);
-    writeRest(writer, run);
 }
 
 } // namespace

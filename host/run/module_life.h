@@ -23,6 +23,7 @@ public:
     void end();
 
 private:
+    static constexpr std::string_view kEarlier = "an earlier shutdown"; // shut the queue
     using Handler = void (ModuleLife::*)(const TraceLine&);
     struct HandlerRow {
         TraceEvent event;
@@ -30,7 +31,8 @@ private:
     };
     static constexpr auto handlers();
 
-    // One for each group of lines.
+    // One for each group of lines: what comes in and waits (module_life.cpp), and what is worked on
+    // (module_task.cpp).
     void onStarting(const TraceLine& line);
     void onStopping(const TraceLine& line);
     void onMessage(const TraceLine& line);
