@@ -22,7 +22,7 @@ std::optional<Number> parsed(const std::string& text) {
 }
 
 std::string enumerated(const std::vector<std::string>& names) {
-    const std::string last = names.back();
+    const std::string& last = names.back();
     return names.size() == 1 ? last
                              : fmt::format("{} or {}", fmt::join(names.begin(), names.end() - 1, ", "), last);
 }

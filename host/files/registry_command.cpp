@@ -263,6 +263,7 @@ int runRegistryCommand(const RegistryCommand& command) {
 // A value's type by its name.
 std::vector<Choice<int32_t>> typeChoices() {
     std::vector<Choice<int32_t>> choices;
+    choices.reserve(em::kRegistryValueTypes.size());
     for (const em::RegistryValueType& type : em::kRegistryValueTypes) {
         choices.push_back({type.name.data(), type.type}); // a literal's
     }
