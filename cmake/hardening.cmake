@@ -2,7 +2,7 @@
 add_library(em_build_options INTERFACE)
 target_compile_features(em_build_options INTERFACE cxx_std_20)
 target_compile_options(em_build_options INTERFACE
-  -fstack-protector-strong -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+  -fstack-protector-strong -fstack-clash-protection -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(EM_SANITIZE)
   string(REPLACE ";" "," EM_SANITIZE_LIST "${EM_SANITIZE}")
@@ -12,7 +12,7 @@ if(EM_SANITIZE)
   target_compile_definitions(em_build_options INTERFACE EM_SANITIZED=1)
 else()
   target_compile_options(em_build_options INTERFACE
-    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>)
 endif()
 if(EM_COVERAGE)
   target_compile_options(em_build_options INTERFACE --coverage -fprofile-update=atomic)

@@ -11,6 +11,7 @@
 #include "host/common/failure.h"
 #include "host/common/json_output.h"
 #include "host/common/standard_streams.h"
+#include "host/common/tool_files.h"
 #include "host/launch/interruption.h"
 #include "host/launch/job_world.h"
 #include "host/launch/machine_answers.h"
@@ -24,14 +25,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string besideTheTool(const char* name) {
-    return fs::read_symlink("/proc/self/exe").parent_path() / name;
-}
-
 // The directory inside is another one.
 void makeAbsolute(RehearsalOptions& options) {
     if (options.module.empty()) {
-        options.module = besideTheTool("em_shutdown.so");
+        options.module = moduleFile();
     }
     for (std::string* const path : {&options.module, &options.settings, &options.messages}) {
         if (!path->empty()) {

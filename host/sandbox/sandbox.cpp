@@ -22,6 +22,7 @@
 
 #include "base/unique_fd.h"
 #include "host/common/failure.h"
+#include "host/common/tool_files.h"
 #include "host/sandbox/bubblewrap.h"
 #include "host/sandbox/memory_file.h"
 #include "host/sandbox/sandbox_arguments.h"
@@ -69,8 +70,8 @@ std::string joined(const std::vector<std::string>& arguments) {
 }
 
 // The gate asks the guard inside and then becomes the command.
-std::vector<std::string> guarded(const fs::path& directory, const std::vector<std::string>& command) {
-    std::vector<std::string> line = {directory / kGateName};
+std::vector<std::string> guarded(const std::vector<std::string>& command) {
+    std::vector<std::string> line = {helperFile(kGateName)};
     line.insert(line.end(), command.begin(), command.end());
     std::string& program = line[line.size() - command.size()];
     if (program.find('/') != std::string::npos) {
@@ -118,7 +119,7 @@ void giveUpRoot() {
     prctl(PR_SET_DUMPABLE, 1); // else the files of the process itself stay root's
 }
 
-Launch prepare(const SandboxOptions& options, const fs::path& directory) {
+Launch prepare(const SandboxOptions& options) {
     if (options.asNobody) {
         giveUpRoot();
     }
@@ -129,8 +130,8 @@ Launch prepare(const SandboxOptions& options, const fs::path& directory) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment
     const char* const coverage = std::getenv(layout::kCoverageVariable);
     const bool counted = coverage != nullptr && *coverage != '\0';
-    const VisiblePaths paths(options, directory, counted ? coverage : nullptr);
-    const std::string recorder = directory / kRecorderName;
+    const VisiblePaths paths(options, toolDirectories(), counted ? coverage : nullptr);
+    const std::string recorder = helperFile(kRecorderName);
     const std::vector<std::string> arguments =
         sandboxArguments(options, paths, recorder, {kMarkerFd, kAnswerFd, kToolFd, kFilterFd}, environ);
     em::UniqueFd filter = fileInMemory("");
@@ -151,9 +152,9 @@ Launch prepare(const SandboxOptions& options, const fs::path& directory) {
 } // namespace
 
 struct SandboxedCommand::State {
-    State(const SandboxOptions& options, const fs::path& directory, const std::vector<std::string>& command)
-        : launch(prepare(options, directory)),
-          child(startBubblewrap(launch, options, guarded(directory, command))),
+    State(const SandboxOptions& options, const std::vector<std::string>& command)
+        : launch(prepare(options)),
+          child(startBubblewrap(launch, options, guarded(command))),
           // By number: C++ cannot link this glibc's pidfd_open.
           ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0))) {}
 
@@ -164,8 +165,7 @@ struct SandboxedCommand::State {
 
 SandboxedCommand::SandboxedCommand(const SandboxOptions& options, const std::vector<std::string>& command) {
     try {
-        const fs::path directory = fs::read_symlink("/proc/self/exe").parent_path();
-        m_state = std::make_unique<State>(options, directory, command);
+        m_state = std::make_unique<State>(options, command);
     } catch (const Failure&) {
         throw;
     } catch (const std::exception& exception) {

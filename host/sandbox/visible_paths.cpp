@@ -43,7 +43,7 @@ void coverEntry(std::vector<std::string>& arguments, const HiddenEntry& entry) {
     }
 }
 
-VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& toolDirectory,
+VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::vector<std::string>& own,
                            const char* coverage) {
     std::vector<NeededPath> asked;
     for (const std::string& path : options.readOnly) {
@@ -58,13 +58,18 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& too
     for (const std::string& path : options.copies) {
         m_copies.push_back(allowedPath("--copy", path, PathUse::Copy));
     }
-    const std::string own = allowedPath(kOwnDirectory, toolDirectory, PathUse::Show);
+    std::vector<std::string> ownPlaces;
+    ownPlaces.reserve(own.size());
+    for (const std::string& directory : own) {
+        ownPlaces.push_back(allowedPath(kOwnDirectory, directory, PathUse::Show));
+    }
     const std::string scratch =
         options.scratch.empty() ? "" : allowedPath("--scratch", options.scratch, PathUse::Write);
     const std::string counts =
         coverage == nullptr ? "" : allowedPath("GCOV_PREFIX", coverage, PathUse::Write);
     std::vector<std::string> sources = shown;
-    sources.insert(sources.end(), {own, scratch, counts});
+    sources.insert(sources.end(), ownPlaces.begin(), ownPlaces.end());
+    sources.insert(sources.end(), {scratch, counts});
     look(sources);
     size_t entries = 0;
     checkCopies(m_copies, options.size, entries);
@@ -84,7 +89,9 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::string& too
             m_arguments.insert(m_arguments.end(), {"--bind", placeOfCopy(i), place});
         }
     }
-    show(toolDirectory, own); // over a copy of it, too: what asks the guard is not to be written
+    for (size_t i = 0; i < own.size(); ++i) {
+        show(own[i], ownPlaces[i]); // over a copy of it, too: what asks the guard is not to be written
+    }
     if (scratch.empty()) {
         m_arguments.insert(m_arguments.end(), {"--bind", placeOfMemory(layout::kScratch), layout::kScratch});
     } else {

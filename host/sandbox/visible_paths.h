@@ -14,10 +14,10 @@ namespace volad_dev {
 
 class VisiblePaths {
 public:
-    // toolDirectory: of the tool, its recorder and the module. coverage: the directory of a coverage run's
+    // own: the directories of the tool and of its helpers. coverage: the directory of a coverage run's
     // counts, or null. Looks at every tree. Throws Failure (kExitUsage) naming the path that may not be
     // shown.
-    VisiblePaths(const SandboxOptions& options, const std::string& toolDirectory, const char* coverage);
+    VisiblePaths(const SandboxOptions& options, const std::vector<std::string>& own, const char* coverage);
 
     // Of bubblewrap, which follows them in this order.
     [[nodiscard]] const std::vector<std::string>& arguments() const { return m_arguments; }
