@@ -119,7 +119,8 @@ void readLists(const Json& object, ShutdownRun& run) {
 
 std::optional<ShutdownRun> readRunJson(std::string_view text) {
     rapidjson::Document document;
-    document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
+                                                                                           text.size());
     if (document.HasParseError() || !document.IsObject() ||
         numberAt(document, "schema") != JsonWriter::kSchema) {
         return std::nullopt;

@@ -1,0 +1,67 @@
+#include "host/picture/time_axis.h"
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <numeric>
+
+namespace volad_dev {
+namespace {
+
+// The longest ones count as waits that are broken, if they are long against the sum of all others.
+struct Waits {
+    double broken = std::numeric_limits<double>::infinity(); // so long and longer
+    double drawn = 0;                                        // that is as long as this
+};
+
+Waits findWaits(std::vector<double> gaps) {
+    std::sort(gaps.begin(), gaps.end(), std::greater<>());
+    Waits waits;
+    for (size_t count = 1; count <= std::min(TimeAxis::kMostBreaks, gaps.size()); ++count) {
+        const auto shorter = gaps.begin() + static_cast<std::ptrdiff_t>(count);
+        const double others = std::accumulate(shorter, gaps.end(), 0.0);
+        const bool alone = shorter == gaps.end() || *shorter < gaps[count - 1];
+        if (alone && gaps[count - 1] > std::max(TimeAxis::kLongWait, TimeAxis::kLongRatio * others)) {
+            waits = {gaps[count - 1], std::max(TimeAxis::kLeastDrawn, TimeAxis::kDrawnRatio * others)};
+        }
+    }
+    return waits;
+}
+
+} // namespace
+
+TimeAxis::TimeAxis(std::vector<double> times) {
+    if (times.empty()) {
+        times.push_back(0);
+    }
+    std::sort(times.begin(), times.end());
+    std::vector<double> gaps(times.size());
+    std::adjacent_difference(times.begin(), times.end(), gaps.begin());
+    gaps.erase(gaps.begin());
+    const Waits waits = findWaits(gaps);
+    m_knots.reserve(times.size());
+    m_knots.push_back({times.front(), 0});
+    for (size_t i = 0; i < gaps.size(); ++i) {
+        const bool broken = gaps[i] >= waits.broken;
+        if (broken) {
+            m_breaks.push_back({times[i], times[i + 1]});
+        }
+        m_knots.push_back({times[i + 1], m_knots.back().drawn + (broken ? waits.drawn : gaps[i])});
+    }
+}
+
+double TimeAxis::place(double seconds) const {
+    const auto next = std::upper_bound(m_knots.begin(), m_knots.end(), seconds,
+                                       [](double time, const Knot& knot) { return time < knot.seconds; });
+    if (next == m_knots.begin() || m_knots.back().drawn <= 0) {
+        return 0;
+    }
+    if (next == m_knots.end()) {
+        return 1;
+    }
+    const Knot& last = *(next - 1);
+    const double part = (seconds - last.seconds) / (next->seconds - last.seconds);
+    return (last.drawn + part * (next->drawn - last.drawn)) / m_knots.back().drawn;
+}
+
+} // namespace volad_dev
