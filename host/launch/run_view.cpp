@@ -71,7 +71,8 @@ void RunView::print(const std::string& text) {
 
 void RunView::printLive(const std::string& line) {
     clearLive();
-    const std::string_view shown = std::string_view(line).substr(0, lengthOf(line, standardOutputColumns() - 1));
+    const std::string_view shown =
+        std::string_view(line).substr(0, lengthOf(line, standardOutputColumns() - 1));
     static_cast<void>(std::fwrite(shown.data(), 1, shown.size(), stdout));
     static_cast<void>(std::fflush(stdout));
     m_liveShown = true;

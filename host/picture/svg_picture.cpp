@@ -103,7 +103,7 @@ private:
             lines.push_back(statuses);
         }
         if (m_picture.job) {
-            lines.push_back(fmt::format("job {}: {}", m_picture.job->name, m_picture.jobEnd));
+            lines.push_back(fmt::format("job {}: {}", m_picture.jobEnd, m_picture.job->name));
         }
         lines.insert(lines.end(), m_picture.notes.begin(), m_picture.notes.end());
         return lines;

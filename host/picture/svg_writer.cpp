@@ -5,18 +5,11 @@
 #include "host/common/visible_text.h"
 
 namespace volad_dev {
-namespace {
-
-constexpr std::string_view kNoCharacters = "\xEF\xBF"; // and BE or BF: U+FFFE and U+FFFF, which XML has not
-
-} // namespace
 
 std::string xmlText(std::string_view text) {
     std::string escaped;
-    const std::string visible = visibleText(text);
-    for (size_t i = 0; i < visible.size(); ++i) {
-        const std::string_view rest = std::string_view(visible).substr(i);
-        switch (rest[0]) {
+    for (const char character : visibleText(text)) {
+        switch (character) {
         case '&':
             escaped += "&amp;";
             break;
@@ -30,12 +23,7 @@ std::string xmlText(std::string_view text) {
             escaped += "&quot;";
             break;
         default:
-            if (rest.starts_with(kNoCharacters) && static_cast<unsigned char>(rest[2]) >= 0xBE) {
-                escaped += rest[2] == '\xBE' ? "\\uFFFE" : "\\uFFFF";
-                i += 2;
-            } else {
-                escaped += rest[0];
-            }
+            escaped += character;
         }
     }
     return escaped;

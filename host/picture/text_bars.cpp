@@ -20,7 +20,7 @@ constexpr Glyphs kUtf8 = {"\u2588", "\u2592", "\u25B2", "\u2571"};
 constexpr Glyphs kAscii = {"#", "=", "^", "/"};
 
 constexpr size_t kNameColumns = 15;   // in front of the bars
-constexpr size_t kNumberColumns = 12; // behind them
+constexpr size_t kNumberColumns = 14; // behind them
 
 class Bars {
 public:
@@ -63,10 +63,10 @@ private:
         std::string line =
             fmt::format("{:<{}}{}", cutTo(name, kNameColumns - 1), kNameColumns, fmt::join(cells, ""));
         if (!number.empty()) {
-            line += fmt::format("{:>{}}", number, kNumberColumns);
+            line += fmt::format("{:>{}}", cutTo(number, kNumberColumns), kNumberColumns);
         }
         line.erase(line.find_last_not_of(' ') + 1);
-        m_text += line + '\n';
+        m_text += line + '\n'; // of known width, and some glyphs count as two columns
     }
 
     [[nodiscard]] Cells barOf(const PictureSpan& span, std::string_view glyph) const {
@@ -185,7 +185,7 @@ private:
             addNote("status", fmt::format("{}", fmt::join(statuses, ", ")));
         }
         if (m_picture.job) {
-            addNote("job", m_picture.job->name + ": " + m_picture.jobEnd);
+            addNote("job", m_picture.jobEnd + ": " + m_picture.job->name);
         }
         addNote("command", m_picture.command ? m_picture.command->name : "none was started");
         for (const std::string& note : m_picture.notes) {

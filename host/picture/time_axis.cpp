@@ -8,24 +8,23 @@
 namespace volad_dev {
 namespace {
 
-// The longest ones count as waits that are broken, if they are long against the sum of all others.
 struct Waits {
     double broken = std::numeric_limits<double>::infinity(); // so long and longer
     double drawn = 0;                                        // that is as long as this
 };
 
+// As few of the longest ones as are long against the sum of all others.
 Waits findWaits(std::vector<double> gaps) {
     std::sort(gaps.begin(), gaps.end(), std::greater<>());
-    Waits waits;
     for (size_t count = 1; count <= std::min(TimeAxis::kMostBreaks, gaps.size()); ++count) {
         const auto shorter = gaps.begin() + static_cast<std::ptrdiff_t>(count);
         const double others = std::accumulate(shorter, gaps.end(), 0.0);
         const bool alone = shorter == gaps.end() || *shorter < gaps[count - 1];
         if (alone && gaps[count - 1] > std::max(TimeAxis::kLongWait, TimeAxis::kLongRatio * others)) {
-            waits = {gaps[count - 1], std::max(TimeAxis::kLeastDrawn, TimeAxis::kDrawnRatio * others)};
+            return {gaps[count - 1], std::max(TimeAxis::kLeastDrawn, TimeAxis::kDrawnRatio * others)};
         }
     }
-    return waits;
+    return {};
 }
 
 } // namespace
