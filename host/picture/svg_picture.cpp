@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string_view>
 #include <vector>
 
@@ -24,7 +25,8 @@ std::string hoverText(const std::string& json) {
 
 // As exact as there is room for.
 std::string shortTime(double seconds) {
-    return seconds < 100 ? thousandths(seconds) : fmt::format("{:.{}f}", seconds, seconds < 10'000 ? 1 : 0);
+    const double size = std::abs(seconds);
+    return size < 100 ? thousandths(seconds) : fmt::format("{:.{}f}", seconds, size < 10'000 ? 1 : 0);
 }
 
 class Drawing {
@@ -221,9 +223,9 @@ private:
             if (phase.begin && phase.end) {
                 line("leader", kPhaseLabels + 2, middle, kModule, (y(*phase.begin) + y(*phase.end)) / 2);
             }
-            const std::string name = cutTo(phase.name, kPhaseColumns - 1 - seconds.size());
-            text(kPhaseLabels, middle + 4, "right", seconds.empty() ? name : name + ' ' + seconds,
-                 kPhaseColumns);
+            std::string label = cutTo(phase.name, kPhaseColumns - 1 - seconds.size());
+            label.append(seconds.empty() ? 0 : 1, ' ').append(seconds);
+            text(kPhaseLabels, middle + 4, "right", label, kPhaseColumns);
             m_svg.end();
         }
     }
@@ -290,14 +292,16 @@ private:
     void drawBreaks() {
         for (const TimeAxis::Break& broken : m_picture.axis.breaks()) {
             const double middle = (y(broken.from) + y(broken.to)) / 2;
-            const auto isOn = [&](const std::optional<PictureSpan>& span) {
-                return span && span->begin && span->end && *span->begin<broken.to&& * span->end> broken.from;
+            const auto isOn = [&](const PictureSpan& span) {
+                return span.begin && span.end && broken.to > *span.begin && *span.end > broken.from;
             };
             zigzag(kAxis, 8, middle);
             text(kTicks, middle - 3, "dim right", "wait of", kTickColumns);
-            text(kTicks, middle + 11, "dim right", shortTime(broken.to - broken.from) + " s", kTickColumns);
-            zigzag(kModule + kModuleWidth / 2, kModuleWidth + 4, middle);
-            if (isOn(m_picture.job)) {
+            text(kTicks, middle + 11, "dim right", shortTime(broken.to - broken.from), kTickColumns);
+            if (std::ranges::any_of(m_picture.phases, isOn)) {
+                zigzag(kModule + kModuleWidth / 2, kModuleWidth + 4, middle);
+            }
+            if (m_picture.job && isOn(*m_picture.job)) {
                 zigzag(kJob, kBarWidth + 4, middle);
             }
         }

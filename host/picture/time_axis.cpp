@@ -34,9 +34,11 @@ TimeAxis::TimeAxis(std::vector<double> times) {
         times.push_back(0);
     }
     std::sort(times.begin(), times.end());
-    std::vector<double> gaps(times.size());
-    std::adjacent_difference(times.begin(), times.end(), gaps.begin());
-    gaps.erase(gaps.begin());
+    std::vector<double> gaps;
+    gaps.reserve(times.size());
+    for (size_t i = 1; i < times.size(); ++i) {
+        gaps.push_back(times[i] - times[i - 1]);
+    }
     const Waits waits = findWaits(gaps);
     m_knots.reserve(times.size());
     m_knots.push_back({times.front(), 0});
