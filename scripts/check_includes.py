@@ -50,14 +50,15 @@ ROOMS = {
     "host/sandbox/recorder": {"host/sandbox"},
     "host/sandbox/gate": {"host/sandbox", "host/common"},
     "host/files": TRACE | PLATFORM | {"src/markup", "src/catalogue", "src/frame/configuration", "host/common"},
-    "host/run": CONTRACT | {"host/common"},
-    "host/story": BASE | CONTRACT | {"host/common", "host/run"},
+    "host/run": BASE | CONTRACT | {"host/common"},
+    "host/story": CONTRACT | {"host/common", "host/run"},
+    "host/picture": CONTRACT | {"host/common", "host/run"},
     "host/hosting": CONTRACT | ENVELOPE | {"host/common"},
     "host/rehearsal": BASE | CONTRACT | ENVELOPE | {
         "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
     "host/launch": BASE | CONTRACT | {
         "src/platform/processes", "host/common", "host/run", "host/hosting", "host/sandbox", "host/rehearsal"},
-    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal", "host/launch", "host/story"},
+    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal", "host/launch", "host/story", "host/picture"},
     # What tests are made with.
     "tests/fake": BASE,
     "tests/rig": CONTRACT | {"host/sandbox"},

@@ -22,6 +22,7 @@
 #include "host/files/registry_command.h"
 #include "host/launch/job_command.h"
 #include "host/launch/rehearse_command.h"
+#include "host/picture/timeline_command.h"
 #include "host/rehearsal/inside_command.h"
 #include "host/sandbox/sandbox_command.h"
 #include "host/story/explain_command.h"
@@ -30,9 +31,9 @@ namespace volad_dev {
 namespace {
 
 // In the order in which the help lists them.
-constexpr std::array<AddCommand, 9> kCommands = {addRehearseCommand, addJobCommand,      addSandboxCommand,
-                                                 addInsideCommand,   addMessagesCommand, addProfileCommand,
-                                                 addRegistryCommand, addCheckCommand,    addExplainCommand};
+constexpr std::array<AddCommand, 10> kCommands = {
+    addRehearseCommand, addJobCommand,      addSandboxCommand, addInsideCommand,  addMessagesCommand,
+    addProfileCommand,  addRegistryCommand, addCheckCommand,   addExplainCommand, addTimelineCommand};
 
 void parse(CLI::App& app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end()); // as the parser takes them

@@ -3,42 +3,16 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
-#include <CLI/App.hpp>
-
-#include "base/unique_fd.h"
+#include "host/common/output_file.h"
 
 namespace volad_dev {
 
 CLI::Option* addJsonOption(CLI::App& app, std::string& target);
 
-// Opened before the work, so that none is done for a file that cannot be had. A file is replaced as a whole,
-// by a rename; what is no file of its own (a device, a FIFO, a link such as /dev/fd/3) is written in place.
-class JsonOutput {
+class JsonOutput : public OutputFile {
 public:
-    enum class Way { Whole, InPlace }; // in place: for who may not rename in the directory later
-    // Empty: no JSON is asked for. Throws Failure when the file cannot be opened.
-    explicit JsonOutput(const std::string& file, Way way = Way::Whole);
-    ~JsonOutput(); // a file that was not written is left as it was
-    JsonOutput(const JsonOutput&) = delete;
-    JsonOutput& operator=(const JsonOutput&) = delete;
-
-    [[nodiscard]] bool asked() const { return !m_file.empty(); }
-    [[nodiscard]] bool takesStandardOutput() const { return m_file == "-"; }
-
-    // The whole of it, once. Throws Failure when it could not be written.
-    void write(std::string_view document);
-
-private:
-    [[nodiscard]] bool isStandardOutput() const;
-    void openBeside();
-    void put(std::string_view document) const;
-    [[noreturn]] void fail(int error) const;
-
-    std::string m_file;
-    std::string m_beside; // takes the place of m_file when it is complete; empty: written in place
-    em::UniqueFd m_fd;
+    explicit JsonOutput(const std::string& file, Way way = Way::Whole) : OutputFile("--json", file, way) {}
 };
 
 } // namespace volad_dev

@@ -1,6 +1,7 @@
 #include "host/common/standard_streams.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,6 +26,11 @@ void occupyStandardDescriptors() {
 
 void ignoreBrokenPipes() {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // fails for unknown signals only
+}
+
+size_t standardOutputColumns() {
+    winsize size = {};
+    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 80;
 }
 
 void printWhole(std::string_view text) {

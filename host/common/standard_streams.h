@@ -1,6 +1,7 @@
 // The tool's standard streams: what is printed arrives, or is told to be lost.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace volad_dev {
@@ -12,6 +13,9 @@ void occupyStandardDescriptors();
 // For commands that start no other program, which would inherit it: a pipe that nobody reads any more then is
 // a write error like others.
 void ignoreBrokenPipes();
+
+// Of the terminal that standard output is; 80 where it is none, or one that does not tell.
+[[nodiscard]] size_t standardOutputColumns();
 
 // Bytes as they are. Throws std::system_error, as fmt::print does.
 void printWhole(std::string_view text);

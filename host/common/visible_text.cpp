@@ -40,7 +40,8 @@ size_t controlLength(std::string_view text) {
     const auto third = static_cast<unsigned char>(text.size() > 2 ? text[2] : 0);
     const bool separates = text.starts_with("\xE2\x80") && third >= 0xA8 && third <= 0xAE;
     const bool isolates = text.starts_with("\xE2\x81") && third >= 0xA6 && third <= 0xA9;
-    return separates || isolates ? 3 : 0;
+    const bool isNone = text.starts_with("\xEF\xBF") && third >= 0xBE; // U+FFFE and U+FFFF
+    return separates || isolates || isNone ? 3 : 0;
 }
 
 // Bytes that are no UTF-8 are escaped, and so many others as there are to be at the start of a valid text.

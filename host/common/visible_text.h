@@ -8,7 +8,8 @@
 namespace volad_dev {
 
 // Line ends and tabs become \n, \r and \t; every other control character (C0, DEL, C1), the separators U+2028
-// and U+2029, what turns the direction of writing and each byte that is no UTF-8 become \xNN, byte by byte.
+// and U+2029, what turns the direction of writing, U+FFFE and U+FFFF, which are no characters, and each byte
+// that is no UTF-8 become \xNN, byte by byte.
 // All else stays, a backslash too: it separates the names of a registry path, which would be unreadable
 // doubled.
 [[nodiscard]] std::string visibleText(std::string_view text);

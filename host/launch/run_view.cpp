@@ -1,6 +1,5 @@
 #include "host/launch/run_view.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 
 #include "contract/reasons.h"
 #include "contract/settings.h"
+#include "host/common/standard_streams.h"
 #include "host/common/visible_text.h"
 #include "host/hosting/journal.h"
 #include "host/run/run_text.h"
@@ -20,11 +20,6 @@ namespace volad_dev {
 namespace {
 
 constexpr size_t kOutputLines = 6; // of the job, so that all fits one screen
-
-size_t columns() {
-    winsize size = {};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 80;
-}
 
 // Bytes of that many characters at most: a line that wraps cannot be taken back.
 size_t lengthOf(std::string_view text, size_t most) {
@@ -76,7 +71,8 @@ void RunView::print(const std::string& text) {
 
 void RunView::printLive(const std::string& line) {
     clearLive();
-    const std::string_view shown = std::string_view(line).substr(0, lengthOf(line, columns() - 1));
+    const std::string_view shown =
+        std::string_view(line).substr(0, lengthOf(line, standardOutputColumns() - 1));
     static_cast<void>(std::fwrite(shown.data(), 1, shown.size(), stdout));
     static_cast<void>(std::fflush(stdout));
     m_liveShown = true;

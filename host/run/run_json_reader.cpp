@@ -51,6 +51,25 @@ std::vector<Element> listAt(const Json& object, const char* key, Read read) {
     return elements;
 }
 
+// Values that are nested deeper would be written by as deep a recursion; an envelope has a handful.
+constexpr int kDeepestNesting = 100;
+
+// Of valid JSON.
+bool isNestedTooDeep(std::string_view text) {
+    int depth = 0;
+    bool inText = false;
+    for (size_t i = 0; i < text.size() && depth <= kDeepestNesting; ++i) {
+        if (text[i] == '"') {
+            inText = !inText;
+        } else if (inText) {
+            i += text[i] == '\\' ? 1 : 0; // and what it escapes
+        } else {
+            depth += text[i] == '[' || text[i] == '{' ? 1 : text[i] == ']' || text[i] == '}' ? -1 : 0;
+        }
+    }
+    return depth > kDeepestNesting;
+}
+
 std::string textOf(const Json& value) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
@@ -119,8 +138,9 @@ void readLists(const Json& object, ShutdownRun& run) {
 
 std::optional<ShutdownRun> readRunJson(std::string_view text) {
     rapidjson::Document document;
-    document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
-    if (document.HasParseError() || !document.IsObject() ||
+    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
+                                                                                           text.size());
+    if (document.HasParseError() || isNestedTooDeep(text) || !document.IsObject() ||
         numberAt(document, "schema") != JsonWriter::kSchema) {
         return std::nullopt;
     }

@@ -11,7 +11,7 @@
 #include "host/common/json_output.h"
 #include "host/common/standard_streams.h"
 #include "host/run/known_run_json.h"
-#include "host/story/run_input.h"
+#include "host/run/run_input.h"
 #include "host/story/story.h"
 
 namespace volad_dev {
@@ -24,19 +24,6 @@ struct ExplainCommand {
     std::string json; // file, empty for none
     bool all = false;
 };
-
-// Without a shutdown there may still be something to say about the trace.
-std::string nothingFound(const ExplainCommand& command, const RunInput& input) {
-    std::string text = fmt::format("there is no shutdown in \"{}\"", command.file);
-    if (!input.level) {
-        return text + ", nor any other line of the module that tells of one";
-    }
-    text += fmt::format("; its level seems to be {}", *input.level);
-    return *input.level < known_from::kRequest
-               ? text + fmt::format(", and a request that is refused shows from level {} on",
-                                    known_from::kRequest)
-               : text;
-}
 
 int runExplainCommand(const ExplainCommand& command) {
     JsonOutput json(command.json);
@@ -56,7 +43,7 @@ int runExplainCommand(const ExplainCommand& command) {
         }
     });
     if (input.shutdowns == 0) {
-        throw Failure(nothingFound(command, input));
+        throw Failure(nothingFoundText(command.file, input));
     }
     if (!command.all && !json.takesStandardOutput()) {
         printWhole(storyOf(kept.back()));

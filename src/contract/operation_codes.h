@@ -2,9 +2,12 @@
 // host once more as a notification, when it is past the gate, unless its status is 255.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
-namespace em::opcode {
+namespace em {
+
+namespace opcode {
 
 inline constexpr uint32_t kPowerOnStatusEvent = 257;       // to the host: "DA" {"RAW":[0, reason]}
 inline constexpr uint32_t kSetPowerOffReason = 279;        // to the host: "DA" the reason
@@ -23,4 +26,28 @@ inline constexpr uint32_t kShutdownStatusChanged =
 inline constexpr uint32_t CM_AgentServiceRestartRequested = 551; // a reply to the module
 inline constexpr uint32_t kHostSettings = 0xE001;                // to the host: "OE" the item; settings.h
 
-} // namespace em::opcode
+} // namespace opcode
+
+struct Operation {
+    uint32_t code;
+    const char* name; // as docs/messages.md has it
+};
+
+// Of all that is sent.
+inline constexpr std::array<Operation, 13> kOperations = {{
+    {opcode::kPowerOnStatusEvent, "power-on status event"},
+    {opcode::kSetPowerOffReason, "set power-off reason"},
+    {opcode::kPowerSwitchNotifications, "power-switch notifications"},
+    {opcode::CM_GetMaintenanceMode, "CM_GetMaintenanceMode"},
+    {opcode::kMaintenanceModeChanged, "maintenance mode changed"},
+    {opcode::CM_RequestShutdownAndOff, "CM_RequestShutdownAndOff"},
+    {opcode::CM_RequestShutdownAndReset, "CM_RequestShutdownAndReset"},
+    {opcode::CM_ShutdownRequestCancelled, "CM_ShutdownRequestCancelled"},
+    {opcode::CM_RequestShutdownAndHalt, "CM_RequestShutdownAndHalt"},
+    {opcode::kShutdownStatusQuery, "shutdown status query"},
+    {opcode::kShutdownStatusChanged, "shutdown status"},
+    {opcode::CM_AgentServiceRestartRequested, "CM_AgentServiceRestartRequested"},
+    {opcode::kHostSettings, "host settings"},
+}};
+
+} // namespace em

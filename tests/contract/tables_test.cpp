@@ -32,12 +32,22 @@ long rows(const std::string& begin, const std::string& end = "") {
         lines, [&](const std::string& line) { return line.starts_with(begin) && line.ends_with(end); });
 }
 
+// How many rows of a table hold them all.
+long rowsWith(const std::vector<std::string>& texts) {
+    const std::vector<std::string> lines = linesOfPage();
+    return std::ranges::count_if(lines, [&](const std::string& line) {
+        return line.starts_with("| ") && std::ranges::all_of(texts, [&](const std::string& text) {
+                   return line.find(text) != std::string::npos;
+               });
+    });
+}
+
 TEST(MessagesPage, HasARowForEachRow) {
-    for (const uint32_t code :
-         {opcode::CM_GetMaintenanceMode, opcode::CM_ShutdownRequestCancelled,
-          opcode::CM_AgentServiceRestartRequested, opcode::kPowerOnStatusEvent, opcode::kSetPowerOffReason,
-          opcode::kPowerSwitchNotifications, opcode::kMaintenanceModeChanged, opcode::kHostSettings}) {
-        EXPECT_GE(rows(fmt::format("| {0} | 0x{0:X} | ", code)), 1) << code;
+    for (const Operation& operation : kOperations) {
+        EXPECT_GE(rowsWith({fmt::format("{}", operation.code), fmt::format("0x{:X}", operation.code),
+                            operation.name}),
+                  1)
+            << operation.name;
     }
     EXPECT_EQ(rows(fmt::format("| {0}, {1} | 0x{0:X}, 0x{1:X} | ", opcode::kShutdownStatusQuery,
                                opcode::kShutdownStatusChanged)),

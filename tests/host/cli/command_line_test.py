@@ -63,7 +63,7 @@ class CommandLine(unittest.TestCase):
     def test_without_a_verb_all_are_named(self):
         done = run()
         self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (2, "", 1))
-        self.assertRegex(done.stderr, "^volad-dev: there must be a verb: .*, registry, check, explain; see volad-dev --help$")
+        self.assertRegex(done.stderr, "^volad-dev: there must be a verb: .*, registry, check, explain, timeline; see volad-dev --help$")
 
     def test_the_options_end_where_a_command_begins(self):
         for arguments in (("echo", "--bind", "--", "[a,b]", "-h"), ("--", "echo", "--bind", "--", "[a,b]", "-h")):

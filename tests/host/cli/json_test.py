@@ -32,6 +32,7 @@ OUTPUTS = (
     ("run", 0, ("rehearse", "--settings", "settings.json")),
     ("runs", 0, ("explain", STORIES)),
     ("runs", 0, ("explain", "--all", STORIES)),
+    ("trace-events", 0, ("timeline", str(ROOT / "examples/rehearsal.json"))),
     ("job", 1, ("job", "--settings", "settings.json")),
 )
 
@@ -54,8 +55,9 @@ class Json(unittest.TestCase):
     def test_outputs_have_their_shape(self):
         for shape, code, arguments in OUTPUTS:
             with self.subTest(arguments=arguments):
-                alone = self.run_tool(*arguments, "--json", "-")
-                beside = self.run_tool(*arguments, "--json", "out.json")
+                option = "--trace-events" if shape == "trace-events" else "--json"
+                alone = self.run_tool(*arguments, option, "-")
+                beside = self.run_tool(*arguments, option, "out.json")
                 self.assertEqual((alone.returncode, beside.returncode, alone.stderr), (code, code, ""))
                 self.assertNotIn('"schema"', beside.stdout)
                 for text in (alone.stdout, (self.directory / "out.json").read_text()):

@@ -22,6 +22,7 @@ TEST(VisibleText, OneLineWhateverComes) {
         {"\u009B2J\u00A0", "\\xC2\\x9B2J\u00A0"},
         {"a\u2028b\u2029\u202F", "a\\xE2\\x80\\xA8b\\xE2\\x80\\xA9\u202F"},
         {"\u202E\u2065\u2066\u2069\u206A", "\\xE2\\x80\\xAE\u2065\\xE2\\x81\\xA6\\xE2\\x81\\xA9\u206A"},
+        {"\uFFFD\uFFFE\uFFFF", "\uFFFD\\xEF\\xBF\\xBE\\xEF\\xBF\\xBF"},
         {"\xFF\u00FC\xC3", "\\xFF\u00FC\\xC3"},
         {"\xE2\x80", "\\xE2\\x80"},
         {"\xC0\x8A", "\\xC0\\x8A"}, // a line end in a form that is not allowed

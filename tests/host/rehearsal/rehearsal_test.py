@@ -10,7 +10,8 @@ import sys
 import time
 import unittest
 
-from rehearsal_rig import VOLAD_DEV, Rehearsal
+import jsonschema
+from rehearsal_rig import SCHEMA, VOLAD_DEV, Rehearsal
 
 
 class Runs(Rehearsal):
@@ -62,6 +63,25 @@ class Runs(Rehearsal):
                 told = [story.splitlines() for story in explain[1:]]
                 self.assertEqual(told[0][1:3], told[1][1:3])
                 self.assertLessEqual(max(len(story) for story in told), 12)
+
+    def test_the_example_run_is_one_of_the_present_program(self):
+        examples = pathlib.Path(__file__).parents[3] / "examples"
+        kept = json.loads((examples / "rehearsal.json").read_text())
+        jsonschema.validate(kept, SCHEMA)
+        self.settings = self.directory / "example.json"
+        settings = json.loads((examples / "settings.json").read_text()) | {"shutdownDelay": 0}
+        self.settings.write_text(json.dumps(settings).replace("{here}", str(examples)))
+        run, _ = self.rehearse("--reason", "3", "--messages", str(examples / "EVENTMSG.XML"))
+
+        def told(of: dict) -> list[tuple]:
+            commands = [(message["direction"], message["envelope"]["SIP"]["CMD"][0]) for message in of["messages"]]
+            # The worker asks for the day's time when it comes to it.
+            return sorted((way, command["OC"], command.get("OE", 0)) for way, command in commands if command.get("OE") != 0xA1)
+
+        self.assertEqual(told(run), told(kept))
+        for of in (lambda of: of["end"], lambda of: [phase["name"] for phase in of["phases"]], lambda of: of["asked"],
+                   lambda of: [status["value"] for status in of["statuses"]], lambda of: of["command"]["line"]):
+            self.assertEqual(of(run), of(kept))
 
     def test_what_holds_no_shutdown_is_no_story(self):
         for text, line in (("", "nor any other line of the module"), ('{"schema": 1}', "nor any other line of the module"),

@@ -44,9 +44,17 @@ TEST(RunJsonTest, WhatIsNotThereIsNull) {
 }
 
 TEST(RunJsonTest, OtherTextIsNoRunAndOddMembersKeepTheirDefault) {
-    for (const char* text : {"", "[]", "{}", R"({"schema": 2})", R"({"schema": 1)"}) {
-        EXPECT_FALSE(readRunJson(text).has_value()) << text;
+    const auto nested = [](size_t depth) {
+        return R"({"schema": 1, "end": "\"[[", "left": )" + std::string(depth, '[') +
+               std::string(depth, ']') + '}';
+    };
+    for (const std::string& text :
+         {std::string(), std::string("[]"), std::string("{}"), std::string(R"({"schema": 2})"),
+          std::string(R"({"schema": 1)"), std::string("{\"schema\": 1, \"end\": \"\xFF\"}"), nested(100),
+          nested(1'000'000)}) {
+        EXPECT_FALSE(readRunJson(text).has_value()) << text.substr(0, 100);
     }
+    EXPECT_TRUE(readRunJson(nested(99)).has_value());
     const std::optional<ShutdownRun> odd = readRunJson(
         R"({"schema":1,"end":"?","asAsked":1,"job":[],"phases":{},"left":[1,{"file":2}],"messages":[{}]})");
     ASSERT_TRUE(odd.has_value());

@@ -1,4 +1,4 @@
-#include "host/story/run_input.h"
+#include "host/run/run_input.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -91,6 +91,18 @@ RunInput readRuns(const std::string& file, const std::function<void(KnownRun&&)>
     reader.finish();
     result.level = reader.level();
     return result;
+}
+
+std::string nothingFoundText(const std::string& file, const RunInput& input) {
+    std::string text = fmt::format("there is no shutdown in \"{}\"", file);
+    if (!input.level) {
+        return text + ", nor any other line of the module that tells of one";
+    }
+    text += fmt::format("; its level seems to be {}", *input.level);
+    return *input.level < known_from::kRequest
+               ? text + fmt::format(", and a request that is refused shows from level {} on",
+                                    known_from::kRequest)
+               : text;
 }
 
 } // namespace volad_dev

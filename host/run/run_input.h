@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "host/run/known_run.h"
@@ -15,5 +16,8 @@ struct RunInput {
 
 // "-" is standard input. Gives each shutdown as it ends. Throws Failure when the file cannot be read.
 [[nodiscard]] RunInput readRuns(const std::string& file, const std::function<void(KnownRun&&)>& sink);
+
+// Of a file without a shutdown: there may still be something to say about the trace.
+[[nodiscard]] std::string nothingFoundText(const std::string& file, const RunInput& input);
 
 } // namespace volad_dev
