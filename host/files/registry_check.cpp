@@ -18,7 +18,7 @@
 
 namespace volad_dev {
 
-std::vector<Finding> checkRegistryFile(const std::string& path) {
+std::vector<Finding> checkRegistryFile(const std::string& path, const std::string& shown) {
     std::vector<Finding> findings;
     em::FileContent content;
     const int error = em::readRegularFile(path.c_str(), em::kRegistryLargestFile, 0, content);
@@ -27,22 +27,23 @@ std::vector<Finding> checkRegistryFile(const std::string& path) {
     }
     if (error != 0) {
         findings.push_back(
-            {path, 0, "unreadable", "could not be read: " + std::generic_category().message(error)});
+            {shown, 0, "unreadable", "could not be read: " + std::generic_category().message(error)});
         return findings;
     }
     em::CRegistryNode root(0);
     const em::RegistryReading reading =
         em::readRegistry({content.data.get(), content.size}, root, [&](const em::RegistryFinding& finding) {
-            findings.push_back({path, finding.line, finding.code, finding.reason});
+            findings.push_back({shown, finding.line, finding.code, finding.reason});
         });
     if (!reading.complete) {
-        findings.push_back({path, 0, "no-memory", "could not be read: no memory"});
+        findings.push_back({shown, 0, "no-memory", "could not be read: no memory"});
     } else if (!reading.anyValue) {
-        findings.push_back({path, 0, "no-value", "holds no value and is passed over when the store is read"});
+        findings.push_back(
+            {shown, 0, "no-value", "holds no value and is passed over when the store is read"});
         // Written out, not the file's own size: what is saved can be larger than what was read.
     } else if (em::writeRegistry(root).view().size() > em::kRegistryLargestFile) {
         findings.push_back(
-            {path, 0, "tree-too-large", "holds a tree that is too large to be read again, it is not saved"});
+            {shown, 0, "tree-too-large", "holds a tree that is too large to be read again, it is not saved"});
     }
     return findings;
 }
@@ -50,11 +51,11 @@ std::vector<Finding> checkRegistryFile(const std::string& path) {
 std::vector<Finding> checkRegistryFiles(const std::string& directory) {
     std::vector<Finding> findings;
     for (const char* name : {em::kRegistryMain, em::kRegistryBackup, em::kRegistryDefault}) {
-        for (Finding& finding : checkRegistryFile(directory + "/" + name)) {
+        for (Finding& finding : checkRegistryFile(directory + "/" + name, directory + "/" + name)) {
             findings.push_back(std::move(finding));
         }
     }
-    for (Finding& obstacle : registrySaveObstacles(directory)) {
+    for (Finding& obstacle : registrySaveObstacles(directory, directory)) {
         findings.push_back(std::move(obstacle));
     }
     return findings;

@@ -1,0 +1,59 @@
+// One file of the trace's configuration, looked through with the module's own reading of it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/file_content.h"
+#include "host/check/machine_root.h"
+#include "host/files/findings.h"
+#include "trace/ini_text.h"
+
+namespace volad_dev {
+
+// A section as the module takes it.
+struct IniSection {
+    std::string name;
+    size_t at;        // offset of its "["
+    const char* body; // ends at the next "[" or at the end of what is read
+};
+
+class IniLook {
+public:
+    // Reads the file and looks at it as a whole: a finding for what keeps all or part of it from being read.
+    IniLook(const MachineRoot& root, const std::string& path);
+
+    [[nodiscard]] const std::vector<Finding>& findings() const { return m_findings; }
+    // Whether something of it is lost before any section is looked for.
+    [[nodiscard]] bool isDamaged() const { return !m_findings.empty(); }
+    // Of that name, in any case, in the file's order: only the first is ever read. None where the file counts
+    // as absent.
+    [[nodiscard]] std::vector<IniSection> sections(const char* name) const;
+
+    // What is wrong with a section that is read, apart from its numbers: where it ends.
+    void lookAtEnd(const IniSection& section);
+    // The number that is taken for the key, if there is one. A finding where it is another than is written;
+    // of a level also where it is none.
+    std::optional<uint32_t> number(const IniSection& section, const char* key, bool isLevel = false);
+    void add(size_t offset, const char* code, const std::string& text);
+
+private:
+    void lookAtMarker();
+    void lookBehindMarker(size_t marker);
+    void takeSections();
+    void lookAtText(const char* key, const em::IniNumber& number, bool isLevel);
+    [[nodiscard]] size_t offsetOf(const char* text) const {
+        return static_cast<size_t>(text - m_cut.data.get());
+    }
+    [[nodiscard]] std::string lineAt(size_t offset) const;
+
+    std::string m_shown;
+    std::string m_text;    // as it stands
+    em::FileContent m_cut; // as the module cuts it, section by section
+    std::vector<IniSection> m_sections;
+    std::vector<Finding> m_findings;
+};
+
+} // namespace volad_dev
