@@ -96,12 +96,12 @@ void IniLook::lookBehindMarker(size_t marker) {
 void IniLook::takeSections() {
     for (em::IniHeader header = em::nextIniHeader(m_cut.data.get()); header.open != nullptr;
          header = em::nextIniHeader(header.close + 1)) {
-        const std::string name(header.open + 1, header.close);
-        if (name.find('\n') != std::string::npos) {
+        m_sections.push_back(
+            {std::string(header.open + 1, header.close), offsetOf(header.open), header.close + 1});
+        if (m_sections.back().hidesHeaders()) {
             add(offsetOf(header.open), "header-hidden",
                 "holds a \"[\" without its \"]\": what follows up to the next \"]\" is taken for a name");
         }
-        m_sections.push_back({name, offsetOf(header.open), header.close + 1});
     }
 }
 
@@ -113,13 +113,19 @@ std::vector<IniSection> IniLook::sections(const char* name) const {
     return found;
 }
 
-void IniLook::lookAtEnd(const IniSection& section) {
+bool IniLook::isCut(const IniSection& section) {
     const size_t end = offsetOf(section.body) + em::sectionLength(section.body);
-    if (m_cut.data.get()[end] == '[' && !beginsLine(m_text, end)) {
+    if (m_cut.data.get()[end] != '[' || beginsLine(m_text, end)) {
+        return false;
+    }
+    const bool isTold = std::ranges::any_of(
+        m_sections, [&](const IniSection& next) { return next.at == end && next.hidesHeaders(); });
+    if (!isTold) {
         add(end, "section-cut",
             fmt::format("holds a \"[\" that ends the section [{}]: what follows is not part of it",
                         section.name));
     }
+    return true;
 }
 
 std::optional<uint32_t> IniLook::number(const IniSection& section, const char* key, bool isLevel) {

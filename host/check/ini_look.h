@@ -18,6 +18,9 @@ struct IniSection {
     std::string name;
     size_t at;        // offset of its "["
     const char* body; // ends at the next "[" or at the end of what is read
+
+    // Its "[" found a "]" in another line only.
+    [[nodiscard]] bool hidesHeaders() const { return name.find('\n') != std::string::npos; }
 };
 
 class IniLook {
@@ -32,8 +35,8 @@ public:
     // as absent.
     [[nodiscard]] std::vector<IniSection> sections(const char* name) const;
 
-    // What is wrong with a section that is read, apart from its numbers: where it ends.
-    void lookAtEnd(const IniSection& section);
+    // Whether a section that is read ends within a line, which is a finding.
+    bool isCut(const IniSection& section);
     // The number that is taken for the key, if there is one. A finding where it is another than is written;
     // of a level also where it is none.
     std::optional<uint32_t> number(const IniSection& section, const char* key, bool isLevel = false);

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "contract/places.h"
 #include "contract/settings.h"
 #include "host/check/program_search.h"
 #include "host/common/interpreter_line.h"
@@ -105,6 +106,9 @@ private:
             return;
         }
         const std::string path = pathFrom(m_directory, *interpreter);
+        if (path == em::place::kShell) {
+            return; // looked at anyway: without it no job is started at all
+        }
         if (!m_root.look(path).isProgram()) {
             addAt(m_root.shown(program), 1, "job-interpreter-missing",
                   fmt::format("the interpreter \"{}\" is not there, or may not be executed", *interpreter));

@@ -15,10 +15,10 @@
 namespace volad_dev {
 namespace {
 
-// The one where the host stands first, as em::CLogMsgFile::Open has it.
-std::vector<std::string> searchedDirectories(const Surroundings& host) {
+// The one where the host stands first, as em::CLogMsgFile::Open has it. The second is the registered one.
+std::vector<std::string> searchedDirectories(const Surroundings& host, const em::InstallationRoots& roots) {
     std::vector<std::string> directories{host.directory};
-    const std::string registered = em::messageDirectory(em::findInstallationRoots(), host.directory);
+    const std::string registered = em::messageDirectory(roots, host.directory);
     // The root directory is "".
     const std::string second = registered.empty() ? "/" : pathFrom(host.directory, registered);
     if (second != host.directory) {
@@ -31,18 +31,21 @@ class Look {
 public:
     explicit Look(const MachineRoot& root) : m_root(root) {}
 
-    MessageFile run(const std::vector<std::string>& directories) {
+    void lookIn(const std::vector<std::string>& directories) {
         for (const std::string& directory : directories) {
             lookAt(joined(directory, em::place::kEventMessages));
         }
-        // Where the directory itself is not there, that is what is wrong.
-        if (m_result.path.empty() && m_result.findings.empty() &&
-            m_root.look(directories.back()).isDirectory()) {
-            add(joined(directories.back(), em::place::kEventMessages), "message-file-missing",
+    }
+
+    // Without roots, or without their directory, that is what is wrong.
+    void lookForOne(const std::string& registered) {
+        if (m_result.path.empty() && m_result.findings.empty() && m_root.look(registered).isDirectory()) {
+            add(joined(registered, em::place::kEventMessages), "message-file-missing",
                 "is not there: the reasons have the names of the module's own table");
         }
-        return std::move(m_result);
     }
+
+    MessageFile take() { return std::move(m_result); }
 
 private:
     void add(const std::string& path, const char* code, const std::string& text) {
@@ -81,7 +84,14 @@ private:
 } // namespace
 
 MessageFile checkMessages(const MachineRoot& root, const Surroundings& host) {
-    return Look(root).run(searchedDirectories(host));
+    const em::InstallationRoots roots = em::findInstallationRoots();
+    const std::vector<std::string> directories = searchedDirectories(host, roots);
+    Look look(root);
+    look.lookIn(directories);
+    if (!roots.binRoot.empty() || !roots.fileRoot.empty()) {
+        look.lookForOne(directories.back());
+    }
+    return look.take();
 }
 
 } // namespace volad_dev

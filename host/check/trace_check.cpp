@@ -96,7 +96,7 @@ private:
                 ini.add(section.at, "section-shadowed",
                         fmt::format("[{}] stands above already and is not read", section.name));
             } else {
-                ini.lookAtEnd(section);
+                static_cast<void>(ini.isCut(section));
                 take(m_interval, path, ini.number(section, trace_file::kDynamicUpdate));
             }
         }
@@ -111,11 +111,10 @@ private:
                 continue;
             }
             m_result.section = path;
-            const size_t before = ini.findings().size();
-            ini.lookAtEnd(section);
+            const bool cut = ini.isCut(section);
             const std::optional<uint32_t> level = ini.number(section, trace_file::kFileDebugLevel, true);
             take(m_level, path, level);
-            if (!level && ini.findings().size() == before) {
+            if (!level && !cut) {
                 ini.add(section.at, "trace-level-missing",
                         fmt::format("[{}] has no {}", section.name, trace_file::kFileDebugLevel));
             }
