@@ -9,6 +9,7 @@
 
 #include "contract/places.h"
 #include "contract/settings.h"
+#include "host/check/elf_interpreter.h"
 #include "host/check/program_search.h"
 #include "host/common/interpreter_line.h"
 #include "osshutdown/job_directory.h"
@@ -96,28 +97,32 @@ private:
             return;
         }
         m_result.programs.push_back(*path);
-        lookAtInterpreter(*path, MachineRoot::firstBytes(seen, kInterpreterLine));
+        lookAtInterpreter(*path, MachineRoot::firstBytes(seen, kElfBeginning));
     }
 
     // Without one, and in no format that the kernel runs, it is the shell's to read.
     void lookAtInterpreter(const std::string& program, const std::string& firstBytes) {
-        const std::optional<std::string> interpreter = interpreterIn(firstBytes);
-        if (!interpreter) {
-            return;
+        if (const std::optional<std::string> script = interpreterIn(firstBytes)) {
+            if (isThere(program, 1, *script) && script->ends_with("/env")) {
+                lookBehindEnv(program, firstBytes.substr(firstBytes.find(*script) + script->size()));
+            }
+        } else if (const std::optional<std::string> loader = elfInterpreter(firstBytes)) {
+            static_cast<void>(isThere(program, 0, *loader));
         }
-        const std::string path = pathFrom(m_directory, *interpreter);
+    }
+
+    bool isThere(const std::string& program, size_t line, const std::string& interpreter) {
+        const std::string path = pathFrom(m_directory, interpreter);
         if (path == em::place::kShell) {
-            return; // looked at anyway: without it no job is started at all
+            return true; // looked at anyway: without it no job is started at all
         }
         if (!m_root.look(path).isProgram()) {
-            addAt(m_root.shown(program), 1, "job-interpreter-missing",
-                  fmt::format("the interpreter \"{}\" is not there, or may not be executed", *interpreter));
-            return;
+            addAt(m_root.shown(program), line, "job-interpreter-missing",
+                  fmt::format("the interpreter \"{}\" is not there, or may not be executed", interpreter));
+            return false;
         }
         m_result.programs.push_back(path);
-        if (path.ends_with("/env")) {
-            lookBehindEnv(program, firstBytes.substr(firstBytes.find(*interpreter) + interpreter->size()));
-        }
+        return true;
     }
 
     // "#!/usr/bin/env NAME" is a search of its own.
