@@ -9,6 +9,8 @@
 #include <fmt/format.h>
 
 #include "base/ascii.h"
+#include "contract/module_interface.h"
+#include "trace/trace_files.h"
 
 namespace volad_dev {
 namespace {
@@ -26,6 +28,11 @@ size_t lineBegin(std::string_view text, size_t offset) {
 bool beginsLine(std::string_view text, size_t offset) {
     const size_t begin = lineBegin(text, offset);
     return text.substr(begin, offset - begin).find_first_not_of(kBlanks) == std::string_view::npos;
+}
+
+// Its "[" found a "]" in another line only.
+bool hidesHeaders(const em::IniHeader& header) {
+    return std::find(header.open, header.close, '\n') != header.close;
 }
 
 // A key of a line of its own: "KEY = ...".
@@ -55,7 +62,7 @@ bool isWholeNumber(std::string_view text) {
 IniLook::IniLook(const MachineRoot& root, const std::string& path) : m_shown(root.shown(path)) {
     const int error = root.read(path, em::kLargestIniFile, kPadding, m_cut);
     if (error != 0) {
-        m_findings.push_back(
+        m_findings.add(
             {m_shown, 0, "unreadable", "cannot be read: " + std::generic_category().message(error)});
         return;
     }
@@ -94,13 +101,16 @@ void IniLook::lookBehindMarker(size_t marker) {
 
 // As the module walks from "[" to "]", but to the end instead of to the section that it wants.
 void IniLook::takeSections() {
+    bool hides = false;
     for (em::IniHeader header = em::nextIniHeader(m_cut.data.get()); header.open != nullptr;
          header = em::nextIniHeader(header.close + 1)) {
-        m_sections.push_back(
-            {std::string(header.open + 1, header.close), offsetOf(header.open), header.close + 1});
-        if (m_sections.back().hidesHeaders()) {
+        if (!hides && hidesHeaders(header)) {
+            hides = true; // one is enough: a bracket that is left open moves all the others
             add(offsetOf(header.open), "header-hidden",
                 "holds a \"[\" without its \"]\": what follows up to the next \"]\" is taken for a name");
+        }
+        if (header.isOf(em::kModuleName) || header.isOf(em::trace_file::kGlobalSection)) {
+            m_sections.push_back({{header.open + 1, header.close}, offsetOf(header.open), header.close + 1});
         }
     }
 }
@@ -118,8 +128,8 @@ bool IniLook::isCut(const IniSection& section) {
     if (m_cut.data.get()[end] != '[' || beginsLine(m_text, end)) {
         return false;
     }
-    const bool isTold = std::ranges::any_of(
-        m_sections, [&](const IniSection& next) { return next.at == end && next.hidesHeaders(); });
+    const em::IniHeader next = em::nextIniHeader(m_cut.data.get() + end);
+    const bool isTold = next.open != nullptr && hidesHeaders(next);
     if (!isTold) {
         add(end, "section-cut",
             fmt::format("holds a \"[\" that ends the section [{}]: what follows is not part of it",
@@ -152,9 +162,21 @@ std::optional<uint32_t> IniLook::number(const IniSection& section, const char* k
 }
 
 void IniLook::add(size_t offset, const char* code, const std::string& text) {
-    const auto line = std::count(
-        m_text.begin(), m_text.begin() + static_cast<ptrdiff_t>(std::min(offset, m_text.size())), '\n');
-    m_findings.push_back({m_shown, m_text.empty() ? 0 : static_cast<size_t>(line) + 1, code, text});
+    m_findings.add({m_shown, m_text.empty() ? 0 : lineOf(offset), code, text});
+}
+
+// From where the last one was counted: findings mostly come in the file's order, and may be many.
+size_t IniLook::lineOf(size_t offset) {
+    if (offset < m_countedTo) {
+        m_countedTo = 0;
+        m_countedLines = 0;
+    }
+    const auto begin = m_text.begin();
+    const size_t end = std::min(offset, m_text.size());
+    m_countedLines += static_cast<size_t>(
+        std::count(begin + static_cast<ptrdiff_t>(m_countedTo), begin + static_cast<ptrdiff_t>(end), '\n'));
+    m_countedTo = end;
+    return m_countedLines + 1;
 }
 
 std::string IniLook::lineAt(size_t offset) const {

@@ -18,9 +18,6 @@ struct IniSection {
     std::string name;
     size_t at;        // offset of its "["
     const char* body; // ends at the next "[" or at the end of what is read
-
-    // Its "[" found a "]" in another line only.
-    [[nodiscard]] bool hidesHeaders() const { return name.find('\n') != std::string::npos; }
 };
 
 class IniLook {
@@ -28,11 +25,11 @@ public:
     // Reads the file and looks at it as a whole: a finding for what keeps all or part of it from being read.
     IniLook(const MachineRoot& root, const std::string& path);
 
-    [[nodiscard]] const std::vector<Finding>& findings() const { return m_findings; }
+    [[nodiscard]] std::vector<Finding> takeFindings() { return m_findings.take(); }
     // Whether something of it is lost before any section is looked for.
     [[nodiscard]] bool isDamaged() const { return !m_findings.empty(); }
-    // Of that name, in any case, in the file's order: only the first is ever read. None where the file counts
-    // as absent.
+    // Those of the module or of all modules, in the file's order: only the first is ever read. None where the
+    // file counts as absent.
     [[nodiscard]] std::vector<IniSection> sections(const char* name) const;
 
     // Whether a section that is read ends within a line, which is a finding.
@@ -50,13 +47,16 @@ private:
     [[nodiscard]] size_t offsetOf(const char* text) const {
         return static_cast<size_t>(text - m_cut.data.get());
     }
+    [[nodiscard]] size_t lineOf(size_t offset);
     [[nodiscard]] std::string lineAt(size_t offset) const;
 
     std::string m_shown;
     std::string m_text;    // as it stands
     em::FileContent m_cut; // as the module cuts it, section by section
     std::vector<IniSection> m_sections;
-    std::vector<Finding> m_findings;
+    FileFindings m_findings;
+    size_t m_countedTo = 0; // offset up to which the lines have been counted
+    size_t m_countedLines = 0;
 };
 
 } // namespace volad_dev

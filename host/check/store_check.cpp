@@ -81,7 +81,8 @@ std::vector<Finding> storeFaults(const MachineRoot& root, const Store& store) {
     const std::string directory = root.shown(store.directory);
     const Seen place = root.look(store.directory);
     if (!place.isDirectory()) {
-        return {{directory, 0, "store-directory-missing", "is not there, nothing is read or saved"}};
+        return {{directory, 0, "store-directory-missing",
+                 "there is no such directory: nothing is read or saved"}};
     }
     const Seen main = root.look(joined(store.directory, em::kRegistryMain));
     if (store.file.empty() && store.findings.empty()) {

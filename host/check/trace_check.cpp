@@ -78,7 +78,7 @@ private:
         m_damaged = m_damaged || ini.isDamaged();
         lookAtGlobalSection(path, ini);
         lookAtModuleSection(path, ini);
-        std::ranges::copy(ini.findings(), std::back_inserter(m_result.findings));
+        std::ranges::move(ini.takeFindings(), std::back_inserter(m_result.findings));
     }
 
     static bool isGlobalFile(const std::string& path) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -54,7 +55,28 @@ void writeFindings(const std::vector<Finding>& findings, JsonOutput& json,
     }
 }
 
+constexpr size_t kMostOfAFile = 1000;
+
 } // namespace
+
+void FileFindings::add(Finding finding) {
+    if (m_findings.size() < kMostOfAFile) {
+        m_findings.push_back(std::move(finding));
+    } else {
+        ++m_more;
+    }
+}
+
+void FileFindings::addAnyway(Finding finding) {
+    m_findings.push_back(std::move(finding));
+}
+
+std::vector<Finding> FileFindings::take() {
+    if (m_more != 0) {
+        m_findings[kMostOfAFile - 1].text += fmt::format(", and {} findings more in this file", m_more);
+    }
+    return std::move(m_findings);
+}
 
 std::string findingText(const Finding& finding) {
     return visibleText(finding.line == 0

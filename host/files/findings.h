@@ -16,6 +16,19 @@ struct Finding {
     std::string text; // continues "FILE:LINE: ", without a stop
 };
 
+// Those of one file, which may hold anything: the first thousand, and the number of the others.
+class FileFindings {
+public:
+    void add(Finding finding);
+    void addAnyway(Finding finding); // about the file as a whole
+    [[nodiscard]] bool empty() const { return m_findings.empty(); }
+    [[nodiscard]] std::vector<Finding> take();
+
+private:
+    std::vector<Finding> m_findings;
+    size_t m_more = 0;
+};
+
 // "file:line: text", without a line "file: text"; one line, whatever the names hold.
 [[nodiscard]] std::string findingText(const Finding& finding);
 // A line each on standard output, unless the JSON goes there, and as JSON where that is asked for. Returns

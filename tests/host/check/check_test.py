@@ -263,6 +263,12 @@ class Check(unittest.TestCase):
         self.assertIn(f"error: {self.root}/{GLOBAL}:2: DynamicUpdate is \"30s\", taken as 30. "
                       "Write a decimal number without leading zeros, or one behind 0x.", text)
 
+    def test_a_file_that_is_wrong_throughout_does_not_fill_the_screen(self):
+        write(REGISTRY, 1200 * "x\n")(self.root)
+        found = self.findings()
+        self.assertEqual([row["code"] for row in found], 1000 * ["no-equals-sign"] + ["no-value"])
+        self.assertEqual(found[999]["text"], 'has no "=" and is skipped, and 200 findings more in this file')
+
     def test_links_stay_inside_the_root(self):
         for name, target in ((MODULE, "/srv/m"), (MESSAGES, "../../../srv/messages"), ("usr/bin/localcli", "/srv/tool"),
                              (JOB, "/../../srv/job"), (REGISTRY.removesuffix("/registry"), "/srv/store")):
