@@ -48,7 +48,7 @@ Surroundings surroundingsOf(const CheckCommand& command) {
     return host;
 }
 
-int checkInstallation(const CheckCommand& command, JsonOutput& json) {
+int checkMachineOf(const CheckCommand& command, JsonOutput& json) {
     const MachineRoot root(command.root);
     // What lies in the image is named by the path that it has there.
     const Settings settings = command.settings.empty() ? Settings{}
@@ -67,7 +67,7 @@ int runCheckCommand(const CheckCommand& command) {
         throw Failure("--dir goes with none of --root, --settings and --show", kExitUsage);
     }
     JsonOutput json(command.json);
-    return command.store.empty() ? checkInstallation(command, json) : checkStore(command.store, json);
+    return command.store.empty() ? checkMachineOf(command, json) : checkStore(command.store, json);
 }
 
 } // namespace

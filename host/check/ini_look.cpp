@@ -83,7 +83,8 @@ void IniLook::lookAtMarker() {
     if (elsewhere) {
         add(m_text.rfind(']'), "end-marker-not-last", "stands behind [EndOfFile]: the file is not read");
     } else {
-        add(m_text.find_last_not_of("\n") + (m_text.empty() ? 1 : 0), "end-marker-missing",
+        const size_t last = m_text.find_last_not_of('\n');
+        add(last == std::string::npos ? 0 : last, "end-marker-missing",
             "the file does not end with [EndOfFile] and is not read");
     }
 }

@@ -195,6 +195,8 @@ FAULTS = (
     (mode("usr/bin", 0o777), "usr/bin", None, "others-can-replace"),
     (mode("usr/bin", 0o1777), "usr/bin", None, "others-can-replace"),
     (mode("opt", 0o777), "opt", None, "others-can-replace"),
+    (both(lambda root: (root / "sbin").rename(root / "usr/s"), lambda root: (root / "sbin").symlink_to("usr/s"),
+          mode("usr/s", 0o777)), "sbin", None, "others-can-replace"),
     (mode("opt", 0o1777), None, None, None),
     (mode(STORE, 0o775), None, None, None),
     (mode(MODULE, 0o666), MODULE, None, "others-can-write"),
@@ -204,6 +206,8 @@ FAULTS = (
 )
 # Of these only root can make one.
 GIVEN = ((give(JOB), JOB, None, "others-can-replace"),
+         (both(lambda root: os.chown(root / "opt", 0, 1234), mode("opt", 0o775)), "opt", None, "others-can-replace"),
+         (lambda root: os.chown(root / "opt", 0, 1234), None, None, None),
          (both(give(MODULE), mode(MODULE, 0o664)), MODULE, None, "others-can-write"))
 
 # These have no row here: the tests of registry and messages find them.
