@@ -40,7 +40,8 @@ ROOMS = {
     "src/frame/envelope": SERVICES | {"src/frame/json"},
     "src/frame/module": SERVICES | ENVELOPE,
     "src/frame/configuration": SERVICES,
-    "src/osshutdown": SERVICES,
+    "src/osshutdown": SERVICES | {"src/osshutdown/job_directory"},
+    "src/osshutdown/job_directory": BASE | CONTRACT,
     "src/catalogue": SERVICES | FRAME | {"src/osshutdown"},
     "src/shutdown": SERVICES | FRAME | {"src/osshutdown", "src/catalogue"},
     "src/exports": SERVICES | FRAME | {"src/osshutdown", "src/catalogue", "src/shutdown"},
@@ -54,11 +55,15 @@ ROOMS = {
     "host/story": CONTRACT | {"host/common", "host/run"},
     "host/picture": CONTRACT | {"host/common", "host/run"},
     "host/hosting": CONTRACT | ENVELOPE | {"host/common"},
+    "host/check": TRACE | PLATFORM | {
+        "src/markup", "src/catalogue", "src/frame/configuration", "src/osshutdown/job_directory", "host/common",
+        "host/sandbox", "host/files", "host/hosting"},
     "host/rehearsal": BASE | CONTRACT | ENVELOPE | {
         "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
     "host/launch": BASE | CONTRACT | {
         "src/platform/processes", "host/common", "host/run", "host/hosting", "host/sandbox", "host/rehearsal"},
-    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal", "host/launch", "host/story", "host/picture"},
+    "host/cli": {"host/common", "host/sandbox", "host/files", "host/check", "host/rehearsal", "host/launch",
+                 "host/story", "host/picture"},
     # What tests are made with.
     "tests/fake": BASE,
     "tests/rig": CONTRACT | {"host/sandbox"},

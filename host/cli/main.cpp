@@ -11,12 +11,12 @@
 #include <CLI/CLI.hpp>
 
 #include "em_version.h"
+#include "host/check/check_command.h"
 #include "host/cli/command_line.h"
 #include "host/cli/help.h"
 #include "host/common/command.h"
 #include "host/common/failure.h"
 #include "host/common/standard_streams.h"
-#include "host/files/check_command.h"
 #include "host/files/messages_command.h"
 #include "host/files/profile_command.h"
 #include "host/files/registry_command.h"

@@ -59,10 +59,8 @@ std::vector<MessageEntry> readMessageEntries(const em::XmlDocument& document) {
 }
 
 std::vector<Finding> findProblems(const std::string& file, const std::vector<MessageEntry>& entries) {
-    std::vector<Finding> problems;
-    const auto add = [&](const char* code, const std::string& text) {
-        problems.push_back({file, 0, code, text});
-    };
+    FileFindings problems;
+    const auto add = [&](const char* code, const std::string& text) { problems.add({file, 0, code, text}); };
     std::set<std::string> known;
     for (const MessageEntry& entry : entries) {
         if (entry.code.empty()) {
@@ -76,7 +74,7 @@ std::vector<Finding> findProblems(const std::string& file, const std::vector<Mes
     if (entries.empty()) {
         add("no-events", "it holds no events");
     }
-    return problems;
+    return problems.take();
 }
 
 } // namespace volad_dev

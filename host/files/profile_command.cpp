@@ -12,12 +12,14 @@
 
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "base/file_content.h"
 #include "host/common/failure.h"
 #include "host/common/visible_text.h"
 #include "platform/profile/profile_line.h"
 #include "platform/profile/profile_string.h"
 #include "platform/profile/profile_write.h"
+#include "trace/ini_text.h"
 
 namespace volad_dev {
 namespace {
@@ -97,15 +99,44 @@ int get(const ProfileCommand& command) {
     return kExitAsAsked;
 }
 
+bool isEndMarker(std::string_view name) {
+    return em::equalsIgnoringAsciiCase(name, em::kIniEndMarker);
+}
+
+// By its lines, or as the trace looks for it: a "[" counts in a comment, too.
+bool endsWithMarker(std::string_view content) {
+    bool isMarker = false;
+    em::ProfileLines lines(content);
+    for (em::ProfileLine line; lines.next(line);) {
+        if (const std::optional<std::string_view> header =
+                line.skipped() ? std::nullopt : line.headerName()) {
+            isMarker = isEndMarker(*header);
+        }
+    }
+    std::string text(content);
+    return isMarker || em::cutAtEndMarker(text.data(), text.size());
+}
+
+// A header behind the marker makes the trace pass over the whole file, and a value there is not read.
+bool staysInFrontOfMarker(std::string_view content, const em::FileChange& change) {
+    return change.from < content.size() || change.text.empty() || !endsWithMarker(content);
+}
+
 int write(const ProfileCommand& command, const char* value) {
-    const em::FileChangeResult result =
-        em::writeProfile(command.section->c_str(), textOrNull(command.key), value, command.file.c_str());
+    const em::FileChangeResult result = em::writeProfile(command.section->c_str(), textOrNull(command.key),
+                                                         value, command.file.c_str(), staysInFrontOfMarker);
     if (result.done()) {
         return kExitAsAsked;
     }
     if (result.step == em::FileStep::None && result.error == EINVAL) {
         fail(command, fmt::format("[{}] {} = {} is not written: it would not read back", *command.section,
                                   command.key.value_or(""), textOrEmpty(value)));
+    }
+    if (result.step == em::FileStep::None && result.error == ECANCELED) {
+        fail(command,
+             fmt::format("[{}] {} is not written: it would stand behind the last header [{}], where no "
+                         "trace reads it; write it in front of that header by hand",
+                         *command.section, command.key.value_or(""), em::kIniEndMarker));
     }
     failTo(command, em::nameOf(result.step), result.error);
 }

@@ -18,43 +18,44 @@
 
 namespace volad_dev {
 
-std::vector<Finding> checkRegistryFile(const std::string& path) {
-    std::vector<Finding> findings;
+std::vector<Finding> checkRegistryFile(const std::string& path, const std::string& shown) {
+    FileFindings findings;
     em::FileContent content;
     const int error = em::readRegularFile(path.c_str(), em::kRegistryLargestFile, 0, content);
     if (error == ENOENT) { // a file that was never written lacks nothing
-        return findings;
+        return findings.take();
     }
     if (error != 0) {
-        findings.push_back(
-            {path, 0, "unreadable", "could not be read: " + std::generic_category().message(error)});
-        return findings;
+        findings.addAnyway(
+            {shown, 0, "unreadable", "could not be read: " + std::generic_category().message(error)});
+        return findings.take();
     }
     em::CRegistryNode root(0);
     const em::RegistryReading reading =
         em::readRegistry({content.data.get(), content.size}, root, [&](const em::RegistryFinding& finding) {
-            findings.push_back({path, finding.line, finding.code, finding.reason});
+            findings.add({shown, finding.line, finding.code, finding.reason});
         });
     if (!reading.complete) {
-        findings.push_back({path, 0, "no-memory", "could not be read: no memory"});
+        findings.addAnyway({shown, 0, "no-memory", "could not be read: no memory"});
     } else if (!reading.anyValue) {
-        findings.push_back({path, 0, "no-value", "holds no value and is passed over when the store is read"});
+        findings.addAnyway(
+            {shown, 0, "no-value", "holds no value and is passed over when the store is read"});
         // Written out, not the file's own size: what is saved can be larger than what was read.
     } else if (em::writeRegistry(root).view().size() > em::kRegistryLargestFile) {
-        findings.push_back(
-            {path, 0, "tree-too-large", "holds a tree that is too large to be read again, it is not saved"});
+        findings.addAnyway(
+            {shown, 0, "tree-too-large", "holds a tree that is too large to be read again, it is not saved"});
     }
-    return findings;
+    return findings.take();
 }
 
 std::vector<Finding> checkRegistryFiles(const std::string& directory) {
     std::vector<Finding> findings;
     for (const char* name : {em::kRegistryMain, em::kRegistryBackup, em::kRegistryDefault}) {
-        for (Finding& finding : checkRegistryFile(directory + "/" + name)) {
+        for (Finding& finding : checkRegistryFile(directory + "/" + name, directory + "/" + name)) {
             findings.push_back(std::move(finding));
         }
     }
-    for (Finding& obstacle : registrySaveObstacles(directory)) {
+    for (Finding& obstacle : registrySaveObstacles(directory, directory)) {
         findings.push_back(std::move(obstacle));
     }
     return findings;

@@ -9,8 +9,8 @@
 
 namespace volad_dev {
 
-// Looks through one file; a missing one has nothing to name.
-[[nodiscard]] std::vector<Finding> checkRegistryFile(const std::string& path);
+// Looks through one file, which the findings call `shown`; a missing one has nothing to name.
+[[nodiscard]] std::vector<Finding> checkRegistryFile(const std::string& path, const std::string& shown);
 // The files of a directory that the store reads, in the order in which it tries them, then what would block a
 // save (registry_obstacles.h).
 [[nodiscard]] std::vector<Finding> checkRegistryFiles(const std::string& directory);

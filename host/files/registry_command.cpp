@@ -197,7 +197,7 @@ int importFile(CRegistry& /*key*/, const RegistryCommand& command, JsonOutput& /
     if (error != 0) {
         fail(fmt::format("{}: read: {}", command.file, std::generic_category().message(error)));
     }
-    const std::vector<Finding> findings = checkRegistryFile(command.file);
+    const std::vector<Finding> findings = checkRegistryFile(command.file, command.file);
     if (!findings.empty()) {
         fail(findingText(findings.front()) + "; nothing was imported");
     }

@@ -22,11 +22,11 @@ std::string withError(const char* what, int error) {
 
 class Look {
 public:
-    explicit Look(const std::string& directory) : m_directory(directory) {}
+    Look(const std::string& directory, const std::string& shown) : m_directory(directory), m_shown(shown) {}
 
     std::vector<Finding> run() {
         if (::faccessat(AT_FDCWD, m_directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-            m_found.push_back({m_directory, 0, "directory-not-writable",
+            m_found.push_back({m_shown, 0, "directory-not-writable",
                                withError("no file can be made in it, nothing is saved", errno)});
         }
         lookAtLock();
@@ -46,7 +46,7 @@ public:
 
 private:
     void add(const char* name, const char* code, const std::string& text) {
-        m_found.push_back({m_directory + "/" + name, 0, code, text});
+        m_found.push_back({m_shown + "/" + name, 0, code, text});
     }
 
     // None when there is no such file.
@@ -81,13 +81,14 @@ private:
     }
 
     const std::string& m_directory;
+    const std::string& m_shown;
     std::vector<Finding> m_found;
 };
 
 } // namespace
 
-std::vector<Finding> registrySaveObstacles(const std::string& directory) {
-    return Look(directory).run();
+std::vector<Finding> registrySaveObstacles(const std::string& directory, const std::string& shown) {
+    return Look(directory, shown).run();
 }
 
 } // namespace volad_dev

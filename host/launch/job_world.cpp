@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "contract/settings.h"
+#include "host/common/interpreter_line.h"
 #include "host/common/visible_text.h"
 #include "host/sandbox/refused_places.h"
 
@@ -97,25 +99,16 @@ private:
     std::vector<fs::path> m_paths;
 };
 
-// Behind "#!", up to the first blank; the kernel ends it at a NUL byte, too.
 std::optional<std::string> interpreterOf(const fs::path& program) {
     struct stat status = {};
     if (stat(program.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return std::nullopt; // a pipe would be waited for
     }
     std::ifstream file(program, std::ios::binary);
-    std::string line(256, '\0');
+    std::string line(kInterpreterLine, '\0');
     file.read(line.data(), static_cast<std::streamsize>(line.size()));
     line.resize(static_cast<size_t>(file.gcount()));
-    line.resize(std::min(line.size(), line.find_first_of(std::string_view("\n\0", 2))));
-    if (!line.starts_with("#!")) {
-        return std::nullopt;
-    }
-    const size_t begin = line.find_first_not_of(" \t", 2);
-    if (begin == std::string::npos) {
-        return std::nullopt;
-    }
-    return line.substr(begin, line.find_first_of(" \t", begin) - begin);
+    return interpreterIn(std::move(line));
 }
 
 // Where the module will stand: what is set, else the job's own text up to its last "/". Nothing: it stays.

@@ -11,6 +11,7 @@
 
 #include "contract/places.h"
 #include "host/common/failure.h"
+#include "host/common/search_path.h"
 #include "platform/processes/shell_query.h"
 
 namespace volad_dev {
@@ -33,15 +34,10 @@ bool isAsked(void* interruption) {
 }
 
 bool isInPath(const std::string& path) {
-    for (size_t begin = 0; begin <= path.size();) {
-        const size_t end = std::min(path.find(':', begin), path.size());
-        const std::string directory = end > begin ? path.substr(begin, end - begin) : ".";
-        if (isProgram(fmt::format("{}/{}", directory, toolName()))) {
-            return true;
-        }
-        begin = end + 1;
-    }
-    return false;
+    const std::vector<std::string> directories = directoriesOf(path);
+    return std::ranges::any_of(directories, [](const std::string& directory) {
+        return isProgram(fmt::format("{}/{}", directory.empty() ? "." : directory, toolName()));
+    });
 }
 
 } // namespace

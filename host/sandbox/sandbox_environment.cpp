@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include "host/common/failure.h"
+#include "host/common/search_path.h"
 #include "host/sandbox/environment_file.h"
 #include "host/sandbox/sandbox_layout.h"
 
@@ -15,7 +16,6 @@ namespace volad_dev {
 namespace {
 
 constexpr std::string_view kPath = "PATH=";
-constexpr const char* kServicesPath = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin";
 // A test's own choices; "ASAN_OPTIONS" and the like.
 constexpr std::array<std::string_view, 5> kLetThrough = {
     "GTEST_", "ASAN_OPTIONS=", "LSAN_OPTIONS=", "TSAN_OPTIONS=", "UBSAN_OPTIONS="};
@@ -48,18 +48,14 @@ std::string givenPath(const SandboxOptions& options) {
 std::vector<std::string> searchPath(const SandboxOptions& options) {
     const std::string given = givenPath(options);
     const std::string path = given.empty() ? kServicesPath : given;
-    std::vector<std::string> directories;
+    std::vector<std::string> directories = directoriesOf(path);
     bool standIns = false;
-    for (size_t begin = 0; begin <= path.size();) {
-        const size_t end = std::min(path.find(':', begin), path.size());
-        const std::string directory = path.substr(begin, end - begin);
+    for (const std::string& directory : directories) {
         if (!directory.starts_with('/')) {
             refuse(fmt::format("PATH \"{}\" inside: \"{}\" is no absolute directory", path, directory));
         }
         standIns = standIns || std::ranges::find(layout::kStandInDirectories, directory) !=
                                    layout::kStandInDirectories.end();
-        directories.push_back(directory);
-        begin = end + 1;
     }
     if (!standIns) {
         refuse(

@@ -3,13 +3,12 @@
 #include <cstdio>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "base/current_directory.h"
 #include "base/swallow.h"
-#include "contract/places.h"
 #include "contract/settings.h"
 #include "contract/trace_lines.h"
+#include "osshutdown/job_directory.h"
 #include "platform/processes/child_process.h"
 #include "trace/trace.h"
 
@@ -68,20 +67,6 @@ CommandOutcome runCommand(const char* command, uint32_t timeoutSeconds) {
 }
 
 namespace {
-
-// Where the job runs; nothing when the current directory is kept.
-std::optional<std::string> jobDirectory(const char* path, const char* directory) {
-    if (!isEmpty(directory)) {
-        return directory;
-    }
-    const std::string_view job = path;
-    const size_t slash = job.rfind('/');
-    if (slash == std::string_view::npos) {
-        return std::nullopt;
-    }
-    // Everything up to the last slash, arguments included: a job with arguments should be given a directory.
-    return slash == 0 ? sys::path(place::kJobFallbackDirectory) : std::string(job.substr(0, slash));
-}
 
 std::string jobCommand(const char* path) {
     std::string command = path;

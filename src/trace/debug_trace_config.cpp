@@ -11,6 +11,7 @@
 #include "base/swallow.h"
 #include "base/system.h"
 #include "contract/places.h"
+#include "trace/trace_files.h"
 
 namespace em {
 
@@ -26,12 +27,7 @@ struct FileNames {
 
 namespace {
 
-constexpr const char* kGlobalFile = "global_trace.ini";
-constexpr const char* kGlobalSection = "GlobalDebugSettings";
-constexpr const char* kDynamicUpdate = "DynamicUpdate";
-constexpr const char* kFileDebugLevel = "FileDebugLevel";
-constexpr const char* kTraceFlags = "TraceFlags";
-constexpr const char* kMemoryTracesFlag = "MemoryTracesFlag";
+using namespace trace_file;
 
 // Sorted, since the order of a directory is nobody's promise and the first section wins.
 FileNames listConfigurationFiles() {
@@ -42,7 +38,7 @@ FileNames listConfigurationFiles() {
     }
     const bool complete = swallow([&] {
         while (const dirent* entry = sys::readdir(directory)) {
-            if (std::strstr(entry->d_name, ".ini") != nullptr && std::strncmp(entry->d_name, ".#", 2) != 0) {
+            if (trace_file::counts(entry->d_name)) {
                 files.names.emplace_back(entry->d_name);
             }
         }
@@ -51,18 +47,6 @@ FileNames listConfigurationFiles() {
     std::sort(files.names.begin(), files.names.end());
     files.listed = complete;
     return files;
-}
-
-uint32_t configuredOrZero(uint32_t value) {
-    return value == UINT32_MAX ? 0 : value;
-}
-
-// The decimal value of the variable, or the number from the files, where 0xFFFFFFFF stands for none.
-uint32_t environmentOr(const char* variable, uint32_t fromFile) {
-    if (const char* const value = sys::getenv(variable)) {
-        return static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
-    }
-    return configuredOrZero(fromFile);
 }
 
 void readInto(std::atomic<uint32_t>& field, const IniSectionFile& section, const char* key) {
@@ -120,9 +104,9 @@ void CDebugTraceConfig::ReadConfiguration() {
     if (m_globalIni.LoadSection(kGlobalSection, kGlobalFile, sys::path(place::kTraceConfigDirectory))) {
         readInto(m_dynamicUpdateFile, m_globalIni, kDynamicUpdate);
     }
-    m_dynamicUpdate = environmentOr(place::kTraceUpdateVariable, m_dynamicUpdateFile);
+    m_dynamicUpdate = variableOr(sys::getenv(place::kTraceUpdateVariable), m_dynamicUpdateFile);
     ReadModuleSection(files);
-    m_level = environmentOr(place::kTraceLevelVariable, m_fileLevel);
+    m_level = variableOr(sys::getenv(place::kTraceLevelVariable), m_fileLevel);
     m_startupLevel = m_level.load();
 }
 
@@ -167,14 +151,14 @@ void CDebugTraceConfig::ReloadChanged() {
         uint32_t interval = 0;
         if (m_globalIni.GetIntValue(kDynamicUpdate, interval)) {
             m_dynamicUpdateFile = interval;
-            m_dynamicUpdate = configuredOrZero(interval);
+            m_dynamicUpdate = variableOr(nullptr, interval);
         }
     }
     if (m_moduleIni.HasPath() && m_moduleIni.LoadIfNewer(ModuleName())) {
         uint32_t level = 0;
         if (m_moduleIni.GetIntValue(kFileDebugLevel, level)) {
             m_fileLevel = level;
-            m_level = configuredOrZero(level);
+            m_level = variableOr(nullptr, level);
             m_startupLevel = m_level.load();
         }
         readInto(m_traceFlags, m_moduleIni, kTraceFlags);

@@ -9,6 +9,7 @@
 #include "base/mutex.h"
 #include "contract/module_interface.h"
 #include "trace/ini_section_file.h"
+#include "trace/trace_files.h"
 
 namespace em {
 
@@ -41,7 +42,6 @@ public:
 
 private:
     struct Name;
-    static constexpr uint32_t kNotConfigured = 0xFFFFFFFF;
     static constexpr const char* kNameAtLoad = kModuleName;
 
     bool ReplaceModuleName(const char* name) EM_REQUIRES(m_filesMutex);
@@ -53,7 +53,7 @@ private:
     // "Last writer wins" between threads: the values are read without a lock.
     std::atomic<uint32_t> m_level{0};
     std::atomic<uint32_t> m_startupLevel{0};
-    std::atomic<uint32_t> m_fileLevel{kNotConfigured};
+    std::atomic<uint32_t> m_fileLevel{trace_file::kNotConfigured};
     std::atomic<uint32_t> m_traceFlags{0};
     std::atomic<bool> m_enabled{false};
     std::atomic<const char*> m_moduleName{kNameAtLoad};
@@ -62,7 +62,7 @@ private:
     Name* m_names EM_GUARDED_BY(m_filesMutex) = nullptr;
     IniSectionFile m_globalIni EM_GUARDED_BY(m_filesMutex);
     IniSectionFile m_moduleIni EM_GUARDED_BY(m_filesMutex);
-    std::atomic<uint32_t> m_dynamicUpdateFile{kNotConfigured};
+    std::atomic<uint32_t> m_dynamicUpdateFile{trace_file::kNotConfigured};
     std::atomic<uint32_t> m_dynamicUpdate{0}; // seconds, 0 = never
     std::atomic<int64_t> m_lastCheck{0};
     std::atomic<uint32_t> m_memoryTracesFlag{0};

@@ -1,53 +1,16 @@
 #include "trace/ini_section_file.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
-#include "base/ascii.h"
 #include "base/unique_fd.h"
+#include "trace/ini_text.h"
 
 namespace em {
 namespace {
 
 constexpr size_t kPadding = 16;
-constexpr size_t kLargestFile = size_t{16} * 1024 * 1024;
-constexpr const char* kEndMarker = "EndOfFile";
-
-// Cuts the text at the "[" of the closing marker. False when there is none.
-// The marker is what tells a whole file from one that is just being written.
-bool cutAtEndMarker(char* text, size_t size) {
-    const std::string_view content(text, size);
-    const size_t close = content.rfind(']');
-    if (close == std::string_view::npos) {
-        return false;
-    }
-    const size_t open = content.rfind('[', close);
-    if (open == std::string_view::npos ||
-        !equalsIgnoringAsciiCase(content.substr(open + 1, close - open - 1), kEndMarker)) {
-        return false;
-    }
-    text[open] = '\0';
-    return true;
-}
-
-// First byte behind the header of that name, or null.
-char* findBody(char* text, const char* section) {
-    for (char* open = std::strchr(text, '['); open != nullptr;) {
-        char* const close = std::strchr(open, ']');
-        if (close == nullptr) {
-            return nullptr;
-        }
-        if (equalsIgnoringAsciiCase({open + 1, close}, section)) {
-            return close + 1;
-        }
-        open = std::strchr(close + 1, '[');
-    }
-    return nullptr;
-}
 
 } // namespace
 
@@ -98,18 +61,17 @@ IniSectionFile::Outcome IniSectionFile::Read(const char* section) {
         return Outcome::NotOpened;
     }
     FileContent content;
-    if (readRegularFile(file.get(), kLargestFile, kPadding, content) != 0) {
+    if (readRegularFile(file.get(), kLargestIniFile, kPadding, content) != 0) {
         return Outcome::NotRead;
     }
     m_modified = content.status.st_mtime;
-    char* const body =
-        cutAtEndMarker(content.data.get(), content.size) ? findBody(content.data.get(), section) : nullptr;
+    char* const body = cutAtEndMarker(content.data.get(), content.size)
+                           ? findSectionBody(content.data.get(), section)
+                           : nullptr;
     if (body == nullptr) {
         return Outcome::NoSection;
     }
-    // Whatever "[" comes next ends the section, one in a comment too: this is how the files have always been
-    // read.
-    body[std::strcspn(body, "[")] = '\0';
+    body[sectionLength(body)] = '\0';
     m_buffer = std::move(content.data);
     m_body = body;
     return Outcome::Loaded;
@@ -119,18 +81,11 @@ bool IniSectionFile::GetIntValue(const char* key, uint32_t& value) const {
     if (key == nullptr || *key == '\0' || m_body == nullptr) {
         return false;
     }
-    // As plain text, so a longer key that holds this one comes first when it stands first.
-    const char* const found = std::strstr(m_body, key);
-    const char* text = found == nullptr ? nullptr : std::strchr(found + std::strlen(key), '=');
-    if (text == nullptr) {
+    const IniNumber found = findIniNumber(m_body, key);
+    if (found.text == nullptr) {
         return false;
     }
-    do {
-        ++text;
-    } while (isAsciiBlank(*text));
-    std::array<char, 65> number{};
-    std::memcpy(number.data(), text, strnlen(text, std::min(std::strcspn(text, "\n"), number.size() - 1)));
-    value = static_cast<uint32_t>(std::strtoul(number.data(), nullptr, 0));
+    value = found.value;
     return true;
 }
 

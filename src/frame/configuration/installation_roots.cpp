@@ -8,17 +8,6 @@
 namespace em {
 namespace {
 
-// The size is asked for first, as every reader of the locator does: both look-ups show in the trace.
-std::string productKeyPath() {
-    CRegistry locator;
-    uint32_t size = 0;
-    std::string path;
-    const bool found = locator.OpenPointersKey() == REG_SUCCESS &&
-                       locator.QueryValue(nullptr, place::kLocatorValue, &size) == REG_SUCCESS &&
-                       locator.QueryText(place::kLocatorValue, path) == REG_SUCCESS;
-    return found ? path : place::kDefaultProductKey;
-}
-
 // A path without a root's name lies under HKEY_LOCAL_MACHINE.
 bool openProductPath(CRegistry& key, const std::string& path, uint32_t rights) {
     if (beginsWithRoot(path)) {
@@ -30,6 +19,17 @@ bool openProductPath(CRegistry& key, const std::string& path, uint32_t rights) {
 }
 
 } // namespace
+
+// The size is asked for first, as every reader of the locator does: both look-ups show in the trace.
+std::string productKeyPath() {
+    CRegistry locator;
+    uint32_t size = 0;
+    std::string path;
+    const bool found = locator.OpenPointersKey() == REG_SUCCESS &&
+                       locator.QueryValue(nullptr, place::kLocatorValue, &size) == REG_SUCCESS &&
+                       locator.QueryText(place::kLocatorValue, path) == REG_SUCCESS;
+    return found ? path : place::kDefaultProductKey;
+}
 
 bool openProductKey(CRegistry& key, const char* subkey, bool forWriting) {
     bool opened = false;
@@ -59,6 +59,25 @@ InstallationRoots findInstallationRoots() {
         static_cast<void>(setup.QueryText(place::kFileRoot, roots.fileRoot));
     }
     return roots;
+}
+
+std::optional<std::string> binaryPath(const InstallationRoots& roots) {
+    std::string path = roots.binRoot;
+    if (path.empty() && !roots.fileRoot.empty()) {
+        path = roots.fileRoot + (roots.fileRoot.ends_with('/') ? "" : "/") + "Bin/";
+    }
+    const size_t last = path.rfind('/');
+    return last == std::string::npos ? std::nullopt : std::optional(path.substr(0, last));
+}
+
+std::string registeredData(const char* name) {
+    const RecursiveLockGuard guard(CRegistry::Lock());
+    return productText(place::kDataKey, name);
+}
+
+std::string configFileStem(const char* module) {
+    std::string registered = registeredData(module);
+    return registered.empty() ? module : registered;
 }
 
 } // namespace em

@@ -1,13 +1,18 @@
 // Where the host's installation keeps its things, as its product key in the registry store says. The locator
 // of that key is read anew each time. Whoever asks several of these holds CRegistry::Lock() around them. No
-// exception leaves them; no memory counts as "missing". Any thread.
+// memory counts as "missing"; no exception leaves them, where they do not say so. Any thread.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace em {
 
 class CRegistry;
+
+// The product key's path: the locator's value, which may lack a root's name or lead nowhere, or the default.
+// May throw bad_alloc.
+[[nodiscard]] std::string productKeyPath();
 
 // Opens the product key's sub-key of that name: the product key is the locator's value or, when the locator's
 // key or value is missing or empty, the default. False when there is no such key.
@@ -25,5 +30,14 @@ struct InstallationRoots {
 };
 // One look-up under the registry lock.
 [[nodiscard]] InstallationRoots findInstallationRoots();
+
+// The directory of binaries as the search for a module's configuration file takes it: cut before its last
+// "/", so "/a/b" means "/a". Nothing without a root or a "/". May throw bad_alloc, as the two below.
+[[nodiscard]] std::optional<std::string> binaryPath(const InstallationRoots& roots);
+
+// A text under the product key's DATA, read under the registry lock.
+[[nodiscard]] std::string registeredData(const char* name);
+// The name of a module's configuration file without "." and extension: the registered one, else the module's.
+[[nodiscard]] std::string configFileStem(const char* module);
 
 } // namespace em

@@ -7,16 +7,10 @@
 #include "contract/places.h"
 #include "frame/configuration/installation_roots.h"
 #include "frame/configuration/module_properties.h"
-#include "platform/registry/registry.h"
 #include "trace/trace.h"
 
 namespace em {
 namespace {
-
-std::string registered(const char* name) {
-    const RecursiveLockGuard guard(CRegistry::Lock());
-    return productText(place::kDataKey, name);
-}
 
 // A directory of that name is passed over, the search goes on.
 bool exists(const std::string& path) {
@@ -44,7 +38,7 @@ std::optional<std::string> inCurrentDirectory(const std::string& name) {
 
 // A root that ends in a separator gets a second one, which the system takes for one.
 std::optional<std::string> inDataRoot(const std::string& name) {
-    const std::string dataRoot = registered(place::kDataRoot);
+    const std::string dataRoot = registeredData(place::kDataRoot);
     if (dataRoot.empty()) {
         EM_TRACE(3, "\nModuleConfigFile    : Could not find data root directory");
         return std::nullopt;
@@ -52,16 +46,6 @@ std::optional<std::string> inDataRoot(const std::string& name) {
     EM_TRACE(3, "\nModuleConfigFile    : Check for config file in Hostwarden/volad data root %s...",
              dataRoot.c_str());
     return fileIn(dataRoot, name);
-}
-
-// Cut after its last "/", so BinRoot ends in one: "/a/b" would mean "/a".
-std::optional<std::string> binaryPath(const InstallationRoots& roots) {
-    std::string path = roots.binRoot;
-    if (path.empty() && !roots.fileRoot.empty()) {
-        path = roots.fileRoot + (roots.fileRoot.ends_with('/') ? "" : "/") + "Bin/";
-    }
-    const size_t last = path.rfind('/');
-    return last == std::string::npos ? std::nullopt : std::optional(path.substr(0, last));
 }
 
 std::optional<std::string> inBinaryPath(const std::string& name) {
@@ -81,8 +65,7 @@ std::optional<std::string> search(const char* module, const char* extension) {
         return std::nullopt;
     }
     // Before the search, and once: all three places look for the same name.
-    const std::string entry = registered(module);
-    const std::string name = (entry.empty() ? module : entry) + "." + textOr(extension);
+    const std::string name = configFileStem(module) + "." + textOr(extension);
     EM_TRACE(3, "\nModuleConfigFile    : Extension module config file requested: \"%s\"", name.c_str());
     std::optional<std::string> found = inCurrentDirectory(name);
     if (!found) {

@@ -24,8 +24,9 @@ bool makesFile(const ProfileWrite& write) {
 }
 
 // May throw bad_alloc, before anything was changed.
-FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
+FileChangeResult writeProfile(const ProfileWrite& write, const char* file, ProfileGuard guard) {
     bool appending = false;
+    bool refused = false;
     const FileChangeResult result =
         editFile(file, kLargestProfile, kModes,
                  [&](std::optional<std::string_view> content) -> std::optional<FileChange> {
@@ -35,8 +36,15 @@ FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
                      // Told apart for the one warning that only an append has.
                      std::optional<FileChange> change = editProfile(content.value_or(""), write);
                      appending = change && change->from == content.value_or("").size();
+                     refused = change && guard != nullptr && !guard(content.value_or(""), *change);
+                     if (refused) {
+                         return std::nullopt;
+                     }
                      return change;
                  });
+    if (refused) {
+        return {ECANCELED, FileStep::None};
+    }
     // Nothing was asked where not even the directory is there.
     const bool noDirectory = result.step == FileStep::Find && result.error == ENOENT;
     if (makesFile(write) && (noDirectory || (result.step == FileStep::Create && appending))) {
@@ -48,7 +56,8 @@ FileChangeResult writeProfile(const ProfileWrite& write, const char* file) {
 
 } // namespace
 
-FileChangeResult writeProfile(const char* section, const char* key, const char* value, const char* file) {
+FileChangeResult writeProfile(const char* section, const char* key, const char* value, const char* file,
+                              ProfileGuard guard) {
     FileChangeResult result{EINVAL, FileStep::None};
     if (section == nullptr || file == nullptr) {
         return result;
@@ -56,7 +65,7 @@ FileChangeResult writeProfile(const char* section, const char* key, const char* 
     const ProfileWrite write{section, textOrNothing(key), textOrNothing(value)};
     if (readsBack(write)) {
         result = {ENOMEM, FileStep::None}; // unless it is told otherwise
-        static_cast<void>(swallow([&] { result = writeProfile(write, file); }));
+        static_cast<void>(swallow([&] { result = writeProfile(write, file, guard); }));
     }
     return result;
 }

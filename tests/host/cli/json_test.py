@@ -21,6 +21,8 @@ KEY = "HKEY_USERS/K"
 # Shape, exit code, arguments, run in a directory with a registry and a message file.
 OUTPUTS = (
     ("findings", 1, ("check", "--dir", ".")),
+    ("findings", 1, ("check", "--root", ".", "--settings", "settings.json")),
+    ("configuration", 0, ("check", "--show", "--root", ".", "--settings", "settings.json")),
     ("findings", 1, ("registry", "check", "--dir", ".")),
     ("findings", 0, ("messages", "check", "EVENTMSG.XML")),
     ("findings", 1, ("messages", "check", "registry")),

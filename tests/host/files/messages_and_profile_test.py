@@ -57,6 +57,33 @@ class MessagesAndProfile(unittest.TestCase):
             self.assertEqual(self.run_tool("profile", *arguments), (1, "", 1))
             self.assertEqual(self.told, f"volad-dev: {line}\n")
 
+    def test_profile_appends_nothing_behind_the_end_marker(self):
+        file = self.directory / "p.ini"
+        marked = "[S]\nJ=0\nK=1\n[EndOfFile]\n"
+        for content, section, key, written in (
+                (marked, "T", "K", None),  # a new section
+                (marked.replace("EndOfFile", "endoffile"), "T", "K", None),
+                (marked + "; see [1\n", "T", "K", None),
+                (marked + "; [x]\n", "T", "K", None),
+                (marked, "EndOfFile", "K", None),  # a new key of the marker's own
+                ("[S]\nK=1\n; [EndOfFile]\n", "S", "N", None),  # which counts in a comment
+                (marked, "S", "K", "[S]\nJ=0\nK=2\n[EndOfFile]\n"),
+                (marked, "S", "N", "[S]\nJ=0\nK=1\nN=2\n[EndOfFile]\n"),
+                (marked + "[S]\n", "S", "N", "[S]\nJ=0\nK=1\nN=2\n[EndOfFile]\n[S]\n"),
+                (marked + "X=1\nK=1\n", "EndOfFile", "K", marked + "X=1\nK=2\n"),
+                ("[EndOfFile]\n[S]\n", "S", "K", "[EndOfFile]\n[S]\nK=2\n")):
+            with self.subTest(content=content, section=section, key=key):
+                file.write_text(content)
+                before = file.stat()
+                done = self.run_tool("profile", "set", "p.ini", section, key, "2")
+                self.assertEqual(done, (1, "", 1) if written is None else (0, "", 0))
+                self.assertEqual(file.read_text(), written or content)
+                if written is None:
+                    self.assertEqual((file.stat().st_ino, file.stat().st_mtime_ns), (before.st_ino, before.st_mtime_ns))
+                    self.assertIn(f"p.ini: [{section}] {key} is not written: it would stand behind the last header "
+                                  "[EndOfFile]", self.told)
+        self.assertEqual(self.run_tool("profile", "delete", "p.ini", "EndOfFile"), (0, "", 0))
+
     def test_messages(self):
         self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001"), (1, "", 1))
         shutil.copy(EXAMPLE, self.directory / "EVENTMSG.XML")
