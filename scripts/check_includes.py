@@ -57,7 +57,9 @@ ROOMS = {
         "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
     "host/launch": BASE | CONTRACT | {
         "src/platform/processes", "host/common", "host/run", "host/hosting", "host/sandbox", "host/rehearsal"},
-    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal", "host/launch", "host/story"},
+    "host/drive": BASE | CONTRACT | ENVELOPE | {
+        "host/common", "host/hosting", "host/sandbox", "host/rehearsal", "host/launch"},
+    "host/cli": {"host/common", "host/sandbox", "host/files", "host/rehearsal", "host/launch", "host/drive", "host/story"},
     # What tests are made with.
     "tests/fake": BASE,
     "tests/rig": CONTRACT | {"host/sandbox"},

@@ -16,6 +16,8 @@
 #include "host/common/command.h"
 #include "host/common/failure.h"
 #include "host/common/standard_streams.h"
+#include "host/drive/drive_command.h"
+#include "host/drive/inside_drive_command.h"
 #include "host/files/check_command.h"
 #include "host/files/messages_command.h"
 #include "host/files/profile_command.h"
@@ -30,9 +32,10 @@ namespace volad_dev {
 namespace {
 
 // In the order in which the help lists them.
-constexpr std::array<AddCommand, 9> kCommands = {addRehearseCommand, addJobCommand,      addSandboxCommand,
-                                                 addInsideCommand,   addMessagesCommand, addProfileCommand,
-                                                 addRegistryCommand, addCheckCommand,    addExplainCommand};
+constexpr std::array<AddCommand, 11> kCommands = {
+    addRehearseCommand, addJobCommand,         addDriveCommand,    addSandboxCommand,
+    addInsideCommand,   addInsideDriveCommand, addMessagesCommand, addProfileCommand,
+    addRegistryCommand, addCheckCommand,       addExplainCommand};
 
 void parse(CLI::App& app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end()); // as the parser takes them

@@ -2,6 +2,7 @@
 // host once more as a notification, when it is past the gate, unless its status is 255.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 namespace em::opcode {
@@ -22,5 +23,37 @@ inline constexpr uint32_t kShutdownStatusChanged =
     527; // to the host: "DA" the status; to the module: a query
 inline constexpr uint32_t CM_AgentServiceRestartRequested = 551; // a reply to the module
 inline constexpr uint32_t kHostSettings = 0xE001;                // to the host: "OE" the item; settings.h
+
+// By what name people and tools call them.
+struct Name {
+    uint32_t code;
+    const char* name;
+};
+inline constexpr std::array<Name, 14> kNames = {{
+    {kPowerOnStatusEvent, "PowerOnStatusEvent"},
+    {kSetPowerOffReason, "SetPowerOffReason"},
+    {kPowerSwitchNotifications, "PowerSwitchNotifications"},
+    {CM_GetMaintenanceMode, "CM_GetMaintenanceMode"},
+    {kMaintenanceModeChanged, "MaintenanceModeChanged"},
+    {CM_Disconnect, "CM_Disconnect"},
+    {CM_RequestShutdownAndOff, "CM_RequestShutdownAndOff"},
+    {CM_RequestShutdownAndReset, "CM_RequestShutdownAndReset"},
+    {CM_ShutdownRequestCancelled, "CM_ShutdownRequestCancelled"},
+    {CM_RequestShutdownAndHalt, "CM_RequestShutdownAndHalt"},
+    {kShutdownStatusQuery, "ShutdownStatusQuery"},
+    {kShutdownStatusChanged, "ShutdownStatusChanged"},
+    {CM_AgentServiceRestartRequested, "CM_AgentServiceRestartRequested"},
+    {kHostSettings, "HostSettings"},
+}};
+
+// Null for a code that is none of these.
+constexpr const char* nameOf(uint32_t code) {
+    for (const Name& each : kNames) {
+        if (each.code == code) {
+            return each.name;
+        }
+    }
+    return nullptr;
+}
 
 } // namespace em::opcode
