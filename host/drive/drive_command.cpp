@@ -39,7 +39,7 @@ template <class Rows>
 std::string listed(const Rows& rows) {
     std::string text;
     for (const auto& row : rows) {
-        text += fmt::format("  {:<42}{}\n", syntaxOf(row), row.meaning);
+        text += fmt::format("  {:<34} {}\n", syntaxOf(row), row.meaning);
     }
     return text;
 }

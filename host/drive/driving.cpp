@@ -21,7 +21,7 @@
 namespace volad_dev {
 namespace {
 
-// The next line of the script, nothing at its end. Throws as Patience does.
+// The next line of the script, nothing at its end. Throws Failure, as Patience does.
 std::optional<std::string> nextLine(int fd, LineBuffer& lines, const Patience& patience) {
     for (;;) {
         if (std::optional<std::string> line = lines.next()) {
@@ -40,21 +40,30 @@ std::optional<std::string> nextLine(int fd, LineBuffer& lines, const Patience& p
     }
 }
 
+// Whatever fails is told with the place in front.
+template <class Action>
+auto placed(const std::string& place, Action&& action) {
+    try {
+        return action();
+    } catch (const Failure& failure) {
+        throw Failure(fmt::format("{}: {}", place, failure.what()), failure.code());
+    } catch (const std::exception& exception) {
+        throw Failure(fmt::format("{}: {}", place, exception.what()));
+    }
+}
+
 void carryOut(const Statement& statement, const ScriptParser& parser, ScriptRun& run, EventSender& events) {
     events.begun(fmt::format("{}: {}", parser.place(), statement.verb->name));
-    try {
-        run.execute(statement, parser.directory());
-    } catch (const Failure& failure) {
-        throw Failure(fmt::format("{}: {}", parser.place(), failure.what()), failure.code());
-    } catch (const std::exception& exception) {
-        throw Failure(fmt::format("{}: {}", parser.place(), exception.what()));
-    }
+    placed(parser.place(), [&] { run.execute(statement, parser.directory()); });
 }
 
 void follow(const DriveOptions& options, ScriptRun& run, EventSender& events) {
     ScriptParser parser(options.script, options.here);
     LineBuffer lines;
-    while (const std::optional<std::string> line = nextLine(options.scriptFd, lines, run.patience())) {
+    const auto next = [&] {
+        return placed(options.script, [&] { return nextLine(options.scriptFd, lines, run.patience()); });
+    };
+    while (const std::optional<std::string> line = next()) {
         std::optional<Statement> statement;
         try {
             statement = parser.next(*line);
@@ -68,7 +77,8 @@ void follow(const DriveOptions& options, ScriptRun& run, EventSender& events) {
             carryOut(*statement, parser, run, events);
         }
     }
-    run.finish();
+    events.begun(options.script + ": the end");
+    placed(options.script, [&] { run.finish(); });
 }
 
 // The failure is told first: the module's end may take its time.

@@ -17,7 +17,8 @@ struct MemberName {
     std::string_view key;
 };
 
-constexpr std::array<MemberName, 7> kMemberNames = {{{"data", em::key::Data},
+constexpr std::array<MemberName, 8> kMemberNames = {{{"operation", em::key::OperationCode},
+                                                     {"data", em::key::Data},
                                                      {"reason", em::key::Data},
                                                      {"extension", em::key::Extension},
                                                      {"object", em::key::ObjectId},

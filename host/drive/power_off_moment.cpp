@@ -5,7 +5,7 @@ namespace {
 
 constexpr time_t kMinute = 60;
 // Seconds of a minute in which a module that is started now may look too late.
-constexpr time_t kNearlyOver = 10;
+constexpr time_t kNearlyOver = 5;
 
 constexpr Schedule kNow = {0U, std::nullopt};
 

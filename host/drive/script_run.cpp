@@ -17,6 +17,10 @@ const char* wordOf(bool value) {
     return value ? "true" : "false";
 }
 
+const char* handledText(bool handled) {
+    return handled ? "handled" : "unhandled";
+}
+
 // "status 3 within 2 s".
 std::string wanted(const Expectation& expectation, bool takesTime) {
     return takesTime ? fmt::format("{} within {} s", expectation.text, expectation.within) : expectation.text;
@@ -107,7 +111,7 @@ std::string ScriptRun::carryOut(const Statement& statement, const std::string& d
 
 std::string ScriptRun::request(const EnvelopeForm& form) {
     em::SipJson envelope = envelopeOf(form, m_module.cabinet());
-    const bool handled = m_module.slots().HandleRequest(&envelope);
+    m_handled = m_module.slots().HandleRequest(&envelope);
     m_answer = envelope; // a copy: what the module has put in may end with its library
     const std::string status =
         m_answer.HasMember(em::key::Status)
@@ -116,7 +120,7 @@ std::string ScriptRun::request(const EnvelopeForm& form) {
     uint32_t data = 0;
     const bool isState = m_answer.GetUint(em::key::OperationCode, 0) == em::opcode::kShutdownStatusQuery &&
                          m_answer.GetDataUint(data);
-    return fmt::format("{}, {}, {}{}", handled ? "handled" : "not handled", status, envelopeText(m_answer),
+    return fmt::format("{}, {}, {}{}", handledText(m_handled), status, envelopeText(m_answer),
                        isState ? ", shutdown status " + statusText(data) : "");
 }
 
@@ -154,37 +158,35 @@ std::string ScriptRun::wait(const Expectation& expectation) {
 
 std::string ScriptRun::refuse(const Expectation& expectation) {
     const double begin = monotonicNow();
-    bool goesOn = true;
     do {
-        if (m_sightings.take(expectation)) {
+        if (const std::optional<std::string> found = m_sightings.take(expectation)) {
             throw Failure(fmt::format("expected no {}, seen: {} after {:.3f} s", wanted(expectation, true),
-                                      m_sightings.seen(expectation), monotonicNow() - begin));
+                                      *found, monotonicNow() - begin));
         }
-        goesOn = m_patience.wait(m_sightings.news(expectation.seen), begin + expectation.within);
-    } while (goesOn);
+    } while (m_patience.wait(m_sightings.news(expectation.seen), begin + expectation.within));
     return "";
 }
 
 std::string ScriptRun::expect(const Expectation& expectation) {
-    if (isSoNow(expectation) != expectation.absent) {
-        return "";
+    bool isSo = false;
+    std::string seen;
+    if (expectation.seen == Seen::Answer) {
+        isSo = isAnswered(expectation);
+        seen = fmt::format("{}, {}", handledText(m_handled), envelopeText(m_answer));
+    } else if (expectation.seen == Seen::Status) {
+        const uint32_t status = askStatus();
+        isSo = status == expectation.code;
+        seen = "status " + statusText(status);
+    } else {
+        const std::optional<std::string> found = m_sightings.find(expectation);
+        isSo = found.has_value();
+        seen = found ? *found : m_sightings.seen(expectation);
     }
-    const std::string seen = expectation.seen == Seen::Answer   ? envelopeText(m_answer)
-                             : expectation.seen == Seen::Status ? "status " + statusText(askStatus())
-                                                                : m_sightings.seen(expectation);
-    throw Failure(fmt::format("expected {}{}, seen: {}", expectation.absent ? "no " : "",
-                              wanted(expectation, false), seen));
-}
-
-bool ScriptRun::isSoNow(const Expectation& expectation) {
-    switch (expectation.seen) {
-    case Seen::Status:
-        return askStatus() == expectation.code;
-    case Seen::Answer:
-        return isAnswered(expectation);
-    default:
-        return m_sightings.has(expectation);
+    if (isSo == expectation.absent) {
+        throw Failure(fmt::format("expected {}{}, seen: {}", expectation.absent ? "no " : "",
+                                  wanted(expectation, false), seen));
     }
+    return "";
 }
 
 // By the module itself: what it has told may have been overtaken.
@@ -201,12 +203,12 @@ bool ScriptRun::isAnswered(const Expectation& expectation) const {
         !expectation.code || m_answer.GetUint(em::key::Status, em::status::kMissing) == *expectation.code;
     const bool textFits = envelopeText(m_answer).find(expectation.sought) != std::string::npos;
     const bool wholeFits = !expectation.json || isSameJson(m_answer, *expectation.json);
-    return statusFits && textFits && wholeFits && hasMembers(m_answer, expectation.members);
+    const bool handledFits = !expectation.handled || m_handled == *expectation.handled;
+    return handledFits && statusFits && textFits && wholeFits && hasMembers(m_answer, expectation.members);
 }
 
 void ScriptRun::finish() {
     m_patience.check();
-    m_events.begun("end of the script");
     if (m_module.takeDown()) {
         tell("    end of the script: the module was stopped and deleted");
     }

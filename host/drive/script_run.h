@@ -38,7 +38,6 @@ private:
     [[nodiscard]] std::string wait(const Expectation& expectation);
     [[nodiscard]] std::string expect(const Expectation& expectation);
     [[nodiscard]] std::string refuse(const Expectation& expectation);
-    [[nodiscard]] bool isSoNow(const Expectation& expectation);
     [[nodiscard]] bool isAnswered(const Expectation& expectation) const;
     [[nodiscard]] uint32_t askStatus() const;
     void tell(const std::string& text) const;
@@ -56,7 +55,8 @@ private:
     DevelopmentHost m_host;
     Sightings m_sightings;
     DrivenModule m_module;
-    em::SipJson m_answer;
+    em::SipJson m_answer; // to the last request
+    bool m_handled = false;
 };
 
 } // namespace volad_dev

@@ -69,8 +69,7 @@ struct SeenRow {
 
 inline constexpr std::array<SeenRow, 5> kSeen = {{
     {Seen::Status, "status", "N|NAME", "the shutdown status", true},
-    {Seen::Answer, "answer", "[N] [KEY=VALUE ...]|JSON|\"TEXT\"", "what the last request was answered",
-     false},
+    {Seen::Answer, "answer", "PART ...", "what the last request was answered", false},
     {Seen::Trace, "trace", "TEXT", "a line of the trace that holds the text", true},
     {Seen::Message, "message", "NAME|CODE [KEY=VALUE ...]", "a message of the module's", true},
     {Seen::Command, "command", "[poweroff|reboot|halt]", "a command that the module started", true},

@@ -1,5 +1,7 @@
 #include "host/drive/sightings.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "contract/operation_codes.h"
@@ -41,66 +43,77 @@ uint32_t Sightings::status() const {
     return static_cast<uint32_t>(em::ShutdownStatus::None);
 }
 
-std::optional<size_t> Sightings::findMessage(size_t from, uint32_t code,
-                                             const std::vector<Member>& members) const {
+// What was told behind the mark, or before and is still so.
+std::optional<Sightings::Found> Sightings::findStatus(const Expectation& expectation, size_t from) const {
+    const std::string what = "status " + statusText(*expectation.code);
+    const std::vector<Message> messages = m_host.journal().messages();
+    for (size_t i = from; i < messages.size(); ++i) {
+        if (isReportOf(messages[i], expectation.code)) {
+            return Found{i + 1, what};
+        }
+    }
+    return status() == expectation.code ? std::optional(Found{messages.size(), what}) : std::nullopt;
+}
+
+std::optional<Sightings::Found> Sightings::findTrace(const Expectation& expectation, size_t from) const {
+    const std::optional<TraceLog::Line> line = m_trace.find(expectation.sought, from);
+    return line ? std::optional(Found{line->number + 1, fmt::format("\"{}\"", line->text)}) : std::nullopt;
+}
+
+std::optional<Sightings::Found> Sightings::findMessage(const Expectation& expectation, size_t from) const {
     const std::vector<Message> messages = m_host.journal().messages();
     for (size_t i = from; i < messages.size(); ++i) {
         const Message& message = messages[i];
-        if (!message.toModule && message.opcode == code &&
-            hasMembers(readEnvelope(message.envelope), members)) {
-            return i + 1;
+        if (!message.toModule && message.opcode == *expectation.code &&
+            hasMembers(readEnvelope(message.envelope), expectation.members)) {
+            return Found{i + 1, message.envelope};
         }
     }
     return std::nullopt;
 }
 
-std::optional<size_t> Sightings::find(const Expectation& expectation, const Marks& marks) const {
+std::optional<Sightings::Found> Sightings::findCommand(const Expectation& expectation, size_t from) const {
+    const std::vector<CommandRecord> records = commands();
+    for (size_t i = from; i < records.size(); ++i) {
+        if (isCommandOf(records[i], expectation.action)) {
+            return Found{i + 1, records[i].commandLine()};
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Sightings::Found> Sightings::find(const Expectation& expectation, const Marks& marks) const {
     switch (expectation.seen) {
-    case Seen::Status: {
-        const std::vector<Message> messages = m_host.journal().messages();
-        for (size_t i = marks.status; i < messages.size(); ++i) {
-            if (isReportOf(messages[i], expectation.code)) {
-                return i + 1;
-            }
-        }
-        // Told before the mark, and still so.
-        return status() == expectation.code ? std::optional(messages.size()) : std::nullopt;
-    }
-    case Seen::Trace: {
-        const std::optional<size_t> found = m_trace.find(expectation.sought, marks.trace);
-        return found ? std::optional(*found + 1) : std::nullopt;
-    }
+    case Seen::Status:
+        return findStatus(expectation, marks.status);
+    case Seen::Trace:
+        return findTrace(expectation, marks.trace);
     case Seen::Message:
-        return findMessage(marks.message, *expectation.code, expectation.members);
-    case Seen::Command: {
-        const std::vector<CommandRecord> records = commands();
-        for (size_t i = marks.command; i < records.size(); ++i) {
-            if (isCommandOf(records[i], expectation.action)) {
-                return i + 1;
-            }
-        }
+        return findMessage(expectation, marks.message);
+    case Seen::Command:
+        return findCommand(expectation, marks.command);
+    case Seen::Answer:
+        break; // not the module's to send
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> Sightings::take(const Expectation& expectation) {
+    std::optional<Found> found = find(expectation, m_marks);
+    if (!found) {
         return std::nullopt;
     }
-    case Seen::Answer:
-        break;
-    }
-    return std::nullopt;
+    size_t& mark = expectation.seen == Seen::Status    ? m_marks.status
+                   : expectation.seen == Seen::Trace   ? m_marks.trace
+                   : expectation.seen == Seen::Message ? m_marks.message
+                                                       : m_marks.command;
+    mark = found->next;
+    return std::move(found->what);
 }
 
-bool Sightings::take(const Expectation& expectation) {
-    const std::optional<size_t> behind = find(expectation, m_marks);
-    if (behind) {
-        size_t& mark = expectation.seen == Seen::Status    ? m_marks.status
-                       : expectation.seen == Seen::Trace   ? m_marks.trace
-                       : expectation.seen == Seen::Message ? m_marks.message
-                                                           : m_marks.command;
-        mark = *behind;
-    }
-    return behind.has_value();
-}
-
-bool Sightings::has(const Expectation& expectation) const {
-    return find(expectation, m_begin).has_value();
+std::optional<std::string> Sightings::find(const Expectation& expectation) const {
+    std::optional<Found> found = find(expectation, m_begin);
+    return found ? std::optional(std::move(found->what)) : std::nullopt;
 }
 
 std::vector<int> Sightings::news(Seen seen) const {

@@ -26,14 +26,14 @@ public:
     // A module is about to be created: all that was seen is another one's.
     void begin();
 
-    // A wait's look: whether it came, and the mark goes behind it.
-    [[nodiscard]] bool take(const Expectation& expectation);
+    // A wait's look: what came, in words, and the mark goes behind it. Nothing when it did not come.
+    [[nodiscard]] std::optional<std::string> take(const Expectation& expectation);
     // The same of all that was seen since begin(), and no mark moves. Not for the status and the answer.
-    [[nodiscard]] bool has(const Expectation& expectation) const;
+    [[nodiscard]] std::optional<std::string> find(const Expectation& expectation) const;
 
     // Descriptors of which one is readable once something of that kind came behind the last look at it.
     [[nodiscard]] std::vector<int> news(Seen seen) const;
-    // What was seen of that kind at last, in words.
+    // What was seen of that kind at last, in words: for a failure to tell.
     [[nodiscard]] std::string seen(const Expectation& expectation) const;
 
 private:
@@ -41,10 +41,15 @@ private:
         size_t status = 0, trace = 0, message = 0, command = 0; // numbers of what comes next
     };
 
-    // Behind what was found from `marks` on; nothing when it was not.
-    [[nodiscard]] std::optional<size_t> find(const Expectation& expectation, const Marks& marks) const;
-    [[nodiscard]] std::optional<size_t> findMessage(size_t from, uint32_t code,
-                                                    const std::vector<Member>& members) const;
+    struct Found {
+        size_t next; // the number behind it
+        std::string what;
+    };
+    [[nodiscard]] std::optional<Found> find(const Expectation& expectation, const Marks& marks) const;
+    [[nodiscard]] std::optional<Found> findStatus(const Expectation& expectation, size_t from) const;
+    [[nodiscard]] std::optional<Found> findTrace(const Expectation& expectation, size_t from) const;
+    [[nodiscard]] std::optional<Found> findMessage(const Expectation& expectation, size_t from) const;
+    [[nodiscard]] std::optional<Found> findCommand(const Expectation& expectation, size_t from) const;
     [[nodiscard]] std::vector<CommandRecord> commands() const;
     [[nodiscard]] uint32_t status() const;
 

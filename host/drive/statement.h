@@ -27,6 +27,7 @@ struct Expectation {
     bool absent = false;
     double within = kWaitSeconds;
     std::optional<uint32_t> code;               // a status, of the shutdown or an answer; an operation code
+    std::optional<bool> handled;                // an answer's request
     std::string sought{};                       // in the trace or an answer
     std::optional<std::string> json{};          // a whole answer
     std::vector<Member> members{};              // of an answer or a message

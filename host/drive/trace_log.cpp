@@ -15,12 +15,12 @@ void TraceLog::add(const std::string& line) {
 }
 
 // Cleared under the mutex: what is added from then on sets it again.
-std::optional<size_t> TraceLog::find(const std::string& text, size_t from) const {
+std::optional<TraceLog::Line> TraceLog::find(const std::string& text, size_t from) const {
     const MutexLock lock(m_mutex);
     m_added.clear();
     for (size_t i = std::max(from, m_forgotten) - m_forgotten; i < m_lines.size(); ++i) {
         if (m_lines[i].find(text) != std::string::npos) {
-            return m_forgotten + i;
+            return Line{m_forgotten + i, m_lines[i]};
         }
     }
     return std::nullopt;

@@ -17,9 +17,12 @@ class TraceLog {
 public:
     void add(const std::string& line);
 
-    // The number of the first line from `from` on that holds the text. Of very many lines the oldest are
-    // forgotten.
-    [[nodiscard]] std::optional<size_t> find(const std::string& text, size_t from) const;
+    struct Line {
+        size_t number;
+        std::string text;
+    };
+    // The first line from `from` on that holds the text. Of very many lines the oldest are forgotten.
+    [[nodiscard]] std::optional<Line> find(const std::string& text, size_t from) const;
     // Of the line that comes next.
     [[nodiscard]] size_t end() const;
     // Empty for none.
