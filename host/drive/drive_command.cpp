@@ -1,5 +1,6 @@
 #include "host/drive/drive_command.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -17,6 +18,8 @@
 
 namespace volad_dev {
 namespace {
+
+constexpr int64_t kLongest = 24 * 60 * 60; // seconds
 
 struct DriveCommand {
     DriveOptions options;
@@ -67,7 +70,7 @@ Command addDriveCommand(CLI::App& app) {
            scriptFault);
     drive->add_flag("--verbs", command->verbs, "list what a script may say");
     addTraceOption(*drive, options.trace, "show messages, and the trace of this level, 0 to 5");
-    addNumber(*drive, "--limit", options.limit, 1, 24 * 60 * 60, "seconds that all of it may take");
+    addNumber(*drive, "--limit", options.limit, 1, kLongest, "seconds that all of it may take");
     addFileOptions(*drive, options.module, options.settings, options.messages);
     addSandboxOptions(*drive, command->sandbox);
     return {drive, [command] { return run(*command); }};

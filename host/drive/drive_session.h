@@ -27,6 +27,7 @@ public:
 
 private:
     void watch();
+    void takeBegun(const std::string& what);
     void takeInterruption();
     void takeFailure(const std::string& text, int code);
     void showPrinted(std::string_view bytes);

@@ -58,6 +58,7 @@ void carryOut(const Statement& statement, const ScriptParser& parser, ScriptRun&
 }
 
 void follow(const DriveOptions& options, ScriptRun& run, EventSender& events) {
+    events.begun(options.script + ": the begin");
     ScriptParser parser(options.script, options.here);
     LineBuffer lines;
     const auto next = [&] {

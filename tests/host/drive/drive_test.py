@@ -1,4 +1,4 @@
-"""drive_test.py VOLAD_DEV MODULE ROOT [CLASS]: the real module driven by scripts, as files, by a pipe and on a terminal."""
+"""drive_test.py VOLAD_DEV MODULE ROOT [CLASS]: the real module driven by scripts, from files, pipes and terminals."""
 
 import os
 import pathlib
@@ -18,15 +18,19 @@ DELAYED = "answer shutdownDelay 30\ncreate\nstart\nrequest off\nwait status 2\n"
 
 # A script, and behind "SCRIPT:" what its failure is told with.
 NOT_SO = (
-    ("create\nwait status executing within 0.05", r"2: expected status executing within 0\.05 s, seen: status 0 \(none\)"),
+    ("create\nwait status executing within 0.05",
+     r"2: expected status executing within 0\.05 s, seen: status 0 \(none\)"),
     (DELAYED + "wait status 3 within 0.05", r"6: .*, seen: status 2 \(delay running\)"),
     (DELAYED + "wait status 1 within 0.05", "6: expected status 1 "),  # it was, but before what was waited for
-    ("create\nwait trace no such line within 0.05", r'2: expected trace "no such line" within 0\.05 s, seen: "[^"]+" as the'),
+    ("create\nwait trace no such line within 0.05",
+     r'2: expected trace "no such line" within 0\.05 s, seen: "[^"]+" as the'),
     (STARTED + "wait message off within 0.05", r'4: expected message off within 0\.05 s, seen: {"SIP":.*} as the last'),
     (STARTED + "wait message 281 data=2 within 0.05", "4: expected message 281 data=2 within"),
     ("create\nwait command within 0.05", r"2: expected command within 0\.05 s, seen: no command"),
-    (STARTED + "request reset\nwait command reboot\nwait command within 0.05", "6: expected command .*, seen: /sbin/reboot"),
-    (STARTED + "request reset\nwait command\nexpect command poweroff", "6: expected command poweroff, seen: /sbin/reboot"),
+    (STARTED + "request reset\nwait command reboot\nwait command within 0.05",
+     "6: expected command .*, seen: /sbin/reboot"),
+    (STARTED + "request reset\nwait command\nexpect command poweroff",
+     "6: expected command poweroff, seen: /sbin/reboot"),
     (STARTED + "request off\nwait command\nexpect no command", "6: expected no command, seen: /sbin/poweroff"),
     ("create\nexpect status 3", r"2: expected status 3, seen: status 0 \(none\)"),
     ("create\nexpect no status none", r"2: expected no status none, seen: status 0 \(none\)"),
@@ -39,10 +43,12 @@ NOT_SO = (
     ("create\nstatus\nexpect answer {}", "3: "),
     ('create\nstatus\nexpect answer "OC\\":5"\nexpect answer "none"', "4: "),
     ("create\nstatus\nexpect no answer handled 0", "3: "),
-    (STARTED + "refuse trace Starting module within 5", r'4: expected no trace "Starting module" within 5 s, seen: "### Sta'),
+    (STARTED + "refuse trace Starting module within 5",
+     r'4: expected no trace "Starting module" within 5 s, seen: "### Sta'),
     ("create\nrefuse status none", "2: expected no status none within 10 s"),
     (DELAYED + "refuse status 1 within 0.05\nrequest off\nrefuse message off within 5", "8: .*"),
-    (STARTED + "request off\nrefuse command poweroff within 5", "5: expected no command poweroff within 5 s, seen: /sbin/p"),
+    (STARTED + "request off\nrefuse command poweroff within 5",
+     "5: expected no command poweroff within 5 s, seen: /sbin/p"),
 )
 
 # A line, and what is wrong with it.
@@ -164,7 +170,8 @@ class Scripts(Drive):
         child = self.open()
         for line, answer in (("create", "1 create: EM_SHUTDOWN"), ("start", "2 start: true"),
                              ("status # so far", r"3 status: handled, .*, shutdown status 0 \(none\)"),
-                             ("answer shutdownDelay 0", "4 answer shutdownDelay 0"), ("request off", "5 request off: handled"),
+                             ("answer shutdownDelay 0", "4 answer shutdownDelay 0"),
+                             ("request off", "5 request off: handled"),
                              ("wait command", "6 wait command: after "), ("expect status 3", "7 expect status 3")):
             child.stdin.write(line + "\n")
             child.stdin.flush()
@@ -175,7 +182,8 @@ class Scripts(Drive):
         self.assertEqual(told, "-:8: expected command halt, seen: /sbin/poweroff\n")
 
     def test_the_end_of_the_input_takes_the_module_down(self):
-        for text, ended in (("create\nstart\n", True), ("create\nstart\nstop\n", True), ("create\ndelete\n", False), ("", False)):
+        for text, ended in (("create\nstart\n", True), ("create\nstart\nstop\n", True), ("create\ndelete\n", False),
+                            ("", False)):
             shown = self.driven(text, "--trace", "1")
             self.assertEqual("end of the script: the module was stopped and deleted\n" in shown, ended, text)
             self.assertEqual(shown.count("Module destroyed successfully"), "create" in text, text)
@@ -192,7 +200,7 @@ class Scripts(Drive):
         _, told = child.communicate(timeout=30)
         os.close(ours)
         self.assertEqual(child.returncode, 0, told)
-        self.assertRegex(told, '^-:1: there is no verb "creat".*\n-:2: there is no module for start: create comes first\n$')
+        self.assertRegex(told, '^-:1: there is no verb "creat".*\n-:2: there is no module for start: .*\n$')
 
     def test_the_forms_of_a_request(self):
         shown = self.driven("create\ncabinet 7\n" + "\n".join(line for line, _ in ANSWERED)).splitlines()
@@ -201,22 +209,26 @@ class Scripts(Drive):
 
     def test_a_mark_stands_behind_what_was_waited_for(self):
         self.driven(STARTED + 'wait trace Starting module\nexpect trace Starting module\nrequest off\nwait status 1\n'
-                    "wait status 2\nwait status executing\nwait status 3\nwait message off\nrefuse message off within 0\n"
+                    "wait status 2\nwait status executing\nwait status 3\n"
+                    "wait message off\nrefuse message off within 0\n"
                     "expect message off\nwait command\nrefuse command within 0\ndelete\n"
                     # and a new module begins anew
-                    "create\nexpect no command\nexpect no message off\nwait status none\nrefuse trace Starting module within 0\n"
+                    "create\nexpect no command\nexpect no message off\nwait status none\n"
+                    "refuse trace Starting module within 0\n"
                     "start\nwait trace Starting module\nrequest reset\nwait command reboot\nexpect no command poweroff")
 
     def test_answers_count_from_the_next_question_on(self):
         settings = self.directory / "settings.json"
-        settings.write_text('{"cabinet": 3, "shutdownDelay": 40, "job": {"name": "{here}/no"}, "powerSwitchNotifications": false}')
+        settings.write_text('{"cabinet": 3, "shutdownDelay": 40, "job": {"name": "{here}/no"}, '
+                            '"powerSwitchNotifications": false}')
         job = self.directory / "job.sh"
         job.write_text("#!/bin/sh\necho ran $1; echo ended\n")
         job.chmod(0o755)
         shown = self.driven('create\nstart\nexpect no message 281\nwait message HostSettings cabinet=3\n'
-                            'answer job {"name": "{here}/job.sh one"}\nanswer shutdownDelay 1 # less\nrequest off\n'
-                            "wait trace Start shutdown delay 1 sec\nanswer job.name {here}/job.sh two\nwait command\n"
-                            "answer shutdownDelay none\nanswer forceDelay 9\nanswer powerSwitchNotifications none\ndelete\n"
+                            'answer job {"name": "{here}/job.sh one"}\nanswer shutdownDelay 2 # less\nrequest off\n'
+                            "wait trace Start shutdown delay 2 sec\nanswer job.name {here}/job.sh two\nwait command\n"
+                            "answer shutdownDelay none\nanswer forceDelay 9\n"
+                            "answer powerSwitchNotifications none\ndelete\n"
                             "answer cabinet 4\ncreate\nstart\nwait message 281 data=1\nrequest reset\n"
                             'wait trace No shutdown delay specified\nwait trace "force delay (ORBA) = 9 sec."',
                             "--settings", str(settings))
@@ -232,15 +244,16 @@ class Scripts(Drive):
         self.assertEqual(list(scratch.iterdir()), [])
 
     def test_the_limit_ends_whatever_is_on(self):
-        hanging = STARTED + 'answer job.name "sleep 100"\nanswer job.timeout 90\nrequest off\nwait trace Run shutdown job\n'
-        for text, code, told in (("create\nsleep 90", 1, "2: the limit of 1 s is over"),
-                                 ("wait command within 90", 1, "1: the limit of 1 s is over"),
-                                 ("refuse command within 90", 1, "1: the limit of 1 s is over"),
-                                 (hanging + "stop", 130, "8: stop: did not end, and was ended: the limit of 1 s is over")):
+        hanging = (STARTED + 'answer job.name "sleep 100"\nanswer job.timeout 90\nrequest off\n'
+                   "wait trace Run shutdown job\nstop")
+        for text, limit, code, told in (("create\nsleep 90", 1, 1, "2: the limit of 1 s is over"),
+                                        ("wait command within 90", 1, 1, "1: the limit of 1 s is over"),
+                                        ("refuse command within 90", 1, 1, "1: the limit of 1 s is over"),
+                                        (hanging, 3, 130, "8: stop: did not end, and was ended: the limit of 3 s")):
             with self.subTest(text=text):
                 begin = time.monotonic()
-                self.assert_told(self.drive(text, "--limit", "1"), code, told, f"{self.directory}/s.drive")
-                self.assertLess(time.monotonic() - begin, 8)
+                self.assert_told(self.drive(text, "--limit", str(limit)), code, told, f"{self.directory}/s.drive")
+                self.assertLess(time.monotonic() - begin, 30)
         child = self.open("--limit", "1")  # and nobody writes
         self.assertEqual((child.stdout.read(), child.stderr.read()), ("", "-: the limit of 1 s is over\n"))
         self.assertEqual(child.wait(20), 1)
@@ -270,12 +283,14 @@ class Scripts(Drive):
         self.assertNotIn("System shutdown status changed to", shown)  # level 3
 
     def test_outside_of_the_sandbox_nothing_is_driven(self):
-        done = subprocess.run([VOLAD_DEV, "drive-inside", "--module", MODULE, "--script=-", "--script-fd=0", "--events-fd=1",
-                               "--stop-fd=2"], input="create\n", capture_output=True, text=True, timeout=20)
+        done = subprocess.run([VOLAD_DEV, "drive-inside", "--module", MODULE, "--script=-", "--script-fd=0",
+                               "--events-fd=1", "--stop-fd=2"], input="create\n", capture_output=True, text=True,
+                              timeout=20)
         self.assertEqual((done.returncode, done.stdout), (3, ""))
 
     def test_the_page_lists_what_a_script_may_say(self):
-        listed = subprocess.run([VOLAD_DEV, "drive", "--verbs"], capture_output=True, text=True, timeout=20, check=True).stdout
+        listed = subprocess.run([VOLAD_DEV, "drive", "--verbs"], capture_output=True, text=True, timeout=20,
+                                check=True).stdout
         self.assertLessEqual(max(map(len, listed.splitlines())), 80)
         forms = [re.split(" {2,}", line.strip())[0] for line in listed.splitlines() if line.startswith("  ")]
         page = (ROOT / "docs/drive.md").read_text()
