@@ -19,7 +19,7 @@
 namespace volad_dev {
 namespace {
 
-constexpr int64_t kLongest = 24 * 60 * 60; // seconds
+constexpr int64_t kLongest = 86'400; // seconds
 
 struct DriveCommand {
     DriveOptions options;

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -25,11 +26,11 @@ std::string textOf(LineScanner& line, Expectation& expectation, bool mayTakeTime
     std::string text = line.rest();
     const std::string mark = fmt::format(" {} ", kWithin);
     const size_t at = text.rfind(mark);
-    if (mayTakeTime && at != std::string::npos) {
-        if (const std::optional<double> seconds = plainNumber(text.substr(at + mark.size()))) {
-            expectation.within = *seconds;
-            text.resize(text.find_last_not_of(" \t", at) + 1);
-        }
+    LineScanner behind(at == std::string::npos ? "" : std::string_view(text).substr(at + mark.size()));
+    const std::string time = behind.word();
+    if (mayTakeTime && plainNumber(time) && behind.atEnd()) {
+        expectation.within = secondsOf(time, "the time");
+        text.resize(text.find_last_not_of(" \t", at) + 1);
     }
     return text;
 }
