@@ -62,8 +62,10 @@ ROOMS = {
         "src/catalogue", "host/common", "host/run", "host/hosting", "host/sandbox"},
     "host/launch": BASE | CONTRACT | {
         "src/platform/processes", "host/common", "host/run", "host/hosting", "host/sandbox", "host/rehearsal"},
+    "host/drive": BASE | CONTRACT | ENVELOPE | {
+        "host/common", "host/hosting", "host/sandbox", "host/rehearsal", "host/launch"},
     "host/cli": {"host/common", "host/sandbox", "host/files", "host/check", "host/rehearsal", "host/launch",
-                 "host/story", "host/picture"},
+                 "host/drive", "host/story", "host/picture"},
     # What tests are made with.
     "tests/fake": BASE,
     "tests/rig": CONTRACT | {"host/sandbox"},

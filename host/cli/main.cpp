@@ -17,6 +17,8 @@
 #include "host/common/command.h"
 #include "host/common/failure.h"
 #include "host/common/standard_streams.h"
+#include "host/drive/drive_command.h"
+#include "host/drive/inside_drive_command.h"
 #include "host/files/messages_command.h"
 #include "host/files/profile_command.h"
 #include "host/files/registry_command.h"
@@ -31,9 +33,10 @@ namespace volad_dev {
 namespace {
 
 // In the order in which the help lists them.
-constexpr std::array<AddCommand, 10> kCommands = {
-    addRehearseCommand, addJobCommand,      addSandboxCommand, addInsideCommand,  addMessagesCommand,
-    addProfileCommand,  addRegistryCommand, addCheckCommand,   addExplainCommand, addTimelineCommand};
+constexpr std::array<AddCommand, 12> kCommands = {
+    addRehearseCommand, addJobCommand,         addDriveCommand,    addSandboxCommand,
+    addInsideCommand,   addInsideDriveCommand, addMessagesCommand, addProfileCommand,
+    addRegistryCommand, addCheckCommand,       addExplainCommand,  addTimelineCommand};
 
 void parse(CLI::App& app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end()); // as the parser takes them

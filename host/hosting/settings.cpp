@@ -22,12 +22,19 @@ namespace fs = std::filesystem;
 
 using Json = rapidjson::Value;
 
-// One key: what it takes, and the place of its value. `take` tells whether the value fits.
+// One key: what it takes, and the place of its value. `take` tells whether the value fits, `drop` makes it as
+// if it had never been there.
 struct Key {
     const char* name;
     const char* expected;
     bool (*take)(const Json& value, Settings& settings);
+    void (*drop)(Settings& settings);
 };
+
+template <auto Member>
+void dropMember(Settings& settings) {
+    settings.*Member = Settings().*Member;
+}
 
 template <auto Member>
 bool takeNumber(const Json& value, Settings& settings) {
@@ -54,6 +61,15 @@ bool takeTime(const Json& value, Settings& settings) {
     }
     return value.IsNull() || settings.powerOffTimes[Day].has_value();
 }
+template <size_t Day>
+void dropTime(Settings& settings) {
+    settings.powerOffTimes[Day].reset();
+}
+void dropJob(Settings& settings) {
+    settings.jobName.reset();
+    settings.jobDirectory.reset();
+    settings.jobTimeout.reset();
+}
 bool isObject(const Json& value, Settings& /*settings*/) {
     return value.IsObject(); // its own keys are looked at next
 }
@@ -61,20 +77,41 @@ bool isObject(const Json& value, Settings& /*settings*/) {
 constexpr const char* kNumber = "a number from 0 to 4294967295";
 constexpr const char* kTime = "a time \"HH:MM\" or null";
 
-constexpr std::array kJobKeys = {Key{"name", "a text", takeText<&Settings::jobName>},
-                                 Key{"directory", "a text", takeText<&Settings::jobDirectory>},
-                                 Key{"timeout", kNumber, takeNumber<&Settings::jobTimeout>}};
-constexpr std::array kDayKeys = {Key{"sunday", kTime, takeTime<0>},   Key{"monday", kTime, takeTime<1>},
-                                 Key{"tuesday", kTime, takeTime<2>},  Key{"wednesday", kTime, takeTime<3>},
-                                 Key{"thursday", kTime, takeTime<4>}, Key{"friday", kTime, takeTime<5>},
-                                 Key{"saturday", kTime, takeTime<6>}};
-constexpr std::array kKeys = {Key{"cabinet", kNumber, takeNumber<&Settings::cabinet>},
-                              Key{"hostKind", "a whole number", takeHostKind},
-                              Key{"shutdownDelay", kNumber, takeNumber<&Settings::shutdownDelay>},
-                              Key{"forceDelay", kNumber, takeNumber<&Settings::forceDelay>},
-                              Key{"job", "an object", isObject},
-                              Key{"powerOffTimes", "an object", isObject},
-                              Key{"powerSwitchNotifications", "true or false", takePowerSwitch}};
+template <auto Member>
+constexpr Key numberKey(const char* name) {
+    return {name, kNumber, takeNumber<Member>, dropMember<Member>};
+}
+template <auto Member>
+constexpr Key textKey(const char* name) {
+    return {name, "a text", takeText<Member>, dropMember<Member>};
+}
+template <size_t Day>
+constexpr Key dayKey(const char* name) {
+    return {name, kTime, takeTime<Day>, dropTime<Day>};
+}
+
+constexpr std::array kJobKeys = {textKey<&Settings::jobName>("name"),
+                                 textKey<&Settings::jobDirectory>("directory"),
+                                 numberKey<&Settings::jobTimeout>("timeout")};
+constexpr std::array kDayKeys = {dayKey<0>("sunday"),    dayKey<1>("monday"),   dayKey<2>("tuesday"),
+                                 dayKey<3>("wednesday"), dayKey<4>("thursday"), dayKey<5>("friday"),
+                                 dayKey<6>("saturday")};
+constexpr std::array kKeys = {
+    numberKey<&Settings::cabinet>("cabinet"),
+    Key{"hostKind", "a whole number", takeHostKind, dropMember<&Settings::hostKind>},
+    numberKey<&Settings::shutdownDelay>("shutdownDelay"),
+    numberKey<&Settings::forceDelay>("forceDelay"),
+    Key{"job", "an object", isObject, dropJob},
+    Key{"powerOffTimes", "an object", isObject, dropMember<&Settings::powerOffTimes>},
+    Key{"powerSwitchNotifications", "true or false", takePowerSwitch,
+        dropMember<&Settings::powerSwitchNotifications>}};
+
+// The keys that are objects, with those inside.
+struct Section {
+    const char* name;
+    std::span<const Key> keys;
+};
+constexpr std::array kSections = {Section{"job", kJobKeys}, Section{"powerOffTimes", kDayKeys}};
 
 std::string namesOf(std::span<const Key> keys) {
     std::string names;
@@ -84,22 +121,54 @@ std::string namesOf(std::span<const Key> keys) {
     return names;
 }
 
-void readObject(const Json& object, std::span<const Key> keys, const std::string& path,
-                const std::string& prefix, Settings& settings) {
-    for (const auto& member : object.GetObject()) {
-        const std::string name = member.name.GetString();
-        const Key* found = nullptr;
-        for (const Key& key : keys) {
-            found = name == key.name ? &key : found;
-        }
-        if (found == nullptr) {
-            fail(fmt::format("{}: unknown key \"{}{}\", expected one of {}", path, prefix, name,
-                             namesOf(keys)));
-        }
-        if (!found->take(member.value, settings)) {
-            fail(fmt::format("{}: \"{}{}\": expected {}", path, prefix, name, found->expected));
+const Key& findKey(std::span<const Key> keys, const std::string& name, const std::string& where,
+                   const std::string& prefix) {
+    for (const Key& key : keys) {
+        if (name == key.name) {
+            return key;
         }
     }
+    fail(fmt::format("{}: unknown key \"{}{}\", expected one of {}", where, prefix, name, namesOf(keys)));
+}
+
+void take(const Key& key, const Json& value, const std::string& where, const std::string& prefix,
+          Settings& settings) {
+    if (!key.take(value, settings)) {
+        fail(fmt::format("{}: \"{}{}\": expected {}", where, prefix, key.name, key.expected));
+    }
+}
+
+void readMembers(const Json& object, std::span<const Key> keys, const std::string& where,
+                 const std::string& prefix, Settings& settings) {
+    for (const auto& member : object.GetObject()) {
+        const std::string name = member.name.GetString();
+        take(findKey(keys, name, where, prefix), member.value, where, prefix, settings);
+    }
+}
+
+// The keys inside of one that is an object; the others have none.
+void readSection(const std::string& name, const Json& object, const std::string& where, Settings& settings) {
+    for (const Section& section : kSections) {
+        if (name == section.name) {
+            readMembers(object, section.keys, where, name + '.', settings);
+        }
+    }
+}
+
+struct NamedKey {
+    const Key& key;
+    std::string prefix;
+};
+
+// By a name with its section: "job.name".
+NamedKey findNamed(const std::string& name, const std::string& where) {
+    for (const Section& section : kSections) {
+        const std::string prefix = section.name + std::string(".");
+        if (name.starts_with(prefix)) {
+            return {findKey(section.keys, name.substr(prefix.size()), where, prefix), prefix};
+        }
+    }
+    return {findKey(kKeys, name, where, ""), ""};
 }
 
 void putHere(std::optional<std::string>& text, const std::string& directory) {
@@ -107,6 +176,22 @@ void putHere(std::optional<std::string>& text, const std::string& directory) {
     for (size_t at = 0; text && (at = text->find(kHere, at)) != std::string::npos; at += directory.size()) {
         text->replace(at, kHere.size(), directory);
     }
+}
+
+void putHere(Settings& settings, const std::string& directory) {
+    putHere(settings.jobName, directory);
+    putHere(settings.jobDirectory, directory);
+}
+
+// Iterative: a text of brackets is no way into our stack.
+rapidjson::Document parsed(const std::string& text, const std::string& where) {
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseCommentsFlag | rapidjson::kParseIterativeFlag>(text.data(), text.size());
+    if (document.HasParseError()) {
+        fail(fmt::format("{}: at byte {}: {}", where, document.GetErrorOffset(),
+                         rapidjson::GetParseError_En(document.GetParseError())));
+    }
+    return document;
 }
 
 } // namespace
@@ -129,28 +214,33 @@ std::optional<uint16_t> parseTimeOfDay(const std::string& text) {
 }
 
 Settings parseSettings(const std::string& text, const std::string& path) {
-    rapidjson::Document document;
-    // Iterative: a text of brackets is no way into our stack.
-    document.Parse<rapidjson::kParseCommentsFlag | rapidjson::kParseIterativeFlag>(text.data(), text.size());
-    if (document.HasParseError()) {
-        fail(fmt::format("{}: at byte {}: {}", path, document.GetErrorOffset(),
-                         rapidjson::GetParseError_En(document.GetParseError())));
-    }
+    const rapidjson::Document document = parsed(text, path);
     if (!document.IsObject()) {
         fail(path + ": expected an object");
     }
     Settings settings;
-    readObject(document, kKeys, path, "", settings);
-    if (document.HasMember("job")) {
-        readObject(document["job"], kJobKeys, path, "job.", settings);
+    readMembers(document, kKeys, path, "", settings);
+    for (const auto& member : document.GetObject()) {
+        readSection(member.name.GetString(), member.value, path, settings);
     }
-    if (document.HasMember("powerOffTimes")) {
-        readObject(document["powerOffTimes"], kDayKeys, path, "powerOffTimes.", settings);
-    }
-    const fs::path directory = fs::absolute(path).parent_path();
-    putHere(settings.jobName, directory);
-    putHere(settings.jobDirectory, directory);
+    putHere(settings, fs::absolute(path).parent_path());
     return settings;
+}
+
+void changeSetting(Settings& settings, const std::string& key, const std::string& value,
+                   const std::string& where, const std::string& directory) {
+    const rapidjson::Document given = parsed(value, where);
+    const NamedKey named = findNamed(key, where);
+    Settings changed = settings;
+    named.key.drop(changed); // an object takes the place of the whole
+    take(named.key, given, where, named.prefix, changed);
+    readSection(key, given, where, changed);
+    putHere(changed, directory);
+    settings = changed;
+}
+
+void dropSetting(Settings& settings, const std::string& key, const std::string& where) {
+    findNamed(key, where).key.drop(settings);
 }
 
 std::string readSettingsText(const std::string& path) {

@@ -29,6 +29,13 @@ struct Settings {
 // directory is "{here}".
 [[nodiscard]] Settings parseSettings(const std::string& text, const std::string& path);
 
+// The same for one key, named as in a refusal ("job.name"); `value` is JSON, as a file has it. Throws Failure
+// (kExitUsage) with `where` in front of key and expectation.
+void changeSetting(Settings& settings, const std::string& key, const std::string& value,
+                   const std::string& where, const std::string& directory);
+// As if the file had left the key out. Throws Failure (kExitUsage).
+void dropSetting(Settings& settings, const std::string& key, const std::string& where);
+
 // Minutes after midnight of "HH:MM", nothing for any other text.
 [[nodiscard]] std::optional<uint16_t> parseTimeOfDay(const std::string& text);
 

@@ -11,10 +11,10 @@
 #include "host/common/failure.h"
 #include "host/common/json_output.h"
 #include "host/common/standard_streams.h"
-#include "host/common/tool_files.h"
 #include "host/launch/interruption.h"
 #include "host/launch/job_world.h"
 #include "host/launch/machine_answers.h"
+#include "host/launch/module_files.h"
 #include "host/launch/rehearsal_session.h"
 #include "host/rehearsal/schedule.h"
 #include "host/run/run_json.h"
@@ -24,18 +24,6 @@ namespace volad_dev {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The directory inside is another one.
-void makeAbsolute(RehearsalOptions& options) {
-    if (options.module.empty()) {
-        options.module = moduleFile();
-    }
-    for (std::string* const path : {&options.module, &options.settings, &options.messages}) {
-        if (!path->empty()) {
-            *path = fs::absolute(*path);
-        }
-    }
-}
 
 // Once, since it may be a pipe, and so that both halves go by the same.
 Settings readSettingsOnce(LaunchOptions& options) {
@@ -48,18 +36,6 @@ Settings readSettingsOnce(LaunchOptions& options) {
         throw Failure(options.run.settings + ": there is no job in these settings", kExitUsage);
     }
     return settings;
-}
-
-// Everything that the rehearsal reads, each at its own path.
-void bindFiles(LaunchOptions& options, const JobWorld& world) {
-    std::vector<NeededPath>& needed = options.sandbox.needed;
-    const NeededPath files[] = {{"the module", options.run.module},
-                                {"the message file", options.run.messages}};
-    std::ranges::copy_if(files, std::back_inserter(needed),
-                         [](const NeededPath& file) { return !file.path.empty(); });
-    for (const std::string& place : world.places) {
-        needed.push_back({"the job needs", place});
-    }
 }
 
 Gate askGate(LaunchOptions& options, const Interruption& interruption) {
@@ -137,10 +113,10 @@ double longestRun(const RehearsalOptions& options, const Settings& settings) {
 } // namespace
 
 int launchRehearsal(LaunchOptions options) {
-    makeAbsolute(options.run);
+    placeModuleFiles(options.run.module, options.run.settings, options.run.messages);
     const Settings settings = readSettingsOnce(options);
     const JobWorld world = jobWorld(settings);
-    bindFiles(options, world);
+    options.sandbox.needed = neededPaths(options.run.module, options.run.messages, world.places);
     options.run.uid = options.sandbox.uid;
     checkJsonPlace(options);
     // Nobody may not rename in the caller's directory.

@@ -2,17 +2,15 @@
 // is kept, and a signal is handed on.
 #pragma once
 
-#include <memory>
 #include <optional>
 
 #include "host/common/failure.h"
-#include "host/common/pipe.h"
+#include "host/launch/inside_half.h"
 #include "host/launch/interruption.h"
 #include "host/launch/output_tail.h"
 #include "host/launch/run_view.h"
 #include "host/rehearsal/event_channel.h"
 #include "host/rehearsal/rehearsal_options.h"
-#include "host/sandbox/sandbox.h"
 
 namespace volad_dev {
 
@@ -32,18 +30,13 @@ private:
     void watch();
     [[nodiscard]] int waitingMs() const;
     void takeInterruption();
-    // False at the end of the pipe.
-    [[nodiscard]] bool takeEvents();
-    void takeOutput();
-    [[nodiscard]] int end();
     [[nodiscard]] ShutdownRun runOf(int code) const;
 
     const Interruption& m_interruption;
     RunView& m_view;
-    Pipe m_stop, m_events, m_printed;
-    std::unique_ptr<SandboxedCommand> m_command;
-    EventReceiver m_receiver;
     OutputTail m_output;
+    InsideHalf m_half;
+    EventReceiver m_receiver;
     bool m_interrupted = false;
     double m_until; // on the monotonic clock
     std::optional<ShutdownRun> m_lastSeen, m_concluded;

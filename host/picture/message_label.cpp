@@ -57,7 +57,8 @@ std::string operationText(const Json* command) {
     if (!code) {
         return "no operation code";
     }
-    const char* name = nameIn(em::kOperations, &em::Operation::code, *code);
+    const em::Operation* const operation = em::findOperation(*code);
+    const char* name = operation != nullptr ? operation->text : nullptr;
     if (code == em::opcode::kHostSettings) {
         const auto item = numberOf(find(command, em::key::Extension));
         const char* const setting = nameIn(em::kSettings, &em::Setting::item, item.value_or(0));

@@ -29,6 +29,18 @@ void EventSender::conclusion(const ShutdownRun& run) {
     send('C', runJson(run));
 }
 
+void EventSender::said(const std::string& line) {
+    send('S', visibleText(line));
+}
+
+void EventSender::complaint(const std::string& line) {
+    send('E', visibleText(line));
+}
+
+void EventSender::begun(const std::string& what) {
+    send('B', visibleText(what));
+}
+
 void EventSender::send(char kind, const std::string& text) {
     const std::string event = fmt::format("{}{}\n{}", kind, text.size(), text);
     const MutexLock lock(m_mutex); // events of two threads must not mix
@@ -64,6 +76,15 @@ void EventReceiver::handle(char kind, std::string_view text) const {
     switch (kind) {
     case 'T':
         m_handlers.trace(std::string(text));
+        break;
+    case 'S':
+        m_handlers.said(std::string(text));
+        break;
+    case 'E':
+        m_handlers.complaint(std::string(text));
+        break;
+    case 'B':
+        m_handlers.begun(std::string(text));
         break;
     case 'P':
     case 'C':

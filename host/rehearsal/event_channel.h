@@ -27,6 +27,11 @@ public:
     void conclusion(const ShutdownRun& run);
     // Why there is no run.
     void failure(const std::string& text, ExitCode code);
+    // A line for people, and one for their attention that ends nothing.
+    void said(const std::string& line);
+    void complaint(const std::string& line);
+    // What is worked on from now on: if nothing more comes, that was it.
+    void begun(const std::string& what);
 
 private:
     void send(char kind, const std::string& text);
@@ -35,12 +40,15 @@ private:
     em::UniqueFd m_fd;
 };
 
-// What the launcher makes of them.
+// What the launcher makes of them; what is never sent to it needs no handler.
 struct EventHandlers {
-    std::function<void(const std::string& line)> trace; // with the time in front
-    std::function<void(const ShutdownRun&)> progress;
-    std::function<void(const ShutdownRun&)> conclusion;
-    std::function<void(const std::string& text, int code)> failure;
+    std::function<void(const std::string& line)> trace{}; // with the time in front
+    std::function<void(const ShutdownRun&)> progress{};
+    std::function<void(const ShutdownRun&)> conclusion{};
+    std::function<void(const std::string& text, int code)> failure{};
+    std::function<void(const std::string& line)> said{};
+    std::function<void(const std::string& line)> complaint{};
+    std::function<void(const std::string& what)> begun{};
 };
 
 class EventReceiver {

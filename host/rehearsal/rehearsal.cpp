@@ -1,86 +1,24 @@
 #include "host/rehearsal/rehearsal.h"
 
-#include <fcntl.h>
-#include <sys/prctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
-#include <system_error>
 
-#include <fmt/format.h>
-
-#include "base/unique_fd.h"
 #include "contract/module_interface.h"
-#include "contract/places.h"
 #include "contract/settings.h"
 #include "host/common/failure.h"
 #include "host/hosting/debug_object.h"
 #include "host/hosting/module_library.h"
 #include "host/rehearsal/event_channel.h"
 #include "host/rehearsal/files_left.h"
+#include "host/rehearsal/inside_process.h"
 #include "host/rehearsal/request_run.h"
 #include "host/rehearsal/schedule.h"
-#include "host/sandbox/sandbox_guard.h"
 #include "host/sandbox/sandbox_layout.h"
 
 namespace volad_dev {
 namespace {
-
-// Read by the module as it is loaded. A trace that nobody shows is off.
-void configureTrace(const std::optional<unsigned>& level) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs before the module is loaded
-    setenv(em::place::kTraceLevelVariable, std::to_string(level.value_or(0)).c_str(), 1);
-}
-
-// It was read: a job finds the environment of a host that has no such variable.
-void forgetTraceLevel() {
-    unsetenv(em::place::kTraceLevelVariable); // NOLINT(concurrency-mt-unsafe): the module has not started yet
-}
-
-// A registry of the sandbox's own, with the one property that the module looks for.
-void configureProperty(const Settings& settings) {
-    if (!settings.powerSwitchNotifications) {
-        return;
-    }
-    std::filesystem::create_directories(em::place::kRegistryDirectory);
-    std::ofstream file(std::filesystem::path(em::place::kRegistryDirectory) / "registry");
-    const std::string path =
-        fmt::format("HKEY_LOCAL_MACHINE\\{}\\{}", em::place::kDefaultProductKey, em::kModuleName);
-    std::string closing = "\n"; // of the root; a line for each key comes in front
-    for (size_t begin = 0; begin < path.size();) {
-        const size_t end = std::min(path.find('\\', begin), path.size());
-        file << '[' << path.substr(begin, end - begin) << "]\n";
-        closing += '\n';
-        begin = end + 1;
-    }
-    file << em::place::kPowerSwitchProperty << "=d=" << int{*settings.powerSwitchNotifications} << '\n'
-         << closing;
-    if (!file.flush()) {
-        throw std::runtime_error("the sandbox's registry cannot be written");
-    }
-}
-
-// The module's children find the standard descriptors only.
-void keepToOurselves(int fd) {
-    if (fd >= 0 && fcntl(fd, F_SETFD, FD_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "descriptor of the launcher");
-    }
-}
-
-// Only this process holds its descriptors and its memory: without this, a job of the same user could take the
-// pipe to the launcher out of it and write a verdict of its own. The job gets back its default with its exec.
-void keepFromOtherProcesses() {
-    if (prctl(PR_SET_DUMPABLE, 0) != 0) {
-        throw std::system_error(errno, std::generic_category(), "prctl");
-    }
-}
 
 TraceSink traceSink(EventSender& events, const std::atomic<double>& requestTime, bool shown) {
     if (!shown) {
@@ -166,22 +104,8 @@ ShutdownRun rehearse(const RehearsalOptions& options, Settings settings, EventSe
     return concluded;
 }
 
-// The module looks for its message file in the current directory first.
-void standBesideMessages(const std::string& file) {
-    namespace fs = std::filesystem;
-    const fs::path directory = fs::temp_directory_path() / "volad-dev-messages";
-    fs::create_directory(directory);
-    fs::create_symlink(file, directory / em::place::kEventMessages);
-    fs::current_path(directory);
-}
-
 Settings settingsOf(const RehearsalOptions& options) {
-    Settings settings;
-    if (options.settingsFd >= 0) {
-        const std::string text = readSettingsText(fmt::format("/proc/self/fd/{}", options.settingsFd));
-        close(options.settingsFd);
-        settings = parseSettings(text, options.settings);
-    }
+    Settings settings = takeSettings(options.settingsFd, options.settings);
     if (options.withoutDelay) {
         settings.shutdownDelay = 0;
         settings.forceDelay = 0;
@@ -194,22 +118,6 @@ timespec coarseNow() {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME_COARSE, &now); // the clock of files' times
     return now;
-}
-
-// None of an earlier run, and one can be written: a command that could not be recorded would count as none.
-void startRecord() {
-    const auto refuse = [](int error) {
-        throw Failure(fmt::format("the scratch directory cannot be written: {}",
-                                  std::generic_category().message(error)),
-                      kExitUsage);
-    };
-    if (unlink(layout::kCommandRecord) != 0 && errno != ENOENT) {
-        refuse(errno);
-    }
-    const em::UniqueFd record(open(layout::kCommandRecord, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-    if (!record.valid()) {
-        refuse(errno);
-    }
 }
 
 void rehearseAndReport(const RehearsalOptions& options, EventSender& events) {
@@ -227,17 +135,14 @@ void rehearseAndReport(const RehearsalOptions& options, EventSender& events) {
     if (!left.complete) {
         run.warnings.push_back({"left-incomplete", "more was left than is listed"});
     }
-    static_cast<void>(unlink(layout::kCommandRecord)); // of a directory of the machine; gone otherwise
+    removeRecord();
     events.conclusion(run);
 }
 
 } // namespace
 
 int runRehearsal(const RehearsalOptions& options) {
-    assertSandboxInForce();
-    keepFromOtherProcesses();
-    keepToOurselves(options.stopFd);
-    keepToOurselves(options.eventsFd);
+    enterInside({options.stopFd, options.eventsFd});
     EventSender events(options.eventsFd);
     try {
         rehearseAndReport(options, events);

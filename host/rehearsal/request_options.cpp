@@ -1,12 +1,11 @@
 #include "host/rehearsal/request_options.h"
 
 #include <array>
-#include <charconv>
 
 #include <CLI/CLI.hpp>
 
 #include "host/common/choice_option.h"
-#include "host/hosting/settings.h"
+#include "host/rehearsal/schedule.h"
 
 namespace volad_dev {
 namespace {
@@ -21,19 +20,6 @@ constexpr std::array<Choice<const em::ShutdownAction*>, em::kShutdownActions.siz
     return targets;
 }();
 
-std::optional<Schedule> parseSchedule(const std::string& text) {
-    if (const std::optional<uint16_t> minute = parseTimeOfDay(text)) {
-        return Schedule{std::nullopt, minute};
-    }
-    unsigned minutes = 0;
-    const char* const end = text.data() + text.size();
-    if (!text.starts_with("in:") || !text.ends_with('m') ||
-        std::from_chars(text.data() + 3, end, minutes).ptr != end - 1 || minutes == 0 || minutes >= 24 * 60) {
-        return std::nullopt;
-    }
-    return Schedule{minutes, std::nullopt};
-}
-
 } // namespace
 
 void addRequestOptions(CLI::App& app, RehearsalOptions& options) {
@@ -46,22 +32,28 @@ void addRequestOptions(CLI::App& app, RehearsalOptions& options) {
         "power off at a time of day, unasked");
     mustBe(schedule->type_name("in:1m|HH:MM"), "in:1m or HH:MM",
            [](const std::string& text) { return parseSchedule(text).has_value(); });
+    addTraceOption(app, options.trace, "show the trace of this level, 0 to 5");
+}
+
+void addTraceOption(CLI::App& app, std::optional<unsigned>& level, const char* description) {
     CLI::Option* const trace = app.add_option_function<std::string>(
-        "--trace",
-        [&options](const std::string& text) { options.trace = static_cast<unsigned>(*wholeNumber(text)); },
-        "show the trace of this level, 0 to 5");
+        "--trace", [&level](const std::string& text) { level = static_cast<unsigned>(*wholeNumber(text)); },
+        description);
     mustBe(trace->type_name("N"), "a whole number from 0 to 5", [](const std::string& text) {
-        const std::optional<int64_t> level = wholeNumber(text);
-        return level && *level >= 0 && *level <= 5;
+        const std::optional<int64_t> number = wholeNumber(text);
+        return number && *number >= 0 && *number <= 5;
     });
 }
 
 void addFileOptions(CLI::App& app, RehearsalOptions& options) {
-    mustExist(app.add_option("--module", options.module, "the module, else the one beside this tool"),
+    addFileOptions(app, options.module, options.settings, options.messages);
+}
+
+void addFileOptions(CLI::App& app, std::string& module, std::string& settings, std::string& messages) {
+    mustExist(app.add_option("--module", module, "the module, else the one beside this tool"),
               Existing::File);
-    mustExist(app.add_option("--settings", options.settings, "what the host knows, as JSON"), Existing::File);
-    mustExist(app.add_option("--messages", options.messages, "message file with the reasons' texts"),
-              Existing::File);
+    mustExist(app.add_option("--settings", settings, "what the host knows, as JSON"), Existing::File);
+    mustExist(app.add_option("--messages", messages, "message file with the reasons' texts"), Existing::File);
 }
 
 } // namespace volad_dev

@@ -11,5 +11,8 @@ namespace volad_dev {
 void addRequestOptions(CLI::App& app, RehearsalOptions& options);
 // Where the module and its files are.
 void addFileOptions(CLI::App& app, RehearsalOptions& options);
+void addFileOptions(CLI::App& app, std::string& module, std::string& settings, std::string& messages);
+// The level of the trace that is shown.
+void addTraceOption(CLI::App& app, std::optional<unsigned>& level, const char* description);
 
 } // namespace volad_dev

@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -189,40 +188,8 @@ bool RequestRun::waitForNews() const {
     return watched[0].revents == 0;
 }
 
-namespace {
-
-// Not collected by anybody yet. The module leaves the command that it starts to whoever collects it, so that
-// is one until the very end.
-bool isUncollectedChild(int pid) {
-    siginfo_t info = {};
-    return waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
-// The child of this process by way of which the record's process was started, 0 for none. The file is open to
-// the job as well; what it writes there cannot make it a child of ours.
-int childBehind(const CommandRecord& record) {
-    int child = record.pid;
-    for (const int ancestor : record.ancestors) {
-        if (ancestor == getpid()) {
-            return isUncollectedChild(child) ? child : 0;
-        }
-        child = ancestor;
-    }
-    return 0;
-}
-
-} // namespace
-
-// A record is the module's when this process started it, and not as the job.
-RequestRun::Commands RequestRun::commands() const {
-    const std::optional<JobSighting> job = m_host.jobWatch().sighting();
-    Commands commands;
-    for (CommandRecord& record : m_recorder.read(&commands.garbled)) {
-        const int child = childBehind(record);
-        const bool ours = child != 0 && !(job && child == job->pid);
-        (ours ? commands.ofModule : commands.ofJob).push_back(std::move(record));
-    }
-    return commands;
+StartedCommands RequestRun::commands() const {
+    return readCommands(m_recorder, m_host.jobWatch().sighting());
 }
 
 // Something that the module started besides the job, whether it is recorded or not.
@@ -233,7 +200,7 @@ bool RequestRun::startedSomething() const {
            !(job && info.si_pid == job->pid);
 }
 
-Sighted RequestRun::sighted(const Commands& commands) const {
+Sighted RequestRun::sighted(const StartedCommands& commands) const {
     Sighted sighted = {m_host.journal().messages(), m_host.jobWatch().sighting(), {}, m_requestTime};
     if (!commands.ofModule.empty()) {
         sighted.command = commands.ofModule.front();
@@ -271,7 +238,7 @@ ShutdownRun RequestRun::conclude() {
     ShutdownRun run;
     run.end = finalEnd();
     run.asked = m_asked;
-    const Commands started = commands();
+    const StartedCommands started = commands();
     const Sighted seen = sighted(started);
     readRun(seen, m_settings, endTime(seen), run);
     const bool itsCommand =

@@ -8,6 +8,7 @@
 #include "host/hosting/development_host.h"
 #include "host/rehearsal/rehearsal_options.h"
 #include "host/rehearsal/run_reading.h"
+#include "host/rehearsal/started_commands.h"
 #include "host/run/run.h"
 #include "host/sandbox/command_record.h"
 
@@ -52,14 +53,9 @@ private:
     [[nodiscard]] bool waitForNews() const;
     [[nodiscard]] RunEnd finalEnd();
 
-    // What the module started, apart from what the job did.
-    struct Commands {
-        std::vector<CommandRecord> ofModule, ofJob;
-        size_t garbled = 0;
-    };
-    [[nodiscard]] Commands commands() const;
+    [[nodiscard]] StartedCommands commands() const;
     [[nodiscard]] bool startedSomething() const;
-    [[nodiscard]] Sighted sighted(const Commands& commands) const;
+    [[nodiscard]] Sighted sighted(const StartedCommands& commands) const;
     void report() const;
 
     const RehearsalOptions& m_options;

@@ -1,5 +1,7 @@
 #include "host/rehearsal/schedule.h"
 
+#include <charconv>
+
 namespace volad_dev {
 namespace {
 
@@ -10,6 +12,19 @@ tm localTime(time_t moment) {
 }
 
 } // namespace
+
+std::optional<Schedule> parseSchedule(const std::string& text) {
+    if (const std::optional<uint16_t> minute = parseTimeOfDay(text)) {
+        return Schedule{std::nullopt, minute};
+    }
+    unsigned minutes = 0;
+    const char* const end = text.data() + text.size();
+    if (!text.starts_with("in:") || !text.ends_with('m') ||
+        std::from_chars(text.data() + 3, end, minutes).ptr != end - 1 || minutes == 0 || minutes >= 24 * 60) {
+        return std::nullopt;
+    }
+    return Schedule{minutes, std::nullopt};
+}
 
 time_t nextMoment(const Schedule& schedule, time_t now) {
     tm local = localTime(now);

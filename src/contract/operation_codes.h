@@ -30,24 +30,36 @@ inline constexpr uint32_t kHostSettings = 0xE001;                // to the host:
 
 struct Operation {
     uint32_t code;
-    const char* name; // as docs/messages.md has it
+    const char* name; // in scripts and tools
+    const char* text; // for people
 };
 
-// Of all that is sent.
-inline constexpr std::array<Operation, 13> kOperations = {{
-    {opcode::kPowerOnStatusEvent, "power-on status event"},
-    {opcode::kSetPowerOffReason, "set power-off reason"},
-    {opcode::kPowerSwitchNotifications, "power-switch notifications"},
-    {opcode::CM_GetMaintenanceMode, "CM_GetMaintenanceMode"},
-    {opcode::kMaintenanceModeChanged, "maintenance mode changed"},
-    {opcode::CM_RequestShutdownAndOff, "CM_RequestShutdownAndOff"},
-    {opcode::CM_RequestShutdownAndReset, "CM_RequestShutdownAndReset"},
-    {opcode::CM_ShutdownRequestCancelled, "CM_ShutdownRequestCancelled"},
-    {opcode::CM_RequestShutdownAndHalt, "CM_RequestShutdownAndHalt"},
-    {opcode::kShutdownStatusQuery, "shutdown status query"},
-    {opcode::kShutdownStatusChanged, "shutdown status"},
-    {opcode::CM_AgentServiceRestartRequested, "CM_AgentServiceRestartRequested"},
-    {opcode::kHostSettings, "host settings"},
+inline constexpr std::array<Operation, 14> kOperations = {{
+    {opcode::kPowerOnStatusEvent, "PowerOnStatusEvent", "power-on status event"},
+    {opcode::kSetPowerOffReason, "SetPowerOffReason", "set power-off reason"},
+    {opcode::kPowerSwitchNotifications, "PowerSwitchNotifications", "power-switch notifications"},
+    {opcode::CM_GetMaintenanceMode, "CM_GetMaintenanceMode", "CM_GetMaintenanceMode"},
+    {opcode::kMaintenanceModeChanged, "MaintenanceModeChanged", "maintenance mode changed"},
+    {opcode::CM_Disconnect, "CM_Disconnect", "CM_Disconnect"},
+    {opcode::CM_RequestShutdownAndOff, "CM_RequestShutdownAndOff", "CM_RequestShutdownAndOff"},
+    {opcode::CM_RequestShutdownAndReset, "CM_RequestShutdownAndReset", "CM_RequestShutdownAndReset"},
+    {opcode::CM_ShutdownRequestCancelled, "CM_ShutdownRequestCancelled", "CM_ShutdownRequestCancelled"},
+    {opcode::CM_RequestShutdownAndHalt, "CM_RequestShutdownAndHalt", "CM_RequestShutdownAndHalt"},
+    {opcode::kShutdownStatusQuery, "ShutdownStatusQuery", "shutdown status query"},
+    {opcode::kShutdownStatusChanged, "ShutdownStatusChanged", "shutdown status"},
+    {opcode::CM_AgentServiceRestartRequested, "CM_AgentServiceRestartRequested",
+     "CM_AgentServiceRestartRequested"},
+    {opcode::kHostSettings, "HostSettings", "host settings"},
 }};
+
+// Null for a code that is none of these.
+constexpr const Operation* findOperation(uint32_t code) {
+    for (const Operation& each : kOperations) {
+        if (each.code == code) {
+            return &each;
+        }
+    }
+    return nullptr;
+}
 
 } // namespace em

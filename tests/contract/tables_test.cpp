@@ -45,21 +45,24 @@ long rowsWith(const std::vector<std::string>& texts) {
 TEST(MessagesPage, HasARowForEachRow) {
     for (const Operation& operation : kOperations) {
         EXPECT_GE(rowsWith({fmt::format("{}", operation.code), fmt::format("0x{:X}", operation.code),
-                            operation.name}),
+                            operation.text}),
                   1)
+            << operation.text;
+        EXPECT_GE(rows(fmt::format("| {0} | 0x{0:X} | `{1}` |", operation.code, operation.name)), 1)
             << operation.name;
     }
     EXPECT_EQ(rows(fmt::format("| {0}, {1} | 0x{0:X}, 0x{1:X} | ", opcode::kShutdownStatusQuery,
                                opcode::kShutdownStatusChanged)),
               1);
     for (const ShutdownAction& action : kShutdownActions) {
+        EXPECT_NE(findOperation(action.operationCode), nullptr) << action.name;
         const std::string begin =
             fmt::format("| {0} | 0x{0:X} | `CM_RequestShutdownAnd", action.operationCode);
         EXPECT_EQ(rows(begin, action.requestStatus == 0 ? R"("ST" 0, queued | true |)"
                                                         : R"("ST" 25, refused on purpose | true |)"),
                   1)
             << action.name;
-        EXPECT_EQ(rows(begin), 2) << action.name << ": as a request and as a reply";
+        EXPECT_EQ(rows(begin), 3) << action.name << ": as a request, as a reply and by its name";
     }
     for (const Setting& setting : kSettings) {
         EXPECT_EQ(rows(fmt::format("| 0x{:X} | {}", setting.item, setting.name),

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <tuple>
 
 #include "host/common/failure.h"
 
@@ -96,6 +97,60 @@ TEST(SettingsPage, HasARowForEachKey) {
         }
     }
     EXPECT_EQ(keys, 17U);
+}
+
+// A change of one key does what a file with that key does, and leaves the others alone.
+TEST(SettingsTest, OneKeyIsChangedAndDropped) {
+    const std::string full = R"({"cabinet": 12, "hostKind": 5, "shutdownDelay": 3, "forceDelay": 4,
+        "job": {"name": "a", "directory": "b", "timeout": 7}, "powerOffTimes": {"sunday": "00:01",
+        "monday": "00:02"}, "powerSwitchNotifications": false})";
+    const auto all = [](const Settings& settings) {
+        return std::tuple(settings.cabinet, settings.hostKind, settings.shutdownDelay, settings.forceDelay,
+                          settings.jobName, settings.jobDirectory, settings.jobTimeout,
+                          settings.powerOffTimes, settings.powerSwitchNotifications);
+    };
+    const struct {
+        const char* key;
+        const char* value;
+        const char* part; // a part of the full file, and the same as if the change had been written there
+        const char* changed;
+    } cases[] = {
+        {"cabinet", "1", R"("cabinet": 12,)", R"("cabinet": 1,)"},
+        {"hostKind", "-2", R"("hostKind": 5,)", R"("hostKind": -2,)"},
+        {"shutdownDelay", "0", R"("shutdownDelay": 3,)", R"("shutdownDelay": 0,)"},
+        {"forceDelay", "9", R"("forceDelay": 4)", R"("forceDelay": 9)"},
+        {"job.name", R"("{here}/x")", R"("name": "a",)", R"("name": "/somewhere/x",)"},
+        {"job.directory", R"("")", R"("directory": "b",)", R"("directory": "",)"},
+        {"job.timeout", "0", R"("timeout": 7)", R"("timeout": 0)"},
+        {"job", R"({"name": "x"})", R"("name": "a", "directory": "b", "timeout": 7)", R"("name": "x")"},
+        {"powerOffTimes.sunday", R"("23:59")", R"("00:01")", R"("23:59")"},
+        {"powerOffTimes.sunday", "null", R"("00:01")", "null"},
+        {"powerOffTimes", R"({"monday": "10:00"})", R"("sunday": "00:01",
+        "monday": "00:02")",
+         R"("monday": "10:00")"},
+        {"powerSwitchNotifications", "true", "false", "true"}};
+    for (const auto& each : cases) {
+        std::string file = full;
+        file.replace(file.find(each.part), std::string_view(each.part).size(), each.changed);
+        Settings settings = parseSettings(full, kPath);
+        changeSetting(settings, each.key, each.value, "where", "/somewhere");
+        EXPECT_EQ(all(settings), all(parseSettings(file, kPath))) << each.key;
+        dropSetting(settings, each.key, "where");
+        Settings again = settings;
+        changeSetting(again, each.key, each.value, "where", "/somewhere");
+        EXPECT_EQ(all(again) == all(settings), std::string_view(each.value) == "null") << each.key;
+    }
+    Settings dropped = parseSettings(full, kPath);
+    for (const char* key :
+         {"cabinet", "hostKind", "shutdownDelay", "forceDelay", "job.name", "job.directory", "job.timeout",
+          "powerOffTimes.sunday", "powerOffTimes.monday", "powerSwitchNotifications"}) {
+        dropSetting(dropped, key, "where");
+    }
+    EXPECT_EQ(all(dropped), all(Settings()));
+    for (const char* key : {"jobs", "job.", "job.path", "cabinet.x", ""}) {
+        EXPECT_THROW(dropSetting(dropped, key, "where"), Failure) << key;
+        EXPECT_THROW(changeSetting(dropped, key, "1", "where", "/"), Failure) << key;
+    }
 }
 
 TEST(SettingsTest, TimesOfDay) {

@@ -1,0 +1,24 @@
+// What the sandbox's stand-in for the maintenance tool says, changed while the module runs.
+#pragma once
+
+#include "host/sandbox/sandbox_options.h"
+
+namespace volad_dev {
+
+// By the two files of the scratch directory that the stand-in looks at each time it is called.
+class MaintenanceTool {
+public:
+    MaintenanceTool() = default;
+    ~MaintenanceTool(); // the files of a directory of the machine go again
+    MaintenanceTool(const MaintenanceTool&) = delete;
+    MaintenanceTool& operator=(const MaintenanceTool&) = delete;
+
+    // From the next query on. A missing tool is one that ends as a shell ends that finds none. Throws
+    // std::system_error.
+    void set(Maintenance maintenance);
+
+private:
+    bool m_set = false;
+};
+
+} // namespace volad_dev
