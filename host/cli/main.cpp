@@ -12,6 +12,7 @@
 
 #include "em_version.h"
 #include "host/cli/command_line.h"
+#include "host/cli/command_tree.h"
 #include "host/cli/help.h"
 #include "host/common/command.h"
 #include "host/common/failure.h"
@@ -30,9 +31,9 @@ namespace volad_dev {
 namespace {
 
 // In the order in which the help lists them.
-constexpr std::array<AddCommand, 9> kCommands = {addRehearseCommand, addJobCommand,      addSandboxCommand,
-                                                 addInsideCommand,   addMessagesCommand, addProfileCommand,
-                                                 addRegistryCommand, addCheckCommand,    addExplainCommand};
+constexpr std::array<AddCommand, 10> kCommands = {
+    addRehearseCommand, addJobCommand,      addSandboxCommand, addInsideCommand,  addMessagesCommand,
+    addProfileCommand,  addRegistryCommand, addCheckCommand,   addExplainCommand, addTreeCommand};
 
 void parse(CLI::App& app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end()); // as the parser takes them
