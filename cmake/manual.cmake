@@ -12,14 +12,14 @@ set(EM_MANUAL_SCRIPTS ${CMAKE_SOURCE_DIR}/scripts/manual)
 function(em_manual_page component name section)
   set(page ${EM_MANUAL}/${name}.${section})
   configure_file(docs/man/${name}.${section}.scd.in ${page}.frame @ONLY)
-  file(GLOB docs CONFIGURE_DEPENDS docs/*.md)
+  file(GLOB sources CONFIGURE_DEPENDS docs/*.md scripts/manual/*.py)
   add_custom_command(OUTPUT ${page}.gz
     COMMAND ${EM_PYTHON} -B ${EM_MANUAL_SCRIPTS}/page.py ${page}.frame ${CMAKE_SOURCE_DIR}/docs ${EM_MANUAL}/tree.json
       ${page}.scd
     # The pages' date is that of the packages' changelog: the same source makes the same page.
     COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=1767225600 ${EM_SCDOC} < ${page}.scd > ${page}
     COMMAND ${EM_GZIP} -9nkf ${page}
-    DEPENDS ${page}.frame ${EM_MANUAL_SCRIPTS}/page.py ${docs} ${EM_MANUAL}/tree.json
+    DEPENDS ${page}.frame ${EM_MANUAL}/tree.json ${sources}
     COMMENT "Write the manual page ${name}(${section})" VERBATIM)
   target_sources(manual PRIVATE ${page}.gz)
   install(FILES ${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})

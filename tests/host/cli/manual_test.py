@@ -51,6 +51,8 @@ OFFERED = (
     ("rehearse --bind ^", FILES),
     ("rehearse --maintenance o", "on off"),
     ("rehearse --maintenance = m", "missing"),
+    ("rehearse --maintenance =", "on off missing here"),
+    ("nonsense --v", ""),
     ("registry list --dir ^", DIRECTORIES),
     ("registry import ^", FILES),
     ("registry list HK", ""),
