@@ -27,7 +27,6 @@ function(em_package_papers component package)
   set(changelog ${CMAKE_BINARY_DIR}/packaging/${package}/changelog)
   configure_file(cmake/debian/changelog.in ${changelog} @ONLY)
   # The time stays out of the file: the same source makes the same package.
-  find_program(EM_GZIP gzip REQUIRED)
   execute_process(COMMAND ${EM_GZIP} -9nkf ${changelog} COMMAND_ERROR_IS_FATAL ANY)
   install(FILES ${changelog}.gz DESTINATION ${directory} COMPONENT ${component})
   install(FILES cmake/debian/copyright DESTINATION ${directory} COMPONENT ${component})

@@ -16,11 +16,6 @@ constexpr size_t kLines = 24;
 constexpr size_t kWidestName = 30; // a wider one has its description on the next line
 constexpr size_t kIndent = 2;
 
-struct Entry {
-    std::string name;
-    std::string description;
-};
-
 bool hasChoices(const CLI::Option& option) {
     return option.get_type_name().find('|') != std::string::npos;
 }
@@ -32,8 +27,10 @@ std::string usageOf(const CLI::Option& argument) {
     return argument.get_required() ? name : "[" + name + "]";
 }
 
+} // namespace
+
 std::string usageOf(const CLI::App& verb) {
-    std::string usage = "Usage: " + commandOf(verb);
+    std::string usage = commandOf(verb);
     const std::vector<const CLI::Option*> options = optionsOf(verb);
     usage += options.size() > 1 ? " [OPTIONS]" : ""; // one is --help
     usage += verbsOf(verb).empty() ? "" : " VERB ...";
@@ -43,9 +40,9 @@ std::string usageOf(const CLI::App& verb) {
     return usage;
 }
 
-Entry entryOf(const CLI::Option& option) {
-    Entry entry{option.get_positional() ? option.get_name(true) : option.get_name(false, true),
-                option.get_description()};
+HelpEntry helpEntryOf(const CLI::Option& option) {
+    HelpEntry entry{option.get_positional() ? option.get_name(true) : option.get_name(false, true),
+                    option.get_description()};
     std::replace(entry.name.begin(), entry.name.end(), ',', ' ');
     if (takesValue(option) && (!option.get_positional() || hasChoices(option))) {
         entry.name += " " + option.get_type_name();
@@ -59,21 +56,23 @@ Entry entryOf(const CLI::Option& option) {
     return entry;
 }
 
-std::vector<Entry> entriesOf(const CLI::App& verb) {
-    std::vector<Entry> entries;
+namespace {
+
+std::vector<HelpEntry> entriesOf(const CLI::App& verb) {
+    std::vector<HelpEntry> entries;
     for (const CLI::App* below : verbsOf(verb)) {
         entries.push_back({below->get_name(), below->get_description()});
     }
     for (const CLI::Option* argument : argumentsOf(verb)) {
         if (!argument->get_description().empty()) {
-            entries.push_back(entryOf(*argument));
+            entries.push_back(helpEntryOf(*argument));
         }
     }
     for (const CLI::Option* option : optionsOf(verb)) {
         // Whoever reads the help of a verb has found that option.
         const bool help = option->check_lname("help");
         if (!help || verb.get_parent() == nullptr) {
-            entries.push_back(entryOf(*option));
+            entries.push_back(helpEntryOf(*option));
         }
     }
     return entries;
@@ -106,16 +105,16 @@ void addWrapped(std::vector<std::string>& lines, const std::string& name, size_t
 } // namespace
 
 std::string helpText(const CLI::App& verb) {
-    const std::vector<Entry> entries = entriesOf(verb);
+    const std::vector<HelpEntry> entries = entriesOf(verb);
     size_t widest = 0;
-    for (const Entry& entry : entries) {
+    for (const HelpEntry& entry : entries) {
         widest = std::max(widest, entry.name.size() <= kWidestName ? entry.name.size() : 0);
     }
     std::vector<std::string> lines;
-    addWrapped(lines, "", 0, usageOf(verb));
+    addWrapped(lines, "", 0, "Usage: " + usageOf(verb));
     addWrapped(lines, "", 0, verb.get_description());
     const auto blank = static_cast<std::ptrdiff_t>(lines.size());
-    for (const Entry& entry : entries) {
+    for (const HelpEntry& entry : entries) {
         addWrapped(lines, std::string(kIndent, ' ') + entry.name, widest + 2 * kIndent, entry.description);
     }
     if (lines.size() < kLines) {

@@ -13,6 +13,7 @@
 #include "em_version.h"
 #include "host/check/check_command.h"
 #include "host/cli/command_line.h"
+#include "host/cli/command_tree.h"
 #include "host/cli/help.h"
 #include "host/common/command.h"
 #include "host/common/failure.h"
@@ -33,10 +34,10 @@ namespace volad_dev {
 namespace {
 
 // In the order in which the help lists them.
-constexpr std::array<AddCommand, 12> kCommands = {
-    addRehearseCommand, addJobCommand,         addDriveCommand,    addSandboxCommand,
-    addInsideCommand,   addInsideDriveCommand, addMessagesCommand, addProfileCommand,
-    addRegistryCommand, addCheckCommand,       addExplainCommand,  addTimelineCommand};
+constexpr std::array<AddCommand, 13> kCommands = {
+    addRehearseCommand,    addJobCommand,      addDriveCommand,   addSandboxCommand,  addInsideCommand,
+    addInsideDriveCommand, addMessagesCommand, addProfileCommand, addRegistryCommand, addCheckCommand,
+    addExplainCommand,     addTimelineCommand, addTreeCommand};
 
 void parse(CLI::App& app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end()); // as the parser takes them

@@ -54,6 +54,13 @@ CLI::Option* mustBeOneOf(CLI::Option* option, const std::vector<std::string>& na
     });
 }
 
+std::vector<std::string> choicesOf(const CLI::Option& option) {
+    const std::string names = option.get_type_name();
+    const bool placeholder =
+        std::any_of(names.begin(), names.end(), [](char letter) { return letter >= 'A' && letter <= 'Z'; });
+    return placeholder || names.empty() ? std::vector<std::string>() : CLI::detail::split(names, '|');
+}
+
 CLI::Option* mustExist(CLI::Option* option, Existing what) {
     const char* const word = what == Existing::File        ? "file"
                              : what == Existing::Directory ? "directory"

@@ -40,10 +40,10 @@ uint32_t numberOf(const std::string& word, const char* what) {
 uint32_t operationOf(const std::string& word) {
     const std::optional<uint32_t> code = operationCodeOf(word);
     if (!code) {
-        refuseWord("the operation",
-                   fmt::format("a code or one of {}, {}", namesOf(em::kShutdownActions),
-                               namesOf(em::kOperations)),
-                   word);
+        refuseWord(
+            "the operation",
+            fmt::format("a code or one of {}, {}", namesOf(em::kShutdownActions), namesOf(em::kOperations)),
+            word);
     }
     return *code;
 }

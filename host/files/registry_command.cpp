@@ -282,10 +282,13 @@ Command addRegistryCommand(CLI::App& app) {
         CLI::App* const sub = registry->add_subcommand(verb.name, verb.help);
         sub->callback([&target, &verb] { target.verb = &verb; });
     }
-    registry->get_subcommand("list")->add_option("PATH", target.path, "begins with a root's name");
+    constexpr const char* kKey = "KEY"; // no path of a file, so that the shell completes none
+    registry->get_subcommand("list")
+        ->add_option("PATH", target.path, "begins with a root's name")
+        ->type_name(kKey);
     for (const char* verb : {"get", "set", "delete"}) {
         CLI::App* const sub = registry->get_subcommand(verb);
-        sub->add_option("PATH", target.path, "begins with a root's name")->required();
+        sub->add_option("PATH", target.path, "begins with a root's name")->type_name(kKey)->required();
         sub->add_option("NAME", target.name, "the value's name")->required(std::strcmp(verb, "delete") != 0);
     }
     registry->get_subcommand("get")->add_flag("--raw", target.raw, "expandable text as it is stored");

@@ -62,6 +62,15 @@ class Contents(unittest.TestCase):
         self.assertGreater(len(of_module), 50)
         self.assertEqual([line for line in of_module if "-D_FORTIFY_SOURCE=3" not in line], [])
 
+    def test_each_brings_its_manual_pages_and_the_tool_its_completion(self):
+        for name, files in (("em-shutdown", {"em-shutdown.7", "em-shutdown-registry.5", "em-shutdown-trace.ini.5"}),
+                            ("volad-dev", {"volad-dev.1", "volad-dev-settings.5"})):
+            manual = self.unpacked(name) / "usr/share/man"
+            self.assertEqual({str(path.relative_to(manual)) for path in manual.glob("*/*")},
+                             {f"man{file[-1]}/{file}.gz" for file in files})
+        completion = self.root / "volad-dev/usr/share/bash-completion/completions/volad-dev"
+        subprocess.run(["bash", "-n", completion], check=True)
+
     def test_what_belongs_to_no_module_and_no_host_stays_out(self):
         headers = self.unpacked("em-shutdown-dev") / "usr/include/em-shutdown"
         self.assertEqual({path.name for path in headers.iterdir()}, {"contract"})
