@@ -1,10 +1,11 @@
 #include "host/drive/line_scanner.h"
 
 #include <algorithm>
+#include <utility>
 
-#include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
 #include <fmt/format.h>
 
@@ -13,23 +14,43 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
 
-// Of the JSON value at the begin of the text, and why there is none. Iterative: a line of brackets is no way
-// into our stack.
+// An envelope goes through code that goes one call deeper with each level.
+constexpr int kDeepest = 1000;
+
+// Sees a JSON value go by: how deep it is, and its text where it is one.
+struct ValueHandler : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueHandler> {
+    bool StartObject() { return ++depth <= kDeepest; }
+    bool StartArray() { return ++depth <= kDeepest; }
+    bool EndObject(rapidjson::SizeType /*members*/) { return depth-- > 0; }
+    bool EndArray(rapidjson::SizeType /*elements*/) { return depth-- > 0; }
+    bool String(const char* characters, rapidjson::SizeType length, bool /*copy*/) {
+        if (depth == 0) {
+            text.emplace(characters, length);
+        }
+        return true;
+    }
+    int depth = 0;
+    std::optional<std::string> text;
+};
+
+// Of the JSON value at the begin of a line, and why there is none.
 struct Parsed {
-    rapidjson::Document document;
     size_t length = 0;
+    std::optional<std::string> text;
     std::string fault;
 };
 
-Parsed parseJson(std::string_view text) {
-    Parsed parsed;
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    parsed.document.ParseStream<rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseIterativeFlag>(stream);
-    parsed.length = stream.Tell();
-    if (parsed.document.HasParseError()) {
-        parsed.fault = rapidjson::GetParseError_En(parsed.document.GetParseError());
-    }
-    return parsed;
+// Iterative: a line of brackets is no way into our stack.
+Parsed parseJson(std::string_view line) {
+    rapidjson::MemoryStream stream(line.data(), line.size());
+    ValueHandler handler;
+    const rapidjson::ParseResult result =
+        rapidjson::Reader().Parse<rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseIterativeFlag>(
+            stream, handler);
+    const char* const fault = handler.depth > kDeepest ? "it is too deep"
+                              : result.IsError()       ? rapidjson::GetParseError_En(result.Code())
+                                                       : "";
+    return {stream.Tell(), std::move(handler.text), fault};
 }
 
 } // namespace
@@ -102,11 +123,11 @@ std::optional<std::string> LineScanner::jsonToEnd() {
 
 std::string LineScanner::text() {
     const Parsed parsed = parseJson(m_rest);
-    if (!parsed.fault.empty() || !parsed.document.IsString()) {
+    if (!parsed.fault.empty() || !parsed.text) {
         throw ScriptFault("a text in quotes has no end, or is none");
     }
     static_cast<void>(take(parsed.length));
-    return {parsed.document.GetString(), parsed.document.GetStringLength()};
+    return *parsed.text;
 }
 
 std::string LineScanner::rest() {
