@@ -67,7 +67,8 @@ Command addDriveCommand(CLI::App& app) {
     DriveOptions& options = command->options;
     CLI::App* const drive = app.add_subcommand("drive", "be the module's host by a script, in a sandbox");
     refuse(drive->add_option("script", options.script, "lines of verbs; - reads them from standard input"),
-           scriptFault);
+           scriptFault)
+        ->type_name("FILE");
     drive->add_flag("--verbs", command->verbs, "list what a script may say");
     addTraceOption(*drive, options.trace, "show messages, and the trace of this level, 0 to 5");
     addNumber(*drive, "--limit", options.limit, 1, kLongest, "seconds that all of it may take");
