@@ -1,6 +1,7 @@
 #include "host/hosting/journal.h"
 
 #include <chrono>
+#include <utility>
 
 #include "frame/envelope/sip_json.h"
 #include "host/hosting/envelope_text.h"
@@ -13,7 +14,6 @@ double monotonicNow() {
 
 Message messageOf(const em::SipJson& envelope, bool toModule) {
     Message message;
-    message.time = monotonicNow();
     message.opcode = envelope.GetUint(em::key::OperationCode, 0);
     message.extension = envelope.GetUint(em::key::Extension, 0);
     if (!envelope.GetDataUint(message.data)) {
@@ -24,10 +24,12 @@ Message messageOf(const em::SipJson& envelope, bool toModule) {
     return message;
 }
 
-void Journal::add(const Message& message) {
+double Journal::add(Message message) {
     const MutexLock lock(m_mutex);
-    m_messages.push_back(message);
+    message.time = monotonicNow();
+    m_messages.push_back(std::move(message));
     m_added.set();
+    return m_messages.back().time;
 }
 
 // Cleared under the mutex: what is added from then on sets it again.

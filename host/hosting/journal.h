@@ -27,12 +27,14 @@ struct Message {
     std::string envelope{}; // as JSON
 };
 
+// Without its time.
 [[nodiscard]] Message messageOf(const em::SipJson& envelope, bool toModule);
 
 // Any thread; the module's threads add, the host's reads. Making one may throw std::system_error.
 class Journal {
 public:
-    void add(const Message& message);
+    // The time is set here, so that the list is in its order; returned.
+    double add(Message message);
     [[nodiscard]] std::vector<Message> messages() const;
     // Readable once something was added since the last call of messages().
     [[nodiscard]] int fd() const { return m_added.get(); }

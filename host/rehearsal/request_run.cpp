@@ -105,9 +105,7 @@ void RequestRun::follow() {
 void RequestRun::sendRequest() {
     em::SipJson envelope = command(m_options.action->operationCode, m_settings.cabinet);
     envelope.SetUintMember(em::key::Data, m_options.reason);
-    const Message sent = messageOf(envelope, true);
-    m_host.journal().add(sent);
-    begin(sent.time);
+    begin(m_host.journal().add(messageOf(envelope, true)));
     if (goesAsReply(*m_options.action)) {
         m_module.ApplicationReply(&envelope);
         return;

@@ -87,7 +87,7 @@ class Jobs(Rehearsal):
         self.assertEqual(run["job"]["output"], ["found"])
 
     def test_a_job_finds_what_a_service_would(self):
-        self.write_job("readlink /proc/$$/fd/0; grep -E 'Sig(Blk|Ign)' /proc/$$/status; env | grep -c LEVEL")
+        self.write_job("readlink /proc/$$/fd/0; grep -E 'Sig(Blk|Ign)' /proc/self/status; env | grep -c LEVEL")
         ignoring = lambda: [signal.signal(number, signal.SIG_IGN) for number in (signal.SIGPIPE, signal.SIGUSR1)]
         run, _ = self.rehearse(preexec_fn=ignoring)
         self.assertEqual(run["job"]["output"], ["/dev/null", "SigBlk:\t" + "0" * 16, "SigIgn:\t" + "0" * 16, "0"])
