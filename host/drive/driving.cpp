@@ -90,13 +90,7 @@ void drive(const DriveOptions& options, EventSender& events) {
         standBesideMessages(options.messages);
     }
     ScriptRun run(options, settings, events);
-    try {
-        follow(options, run, events);
-    } catch (const Failure& failure) {
-        events.failure(failure.what(), failure.code());
-    } catch (const std::exception& exception) {
-        events.failure(exception.what(), kExitOtherwise);
-    }
+    static_cast<void>(tellFailures(events, [&] { follow(options, run, events); }));
 }
 
 } // namespace
@@ -104,16 +98,11 @@ void drive(const DriveOptions& options, EventSender& events) {
 int runDriving(const DriveOptions& options) {
     enterInside({options.stopFd, options.eventsFd, options.scriptFd});
     EventSender events(options.eventsFd);
-    try {
+    const bool driven = tellFailures(events, [&] {
         drive(options, events);
         removeRecord();
-        return kExitAsAsked;
-    } catch (const Failure& failure) {
-        events.failure(failure.what(), failure.code());
-    } catch (const std::exception& exception) {
-        events.failure(exception.what(), kExitOtherwise);
-    }
-    return kExitOtherwise;
+    });
+    return driven ? kExitAsAsked : kExitOtherwise;
 }
 
 } // namespace volad_dev

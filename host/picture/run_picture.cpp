@@ -226,6 +226,17 @@ void addNotes(const KnownRun& run, RunPicture& picture) {
 
 } // namespace
 
+std::vector<double> beginTimes(const RunPicture& picture) {
+    std::vector<double> times = {picture.axis.begin()};
+    for (const PictureSpan& phase : picture.phases) {
+        if (phase.begin) {
+            times.push_back(*phase.begin);
+        }
+    }
+    std::ranges::sort(times);
+    return times;
+}
+
 RunPicture pictureOf(const KnownRun& run, const PictureLimits& limits) {
     RunPicture picture;
     picture.title = shortText(askedWords(run));

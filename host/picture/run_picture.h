@@ -45,6 +45,9 @@ struct RunPicture {
     std::vector<std::string> notes; // what the picture does not show, or not as it is
 };
 
+// Where the axis and each phase that has a time begin, in order.
+[[nodiscard]] std::vector<double> beginTimes(const RunPicture& picture);
+
 [[nodiscard]] RunPicture pictureOf(const KnownRun& run, const PictureLimits& limits = {});
 
 // "3.000", and with the unit "3.000 s": a millisecond counts.

@@ -133,16 +133,9 @@ private:
         if (!m_picture.timed) {
             return;
         }
-        std::vector<double> times = {m_picture.axis.begin()};
-        for (const PictureSpan& phase : m_picture.phases) {
-            if (phase.begin) {
-                times.push_back(*phase.begin);
-            }
-        }
-        std::sort(times.begin(), times.end());
         const double end = m_picture.axis.end();
         double free = 0;
-        for (const double time : times) {
+        for (const double time : beginTimes(m_picture)) {
             if (y(time) >= free && y(time) + kLabelRow <= y(end)) {
                 drawTick(time);
                 free = y(time) + kLabelRow;

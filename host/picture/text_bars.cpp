@@ -86,16 +86,9 @@ private:
             addLine(std::string(kNameColumns, ' ') + "no times: equal steps");
             return;
         }
-        std::vector<double> times = {m_picture.axis.begin()};
-        for (const PictureSpan& phase : m_picture.phases) {
-            if (phase.begin) {
-                times.push_back(*phase.begin);
-            }
-        }
-        std::sort(times.begin(), times.end());
         const double end = m_picture.axis.end();
         std::string line;
-        for (const double time : times) {
+        for (const double time : beginTimes(m_picture)) {
             const size_t column = kNameColumns + cellAt(time);
             const std::string text = secondsText(time);
             if ((line.empty() || column > line.size()) && column + text.size() < kNameColumns + cellAt(end)) {

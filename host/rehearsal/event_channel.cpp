@@ -4,9 +4,11 @@
 
 #include <cerrno>
 #include <charconv>
+#include <exception>
 
 #include <fmt/format.h>
 
+#include "host/common/failure.h"
 #include "host/common/visible_text.h"
 #include "host/run/run_json.h"
 
@@ -51,6 +53,18 @@ void EventSender::send(char kind, const std::string& text) {
         }
         done += count > 0 ? static_cast<size_t>(count) : 0;
     }
+}
+
+bool tellFailures(EventSender& events, const std::function<void()>& work) {
+    try {
+        work();
+        return true;
+    } catch (const Failure& failure) {
+        events.failure(failure.what(), failure.code());
+    } catch (const std::exception& exception) {
+        events.failure(exception.what(), kExitOtherwise);
+    }
+    return false;
 }
 
 void EventReceiver::take(std::string_view bytes) {

@@ -40,6 +40,9 @@ private:
     em::UniqueFd m_fd;
 };
 
+// Carries out `work` and tells what it throws. False when it threw.
+bool tellFailures(EventSender& events, const std::function<void()>& work);
+
 // What the launcher makes of them; what is never sent to it needs no handler.
 struct EventHandlers {
     std::function<void(const std::string& line)> trace{}; // with the time in front

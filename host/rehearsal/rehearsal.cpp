@@ -144,15 +144,8 @@ void rehearseAndReport(const RehearsalOptions& options, EventSender& events) {
 int runRehearsal(const RehearsalOptions& options) {
     enterInside({options.stopFd, options.eventsFd});
     EventSender events(options.eventsFd);
-    try {
-        rehearseAndReport(options, events);
-        return kExitAsAsked;
-    } catch (const Failure& failure) {
-        events.failure(failure.what(), failure.code());
-    } catch (const std::exception& exception) {
-        events.failure(exception.what(), kExitOtherwise);
-    }
-    return kExitOtherwise;
+    const bool told = tellFailures(events, [&] { rehearseAndReport(options, events); });
+    return told ? kExitAsAsked : kExitOtherwise;
 }
 
 } // namespace volad_dev
