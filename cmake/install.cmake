@@ -21,8 +21,9 @@ function(em_install_all)
   install(DIRECTORY src/contract DESTINATION ${EM_HEADERS_DIR} COMPONENT development)
   install(DIRECTORY examples/host DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/em-shutdown-dev/examples
     COMPONENT development)
-  install(FILES docs/host.md docs/messages.md docs/operations.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/em-shutdown-dev
-    COMPONENT development)
+  install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/em-shutdown-dev COMPONENT development
+    PATTERN man EXCLUDE)
+  install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/em-shutdown-dev COMPONENT development)
   add_library(em_contract INTERFACE)
   set_target_properties(em_contract PROPERTIES EXPORT_NAME contract)
   target_compile_features(em_contract INTERFACE cxx_std_20)

@@ -24,8 +24,7 @@ void refuseOutsideSandbox() {
 
 // What is answered, a number as a text; of the rest the module takes its defaults.
 const std::map<uint32_t, const char*> settings = {{em::setting::kShutdownDelay.item, "2"},
-                                                  {em::setting::kJobName.item, "/bin/echo state saved"},
-                                                  {em::setting::kJobTimeout.item, "10"}};
+                                                  {em::setting::kJobName.item, "/bin/echo state saved"}};
 
 struct Host final : em::HostObject {
     void sendMessage(em::CIExtensionModule*, em::SipJson* envelope, uint32_t timeoutMs) override {
@@ -71,9 +70,10 @@ int main(int argc, char** argv) {
     module->AfterStart();
     em::HostEnvelope request(em::opcode::CM_RequestShutdownAndReset);
     module->HandleRequest(request.handle());
-    const auto end = host.ended.get_future().get();
+    auto ended = host.ended.get_future();
+    const bool hasEnded = ended.wait_for(std::chrono::minutes(1)) == std::future_status::ready;
     module->Stop();
     remove();
     dlclose(library);
-    return end == em::ShutdownStatus::Executing ? 0 : 1;
+    return hasEnded && ended.get() == em::ShutdownStatus::Executing ? 0 : 1;
 }

@@ -63,8 +63,11 @@ int checkMachineOf(const CheckCommand& command, JsonOutput& json) {
 }
 
 int runCheckCommand(const CheckCommand& command) {
-    if (!command.store.empty() && (command.root != "/" || !command.settings.empty() || command.show)) {
-        throw Failure("--dir goes with none of --root, --settings and --show", kExitUsage);
+    const bool looksFurther = command.root != "/" || !command.settings.empty() || command.show ||
+                              !command.path.empty() || !command.host.environmentFile.empty() ||
+                              command.host.directory != "/";
+    if (!command.store.empty() && looksFurther) {
+        throw Failure("--dir goes with --json only", kExitUsage);
     }
     JsonOutput json(command.json);
     return command.store.empty() ? checkMachineOf(command, json) : checkStore(command.store, json);

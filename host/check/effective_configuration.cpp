@@ -16,7 +16,6 @@ namespace volad_dev {
 namespace {
 
 constexpr const char* kDefault = "default";
-constexpr std::array kDays = {"sunday", "monday", "tuesday", "wednesday", "thursday", "friday", "saturday"};
 
 class Collection {
 public:
@@ -90,12 +89,13 @@ private:
         addSetting("settings.job.name", settings.jobName, em::setting::kJobName);
         addSetting("settings.job.directory", settings.jobDirectory, em::setting::kJobDirectory);
         addSetting("settings.job.timeout", settings.jobTimeout, em::setting::kJobTimeout);
-        for (size_t day = 0; day < kDays.size(); ++day) {
+        for (size_t day = 0; day < kDayNames.size(); ++day) {
             const std::optional<uint16_t>& minutes = settings.powerOffTimes[day];
             const std::optional<std::string> time =
                 minutes ? std::optional(fmt::format("{:02}:{:02}", *minutes / 60, *minutes % 60))
                         : std::nullopt;
-            addSetting(std::string("settings.powerOffTimes.") + kDays[day], time, em::setting::kPowerOffTime);
+            addSetting(std::string("settings.powerOffTimes.") + kDayNames[day], time,
+                       em::setting::kPowerOffTime);
         }
     }
 

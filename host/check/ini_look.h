@@ -43,7 +43,6 @@ private:
     void lookAtMarker();
     void lookBehindMarker(size_t marker);
     void takeSections();
-    void lookAtText(const char* key, const em::IniNumber& number, bool isLevel);
     [[nodiscard]] size_t offsetOf(const char* text) const {
         return static_cast<size_t>(text - m_cut.data.get());
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <string_view>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -69,6 +70,15 @@ std::string statusText(uint32_t status) {
 std::string commandName(const em::ShutdownAction& action) {
     const std::string_view command = action.command;
     return std::string(command.substr(command.rfind('/') + 1));
+}
+
+std::string commandNames() {
+    std::vector<std::string> names;
+    names.reserve(em::kShutdownActions.size());
+    for (const em::ShutdownAction& action : em::kShutdownActions) {
+        names.push_back(commandName(action));
+    }
+    return fmt::format("{}", fmt::join(names, ", "));
 }
 
 const em::ShutdownAction* actionOfCommand(const std::string& text) {

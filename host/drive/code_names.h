@@ -27,5 +27,7 @@ namespace volad_dev {
 [[nodiscard]] const em::ShutdownAction* actionOfCommand(const std::string& text);
 // "/sbin/poweroff" without its directory.
 [[nodiscard]] std::string commandName(const em::ShutdownAction& action);
+// Of all actions, one behind the other.
+[[nodiscard]] std::string commandNames();
 
 } // namespace volad_dev

@@ -11,6 +11,7 @@
 
 #include "host/common/failure.h"
 #include "host/common/standard_streams.h"
+#include "host/common/visible_text.h"
 #include "host/drive/drive_session.h"
 #include "host/drive/line_buffer.h"
 #include "host/drive/script_parser.h"
@@ -83,7 +84,7 @@ int launchDrive(DriveOptions options, SandboxOptions sandbox) {
         try {
             statements = checkedScript(options, script);
         } catch (const Failure& failure) { // with its place in front, as a compiler does it
-            static_cast<void>(std::fputs(fmt::format("{}\n", failure.what()).c_str(), stderr));
+            static_cast<void>(std::fputs((visibleText(failure.what()) + '\n').c_str(), stderr));
             return failure.code();
         }
     }

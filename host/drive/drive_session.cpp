@@ -138,7 +138,7 @@ int DriveSession::conclude(int code) const {
     if (code == kExitAsAsked || code == kExitNoSandbox) {
         return code;
     }
-    const std::string where = m_begun.empty() ? m_options.script : m_begun;
+    const std::string where = visibleText(m_begun.empty() ? m_options.script : m_begun);
     if (monotonicNow() >= m_until) {
         print(stderr, fmt::format("{}: did not end, and was ended: the limit of {} s is over", where,
                                   m_options.limit));

@@ -7,20 +7,32 @@
 namespace volad_dev {
 
 void DrivenModule::create(const Settings& settings) {
-    if (!m_library) {
-        configureProperty(settings);
-        configureTrace(m_traceLevel);
-        m_library.emplace(m_path);
+    const bool again = m_library.has_value();
+    if (!again) {
+        load(settings);
     }
     m_module = m_library->create(m_host);
-    forgetTraceLevel();
     if (m_module == nullptr) {
         throw std::runtime_error("EM_Create gave no module");
     }
+    if (again) {
+        return;
+    }
+    forgetTraceLevel();
     m_cabinet = 0;
     if (settings.cabinet != 0) {
         setCabinet(settings.cabinet);
     }
+}
+
+void DrivenModule::load(const Settings& settings) {
+    if (m_propertySet) {
+        removeProperty();
+    }
+    configureProperty(settings);
+    m_propertySet = settings.powerSwitchNotifications.has_value();
+    configureTrace(m_traceLevel);
+    m_library.emplace(m_path);
 }
 
 bool DrivenModule::start() {

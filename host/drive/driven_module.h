@@ -23,9 +23,9 @@ public:
     DrivenModule(const DrivenModule&) = delete;
     DrivenModule& operator=(const DrivenModule&) = delete;
 
-    // Loads the library where that was not done, with the settings that a module reads by itself. A second
-    // call is one of EM_Create more. The cabinet of the settings is told when it is not 0. Throws
-    // std::runtime_error.
+    // Loads the library where that was not done, with the settings that a module reads by itself, and tells
+    // the cabinet of the settings when it is not 0. On a module that is there it is one call of EM_Create
+    // more. Throws std::runtime_error.
     void create(const Settings& settings);
     // The result of EM_Delete; the library is unloaded.
     bool destroy();
@@ -41,12 +41,15 @@ public:
     [[nodiscard]] std::string name() const { return m_library->name(); }
 
 private:
+    void load(const Settings& settings);
+
     const std::string m_path;
     const unsigned m_traceLevel;
     em::HostObject& m_host;
     std::optional<ModuleLibrary> m_library;
     em::CIExtensionModule* m_module = nullptr;
     bool m_started = false;
+    bool m_propertySet = false; // by an earlier create(), in the registry of the sandbox
     uint32_t m_cabinet = 0;
 };
 

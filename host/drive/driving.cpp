@@ -98,10 +98,8 @@ void drive(const DriveOptions& options, EventSender& events) {
 int runDriving(const DriveOptions& options) {
     enterInside({options.stopFd, options.eventsFd, options.scriptFd});
     EventSender events(options.eventsFd);
-    const bool driven = tellFailures(events, [&] {
-        drive(options, events);
-        removeRecord();
-    });
+    const bool driven = tellFailures(events, [&] { drive(options, events); });
+    removeRecord();
     return driven ? kExitAsAsked : kExitOtherwise;
 }
 

@@ -97,7 +97,7 @@ void takeSeen(LineScanner& line, Expectation& expectation, bool mayTakeTime) {
             const std::string word = line.word();
             expectation.action = actionOfCommand(word);
             if (expectation.action == nullptr) {
-                refuseWord("the command", "poweroff, reboot or halt", word);
+                refuseWord("the command", "one of " + commandNames(), word);
             }
         }
         break;

@@ -9,7 +9,10 @@
 #include <string>
 #include <system_error>
 
+#include <fmt/format.h>
+
 #include "base/unique_fd.h"
+#include "host/common/failure.h"
 #include "host/sandbox/sandbox_arguments.h"
 #include "host/sandbox/sandbox_layout.h"
 
@@ -45,10 +48,23 @@ void removeFile(const char* file) {
     }
 }
 
+bool isThere(const char* file) {
+    struct stat status = {};
+    return lstat(file, &status) == 0;
+}
+
 } // namespace
+
+bool MaintenanceTool::isForeign() const {
+    return !m_set && (isThere(layout::kMaintenanceAnswer) || isThere(layout::kMaintenanceScript));
+}
 
 // The script goes last: it counts as long as it is there.
 void MaintenanceTool::set(Maintenance maintenance) {
+    if (isForeign()) {
+        throw Failure(fmt::format("the scratch directory has a {} or {} of its own, which is not replaced",
+                                  layout::kMaintenanceAnswer, layout::kMaintenanceScript));
+    }
     m_set = true;
     if (maintenance == Maintenance::ToolMissing) {
         replaceFile(layout::kMaintenanceScript, kMissing, 0555);

@@ -13,8 +13,10 @@ public:
     MaintenanceTool(const MaintenanceTool&) = delete;
     MaintenanceTool& operator=(const MaintenanceTool&) = delete;
 
+    // Whether such files are there that are not of set(): they count, and are somebody's.
+    [[nodiscard]] bool isForeign() const;
     // From the next query on. A missing tool is one that ends as a shell ends that finds none. Throws
-    // std::system_error.
+    // std::system_error; Failure for files that are not its own.
     void set(Maintenance maintenance);
 
 private:

@@ -37,7 +37,11 @@ ScriptRun::ScriptRun(const DriveOptions& options, const Settings& settings, Even
       m_sink([this](const std::string& line) { traced(line); }),
       m_host(settings, [this](const Message& message) { told(message); }),
       m_sightings(m_host, m_trace),
-      m_module(options.module, options.trace.value_or(kEveryLine), m_host) {}
+      m_module(options.module, options.trace.value_or(kEveryLine), m_host) {
+    if (m_maintenance.isForeign()) {
+        tell("    the scratch directory has a maintenance tool or its answer already: that counts");
+    }
+}
 
 void ScriptRun::tell(const std::string& text) const {
     m_events.said(fmt::format("[{:8.3f}] {}", monotonicNow() - m_begin, text));
@@ -68,7 +72,9 @@ std::string ScriptRun::carryOut(const Statement& statement, const std::string& d
     const auto& arguments = statement.arguments;
     switch (statement.verb->verb) {
     case Verb::Create:
-        m_sightings.begin();
+        if (!m_module.exists()) {
+            m_sightings.begin();
+        }
         m_module.create(m_settings);
         return m_module.name();
     case Verb::Start:
@@ -158,13 +164,16 @@ std::string ScriptRun::wait(const Expectation& expectation) {
 
 std::string ScriptRun::refuse(const Expectation& expectation) {
     const double begin = monotonicNow();
-    do {
+    for (bool isOver = false;;) {
         if (const std::optional<std::string> found = m_sightings.take(expectation)) {
             throw Failure(fmt::format("expected no {}, seen: {} after {:.3f} s", wanted(expectation, true),
                                       *found, monotonicNow() - begin));
         }
-    } while (m_patience.wait(m_sightings.news(expectation.seen), begin + expectation.within));
-    return "";
+        if (isOver) {
+            return "";
+        }
+        isOver = !m_patience.wait(m_sightings.news(expectation.seen), begin + expectation.within);
+    }
 }
 
 std::string ScriptRun::expect(const Expectation& expectation) {

@@ -2,9 +2,12 @@
 // these tables; docs/drive.md has the same rows.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <string>
 #include <string_view>
+
+#include "contract/shutdown_actions.h"
 
 namespace volad_dev {
 
@@ -74,6 +77,12 @@ inline constexpr std::array<SeenRow, 5> kSeen = {{
     {Seen::Message, "message", "NAME|CODE [KEY=VALUE ...]", "a message of the module's", true},
     {Seen::Command, "command", "[poweroff|reboot|halt]", "a command that the module started", true},
 }};
+
+static_assert(std::ranges::all_of(em::kShutdownActions, [](const em::ShutdownAction& action) {
+    const std::string_view command = action.command;
+    return std::string_view(kSeen.back().arguments).find(command.substr(command.rfind('/') + 1)) !=
+           std::string_view::npos;
+}));
 
 // "wait CONDITION [within S]".
 template <class Row>

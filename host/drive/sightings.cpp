@@ -33,8 +33,7 @@ std::vector<CommandRecord> Sightings::commands() const {
 }
 
 // As it was told last; a module begins without one.
-uint32_t Sightings::status() const {
-    const std::vector<Message> messages = m_host.journal().messages();
+uint32_t Sightings::statusIn(const std::vector<Message>& messages) const {
     for (size_t i = messages.size(); i > m_begin.status; --i) {
         if (isReportOf(messages[i - 1], std::nullopt)) {
             return messages[i - 1].data;
@@ -52,7 +51,8 @@ std::optional<Sightings::Found> Sightings::findStatus(const Expectation& expecta
             return Found{i + 1, what};
         }
     }
-    return status() == expectation.code ? std::optional(Found{messages.size(), what}) : std::nullopt;
+    return statusIn(messages) == expectation.code ? std::optional(Found{messages.size(), what})
+                                                  : std::nullopt;
 }
 
 std::optional<Sightings::Found> Sightings::findTrace(const Expectation& expectation, size_t from) const {
@@ -134,7 +134,7 @@ std::vector<int> Sightings::news(Seen seen) const {
 std::string Sightings::seen(const Expectation& expectation) const {
     switch (expectation.seen) {
     case Seen::Status:
-        return "status " + statusText(status());
+        return "status " + statusText(statusIn(m_host.journal().messages()));
     case Seen::Trace: {
         const std::string last = m_trace.last();
         return m_trace.end() == m_begin.trace ? "no line" : fmt::format("\"{}\" as the last line", last);

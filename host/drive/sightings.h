@@ -51,7 +51,7 @@ private:
     [[nodiscard]] std::optional<Found> findMessage(const Expectation& expectation, size_t from) const;
     [[nodiscard]] std::optional<Found> findCommand(const Expectation& expectation, size_t from) const;
     [[nodiscard]] std::vector<CommandRecord> commands() const;
-    [[nodiscard]] uint32_t status() const;
+    [[nodiscard]] uint32_t statusIn(const std::vector<Message>& messages) const;
 
     DevelopmentHost& m_host;
     const TraceLog& m_trace;

@@ -86,16 +86,15 @@ constexpr Key textKey(const char* name) {
     return {name, "a text", takeText<Member>, dropMember<Member>};
 }
 template <size_t Day>
-constexpr Key dayKey(const char* name) {
-    return {name, kTime, takeTime<Day>, dropTime<Day>};
+constexpr Key dayKey() {
+    return {kDayNames[Day], kTime, takeTime<Day>, dropTime<Day>};
 }
 
 constexpr std::array kJobKeys = {textKey<&Settings::jobName>("name"),
                                  textKey<&Settings::jobDirectory>("directory"),
                                  numberKey<&Settings::jobTimeout>("timeout")};
-constexpr std::array kDayKeys = {dayKey<0>("sunday"),    dayKey<1>("monday"),   dayKey<2>("tuesday"),
-                                 dayKey<3>("wednesday"), dayKey<4>("thursday"), dayKey<5>("friday"),
-                                 dayKey<6>("saturday")};
+constexpr std::array kDayKeys = {dayKey<0>(), dayKey<1>(), dayKey<2>(), dayKey<3>(),
+                                 dayKey<4>(), dayKey<5>(), dayKey<6>()};
 constexpr std::array kKeys = {
     numberKey<&Settings::cabinet>("cabinet"),
     Key{"hostKind", "a whole number", takeHostKind, dropMember<&Settings::hostKind>},

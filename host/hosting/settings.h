@@ -11,6 +11,10 @@
 
 namespace volad_dev {
 
+// The keys of the power-off times, from Sunday on.
+inline constexpr std::array kDayNames = {"sunday",   "monday", "tuesday", "wednesday",
+                                         "thursday", "friday", "saturday"};
+
 struct Settings {
     uint32_t cabinet = 0;
     int hostKind = 1;                      // 5 is the agentless service

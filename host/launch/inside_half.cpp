@@ -4,8 +4,10 @@
 #include <poll.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -80,9 +82,17 @@ void InsideHalf::takePrinted() {
 }
 
 int InsideHalf::end(double until) {
-    pollfd ended = {m_command->fd(), POLLIN, 0};
+    pollfd ended = {m_command->fd(), POLLIN, 0}; // without a descriptor of its end there is only the wait
+    int ready = 0;
+    while (ended.fd >= 0 && ready <= 0) {
+        const double left = std::clamp(until - monotonicNow(), 0.0, 3600.0);
+        ready = poll(&ended, 1, static_cast<int>(std::ceil(left * 1000)));
+        if (ready == 0 && left == 0) {
+            break;
+        }
+    }
     int code = 128 + SIGKILL;
-    if (monotonicNow() < until || poll(&ended, 1, 0) > 0) {
+    if (ended.fd < 0 || ready > 0) {
         code = m_command->wait();
     } else {
         m_command.reset();

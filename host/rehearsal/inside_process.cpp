@@ -33,6 +33,10 @@ void keepToOurselves(int fd) {
     }
 }
 
+fs::path registryFile() {
+    return fs::path(em::place::kRegistryDirectory) / "registry";
+}
+
 } // namespace
 
 void enterInside(std::initializer_list<int> descriptors) {
@@ -88,12 +92,10 @@ void forgetTraceLevel() {
 }
 
 void configureProperty(const Settings& settings) {
-    const fs::path place = fs::path(em::place::kRegistryDirectory) / "registry";
     if (!settings.powerSwitchNotifications) {
-        std::error_code absent;
-        fs::remove(place, absent);
         return;
     }
+    const fs::path place = registryFile();
     fs::create_directories(place.parent_path());
     std::ofstream file(place);
     const std::string path =
@@ -110,6 +112,11 @@ void configureProperty(const Settings& settings) {
     if (!file.flush()) {
         throw std::runtime_error("the sandbox's registry cannot be written");
     }
+}
+
+void removeProperty() {
+    std::error_code absent;
+    fs::remove(registryFile(), absent);
 }
 
 } // namespace volad_dev

@@ -32,8 +32,10 @@ void standBesideMessages(const std::string& file);
 void configureTrace(const std::optional<unsigned>& level);
 // It was read: a job finds the environment of a host that has no such variable.
 void forgetTraceLevel();
-// A registry of the sandbox's own, with the one property that the module looks for; none without it. Throws
-// std::runtime_error.
+// A registry of the sandbox's own, with the one property that the module looks for; nothing is done without
+// it. Throws std::runtime_error.
 void configureProperty(const Settings& settings);
+// Takes that registry away again.
+void removeProperty();
 
 } // namespace volad_dev

@@ -12,6 +12,8 @@ import unittest
 
 from debian_root import DebianRoot
 
+if not pathlib.Path(sys.argv[1]).exists():
+    sys.exit(f"{sys.argv[1]} is not there: scripts/package makes it")
 PACKAGES, SOURCE = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 NAMES = ("em-shutdown", "volad-dev", "em-shutdown-dev")
 MODULE = "usr/lib/x86_64-linux-gnu/volad/modules/em_shutdown.so"

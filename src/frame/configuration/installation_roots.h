@@ -14,8 +14,8 @@ class CRegistry;
 // May throw bad_alloc.
 [[nodiscard]] std::string productKeyPath();
 
-// Opens the product key's sub-key of that name: the product key is the locator's value or, when the locator's
-// key or value is missing or empty, the default. False when there is no such key.
+// Opens the product key's sub-key of that name: the product key is the locator's value, an empty one too, or,
+// when the locator's key or value is missing, the default. False when there is no such key.
 [[nodiscard]] bool openProductKey(CRegistry& key, const char* subkey, bool forWriting = false);
 
 // A text value under the product key's sub-key, expanded if it is expandable; empty when key or value is

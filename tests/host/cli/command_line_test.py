@@ -32,7 +32,7 @@ WRONG = (
     ("check --root /no", '--root: there is no directory "/no"'),
     ("check --settings no", '--settings: there is no file "no"'),
     ("check --cwd srv", '--cwd must be an absolute path, not "srv"'),
-    ("check --dir / --show", "--dir goes with none of --root, --settings and --show"),
+    ("check --dir / --show", "--dir goes with --json only"),
     ("check x", '"x" is one argument too many for check; see volad-dev check --help'),
     ("check -- --dir", '"--dir" is one argument too many for check; see volad-dev check --help'),
     ("registry get A", "registry get needs a NAME; see volad-dev registry get --help"),
