@@ -12,6 +12,12 @@ set(EM_CMAKE_DIR ${CMAKE_INSTALL_DATADIR}/cmake/EmShutdown)
 file(RELATIVE_PATH EM_HELPERS_FROM_TOOL /${CMAKE_INSTALL_BINDIR} /${EM_HELPERS_DIR})
 file(RELATIVE_PATH EM_MODULES_FROM_TOOL /${CMAKE_INSTALL_BINDIR} /${EM_MODULES_DIR})
 
+function(em_install_papers component package)
+  set(directory ${CMAKE_INSTALL_DATADIR}/doc/${package})
+  install(DIRECTORY docs DESTINATION ${directory} COMPONENT ${component} PATTERN man EXCLUDE)
+  install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${directory} COMPONENT ${component})
+endfunction()
+
 function(em_install_all)
   install(TARGETS em_shutdown LIBRARY DESTINATION ${EM_MODULES_DIR} COMPONENT module)
 
@@ -19,11 +25,15 @@ function(em_install_all)
   install(TARGETS volad-dev-gate volad-dev-recorder RUNTIME DESTINATION ${EM_HELPERS_DIR} COMPONENT tool)
 
   install(DIRECTORY src/contract DESTINATION ${EM_HEADERS_DIR} COMPONENT development)
+
+  # With the places that they have to one another in the source: the pages link to each other.
+  em_install_papers(tool volad-dev)
+  em_install_papers(development em-shutdown-dev)
+  install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/volad-dev COMPONENT tool USE_SOURCE_PERMISSIONS
+    PATTERN host EXCLUDE)
   install(DIRECTORY examples/host DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/em-shutdown-dev/examples
     COMPONENT development)
-  install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/em-shutdown-dev COMPONENT development
-    PATTERN man EXCLUDE)
-  install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/em-shutdown-dev COMPONENT development)
+
   add_library(em_contract INTERFACE)
   set_target_properties(em_contract PROPERTIES EXPORT_NAME contract)
   target_compile_features(em_contract INTERFACE cxx_std_20)
