@@ -101,7 +101,7 @@ std::vector<Finding> checkConfigurationFiles(const MachineRoot& root, const Stor
                             "is a directory, the search passes it over"});
     }
     const std::string registered = em::registeredData(em::kModuleName);
-    if (!registered.empty() && findings.empty() && found.files.empty()) {
+    if (!store.isMisread && !registered.empty() && findings.empty() && found.files.empty()) {
         findings.push_back({store.file, 0, "config-file-missing",
                             fmt::format("names the configuration file \"{}\", which is in none of \"{}\"",
                                         registered, fmt::join(found.places, "\", \""))});

@@ -140,6 +140,10 @@ FAULTS = (
     (lambda root: (root / REGISTRY).rename(root / f"{REGISTRY}.old"), REGISTRY, None, "registry-fallback"),
     (write(f"{REGISTRY}.default", "[A]\n\n\n"), f"{REGISTRY}.default", None, "no-value"),
     (root_key("[Setup]\n", "[Setup]\nlost\n"), REGISTRY, 13, "no-equals-sign"),
+    (write(REGISTRY, TREE.replace("\n", "\r\n")), REGISTRY, None, "crlf-line-ends"),
+    (write(f"{REGISTRY}.old", TREE.replace("\n", "\r\n")), f"{REGISTRY}.old", None, "crlf-line-ends"),
+    (both(write(REGISTRY, "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Aldmere]\n[Management]\n[Host Warden]\n[DATA]\r\n"
+                          "EM_SHUTDOWN=s=own\n\r\n")), REGISTRY, None, "crlf-line-ends"),
     (instead(REGISTRY, os.mkfifo), REGISTRY, None, "unreadable"),
     (both(lambda root: (root / REGISTRY).rename(root / "opt/host/r"),
           lambda root: (root / REGISTRY).symlink_to("/opt/host/r")), REGISTRY, None, "symbolic-link"),
@@ -211,7 +215,7 @@ GIVEN = ((give(JOB), JOB, None, "others-can-replace"),
          (both(give(MODULE), mode(MODULE, 0o664)), MODULE, None, "others-can-write"))
 
 # These have no row here: the tests of registry and messages find them.
-ELSEWHERE = {"nul", "behind-key-name", "too-deep", "lone-cr", "no-type", "no-number", "number-too-large",
+ELSEWHERE = {"nul", "behind-key-name", "too-deep", "no-type", "no-number", "number-too-large",
              "not-hexadecimal", "above-a-byte", "behind-the-end", "key-left-open", "name-twice",
              "name-of-value-and-key", "no-events", "no-code", "no-english-summary",
              "path-not-absolute",  # a test of its own, below
@@ -304,12 +308,13 @@ class Check(unittest.TestCase):
 
     def test_what_counts_is_shown(self):
         (self.root / "opt/host/data/EM_SHUTDOWN.ini").touch()
+        root_key("[Setup]\n", "[Setup]\nFileRoot=s=/opt/host\n")(self.root)
         settings = str(self.root / "settings.json")
         expected = {
             "trace.level": [(3, f"/{MODULE}")], "trace.interval": [(30, f"/{GLOBAL}")],
             "trace.section": [(f"/{MODULE}", None)], "trace.file": [(f"/{GLOBAL}", None), (f"/{MODULE}", None)],
             "registry.productKey": [("SOFTWARE\\Aldmere\\Management\\Host Warden", None)],
-            "registry.binRoot": [("/opt/host/bin/", None)], "registry.fileRoot": [(None, None)],
+            "registry.binRoot": [("/opt/host/bin/", None)], "registry.fileRoot": [("/opt/host", None)],
             "registry.dataRoot": [("/opt/host/data", None)],
             "registry.powerSwitchEvents": [(1, str(self.root / REGISTRY))], "messages.file": [(f"/{MESSAGES}", None)],
             "configuration.file": [("/opt/host/data/EM_SHUTDOWN.ini", None)],
