@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ struct CheckCommand {
     std::string settings; // file, empty for none
     std::string store;    // directory; not empty: nothing but the store is looked at
     std::string path;     // PATH, empty for the service's or the default
-    Surroundings host{"/", "", "", {}};
+    Surroundings host{"/", "", "", "", {}};
     bool show = false;
     std::string json; // file, empty for none
 };
@@ -41,10 +42,10 @@ int checkStore(const std::string& directory, JsonOutput& json) {
 
 Surroundings surroundingsOf(const CheckCommand& command) {
     Surroundings host = command.host;
-    host.path = !command.path.empty() ? command.path : host.variable("PATH").value_or(kServicesPath);
-    if (!command.path.empty()) {
-        host.environmentFile.clear();
-    }
+    const std::optional<Surroundings::Variable> path = host.variable("PATH");
+    const bool given = !command.path.empty();
+    host.path = given ? command.path : path ? path->value : kServicesPath;
+    host.pathSource = given || host.environmentFile.empty() ? "PATH" : host.environmentFile;
     return host;
 }
 
@@ -88,7 +89,7 @@ Command addCheckCommand(CLI::App& app) {
     mustExist(check->add_option_function<std::string>(
                   "--env-from",
                   [&target](const std::string& file) {
-                      target.host.variables = readEnvironmentFile(file);
+                      target.host.variables = readEnvironmentLines(file);
                       target.host.environmentFile = file;
                   },
                   "the host's environment, a service manager's file"),

@@ -16,7 +16,6 @@ namespace volad_dev {
 namespace {
 
 constexpr size_t kPadding = 16;
-constexpr uint32_t kHighestLevel = 5;
 constexpr std::string_view kBlanks = " \t\r\v\f";
 
 size_t lineBegin(std::string_view text, size_t offset) {

@@ -45,7 +45,7 @@ private:
     void lookAtPath() {
         for (const std::string& directory : directoriesOf(m_host.path)) {
             if (!directory.starts_with('/')) {
-                add(m_host.pathSource(), "path-not-absolute",
+                add(m_host.pathSource, "path-not-absolute",
                     fmt::format("PATH \"{}\": \"{}\" begins where the host stands, which a job may move",
                                 m_host.path, directory));
             }
@@ -58,7 +58,7 @@ private:
         if (m_result.gateTool) {
             m_result.programs.push_back(*m_result.gateTool);
         } else {
-            add(m_host.pathSource(), "gate-tool-missing",
+            add(m_host.pathSource, "gate-tool-missing",
                 fmt::format("there is no {} in PATH \"{}\": each request ends at the gate", tool,
                             m_host.path));
         }

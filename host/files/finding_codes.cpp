@@ -104,6 +104,8 @@ constexpr std::array kCodes = std::to_array<FindingCode>({
     {"number-not-whole", Error, "a number is cut, or is none",
      "Write a decimal number without leading zeros, or one behind 0x."},
     {"level-out-of-range", Error, "a level is no number from 0 to 5", "Write a number from 0 to 5."},
+    {"variable-not-decimal", Error, "a variable of the trace is no decimal number",
+     "Write a decimal number, or remove the variable: as it is, it still counts instead of the files."},
     {"read-on-reload-only", Warning, "a value counts only once the file was changed and read again",
      "Do not rely on it, or change the file while the host runs."},
     // A module's configuration file.

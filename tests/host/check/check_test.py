@@ -218,7 +218,7 @@ GIVEN = ((give(JOB), JOB, None, "others-can-replace"),
 ELSEWHERE = {"nul", "behind-key-name", "too-deep", "no-type", "no-number", "number-too-large",
              "not-hexadecimal", "above-a-byte", "behind-the-end", "key-left-open", "name-twice",
              "name-of-value-and-key", "no-events", "no-code", "no-english-summary",
-             "path-not-absolute",  # a test of its own, below
+             "path-not-absolute", "variable-not-decimal",  # tests of their own, below
              # And these want a full memory, a tree of 64 MiB, another user, ten seconds.
              "no-memory", "tree-too-large", "directory-not-writable", "lock-held"}
 
@@ -297,6 +297,24 @@ class Check(unittest.TestCase):
         self.assertEqual(self.places("--env-from", str(environment)), [("environment", None, "gate-tool-missing")])
         self.assertEqual(self.places("--env-from", str(environment), "--path", "/usr/bin"), [])
         self.assertEqual(self.shown("--env-from", str(environment))["trace.level"], [(5, "TM_LOG_DEBUG_LEVEL")])
+
+    def test_the_variables_of_the_trace_are_read_as_the_module_reads_them(self):
+        environment = self.root / "environment"
+        for text, found in (("TM_LOG_DEBUG_LEVEL=9\n", [(1, "level-out-of-range")]),
+                            ("TM_LOG_DEBUG_LEVEL=9\n\nTM_LOG_DEBUG_LEVEL=05\n", []),
+                            ("A=1\nTM_LOG_DEBUG_LEVEL=high\n", [(2, "variable-not-decimal")]),
+                            ("TM_LOG_DEBUG_LEVEL=\n", [(1, "variable-not-decimal")]),
+                            ("TM_LOG_DEBUG_LEVEL=0x3\n", [(1, "variable-not-decimal")]),
+                            ("TM_LOG_DEBUG_LEVEL=4294967299\n", [(1, "variable-not-decimal")]),
+                            ("TM_LOG_DYNAMIC_UPDATE=x\nTM_LOG_DEBUG_LEVEL=-1\n",
+                             [(2, "variable-not-decimal"), (1, "variable-not-decimal")]),
+                            ("TM_LOG_DYNAMIC_UPDATE=600\nTM_LOG_DEBUG_LEVEL=0\n", [])):
+            environment.write_text(text)
+            self.assertEqual(self.places("--env-from", str(environment), "--path", "/usr/bin"),
+                             [("environment", *each) for each in found], text)
+        remove(MODULE, GLOBAL)(self.root)  # no variable counts
+        environment.write_text("TM_LOG_DEBUG_LEVEL=9\n")
+        self.assertEqual(self.places("--env-from", str(environment)), [(TRACE, None, "trace-directory-empty")])
 
     def shown(self, *arguments: str) -> dict[str, list[tuple]]:
         done = self.check("--show", "--json", "-", *arguments)
