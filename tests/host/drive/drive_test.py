@@ -305,6 +305,15 @@ class Scripts(Drive):
 
 
 class Examples(Drive):
+    def test_a_job_that_is_not_there_is_noticed(self):
+        self.assertIn("expected no trace \"Cleanup program finished\"",
+                      self.drive((ROOT / "examples/off.drive").read_text()).stderr)
+
+    def test_a_script_behind_dots_finds_its_job(self):
+        done = subprocess.run([VOLAD_DEV, "drive", "--module", MODULE, "../examples/off.drive"], cwd=ROOT / "docs",
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stderr), (0, ""), done.stdout)
+
     def test_the_examples(self):
         scripts = sorted((ROOT / "examples").glob("*.drive"))
         self.assertGreater(len(scripts), 5)
