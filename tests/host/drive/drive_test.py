@@ -160,6 +160,11 @@ class Failures(Drive):
                 done = self.drive("# nothing\n\nmaintenance off\n" + line)
                 self.assert_told(done, 2, "4: .*" + told, f"{self.directory}/s.drive")
                 self.assertEqual(done.stdout, "")
+        long = "maintenance off\nwait trace " + 5_000_000 * "x"
+        told = "2: a line must have fewer than 1048576 bytes$"
+        self.assert_told(self.drive(long), 2, told, f"{self.directory}/s.drive")
+        self.assert_told(subprocess.run([VOLAD_DEV, "drive", "--module", MODULE, "-"], input=long, text=True,
+                                        capture_output=True, timeout=30), 2, told, "-")
         for script, told in (("no", 'there is no script "no"'), ("/", '"/" is no script')):
             done = subprocess.run([VOLAD_DEV, "drive", script], capture_output=True, text=True, timeout=20)
             self.assertEqual((done.returncode, done.stderr), (2, f"volad-dev: {told}\n"))
