@@ -40,8 +40,14 @@ int checkStore(const std::string& directory, JsonOutput& json) {
     return printAdvice(findings, json);
 }
 
-Surroundings surroundingsOf(const CheckCommand& command) {
+Surroundings surroundingsOf(const CheckCommand& command, const MachineRoot& root) {
     Surroundings host = command.host;
+    if (!root.look(host.directory).isDirectory()) {
+        throw Failure(fmt::format("--cwd: there is no directory \"{}\"{}", host.directory,
+                                  command.root == "/" ? "" : " in " + command.root),
+                      kExitUsage);
+    }
+    host.environmentFile = root.inside(host.environmentFile);
     const std::optional<Surroundings::Variable> path = host.variable("PATH");
     const bool given = !command.path.empty();
     host.path = given ? command.path : path ? path->value : kServicesPath;
@@ -52,10 +58,10 @@ Surroundings surroundingsOf(const CheckCommand& command) {
 int checkMachineOf(const CheckCommand& command, JsonOutput& json) {
     const MachineRoot root(command.root);
     // What lies in the image is named by the path that it has there.
-    const Settings settings = command.settings.empty() ? Settings{}
-                                                       : parseSettings(readSettingsText(command.settings),
-                                                                       root.inside(command.settings));
-    const Inspection inspection = inspect(root, surroundingsOf(command), settings, command.settings);
+    const std::string file = root.inside(command.settings);
+    const Settings settings =
+        file.empty() ? Settings{} : parseSettings(readSettingsText(command.settings), file);
+    const Inspection inspection = inspect(root, surroundingsOf(command, root), settings, file);
     if (command.show) {
         printConfiguration(effectiveConfiguration(inspection), json);
         return kExitAsAsked;

@@ -87,18 +87,17 @@ ConfigurationFiles findConfigurationFiles(const MachineRoot& root, const Surroun
     return found;
 }
 
-std::vector<Finding> checkConfigurationFiles(const MachineRoot& root, const Store& store,
-                                             const ConfigurationFiles& found) {
+std::vector<Finding> checkConfigurationFiles(const Store& store, const ConfigurationFiles& found) {
     std::vector<Finding> findings;
     for (const ConfigurationFile& file : found.files) {
         for (const std::string& shadowed : file.shadowed) {
-            findings.push_back({root.shown(shadowed), 0, "config-file-shadowed",
+            findings.push_back({shadowed, 0, "config-file-shadowed",
                                 fmt::format("is not read, \"{}\" is found first", file.path)});
         }
     }
     for (const std::string& directory : found.directories) {
-        findings.push_back({root.shown(directory), 0, "config-file-is-directory",
-                            "is a directory, the search passes it over"});
+        findings.push_back(
+            {directory, 0, "config-file-is-directory", "is a directory, the search passes it over"});
     }
     const std::string registered = em::registeredData(em::kModuleName);
     if (!store.isMisread && !registered.empty() && findings.empty() && found.files.empty()) {

@@ -58,7 +58,7 @@ bool isWholeNumber(std::string_view text) {
 
 } // namespace
 
-IniLook::IniLook(const MachineRoot& root, const std::string& path) : m_shown(root.shown(path)) {
+IniLook::IniLook(const MachineRoot& root, const std::string& path) : m_shown(path) {
     const int error = root.read(path, em::kLargestIniFile, kPadding, m_cut);
     if (error != 0) {
         m_findings.add(

@@ -38,7 +38,7 @@ private:
         if (m_root.look(path).isProgram()) {
             m_result.programs.push_back(path);
         } else {
-            add(m_root.shown(path), code, text);
+            add(path, code, text);
         }
     }
 
@@ -68,7 +68,7 @@ private:
     void lookAtRestart() {
         const Seen file = m_root.look(place::kRestartJobFile);
         if (m_root.look(place::kServiceManager).there() && file.there() && !file.isFile()) {
-            add(m_root.shown(place::kRestartJobFile), "restart-file-blocked",
+            add(place::kRestartJobFile, "restart-file-blocked",
                 "is no regular file: the agents' restart is not handed on");
         }
         lookAtProgram(programOf(place::kRestartAgents), "restart-command-missing",

@@ -40,7 +40,7 @@ bool isOfLineEnds(const Finding& finding) {
 StoreFile lookAt(const MachineRoot& root, const std::string& directory, const char* name,
                  std::vector<Finding>& findings) {
     const std::string path = joined(directory, name);
-    StoreFile file{root.look(path), root.shown(path)};
+    StoreFile file{root.look(path), path};
     if (file.seen.missing()) {
         return file;
     }
@@ -82,14 +82,13 @@ Store readStore(const MachineRoot& root, const std::string& directory) {
     }
     const Seen place = root.look(directory);
     if (place.isDirectory()) {
-        std::ranges::move(registrySaveObstacles(place.path(), root.shown(directory)),
-                          std::back_inserter(store.findings));
+        std::ranges::move(registrySaveObstacles(place.path(), directory), std::back_inserter(store.findings));
     }
     return store;
 }
 
 std::vector<Finding> storeFaults(const MachineRoot& root, const Store& store) {
-    const std::string directory = root.shown(store.directory);
+    const std::string& directory = store.directory;
     const Seen place = root.look(store.directory);
     if (!place.isDirectory()) {
         return {{directory, 0, "store-directory-missing",

@@ -248,8 +248,9 @@ class Check(unittest.TestCase):
         return found
 
     def places(self, *arguments: str) -> list[tuple[str, int | None, str]]:
-        prefix = str(self.root) + "/"
-        return [(row["file"].removeprefix(prefix), row["line"], row["code"]) for row in self.findings(*arguments)]
+        found = self.findings(*arguments)
+        self.assertNotIn(str(self.root), str(found), "all paths are those of the machine")
+        return [(row["file"].removeprefix("/"), row["line"], row["code"]) for row in found]
 
     def test_a_healthy_installation_has_no_finding(self):
         done = self.check()
@@ -268,7 +269,7 @@ class Check(unittest.TestCase):
         self.assertEqual(sorted(self.places(), key=str), sorted((row[1:] for row in chosen), key=str))
         text = self.check().stdout.splitlines()
         self.assertEqual(len(text), 10)
-        self.assertIn(f"error: {self.root}/{GLOBAL}:2: DynamicUpdate is \"30s\", taken as 30. "
+        self.assertIn(f"error: /{GLOBAL}:2: DynamicUpdate is \"30s\", taken as 30. "
                       "Write a decimal number without leading zeros, or one behind 0x.", text)
 
     def test_a_file_that_is_wrong_throughout_does_not_fill_the_screen(self):
@@ -276,6 +277,15 @@ class Check(unittest.TestCase):
         found = self.findings()
         self.assertEqual([row["code"] for row in found], 1000 * ["no-equals-sign"] + ["no-value"])
         self.assertEqual(found[999]["text"], 'has no "=" and is skipped, and 200 findings more in this file')
+
+    def test_what_others_may_write_is_named_by_its_link_and_where_that_leads(self):
+        (self.root / "sbin").rename(self.root / "usr/s")
+        (self.root / "sbin").symlink_to("usr/s")
+        for path, text in (("usr/s", 'is "/usr/s", which may be'), ("usr/bin", "may be")):
+            mode(path, 0o777)(self.root)
+            found = {row["file"]: row["text"] for row in self.findings()}
+            named = "/sbin" if path == "usr/s" else f"/{path}"
+            self.assertEqual(found[named], f"{text} written by everybody (mode 0777)")
 
     def test_links_stay_inside_the_root(self):
         for name, target in ((MODULE, "/srv/m"), (MESSAGES, "../../../srv/messages"), ("usr/bin/localcli", "/srv/tool"),
@@ -327,20 +337,21 @@ class Check(unittest.TestCase):
     def test_what_counts_is_shown(self):
         (self.root / "opt/host/data/EM_SHUTDOWN.ini").touch()
         root_key("[Setup]\n", "[Setup]\nFileRoot=s=/opt/host\n")(self.root)
-        settings = str(self.root / "settings.json")
+        settings = "/settings.json"
         expected = {
             "trace.level": [(3, f"/{MODULE}")], "trace.interval": [(30, f"/{GLOBAL}")],
             "trace.section": [(f"/{MODULE}", None)], "trace.file": [(f"/{GLOBAL}", None), (f"/{MODULE}", None)],
             "registry.productKey": [("SOFTWARE\\Aldmere\\Management\\Host Warden", None)],
             "registry.binRoot": [("/opt/host/bin/", None)], "registry.fileRoot": [("/opt/host", None)],
             "registry.dataRoot": [("/opt/host/data", None)],
-            "registry.powerSwitchEvents": [(1, str(self.root / REGISTRY))], "messages.file": [(f"/{MESSAGES}", None)],
+            "registry.powerSwitchEvents": [(1, f"/{REGISTRY}")], "messages.file": [(f"/{MESSAGES}", None)],
             "configuration.file": [("/opt/host/data/EM_SHUTDOWN.ini", None)],
             "gate.tool": [("/usr/bin/localcli", None)], "settings.shutdownDelay": [(60, "default")],
             "settings.forceDelay": [(120, "default")], "settings.job.name": [("/opt/host/job.sh", settings)],
             "settings.job.timeout": [(60, settings)], "settings.powerOffTimes.sunday": [(None, "default")]}
         shown = self.shown()
         self.assertEqual({name: shown.get(name) for name in expected}, expected)
+        self.assertNotIn(str(self.root), str(shown))
         lines = self.check("--show").stdout.splitlines()
         self.assertIn(f"trace.level                       3  (/{MODULE})", lines)
         self.assertEqual(len(lines), sum(map(len, shown.values())))
