@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ struct CheckCommand {
     std::string settings; // file, empty for none
     std::string store;    // directory; not empty: nothing but the store is looked at
     std::string path;     // PATH, empty for the service's or the default
-    Surroundings host{"/", "", "", {}};
+    Surroundings host{"/", "", "", "", {}};
     bool show = false;
     std::string json; // file, empty for none
 };
@@ -39,22 +40,28 @@ int checkStore(const std::string& directory, JsonOutput& json) {
     return printAdvice(findings, json);
 }
 
-Surroundings surroundingsOf(const CheckCommand& command) {
+Surroundings surroundingsOf(const CheckCommand& command, const MachineRoot& root) {
     Surroundings host = command.host;
-    host.path = !command.path.empty() ? command.path : host.variable("PATH").value_or(kServicesPath);
-    if (!command.path.empty()) {
-        host.environmentFile.clear();
+    if (!root.look(host.directory).isDirectory()) {
+        throw Failure(fmt::format("--cwd: there is no directory \"{}\"{}", host.directory,
+                                  command.root == "/" ? "" : " in " + command.root),
+                      kExitUsage);
     }
+    host.environmentFile = root.inside(host.environmentFile);
+    const std::optional<Surroundings::Variable> path = host.variable("PATH");
+    const bool given = !command.path.empty();
+    host.path = given ? command.path : path ? path->value : kServicesPath;
+    host.pathSource = given || host.environmentFile.empty() ? "PATH" : host.environmentFile;
     return host;
 }
 
 int checkMachineOf(const CheckCommand& command, JsonOutput& json) {
     const MachineRoot root(command.root);
     // What lies in the image is named by the path that it has there.
-    const Settings settings = command.settings.empty() ? Settings{}
-                                                       : parseSettings(readSettingsText(command.settings),
-                                                                       root.inside(command.settings));
-    const Inspection inspection = inspect(root, surroundingsOf(command), settings, command.settings);
+    const std::string file = root.inside(command.settings);
+    const Settings settings =
+        file.empty() ? Settings{} : parseSettings(readSettingsText(command.settings), file);
+    const Inspection inspection = inspect(root, surroundingsOf(command, root), settings, file);
     if (command.show) {
         printConfiguration(effectiveConfiguration(inspection), json);
         return kExitAsAsked;
@@ -88,7 +95,7 @@ Command addCheckCommand(CLI::App& app) {
     mustExist(check->add_option_function<std::string>(
                   "--env-from",
                   [&target](const std::string& file) {
-                      target.host.variables = readEnvironmentFile(file);
+                      target.host.variables = readEnvironmentLines(file);
                       target.host.environmentFile = file;
                   },
                   "the host's environment, a service manager's file"),

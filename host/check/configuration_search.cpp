@@ -87,21 +87,20 @@ ConfigurationFiles findConfigurationFiles(const MachineRoot& root, const Surroun
     return found;
 }
 
-std::vector<Finding> checkConfigurationFiles(const MachineRoot& root, const Store& store,
-                                             const ConfigurationFiles& found) {
+std::vector<Finding> checkConfigurationFiles(const Store& store, const ConfigurationFiles& found) {
     std::vector<Finding> findings;
     for (const ConfigurationFile& file : found.files) {
         for (const std::string& shadowed : file.shadowed) {
-            findings.push_back({root.shown(shadowed), 0, "config-file-shadowed",
+            findings.push_back({shadowed, 0, "config-file-shadowed",
                                 fmt::format("is not read, \"{}\" is found first", file.path)});
         }
     }
     for (const std::string& directory : found.directories) {
-        findings.push_back({root.shown(directory), 0, "config-file-is-directory",
-                            "is a directory, the search passes it over"});
+        findings.push_back(
+            {directory, 0, "config-file-is-directory", "is a directory, the search passes it over"});
     }
     const std::string registered = em::registeredData(em::kModuleName);
-    if (!registered.empty() && findings.empty() && found.files.empty()) {
+    if (!store.isMisread && !registered.empty() && findings.empty() && found.files.empty()) {
         findings.push_back({store.file, 0, "config-file-missing",
                             fmt::format("names the configuration file \"{}\", which is in none of \"{}\"",
                                         registered, fmt::join(found.places, "\", \""))});

@@ -57,7 +57,8 @@ private:
         addText("registry.file", m_inspection.store.file);
         addText("registry.productKey", em::productKeyPath());
         addText("registry.binRoot", roots.binRoot);
-        addText("registry.fileRoot", roots.fileRoot);
+        // Asked for only where there is no BinRoot, so that the roots lack it beside one.
+        addText("registry.fileRoot", em::productText(em::place::kSetupKey, em::place::kFileRoot));
         addText("registry.dataRoot", em::registeredData(em::place::kDataRoot));
         uint32_t asked = 1;
         const bool set = em::GetModuleProperty(em::kModuleName, asked, em::place::kPowerSwitchProperty) != 0;

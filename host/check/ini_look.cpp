@@ -16,7 +16,6 @@ namespace volad_dev {
 namespace {
 
 constexpr size_t kPadding = 16;
-constexpr uint32_t kHighestLevel = 5;
 constexpr std::string_view kBlanks = " \t\r\v\f";
 
 size_t lineBegin(std::string_view text, size_t offset) {
@@ -59,7 +58,7 @@ bool isWholeNumber(std::string_view text) {
 
 } // namespace
 
-IniLook::IniLook(const MachineRoot& root, const std::string& path) : m_shown(root.shown(path)) {
+IniLook::IniLook(const MachineRoot& root, const std::string& path) : m_shown(path) {
     const int error = root.read(path, em::kLargestIniFile, kPadding, m_cut);
     if (error != 0) {
         m_findings.add(

@@ -13,6 +13,8 @@
 
 namespace volad_dev {
 
+inline constexpr uint32_t kHighestLevel = 5;
+
 // A section as the module takes it.
 struct IniSection {
     std::string name;

@@ -80,7 +80,7 @@ Inspection inspect(const MachineRoot& root, const Surroundings& host, const Sett
     append(result.findings, result.store.findings);
     append(result.findings, storeFaults(root, result.store));
     append(result.findings, checkInstallation(root, result.store));
-    append(result.findings, checkConfigurationFiles(root, result.store, result.configuration));
+    append(result.findings, checkConfigurationFiles(result.store, result.configuration));
     append(result.findings, result.messages.findings);
     append(result.findings, std::move(job.findings));
     append(result.findings, result.machine.findings);

@@ -130,7 +130,7 @@ private:
 // file cuts it behind its last "/".
 std::vector<Finding> checkBinRoot(const Store& store) {
     const std::string binRoot = em::findInstallationRoots().binRoot;
-    if (binRoot.empty() || binRoot.ends_with('/')) {
+    if (store.isMisread || binRoot.empty() || binRoot.ends_with('/')) {
         return {};
     }
     const std::optional<std::string> searched = em::binaryPath({binRoot, ""});
@@ -140,8 +140,8 @@ std::vector<Finding> checkBinRoot(const Store& store) {
 }
 
 std::vector<Finding> checkInstallation(const MachineRoot& root, const Store& store) {
-    if (store.file.empty()) {
-        return {}; // what is lacking is one thing, and told by the store
+    if (store.file.empty() || store.isMisread) {
+        return {}; // what is wrong is one thing, and told by the store
     }
     return Look(root, store).run();
 }

@@ -28,7 +28,7 @@ struct ConfigurationFiles {
     std::vector<std::string> directories; // that have such a name, and are passed over
 };
 [[nodiscard]] ConfigurationFiles findConfigurationFiles(const MachineRoot& root, const Surroundings& host);
-[[nodiscard]] std::vector<Finding> checkConfigurationFiles(const MachineRoot& root, const Store& store,
+[[nodiscard]] std::vector<Finding> checkConfigurationFiles(const Store& store,
                                                            const ConfigurationFiles& found);
 
 } // namespace volad_dev

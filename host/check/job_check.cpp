@@ -91,7 +91,7 @@ private:
             return;
         }
         if (!seen.isProgram()) {
-            addAt(m_root.shown(*path), 0, "job-not-executable",
+            addAt(*path, 0, "job-not-executable",
                   seen.isFile() ? "the job's program may not be executed"
                                 : "the job's program is no regular file");
             return;
@@ -117,7 +117,7 @@ private:
             return true; // looked at anyway: without it no job is started at all
         }
         if (!m_root.look(path).isProgram()) {
-            addAt(m_root.shown(program), line, "job-interpreter-missing",
+            addAt(program, line, "job-interpreter-missing",
                   fmt::format("the interpreter \"{}\" is not there, or may not be executed", interpreter));
             return false;
         }
@@ -135,7 +135,7 @@ private:
         if (const std::optional<std::string> found = findProgram(m_root, m_host, name)) {
             m_result.programs.push_back(*found);
         } else {
-            addAt(m_root.shown(program), 1, "job-interpreter-missing",
+            addAt(program, 1, "job-interpreter-missing",
                   fmt::format("the interpreter \"{}\" is in no directory of PATH \"{}\"", name, m_host.path));
         }
     }

@@ -38,14 +38,14 @@ private:
         if (m_root.look(path).isProgram()) {
             m_result.programs.push_back(path);
         } else {
-            add(m_root.shown(path), code, text);
+            add(path, code, text);
         }
     }
 
     void lookAtPath() {
         for (const std::string& directory : directoriesOf(m_host.path)) {
             if (!directory.starts_with('/')) {
-                add(m_host.pathSource(), "path-not-absolute",
+                add(m_host.pathSource, "path-not-absolute",
                     fmt::format("PATH \"{}\": \"{}\" begins where the host stands, which a job may move",
                                 m_host.path, directory));
             }
@@ -58,7 +58,7 @@ private:
         if (m_result.gateTool) {
             m_result.programs.push_back(*m_result.gateTool);
         } else {
-            add(m_host.pathSource(), "gate-tool-missing",
+            add(m_host.pathSource, "gate-tool-missing",
                 fmt::format("there is no {} in PATH \"{}\": each request ends at the gate", tool,
                             m_host.path));
         }
@@ -68,7 +68,7 @@ private:
     void lookAtRestart() {
         const Seen file = m_root.look(place::kRestartJobFile);
         if (m_root.look(place::kServiceManager).there() && file.there() && !file.isFile()) {
-            add(m_root.shown(place::kRestartJobFile), "restart-file-blocked",
+            add(place::kRestartJobFile, "restart-file-blocked",
                 "is no regular file: the agents' restart is not handed on");
         }
         lookAtProgram(programOf(place::kRestartAgents), "restart-command-missing",

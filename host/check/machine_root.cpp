@@ -62,8 +62,7 @@ std::string Seen::path() const {
 }
 
 MachineRoot::MachineRoot(const std::string& directory)
-    : m_root(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-      m_shown(withoutLastSeparators(directory)) {
+    : m_root(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     if (!m_root.valid() || fstat(m_root.get(), &m_status) != 0) {
         throw Failure(fmt::format("{}: {}", directory, std::generic_category().message(errno)));
     }
@@ -128,10 +127,6 @@ int MachineRoot::list(const std::string& directory, std::vector<std::string>& na
     }
     std::ranges::sort(names);
     return 0;
-}
-
-std::string MachineRoot::shown(const std::string& path) const {
-    return m_shown + (path.starts_with('/') ? path : "/" + path);
 }
 
 std::string MachineRoot::inside(const std::string& path) const {

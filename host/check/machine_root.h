@@ -1,4 +1,5 @@
-// A machine's files as they lie below a directory: this machine's own, an image, another root. Links are
+// A machine's files as they lie below a directory: this machine's own, an image, another root. A path is
+// always that machine's, without the directory in front, here and in all that is told of it. Links are
 // followed inside it, so that one to "/etc/x" means DIRECTORY/etc/x; nothing is ever opened but regular files
 // and directories, and nothing is run.
 #pragma once
@@ -46,8 +47,6 @@ public:
     // 0 or an error number; without "." and "..", sorted. E2BIG above ten thousand.
     [[nodiscard]] int list(const std::string& directory, std::vector<std::string>& names) const;
 
-    // The path as the caller of the tool finds it.
-    [[nodiscard]] std::string shown(const std::string& path) const;
     // The caller's path as it is below the root; one from elsewhere, and each path of "/", as it stands.
     [[nodiscard]] std::string inside(const std::string& path) const;
     // Where it really stands, below the root.
@@ -59,8 +58,7 @@ public:
 private:
     em::UniqueFd m_root;
     struct stat m_status = {};
-    std::string m_shown; // in front of each path, empty for "/"
-    std::string m_real;  // the same, links resolved
+    std::string m_real; // in front of each real path, empty for "/"
 };
 
 // The name below the directory, without a doubled separator.

@@ -49,7 +49,7 @@ public:
 
 private:
     void add(const std::string& path, const char* code, const std::string& text) {
-        m_result.findings.push_back({m_root.shown(path), 0, code, text});
+        m_result.findings.push_back({path, 0, code, text});
     }
 
     void lookAt(const std::string& path) {
@@ -73,7 +73,7 @@ private:
             return;
         }
         m_result.path = path;
-        std::ranges::move(findProblems(m_root.shown(path), readMessageEntries(document)),
+        std::ranges::move(findProblems(path, readMessageEntries(document)),
                           std::back_inserter(m_result.findings));
     }
 

@@ -46,17 +46,19 @@ void PermissionCheck::above(const std::string& path, Use use) {
 
 void PermissionCheck::lookAt(const std::string& path, Use use, bool anyName) {
     const Seen seen = m_root.look(path);
-    if (!seen.there() || m_seen.contains(m_root.realPath(seen))) {
+    const std::string real = m_root.realPath(seen);
+    if (!seen.there() || m_seen.contains(real)) {
         return;
     }
     const std::string writer = writerOf(m_root, seen.status, anyName);
     if (writer.empty()) {
         return;
     }
-    m_seen.insert(m_root.realPath(seen));
-    m_findings.push_back(
-        {m_root.shown(path), 0, use == Use::Run ? "others-can-replace" : "others-can-write",
-         fmt::format("may be written by {} (mode {:04o})", writer, seen.status.st_mode & 07777)});
+    m_seen.insert(real);
+    m_findings.push_back({path, 0, use == Use::Run ? "others-can-replace" : "others-can-write",
+                          fmt::format("{}may be written by {} (mode {:04o})",
+                                      real == path ? "" : fmt::format("is \"{}\", which ", real), writer,
+                                      seen.status.st_mode & 07777)});
 }
 
 } // namespace volad_dev

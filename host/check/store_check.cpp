@@ -22,6 +22,7 @@ struct StoreFile {
     Seen seen;
     std::string shown;
     bool taken = false; // it gives a tree
+    bool isMisread = false;
 
     // Nothing that is no file is handed on: to open a device may well do something.
     [[nodiscard]] std::string path() const { return seen.isFile() ? seen.path() : std::string(); }
@@ -32,8 +33,14 @@ bool losesTheTree(const Finding& finding) {
     return code == "unreadable" || code == "no-memory" || code == "no-value";
 }
 
-StoreFile lookAt(const MachineRoot& root, const std::string& path, std::vector<Finding>& findings) {
-    StoreFile file{root.look(path), root.shown(path)};
+bool isOfLineEnds(const Finding& finding) {
+    return std::string_view(finding.code) == "crlf-line-ends";
+}
+
+StoreFile lookAt(const MachineRoot& root, const std::string& directory, const char* name,
+                 std::vector<Finding>& findings) {
+    const std::string path = joined(directory, name);
+    StoreFile file{root.look(path), path};
     if (file.seen.missing()) {
         return file;
     }
@@ -43,8 +50,9 @@ StoreFile lookAt(const MachineRoot& root, const std::string& path, std::vector<F
             {file.shown, 0, "unreadable", "could not be read: " + std::generic_category().message(error)});
         return file;
     }
-    std::vector<Finding> found = checkRegistryFile(file.path(), file.shown);
+    std::vector<Finding> found = checkRegistryFile(file.path(), file.shown, name);
     file.taken = std::ranges::none_of(found, losesTheTree);
+    file.isMisread = std::ranges::any_of(found, isOfLineEnds);
     std::ranges::move(found, std::back_inserter(findings));
     return file;
 }
@@ -62,23 +70,25 @@ void load(const std::array<StoreFile, 3>& files) {
 } // namespace
 
 Store readStore(const MachineRoot& root, const std::string& directory) {
-    Store store{directory, {}, {}};
-    const auto look = [&](const char* name) { return lookAt(root, joined(directory, name), store.findings); };
+    Store store{directory, {}, false, {}};
+    const auto look = [&](const char* name) { return lookAt(root, directory, name, store.findings); };
     const std::array<StoreFile, 3> files{look(em::kRegistryMain), look(em::kRegistryBackup),
                                          look(em::kRegistryDefault)};
     load(files);
     const auto taken = std::ranges::find(files, true, &StoreFile::taken);
-    store.file = taken != files.end() ? taken->shown : "";
+    if (taken != files.end()) {
+        store.file = taken->shown;
+        store.isMisread = taken->isMisread;
+    }
     const Seen place = root.look(directory);
     if (place.isDirectory()) {
-        std::ranges::move(registrySaveObstacles(place.path(), root.shown(directory)),
-                          std::back_inserter(store.findings));
+        std::ranges::move(registrySaveObstacles(place.path(), directory), std::back_inserter(store.findings));
     }
     return store;
 }
 
 std::vector<Finding> storeFaults(const MachineRoot& root, const Store& store) {
-    const std::string directory = root.shown(store.directory);
+    const std::string& directory = store.directory;
     const Seen place = root.look(store.directory);
     if (!place.isDirectory()) {
         return {{directory, 0, "store-directory-missing",

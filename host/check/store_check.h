@@ -12,6 +12,7 @@ namespace volad_dev {
 struct Store {
     std::string directory;         // below the root
     std::string file;              // the one that gives the tree, as it is shown; empty: none does
+    bool isMisread = false;        // by its line ends: what it seems to hold is none of its faults
     std::vector<Finding> findings; // what the files hold, and what would block a save
 };
 

@@ -1,31 +1,33 @@
 // What of the host's process decides where the module finds things.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/sandbox/environment_file.h"
+
 namespace volad_dev {
 
 struct Surroundings {
-    std::string directory;              // where it stands
-    std::string path;                   // its PATH
-    std::string environmentFile;        // where its variables were read, empty for none
-    std::vector<std::string> variables; // "NAME=value"; a later one wins
+    std::string directory;                  // where it stands
+    std::string path;                       // its PATH
+    std::string pathSource;                 // where a finding about PATH belongs
+    std::string environmentFile;            // where its variables were read, empty for none
+    std::vector<EnvironmentLine> variables; // a later one wins
 
-    // Where a finding about PATH belongs.
-    [[nodiscard]] const std::string& pathSource() const {
-        static const std::string kName = "PATH";
-        return environmentFile.empty() ? kName : environmentFile;
-    }
-    [[nodiscard]] std::optional<std::string> variable(const std::string& name) const {
-        std::optional<std::string> value;
-        for (const std::string& assignment : variables) {
-            if (assignment.starts_with(name + "=")) {
-                value = assignment.substr(name.size() + 1);
-            }
-        }
-        return value;
+    struct Variable {
+        std::string value;
+        size_t line; // of the environment's file
+    };
+    [[nodiscard]] std::optional<Variable> variable(const std::string& name) const {
+        const auto found =
+            std::find_if(variables.rbegin(), variables.rend(),
+                         [&](const EnvironmentLine& each) { return each.variable.starts_with(name + "="); });
+        return found == variables.rend()
+                   ? std::nullopt
+                   : std::optional(Variable{found->variable.substr(name.size() + 1), found->number});
     }
 };
 

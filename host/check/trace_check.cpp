@@ -18,6 +18,11 @@ namespace {
 namespace trace_file = em::trace_file;
 using em::place::kTraceConfigDirectory;
 
+std::string withoutLeadingZeros(const std::string& number) {
+    const size_t last = number.empty() ? 0 : number.size() - 1;
+    return number.substr(std::min(number.find_first_not_of('0'), last));
+}
+
 class Look {
 public:
     Look(const MachineRoot& root, const Surroundings& host) : m_root(root), m_host(host) {}
@@ -29,7 +34,7 @@ public:
         }
         if (count) {
             lookForSection();
-            choose(m_result.level, em::place::kTraceLevelVariable, m_level);
+            choose(m_result.level, em::place::kTraceLevelVariable, m_level, kHighestLevel);
             choose(m_result.interval, em::place::kTraceUpdateVariable, m_interval);
         }
         return std::move(m_result);
@@ -42,7 +47,7 @@ private:
     };
 
     void add(const std::string& path, const char* code, const std::string& text) {
-        m_result.findings.push_back({m_root.shown(path), 0, code, text});
+        m_result.findings.push_back({path, 0, code, text});
     }
 
     // False when not even the environment counts.
@@ -145,10 +150,23 @@ private:
         }
     }
 
-    void choose(TraceNumber& chosen, const char* name, const FromFile& fromFile) const {
-        const std::optional<std::string> variable = m_host.variable(name);
-        chosen.value = trace_file::variableOr(variable ? variable->c_str() : nullptr, fromFile.value);
+    void choose(TraceNumber& chosen, const char* name, const FromFile& fromFile,
+                uint32_t highest = UINT32_MAX) {
+        const std::optional<Surroundings::Variable> variable = m_host.variable(name);
+        chosen.value = trace_file::variableOr(variable ? variable->value.c_str() : nullptr, fromFile.value);
         chosen.source = variable ? name : fromFile.file;
+        if (!variable) {
+            return;
+        }
+        const auto addHere = [&](const char* code, const std::string& text) {
+            m_result.findings.push_back({m_host.environmentFile, variable->line, code, text});
+        };
+        if (withoutLeadingZeros(variable->value) != std::to_string(chosen.value)) {
+            addHere("variable-not-decimal",
+                    fmt::format("{} is \"{}\", taken as {}", name, variable->value, chosen.value));
+        } else if (chosen.value > highest) {
+            addHere("level-out-of-range", fmt::format("{} is {}", name, variable->value));
+        }
     }
 
     const MachineRoot& m_root;

@@ -48,6 +48,9 @@ std::string listed(const Rows& rows) {
 }
 
 int run(const DriveCommand& command) {
+    if (command.verbs && !command.options.script.empty()) {
+        throw Failure("--verbs goes without a script", kExitUsage);
+    }
     if (command.verbs) {
         printWhole("One verb a line; \"#\" begins a comment.\n" + listed(kVerbs) + "CONDITION is\n" +
                    listed(kSeen));

@@ -68,7 +68,7 @@ std::vector<std::string> placesOfJobs(const std::vector<Statement>& statements, 
 
 int launchDrive(DriveOptions options, SandboxOptions sandbox) {
     const bool fromInput = options.script == "-";
-    options.here = fromInput ? fs::current_path() : fs::absolute(options.script).parent_path();
+    options.here = fromInput ? fs::current_path() : fs::path(pathInside(options.script)).parent_path();
     options.goesOn = fromInput && isatty(STDIN_FILENO) == 1;
     placeModuleFiles(options.module, options.settings, options.messages);
     std::string settingsText;

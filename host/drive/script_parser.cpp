@@ -11,6 +11,7 @@
 #include "host/common/visible_text.h"
 #include "host/drive/code_names.h"
 #include "host/drive/expectation_parser.h"
+#include "host/drive/line_buffer.h"
 #include "host/drive/line_parts.h"
 #include "host/drive/line_scanner.h"
 #include "host/drive/power_off_moment.h"
@@ -82,6 +83,9 @@ std::string ScriptParser::place() const {
 std::optional<Statement> ScriptParser::next(std::string_view line) {
     ++m_line;
     try {
+        if (line.size() >= LineBuffer::kLongestLine) { // a longer one comes in pieces of that size
+            throw ScriptFault(fmt::format("a line must have fewer than {} bytes", LineBuffer::kLongestLine));
+        }
         if (line.find('\0') != std::string_view::npos) {
             throw ScriptFault("a line may hold no NUL byte");
         }

@@ -18,8 +18,6 @@ constexpr std::array kCodes = std::to_array<FindingCode>({
     {"behind-key-name", Error, "something stands behind a key's name",
      "Remove what stands behind the \"]\"."},
     {"too-deep", Error, "a key lies below 512 others", "Move the key up."},
-    {"lone-cr", Error, "a line of one CR closes no key",
-     "Let each line end in a newline alone, without a CR."},
     {"no-equals-sign", Error, "a line is no value", "Write NAME=TYPE=DATA, or remove the line."},
     {"no-type", Error, "a value has no type that is known",
      "Write =s=, =es=, =b= or =d= behind the name, or remove the line."},
@@ -40,6 +38,9 @@ constexpr std::array kCodes = std::to_array<FindingCode>({
     {"unreadable", Error, "a file or directory cannot be read, or is of another kind",
      "Mend what the system's error names."},
     {"no-memory", Error, "memory was short while a file was read", "Free memory, then check again."},
+    {"crlf-line-ends", Error,
+     "a registry file's lines end in CR LF: no key is closed, and no save replaces such a registry",
+     "Convert the line ends: each is a newline alone, without a CR."},
     {"no-value", Warning, "a registry file holds no value", "Remove the file, or take it from a backup."},
     // What would keep the registry store from saving.
     {"tree-too-large", Error, "a tree would take more than 64 MiB", "Delete keys."},
@@ -103,6 +104,8 @@ constexpr std::array kCodes = std::to_array<FindingCode>({
     {"number-not-whole", Error, "a number is cut, or is none",
      "Write a decimal number without leading zeros, or one behind 0x."},
     {"level-out-of-range", Error, "a level is no number from 0 to 5", "Write a number from 0 to 5."},
+    {"variable-not-decimal", Error, "a variable of the trace is no decimal number",
+     "Write a decimal number, or remove the variable: as it is, it still counts instead of the files."},
     {"read-on-reload-only", Warning, "a value counts only once the file was changed and read again",
      "Do not rely on it, or change the file while the host runs."},
     // A module's configuration file.

@@ -18,7 +18,8 @@
 
 namespace volad_dev {
 
-std::vector<Finding> checkRegistryFile(const std::string& path, const std::string& shown) {
+std::vector<Finding> checkRegistryFile(const std::string& path, const std::string& shown,
+                                       std::string_view name) {
     FileFindings findings;
     em::FileContent content;
     const int error = em::readRegularFile(path.c_str(), em::kRegistryLargestFile, 0, content);
@@ -35,6 +36,12 @@ std::vector<Finding> checkRegistryFile(const std::string& path, const std::strin
         em::readRegistry({content.data.get(), content.size}, root, [&](const em::RegistryFinding& finding) {
             findings.add({shown, finding.line, finding.code, finding.reason});
         });
+    if (reading.carriageLine) { // whatever else was found follows from it
+        findings = {};
+        findings.addAnyway({shown, 0, "crlf-line-ends",
+                            fmt::format("its lines end in CR LF: it is not read as it is meant{}",
+                                        name == em::kRegistryMain ? ", and nothing is saved" : "")});
+    }
     if (!reading.complete) {
         findings.addAnyway({shown, 0, "no-memory", "could not be read: no memory"});
     } else if (!reading.anyValue) {
@@ -51,7 +58,7 @@ std::vector<Finding> checkRegistryFile(const std::string& path, const std::strin
 std::vector<Finding> checkRegistryFiles(const std::string& directory) {
     std::vector<Finding> findings;
     for (const char* name : {em::kRegistryMain, em::kRegistryBackup, em::kRegistryDefault}) {
-        for (Finding& finding : checkRegistryFile(directory + "/" + name, directory + "/" + name)) {
+        for (Finding& finding : checkRegistryFile(directory + "/" + name, directory + "/" + name, name)) {
             findings.push_back(std::move(finding));
         }
     }

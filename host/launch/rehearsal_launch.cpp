@@ -51,6 +51,12 @@ Gate askGate(LaunchOptions& options, const Interruption& interruption) {
     return {nameOf(maintenance), nameOf(here)};
 }
 
+// Whether the job, which tells where it ran, ran where it would here: a link inside may be a directory.
+bool ranIn(const std::string& told, const std::string& real) {
+    std::error_code failed;
+    return fs::canonical(told, failed) == real;
+}
+
 // What the module inside could not see.
 void complete(const LaunchOptions& options, const Gate& gate, const JobWorld& world, ShutdownRun& run) {
     run.gate = gate;
@@ -59,7 +65,7 @@ void complete(const LaunchOptions& options, const Gate& gate, const JobWorld& wo
         std::ranges::move(contradictions(run, *options.run.action), std::back_inserter(run.warnings));
     }
     if (run.job && !world.directory.empty() && !run.job->directory.empty() &&
-        run.job->directory != world.directory) {
+        !ranIn(run.job->directory, world.directory)) {
         run.warnings.push_back(
             {"job-directory-not-shown",
              fmt::format("on this machine the job would run in \"{}\", which the sandbox does not show",

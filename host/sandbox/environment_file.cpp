@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -100,9 +101,9 @@ std::string variableFault(const std::string& assignment) {
     return "";
 }
 
-std::vector<std::string> readEnvironmentFile(const std::string& file) {
+std::vector<EnvironmentLine> readEnvironmentLines(const std::string& file) {
     std::istringstream input(contentOf(file));
-    std::vector<std::string> variables;
+    std::vector<EnvironmentLine> variables;
     size_t number = 0;
     for (std::string line; std::getline(input, line);) {
         const size_t first = ++number;
@@ -127,7 +128,17 @@ std::vector<std::string> readEnvironmentFile(const std::string& file) {
         if (!fault.empty()) {
             throw Failure(fmt::format("{}:{}: {}", file, first, fault), kExitUsage);
         }
-        variables.push_back(variable);
+        variables.push_back({variable, first});
+    }
+    return variables;
+}
+
+std::vector<std::string> readEnvironmentFile(const std::string& file) {
+    std::vector<EnvironmentLine> lines = readEnvironmentLines(file);
+    std::vector<std::string> variables;
+    variables.reserve(lines.size());
+    for (EnvironmentLine& line : lines) {
+        variables.push_back(std::move(line.variable));
     }
     return variables;
 }

@@ -140,6 +140,10 @@ FAULTS = (
     (lambda root: (root / REGISTRY).rename(root / f"{REGISTRY}.old"), REGISTRY, None, "registry-fallback"),
     (write(f"{REGISTRY}.default", "[A]\n\n\n"), f"{REGISTRY}.default", None, "no-value"),
     (root_key("[Setup]\n", "[Setup]\nlost\n"), REGISTRY, 13, "no-equals-sign"),
+    (write(REGISTRY, TREE.replace("\n", "\r\n")), REGISTRY, None, "crlf-line-ends"),
+    (write(f"{REGISTRY}.old", TREE.replace("\n", "\r\n")), f"{REGISTRY}.old", None, "crlf-line-ends"),
+    (both(write(REGISTRY, "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Aldmere]\n[Management]\n[Host Warden]\n[DATA]\r\n"
+                          "EM_SHUTDOWN=s=own\n\r\n")), REGISTRY, None, "crlf-line-ends"),
     (instead(REGISTRY, os.mkfifo), REGISTRY, None, "unreadable"),
     (both(lambda root: (root / REGISTRY).rename(root / "opt/host/r"),
           lambda root: (root / REGISTRY).symlink_to("/opt/host/r")), REGISTRY, None, "symbolic-link"),
@@ -211,10 +215,10 @@ GIVEN = ((give(JOB), JOB, None, "others-can-replace"),
          (both(give(MODULE), mode(MODULE, 0o664)), MODULE, None, "others-can-write"))
 
 # These have no row here: the tests of registry and messages find them.
-ELSEWHERE = {"nul", "behind-key-name", "too-deep", "lone-cr", "no-type", "no-number", "number-too-large",
+ELSEWHERE = {"nul", "behind-key-name", "too-deep", "no-type", "no-number", "number-too-large",
              "not-hexadecimal", "above-a-byte", "behind-the-end", "key-left-open", "name-twice",
              "name-of-value-and-key", "no-events", "no-code", "no-english-summary",
-             "path-not-absolute",  # a test of its own, below
+             "path-not-absolute", "variable-not-decimal",  # tests of their own, below
              # And these want a full memory, a tree of 64 MiB, another user, ten seconds.
              "no-memory", "tree-too-large", "directory-not-writable", "lock-held"}
 
@@ -244,8 +248,9 @@ class Check(unittest.TestCase):
         return found
 
     def places(self, *arguments: str) -> list[tuple[str, int | None, str]]:
-        prefix = str(self.root) + "/"
-        return [(row["file"].removeprefix(prefix), row["line"], row["code"]) for row in self.findings(*arguments)]
+        found = self.findings(*arguments)
+        self.assertNotIn(str(self.root), str(found), "all paths are those of the machine")
+        return [(row["file"].removeprefix("/"), row["line"], row["code"]) for row in found]
 
     def test_a_healthy_installation_has_no_finding(self):
         done = self.check()
@@ -264,7 +269,7 @@ class Check(unittest.TestCase):
         self.assertEqual(sorted(self.places(), key=str), sorted((row[1:] for row in chosen), key=str))
         text = self.check().stdout.splitlines()
         self.assertEqual(len(text), 10)
-        self.assertIn(f"error: {self.root}/{GLOBAL}:2: DynamicUpdate is \"30s\", taken as 30. "
+        self.assertIn(f"error: /{GLOBAL}:2: DynamicUpdate is \"30s\", taken as 30. "
                       "Write a decimal number without leading zeros, or one behind 0x.", text)
 
     def test_a_file_that_is_wrong_throughout_does_not_fill_the_screen(self):
@@ -272,6 +277,15 @@ class Check(unittest.TestCase):
         found = self.findings()
         self.assertEqual([row["code"] for row in found], 1000 * ["no-equals-sign"] + ["no-value"])
         self.assertEqual(found[999]["text"], 'has no "=" and is skipped, and 200 findings more in this file')
+
+    def test_what_others_may_write_is_named_by_its_link_and_where_that_leads(self):
+        (self.root / "sbin").rename(self.root / "usr/s")
+        (self.root / "sbin").symlink_to("usr/s")
+        for path, text in (("usr/s", 'is "/usr/s", which may be'), ("usr/bin", "may be")):
+            mode(path, 0o777)(self.root)
+            found = {row["file"]: row["text"] for row in self.findings()}
+            named = "/sbin" if path == "usr/s" else f"/{path}"
+            self.assertEqual(found[named], f"{text} written by everybody (mode 0777)")
 
     def test_links_stay_inside_the_root(self):
         for name, target in ((MODULE, "/srv/m"), (MESSAGES, "../../../srv/messages"), ("usr/bin/localcli", "/srv/tool"),
@@ -294,6 +308,24 @@ class Check(unittest.TestCase):
         self.assertEqual(self.places("--env-from", str(environment), "--path", "/usr/bin"), [])
         self.assertEqual(self.shown("--env-from", str(environment))["trace.level"], [(5, "TM_LOG_DEBUG_LEVEL")])
 
+    def test_the_variables_of_the_trace_are_read_as_the_module_reads_them(self):
+        environment = self.root / "environment"
+        for text, found in (("TM_LOG_DEBUG_LEVEL=9\n", [(1, "level-out-of-range")]),
+                            ("TM_LOG_DEBUG_LEVEL=9\n\nTM_LOG_DEBUG_LEVEL=05\n", []),
+                            ("A=1\nTM_LOG_DEBUG_LEVEL=high\n", [(2, "variable-not-decimal")]),
+                            ("TM_LOG_DEBUG_LEVEL=\n", [(1, "variable-not-decimal")]),
+                            ("TM_LOG_DEBUG_LEVEL=0x3\n", [(1, "variable-not-decimal")]),
+                            ("TM_LOG_DEBUG_LEVEL=4294967299\n", [(1, "variable-not-decimal")]),
+                            ("TM_LOG_DYNAMIC_UPDATE=x\nTM_LOG_DEBUG_LEVEL=-1\n",
+                             [(2, "variable-not-decimal"), (1, "variable-not-decimal")]),
+                            ("TM_LOG_DYNAMIC_UPDATE=600\nTM_LOG_DEBUG_LEVEL=0\n", [])):
+            environment.write_text(text)
+            self.assertEqual(self.places("--env-from", str(environment), "--path", "/usr/bin"),
+                             [("environment", *each) for each in found], text)
+        remove(MODULE, GLOBAL)(self.root)  # no variable counts
+        environment.write_text("TM_LOG_DEBUG_LEVEL=9\n")
+        self.assertEqual(self.places("--env-from", str(environment)), [(TRACE, None, "trace-directory-empty")])
+
     def shown(self, *arguments: str) -> dict[str, list[tuple]]:
         done = self.check("--show", "--json", "-", *arguments)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
@@ -304,20 +336,22 @@ class Check(unittest.TestCase):
 
     def test_what_counts_is_shown(self):
         (self.root / "opt/host/data/EM_SHUTDOWN.ini").touch()
-        settings = str(self.root / "settings.json")
+        root_key("[Setup]\n", "[Setup]\nFileRoot=s=/opt/host\n")(self.root)
+        settings = "/settings.json"
         expected = {
             "trace.level": [(3, f"/{MODULE}")], "trace.interval": [(30, f"/{GLOBAL}")],
             "trace.section": [(f"/{MODULE}", None)], "trace.file": [(f"/{GLOBAL}", None), (f"/{MODULE}", None)],
             "registry.productKey": [("SOFTWARE\\Aldmere\\Management\\Host Warden", None)],
-            "registry.binRoot": [("/opt/host/bin/", None)], "registry.fileRoot": [(None, None)],
+            "registry.binRoot": [("/opt/host/bin/", None)], "registry.fileRoot": [("/opt/host", None)],
             "registry.dataRoot": [("/opt/host/data", None)],
-            "registry.powerSwitchEvents": [(1, str(self.root / REGISTRY))], "messages.file": [(f"/{MESSAGES}", None)],
+            "registry.powerSwitchEvents": [(1, f"/{REGISTRY}")], "messages.file": [(f"/{MESSAGES}", None)],
             "configuration.file": [("/opt/host/data/EM_SHUTDOWN.ini", None)],
             "gate.tool": [("/usr/bin/localcli", None)], "settings.shutdownDelay": [(60, "default")],
             "settings.forceDelay": [(120, "default")], "settings.job.name": [("/opt/host/job.sh", settings)],
             "settings.job.timeout": [(60, settings)], "settings.powerOffTimes.sunday": [(None, "default")]}
         shown = self.shown()
         self.assertEqual({name: shown.get(name) for name in expected}, expected)
+        self.assertNotIn(str(self.root), str(shown))
         lines = self.check("--show").stdout.splitlines()
         self.assertIn(f"trace.level                       3  (/{MODULE})", lines)
         self.assertEqual(len(lines), sum(map(len, shown.values())))

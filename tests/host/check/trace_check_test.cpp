@@ -54,7 +54,7 @@ TEST_F(TraceCheckTest, SaysWhatTheModuleTakes) {
         for (const char* const name : {place::kTraceLevelVariable, place::kTraceUpdateVariable}) {
             variable != nullptr ? ::setenv(name, variable, 1) : ::unsetenv(name);
             if (variable != nullptr) {
-                host.variables.push_back(std::string(name) + "=" + variable);
+                host.variables.push_back({std::string(name) + "=" + variable, 1});
             }
         }
         for (const Files& files : cases) {

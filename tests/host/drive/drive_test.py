@@ -160,6 +160,11 @@ class Failures(Drive):
                 done = self.drive("# nothing\n\nmaintenance off\n" + line)
                 self.assert_told(done, 2, "4: .*" + told, f"{self.directory}/s.drive")
                 self.assertEqual(done.stdout, "")
+        long = "maintenance off\nwait trace " + 5_000_000 * "x"
+        told = "2: a line must have fewer than 1048576 bytes$"
+        self.assert_told(self.drive(long), 2, told, f"{self.directory}/s.drive")
+        self.assert_told(subprocess.run([VOLAD_DEV, "drive", "--module", MODULE, "-"], input=long, text=True,
+                                        capture_output=True, timeout=30), 2, told, "-")
         for script, told in (("no", 'there is no script "no"'), ("/", '"/" is no script')):
             done = subprocess.run([VOLAD_DEV, "drive", script], capture_output=True, text=True, timeout=20)
             self.assertEqual((done.returncode, done.stderr), (2, f"volad-dev: {told}\n"))
@@ -305,6 +310,15 @@ class Scripts(Drive):
 
 
 class Examples(Drive):
+    def test_a_job_that_is_not_there_is_noticed(self):
+        self.assertIn("expected no trace \"Cleanup program finished\"",
+                      self.drive((ROOT / "examples/off.drive").read_text()).stderr)
+
+    def test_a_script_behind_dots_finds_its_job(self):
+        done = subprocess.run([VOLAD_DEV, "drive", "--module", MODULE, "../examples/off.drive"], cwd=ROOT / "docs",
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stderr), (0, ""), done.stdout)
+
     def test_the_examples(self):
         scripts = sorted((ROOT / "examples").glob("*.drive"))
         self.assertGreater(len(scripts), 5)

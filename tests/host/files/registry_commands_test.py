@@ -147,12 +147,19 @@ class RegistryCommands(unittest.TestCase):
                 ("registry", 5, "number-too-large"), ("registry", 6, "not-hexadecimal"),
                 ("registry", 7, "above-a-byte"), ("registry", 8, "behind-key-name"), ("registry", 11, "name-twice"),
                 ("registry", 15, "no-type"), ("registry", 16, "name-of-value-and-key"),
-                ("registry", 18, "behind-the-end"), ("registry.old", 1, "behind-key-name"),
-                ("registry.old", 3, "lone-cr"), ("registry.old", 3, "key-left-open"),
+                ("registry", 18, "behind-the-end"), ("registry.old", None, "crlf-line-ends"),
                 ("registry.default", 513, "too-deep"), ("registry.default", 513, "key-left-open"),
                 ("registry.default", None, "no-value")])
             code, text, _ = self.run_tool(*command)
             self.assertEqual((code, text.splitlines()[1]), (1, shown))
+            self.assertNotIn("nothing is saved", text)
+
+    def test_check_names_what_line_ends_keep_from_being_saved(self):
+        self.main.write_text(TREE, newline="\r\n")
+        self.assertEqual(self.registry("set", KEY, "N", "string", "x"), (1, "", 1))
+        for command in (("registry", "check"), ("check",)):
+            self.assertEqual(self.findings(*command), [("registry", None, "crlf-line-ends")])
+            self.assertIn("nothing is saved", self.run_tool(*command)[1])
 
     def test_check_warns_of_a_binary_root_without_its_separator(self):
         problem = ("registry", None, "binroot-without-separator")

@@ -65,6 +65,21 @@ class Jobs(Rehearsal):
                     self.assertEqual(run["job"]["output"], [directory])
                 self.assertEqual(self.warnings(run), warning)
 
+    def test_settings_behind_a_link_or_dots_find_their_job(self):
+        real, other = self.directory / "real", self.directory / "other"
+        real.mkdir()
+        other.mkdir()
+        self.write_job("echo there")
+        for name in ("job.sh", "settings.json"):
+            (self.directory / name).rename(real / name)
+        (other / "link").symlink_to(real)
+        for directory, here in ((other / "../real", real), (other / "link/../real", real), (other / "link", other / "link")):
+            with self.subTest(directory=directory):
+                self.settings = directory / "settings.json"
+                run, _ = self.rehearse()
+                self.assertEqual((run["job"]["output"], run["job"]["command"], self.warnings(run)),
+                                 (["there"], str(here / "job.sh"), set()))
+
     def test_the_jobs_last_lines_are_kept_and_shown_escaped(self):
         self.write_job("seq 2000; printf 'to \\033[31mred\\377\\n' >&2; printf end")
         run, shown = self.rehearse()
