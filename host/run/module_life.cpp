@@ -101,7 +101,7 @@ void ModuleLife::onStarting(const TraceLine& /*line*/) {
 // A shutdown in its delay ends with it, and what waits is dropped.
 void ModuleLife::onStopping(const TraceLine& /*line*/) {
     m_stopping = true;
-    m_queueShutBy = "Stop";
+    shutQueue(RunCourse::kStop);
 }
 
 RunCourse& ModuleLife::ask(std::string_view by) {
@@ -206,13 +206,13 @@ void ModuleLife::onStatus(const TraceLine& line) {
         course->enter("settings");
     } else if (status == em::ShutdownStatus::Executing) {
         course->facts.finished = true;
-        m_queueShutBy = kEarlier;
+        shutQueue(kEarlier);
         course->closePhase();
     }
 }
 
 void ModuleLife::onDisconnect(const TraceLine& /*line*/) {
-    m_queueShutBy = "CM_Disconnect";
+    shutQueue("CM_Disconnect");
 }
 
 // The one that a message may concern which names none.
@@ -230,6 +230,13 @@ RunCourse* ModuleLife::awaitingAnswer(uint32_t operationCode) {
     }
     const auto found = std::find_if(m_waiting.begin(), m_waiting.end(), awaits);
     return found == m_waiting.end() ? nullptr : &*found;
+}
+
+// What shut it first counts.
+void ModuleLife::shutQueue(std::string_view by) {
+    if (m_queueShutBy.empty()) {
+        m_queueShutBy = by;
+    }
 }
 
 void ModuleLife::dropRefused() {
@@ -252,7 +259,8 @@ void ModuleLife::finishCurrent() {
 
 void ModuleLife::give(RunCourse& course) {
     course.facts.stopping = m_stopping;
-    if (!m_stopping && course.facts.queueShutBy.empty()) {
+    course.facts.queueShutAtEnd = !m_queueShutBy.empty() && course.facts.queueShutBy.empty();
+    if (course.facts.queueShutAtEnd) {
         course.facts.queueShutBy = m_queueShutBy; // what waited was dropped then
     }
     m_sink(course.conclude());

@@ -58,6 +58,7 @@ private:
     RunCourse* addressee();
     RunCourse* awaitingAnswer(uint32_t operationCode);
     [[nodiscard]] bool isShutdownCommand(std::string_view command);
+    void shutQueue(std::string_view by);
     void dropRefused();
     void finishCurrent();
     void give(RunCourse& course);

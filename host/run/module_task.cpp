@@ -152,7 +152,7 @@ void ModuleLife::onCommand(const TraceLine& line) {
         course.closePhase();
     }
     if (event != TraceEvent::CommandBegins) {
-        m_queueShutBy = kEarlier;
+        shutQueue(kEarlier);
     }
 }
 
@@ -172,7 +172,9 @@ void ModuleLife::onExecution(const TraceLine& line) {
         course.nameOperation(*line.kind->action);
     } else if (line.kind->event == TraceEvent::Privilege) {
         course.facts.notRoot = line.fields.text(0) != "OK";
-        m_queueShutBy = course.facts.notRoot ? kEarlier : m_queueShutBy;
+        if (course.facts.notRoot) {
+            shutQueue(kEarlier);
+        }
     } else if (const em::ShutdownAction* const action = actionOfCommand(line.fields.text(1))) {
         course.nameOperation(*action);
     }

@@ -159,16 +159,15 @@ void RunCourse::concludeTask() {
 }
 
 void RunCourse::concludeWaiting() {
-    if (!facts.refusal && !facts.queueShutBy.empty()) {
+    if (!facts.refusal && facts.queueShutAtEnd && facts.queueShutBy == kStop) {
+        facts.refusal = "the module was stopped before it began";
+    } else if (!facts.refusal && !facts.queueShutBy.empty()) {
         facts.refusal = std::string(facts.queueShutBy) + " had shut the queue";
     }
     if (facts.refusal) {
         m_run.end = RunEnd::NotAccepted;
         m_run.cause = RunCause::NeverATask;
         m_run.causeDetail = *facts.refusal;
-    } else if (facts.stopping) {
-        m_run.end = RunEnd::Stopped;
-        m_run.cause = RunCause::Stopped;
     }
 }
 

@@ -14,6 +14,8 @@ namespace volad_dev {
 
 class RunCourse {
 public:
+    static constexpr std::string_view kStop = "Stop"; // shut the queue
+
     // The time of the line that is being read, if it has one, and the level at which it is written.
     void lineRead(const std::optional<TraceTime>& time, unsigned level);
 
@@ -37,7 +39,8 @@ public:
     // What decides how it ended.
     struct Facts {
         bool isTask = false;
-        std::string_view queueShutBy; // as it came
+        std::string_view queueShutBy; // as it came, or while it waited
+        bool queueShutAtEnd = false;  // the latter
         bool gateRefused = false, cancelled = false, exception = false, stopping = false;
         bool performing = false; // past the delay
         bool notRoot = false, commandFailed = false, finished = false;
