@@ -57,7 +57,7 @@ std::string jsonOf(const std::function<void(Writer&)>& members) {
 bool isTimed(const KnownRun& run) {
     const auto starts = [](const KnownPhase& phase) { return sound(phase.start).has_value(); };
     const auto at = [](const auto& thing) { return sound(thing.at).has_value(); };
-    return std::ranges::any_of(run.phases, starts) || std::ranges::any_of(run.messages, at) ||
+    return run.when || std::ranges::any_of(run.phases, starts) || std::ranges::any_of(run.messages, at) ||
            std::ranges::any_of(run.statuses, at) || (run.command && sound(run.command->seconds));
 }
 
@@ -201,7 +201,10 @@ void closeSpans(RunPicture& picture) {
 
 void addNotes(const KnownRun& run, RunPicture& picture) {
     if (!picture.timed) {
-        picture.notes.emplace_back("no times in this trace: equal steps, and not to scale");
+        picture.notes.emplace_back("no times that can be read in this trace: equal steps, and not to scale");
+    }
+    if (run.clockSetBack) {
+        picture.notes.emplace_back("the clock was set back: that step counts as no time");
     }
     for (const TimeAxis::Break& left : picture.axis.breaks()) {
         picture.notes.push_back(
@@ -251,6 +254,8 @@ RunPicture pictureOf(const KnownRun& run, const PictureLimits& limits) {
     }
     if (run.command) {
         picture.command = markOf(*run.command, picture);
+    } else {
+        picture.noCommand = noCommandWords(run);
     }
     picture.axis = axisOf(picture);
     closeSpans(picture);

@@ -58,6 +58,9 @@ struct KnownRun {
     std::optional<std::string> by, operation, reasonText; // as in Asked
     std::optional<uint8_t> reason;
     std::optional<std::string> when; // the time of the first line, as the trace shows it
+    bool beginCut = false;           // that line is not where it began
+    bool clockSetBack = false;       // while it ran: how long it took in all is not known
+    [[nodiscard]] bool tellsHowLate() const { return !beginCut && !clockSetBack; }
     std::optional<bool> asAsked;
     std::optional<std::string> gateAssumed, gateHere; // as in Gate, of a rehearsal
     std::optional<bool> gateOpen;                     // what the module was told
@@ -76,6 +79,14 @@ struct KnownRun {
     std::optional<unsigned> level; // that the trace seems to have; nothing for a rehearsal's JSON
     // Whether what is shown from that level on would be known.
     [[nodiscard]] bool shows(unsigned from) const { return !level || *level >= from; }
+    // Whether no job means that none was run, and no command that none was started. Their lines come at every
+    // level: only a cut hides them.
+    [[nodiscard]] bool tellsOfJob() const {
+        const bool before =
+            end == RunEnd::GateRefused || end == RunEnd::Cancelled || end == RunEnd::Stopped;
+        return job || hasJob == false || before || (!hasJob && !beginCut && end != RunEnd::Unfinished);
+    }
+    [[nodiscard]] bool tellsOfCommand() const { return command || end != RunEnd::Unfinished; }
 };
 
 // All that a rehearsal knows.

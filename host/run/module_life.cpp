@@ -54,6 +54,7 @@ constexpr auto ModuleLife::handlers() {
         {TraceEvent::CommandBegins, &ModuleLife::onCommand},
         {TraceEvent::CommandForked, &ModuleLife::onCommand},
         {TraceEvent::CommandFailed, &ModuleLife::onCommand},
+        {TraceEvent::CommandEnded, &ModuleLife::onCommand},
         {TraceEvent::Executing, &ModuleLife::onExecution},
         {TraceEvent::Privilege, &ModuleLife::onExecution},
         {TraceEvent::SystemShutdown, &ModuleLife::onExecution},
@@ -115,7 +116,6 @@ RunCourse& ModuleLife::ask(std::string_view by) {
     course.awaitsQueue = true;
     course.facts.queueShutBy = m_queueShutBy;
     course.lineRead(m_now, m_level);
-    course.enter("gate");
     return course;
 }
 

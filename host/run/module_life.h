@@ -54,6 +54,7 @@ private:
     void onNothing(const TraceLine& /*line*/) {}
 
     RunCourse& ask(std::string_view by);
+    RunCourse& begun();
     RunCourse& current();
     RunCourse* addressee();
     RunCourse* awaitingAnswer(uint32_t operationCode);

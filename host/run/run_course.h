@@ -25,11 +25,13 @@ public:
     void addMessage(bool toModule, std::string envelope);
     void addStatus(uint8_t status);
 
-    void enter(std::string_view phase);
+    // Begins: by the line that is the phase's first. Else it began before, where no phase was known.
+    void enter(std::string_view phase, bool begins = true);
     void closePhase();
     [[nodiscard]] bool isIn(std::string_view phase) const;
+    [[nodiscard]] bool hasBeenIn(std::string_view phase) const;
 
-    void beginJob(std::string_view command);
+    void beginJob(std::string_view command, bool begins);
     void endJob(KnownJob::End end, std::optional<int> error = std::nullopt);
     void beginCommand(std::string_view line);
 
@@ -61,8 +63,10 @@ private:
     void concludeWaiting();
 
     KnownRun m_run;
-    std::optional<TraceTime> m_begin; // its text is the run's, and not kept here
-    std::optional<TraceTime> m_now;
+    std::optional<TraceTime> m_last; // its text is the run's, and not kept here
+    double m_elapsed = 0;            // up to then
+    bool m_timed = false;            // the line that is being read
+    bool m_phaseSetBack = false;     // the clock, in the phase that is on
 };
 
 } // namespace volad_dev

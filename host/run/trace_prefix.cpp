@@ -201,7 +201,7 @@ std::optional<double> secondsBetween(const TraceTime& from, const TraceTime& to)
     if (from.clock == TraceTime::Clock::DateOfSomeYear && seconds < -kYear / 2) {
         seconds += kYear; // past the turn of the year
     }
-    return std::max(0.0, seconds);
+    return seconds;
 }
 
 } // namespace volad_dev
