@@ -97,6 +97,7 @@ void ModuleLife::onStarting(const TraceLine& /*line*/) {
     end();
     m_stopping = false;
     m_queueShutBy = {};
+    m_commandStarted.reset();
 }
 
 // A shutdown in its delay ends with it, and what waits is dropped.
@@ -144,6 +145,7 @@ void ModuleLife::onMessage(const TraceLine& line) {
         course->awaitsAnswer = course->awaitsQueue = false;
         if (message.status != em::status::kAccepted) {
             course->facts.refusal = fmt::format("answered with \"ST\" {}", message.status);
+            course->run().byReplyOnly = message.status == em::status::kNotSupported;
         }
     }
 }
@@ -263,7 +265,11 @@ void ModuleLife::give(RunCourse& course) {
     if (course.facts.queueShutAtEnd) {
         course.facts.queueShutBy = m_queueShutBy; // what waited was dropped then
     }
-    m_sink(course.conclude());
+    KnownRun run = course.conclude();
+    if (run.end == RunEnd::NotAccepted) {
+        run.earlierCommand = m_commandStarted;
+    }
+    m_sink(std::move(run));
 }
 
 } // namespace volad_dev

@@ -68,6 +68,7 @@ private:
     std::deque<RunCourse> m_waiting; // in the order in which they came
     std::optional<RunCourse> m_current;
     bool m_stopping = false;
+    std::optional<std::string> m_commandStarted; // the last one
     std::string_view m_queueShutBy; // empty while it is open
     std::optional<TraceTime> m_now; // of the line that is being read
     unsigned m_level = 0;           // the same

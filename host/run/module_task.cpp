@@ -155,6 +155,7 @@ void ModuleLife::onCommand(const TraceLine& line) {
         course.closePhase();
     } else if (event != TraceEvent::CommandBegins && !course.run().command) {
         course.beginCommand(command);
+        m_commandStarted = command;
     }
     if (event != TraceEvent::CommandBegins) {
         shutQueue(kEarlier);

@@ -48,11 +48,12 @@ void RunCourse::lineRead(const std::optional<TraceTime>& time, unsigned level) {
     if (!passed) {
         return;
     }
-    m_elapsed += std::max(0.0, *passed);
     m_last->seconds = time->seconds;
-    if (*passed < -kDisorder) {
-        m_run.clockSetBack = true;
-        m_phaseSetBack = true;
+    if (*passed < -kDisorder || *passed > kLongestTime) {
+        m_run.clockSet = true;
+        m_clockSetInPhase = true;
+    } else {
+        m_elapsed += std::max(0.0, *passed);
     }
 }
 
@@ -82,7 +83,7 @@ void RunCourse::enter(std::string_view phase, bool begins) {
         return;
     }
     closePhase();
-    m_phaseSetBack = false;
+    m_clockSetInPhase = false;
     const bool known = begins || !m_run.phases.empty();
     m_run.phases.push_back({std::string(phase), known ? now() : std::nullopt, std::nullopt});
 }
@@ -93,7 +94,7 @@ void RunCourse::closePhase() {
     }
     KnownPhase& last = m_run.phases.back();
     const std::optional<double> end = now();
-    if (last.start && end && !m_phaseSetBack) {
+    if (last.start && end && !m_clockSetInPhase) {
         last.seconds = *end - *last.start;
     }
 }

@@ -66,7 +66,7 @@ private:
     std::optional<TraceTime> m_last; // its text is the run's, and not kept here
     double m_elapsed = 0;            // up to then
     bool m_timed = false;            // the line that is being read
-    bool m_phaseSetBack = false;     // the clock, in the phase that is on
+    bool m_clockSetInPhase = false;     // the clock, in the phase that is on
 };
 
 } // namespace volad_dev

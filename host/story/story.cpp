@@ -42,7 +42,10 @@ std::string adviceWords(const KnownRun& run) {
     if (run.end == RunEnd::Unfinished) {
         return "see a trace that goes on longer";
     }
-    const std::string advice(rowOf(run.cause).advice);
+    std::string advice(rowOf(run.cause).advice);
+    if (run.byReplyOnly) {
+        advice += fmt::format("; a {} comes by a reply only", run.operation.value_or("shutdown"));
+    }
     return run.cause == RunCause::CommandStarted ? "if the system did not go down, " + advice : advice;
 }
 
@@ -137,6 +140,10 @@ std::string storyOf(const KnownRun& run) {
     rows.add("asked", askedWords(run));
     rows.add("end", endWords(run));
     rows.add("do", adviceWords(run));
+    if (run.earlierCommand) {
+        rows.add("earlier", fmt::format("another shutdown had its command started, {}: see --all",
+                                        *run.earlierCommand));
+    }
     rows.add("delay", delayWords(run));
     rows.add("took", tookWords(run));
     rows.add("job", jobWords(run));
