@@ -79,7 +79,8 @@ PictureMark markOf(const KnownMessage& message) {
         writer.Key("envelope");
         writer.RawValue(message.envelope.data(), message.envelope.size(), rapidjson::kObjectType);
     });
-    return {soundTime(message.at), cutTo(messageLabel(message.envelope), kLongestText), json, message.toModule};
+    return {soundTime(message.at), cutTo(messageLabel(message.envelope), kLongestText), json,
+            message.toModule};
 }
 
 PictureMark markOf(const KnownStatus& status) {

@@ -58,7 +58,8 @@ KnownRun knownRun(const ShutdownRun& run) {
         known.job = knownJob(*run.job);
     }
     if (run.command) {
-        known.command = KnownCommand{run.command->line, soundTime(run.command->seconds), run.command->directory};
+        known.command =
+            KnownCommand{run.command->line, soundTime(run.command->seconds), run.command->directory};
     }
     for (const Phase& phase : run.phases) {
         known.phases.push_back({phase.name, soundTime(phase.start), length(phase.seconds)});

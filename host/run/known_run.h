@@ -54,9 +54,9 @@ struct KnownStatus {
 struct KnownRun {
     RunEnd end = RunEnd::Unfinished;
     RunCause cause = RunCause::None;
-    bool byReplyOnly = false;   // the request of it, which is not supported
+    bool byReplyOnly = false;                  // the request of it, which is not supported
     std::optional<std::string> earlierCommand; // of the same module, where this one never became a task
-    std::string causeDetail; // what is known of the cause besides, or empty
+    std::string causeDetail;                   // what is known of the cause besides, or empty
 
     std::optional<std::string> by, operation, reasonText; // as in Asked
     std::optional<uint8_t> reason;
@@ -85,8 +85,7 @@ struct KnownRun {
     // Whether no job means that none was run, and no command that none was started. Their lines come at every
     // level: only a cut hides them.
     [[nodiscard]] bool tellsOfJob() const {
-        const bool before =
-            end == RunEnd::GateRefused || end == RunEnd::Cancelled || end == RunEnd::Stopped;
+        const bool before = end == RunEnd::GateRefused || end == RunEnd::Cancelled || end == RunEnd::Stopped;
         return job || hasJob == false || before || (!hasJob && !beginCut && end != RunEnd::Unfinished);
     }
     [[nodiscard]] bool tellsOfCommand() const { return command || end != RunEnd::Unfinished; }

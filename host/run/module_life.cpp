@@ -113,6 +113,7 @@ RunCourse& ModuleLife::ask(std::string_view by) {
         m_waiting.pop_front();
     }
     RunCourse& course = m_waiting.emplace_back();
+    course.place = m_order->begin();
     course.asked(by);
     course.awaitsQueue = true;
     course.facts.queueShutBy = m_queueShutBy;
@@ -269,7 +270,7 @@ void ModuleLife::give(RunCourse& course) {
     if (run.end == RunEnd::NotAccepted) {
         run.earlierCommand = m_commandStarted;
     }
-    m_sink(std::move(run));
+    m_order->end(course.place, std::move(run));
 }
 
 } // namespace volad_dev

@@ -199,6 +199,7 @@ RunCourse& ModuleLife::current() {
 RunCourse& ModuleLife::begun() {
     if (!m_current) {
         m_current.emplace();
+        m_current->place = m_order->begin();
         m_current->lineRead(m_now, m_level);
     }
     m_current->facts.isTask = true;

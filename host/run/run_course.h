@@ -49,6 +49,7 @@ public:
         std::optional<std::string> refusal; // why it never became a task
     };
     Facts facts;
+    uint64_t place = 0;                    // among all shutdowns
     std::optional<uint32_t> operationCode; // of the message that asked for it
     bool awaitsAnswer = false;             // its "(RET)" line has not come
     bool awaitsQueue = false;              // nor what the queue made of it
@@ -66,7 +67,7 @@ private:
     std::optional<TraceTime> m_last; // its text is the run's, and not kept here
     double m_elapsed = 0;            // up to then
     bool m_timed = false;            // the line that is being read
-    bool m_clockSetInPhase = false;     // the clock, in the phase that is on
+    bool m_clockSetInPhase = false;  // the clock, in the phase that is on
 };
 
 } // namespace volad_dev

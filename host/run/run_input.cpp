@@ -83,9 +83,9 @@ RunInput readRuns(const std::string& file, const std::function<void(KnownRun&&)>
             give(knownRun(*run));
             return result;
         }
-        result.noJson = bytes.empty() ? whyNoRunJson(document)
-                                      : fmt::format("as JSON it is longer than the {} bytes that are read",
-                                                    kLongestJson);
+        result.noJson =
+            bytes.empty() ? whyNoRunJson(document)
+                          : fmt::format("as JSON it is longer than the {} bytes that are read", kLongestJson);
         reader.take(document);
     }
     for (; !bytes.empty(); bytes = input.next()) {

@@ -113,8 +113,8 @@ std::optional<JobRun> readJob(const Json& run) {
 
 void readParts(const Json& object, ShutdownRun& run) {
     if (const Json* const asked = objectAt(object, "asked")) {
-        run.asked = {textAt(*asked, "by"), textAt(*asked, "operation"),
-                     wholeAt<uint8_t>(*asked, "reason"), textAt(*asked, "reasonText")};
+        run.asked = {textAt(*asked, "by"), textAt(*asked, "operation"), wholeAt<uint8_t>(*asked, "reason"),
+                     textAt(*asked, "reasonText")};
     }
     if (const Json* const gate = objectAt(object, "gate")) {
         run.gate = {textAt(*gate, "assumed"), textAt(*gate, "here")};

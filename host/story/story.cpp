@@ -77,9 +77,7 @@ std::string tookWords(const KnownRun& run) {
 
 std::string jobWords(const KnownRun& run) {
     if (!run.job) {
-        return run.hasJob == true    ? "one was run, its lines were cut off"
-               : run.hasJob == false ? "none"
-                                     : "";
+        return run.hasJob == true ? "one was run, its lines were cut off" : run.hasJob == false ? "none" : "";
     }
     std::vector<std::string> parts = {run.job->command};
     if (run.job->directory && !run.job->directory->empty()) {
@@ -141,8 +139,8 @@ std::string storyOf(const KnownRun& run) {
     rows.add("end", endWords(run));
     rows.add("do", adviceWords(run));
     if (run.earlierCommand) {
-        rows.add("earlier", fmt::format("another shutdown had its command started, {}: see --all",
-                                        *run.earlierCommand));
+        rows.add("earlier",
+                 fmt::format("another shutdown had its command started, {}: see --all", *run.earlierCommand));
     }
     rows.add("delay", delayWords(run));
     rows.add("took", tookWords(run));

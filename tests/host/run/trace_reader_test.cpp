@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <tuple>
 
@@ -162,6 +163,35 @@ TEST(TraceReader, TellsShutdownsApart) {
     ASSERT_EQ(runs.size(), 2U);
     EXPECT_EQ(json({runs[0]}), json(read(first)));
     EXPECT_EQ(json({runs[1]}), json(read(first)));
+}
+
+TEST(TraceReader, GivesShutdownsInTheOrderOfTheAsking) {
+    const auto request = [](size_t reason) {
+        return fmt::format(
+            "EM_SHUTDOWN (REQ)   : OC 0x0205-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16 Data {}\n"
+            "EM_SHUTDOWN         :  #Request CM_RequestShutdownAndOff #\n",
+            reason);
+    };
+    const std::string full = "CTaskSerializer     : ## ERROR! Task queue for priority 0 is full\n";
+    const std::string begins = "EM_SHUTDOWN         : CAB 0001: ## CM_RequestShutdownAndXXX ##\n";
+    const auto reasons = [](const std::string& trace) {
+        std::vector<int> found;
+        for (const KnownRun& run : read(trace)) {
+            found.push_back(run.reason.value_or(-1));
+        }
+        return found;
+    };
+    EXPECT_EQ(reasons(request(1) + begins + request(2) + request(3) + full + request(4) + begins),
+              (std::vector{1, 2, 3, 4}));
+    // One that so many overtake comes late, and none is lost.
+    std::string flood = request(0) + begins;
+    for (size_t i = 0; i < RunOrder::kMostWaiting + 3; ++i) {
+        flood += request(1 + i % 99) + full;
+    }
+    const std::vector<int> all = reasons(flood);
+    ASSERT_EQ(all.size(), RunOrder::kMostWaiting + 4);
+    EXPECT_EQ(all.front(), 1);
+    EXPECT_EQ(std::ranges::count(all, 0), 1);
 }
 
 } // namespace
