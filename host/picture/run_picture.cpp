@@ -17,15 +17,10 @@
 namespace volad_dev {
 namespace {
 
-constexpr double kLongestTime = 1e7; // seconds, far above the longest delay; a file may hold any number
 constexpr size_t kLongestText = 200;
 
 std::string shortText(std::string_view text) {
     return cutTo(visibleText(text), kLongestText);
-}
-
-std::optional<double> sound(const std::optional<double>& time) {
-    return time && std::abs(*time) <= kLongestTime ? time : std::nullopt;
 }
 
 using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
@@ -55,14 +50,14 @@ std::string jsonOf(const std::function<void(Writer&)>& members) {
 }
 
 bool isTimed(const KnownRun& run) {
-    const auto starts = [](const KnownPhase& phase) { return sound(phase.start).has_value(); };
-    const auto at = [](const auto& thing) { return sound(thing.at).has_value(); };
-    return std::ranges::any_of(run.phases, starts) || std::ranges::any_of(run.messages, at) ||
-           std::ranges::any_of(run.statuses, at) || (run.command && sound(run.command->seconds));
+    const auto starts = [](const KnownPhase& phase) { return soundTime(phase.start).has_value(); };
+    const auto at = [](const auto& thing) { return soundTime(thing.at).has_value(); };
+    return run.when || std::ranges::any_of(run.phases, starts) || std::ranges::any_of(run.messages, at) ||
+           std::ranges::any_of(run.statuses, at) || (run.command && soundTime(run.command->seconds));
 }
 
 PictureSpan spanOf(const KnownPhase& phase, size_t index, bool timed) {
-    PictureSpan span = {shortText(phase.name), sound(phase.start), {}, sound(phase.seconds), {}};
+    PictureSpan span = {shortText(phase.name), soundTime(phase.start), {}, soundTime(phase.seconds), {}};
     if (!timed) {
         span.begin = static_cast<double>(index);
         span.end = *span.begin + 1;
@@ -84,7 +79,8 @@ PictureMark markOf(const KnownMessage& message) {
         writer.Key("envelope");
         writer.RawValue(message.envelope.data(), message.envelope.size(), rapidjson::kObjectType);
     });
-    return {sound(message.at), cutTo(messageLabel(message.envelope), kLongestText), json, message.toModule};
+    return {soundTime(message.at), cutTo(messageLabel(message.envelope), kLongestText), json,
+            message.toModule};
 }
 
 PictureMark markOf(const KnownStatus& status) {
@@ -94,14 +90,14 @@ PictureMark markOf(const KnownStatus& status) {
         put(writer, "value", std::optional<int>(status.value));
     });
     return {
-        sound(status.at),
+        soundTime(status.at),
         fmt::format("{} {}", status.value, named ? em::kShutdownStatusNames.at(status.value) : "not known"),
         json};
 }
 
 // It begins with its phase.
 PictureSpan spanOf(const KnownJob& job, const std::vector<PictureSpan>& phases) {
-    PictureSpan span = {shortText(job.command), {}, {}, sound(job.seconds), {}};
+    PictureSpan span = {shortText(job.command), {}, {}, soundTime(job.seconds), {}};
     const auto phase = std::ranges::find(phases, "job", &PictureSpan::name);
     if (phase != phases.end()) {
         span.begin = phase->begin;
@@ -120,7 +116,7 @@ PictureSpan spanOf(const KnownJob& job, const std::vector<PictureSpan>& phases) 
 }
 
 PictureMark markOf(const KnownCommand& command, const RunPicture& picture) {
-    std::optional<double> at = sound(command.seconds);
+    std::optional<double> at = soundTime(command.seconds);
     if (!picture.timed && !picture.phases.empty()) {
         at = picture.phases.back().end;
     }
@@ -201,7 +197,10 @@ void closeSpans(RunPicture& picture) {
 
 void addNotes(const KnownRun& run, RunPicture& picture) {
     if (!picture.timed) {
-        picture.notes.emplace_back("no times in this trace: equal steps, and not to scale");
+        picture.notes.emplace_back("no times that can be read in this trace: equal steps, and not to scale");
+    }
+    if (run.clockSet) {
+        picture.notes.emplace_back("the clock was set: that step counts as no time");
     }
     for (const TimeAxis::Break& left : picture.axis.breaks()) {
         picture.notes.push_back(
@@ -251,6 +250,8 @@ RunPicture pictureOf(const KnownRun& run, const PictureLimits& limits) {
     }
     if (run.command) {
         picture.command = markOf(*run.command, picture);
+    } else {
+        picture.noCommand = noCommandWords(run);
     }
     picture.axis = axisOf(picture);
     closeSpans(picture);

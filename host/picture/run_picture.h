@@ -42,6 +42,7 @@ struct RunPicture {
     std::optional<PictureSpan> job;
     std::string jobEnd;
     std::optional<PictureMark> command;
+    std::string noCommand;          // in words, where there is none
     std::vector<std::string> notes; // what the picture does not show, or not as it is
 };
 

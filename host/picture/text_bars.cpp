@@ -180,7 +180,7 @@ private:
         if (m_picture.job) {
             addNote("job", m_picture.jobEnd + ": " + m_picture.job->name);
         }
-        addNote("command", m_picture.command ? m_picture.command->name : "none was started");
+        addNote("command", m_picture.command ? m_picture.command->name : m_picture.noCommand);
         for (const std::string& note : m_picture.notes) {
             addNote("note", note);
         }

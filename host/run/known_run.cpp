@@ -17,6 +17,10 @@ constexpr CauseOfEnd kCausesOfEnds[] = {
     {RunEnd::NotPermitted, RunCause::NotRoot},   {RunEnd::NotAccepted, RunCause::NeverATask},
 };
 
+std::optional<double> length(double seconds) {
+    return seconds >= 0 ? soundTime(seconds) : std::nullopt;
+}
+
 KnownJob knownJob(const JobRun& job) {
     KnownJob known;
     known.command = job.command;
@@ -28,7 +32,7 @@ KnownJob knownJob(const JobRun& job) {
                              : KnownJob::End::NotWaited;
     known.exitCode = job.exitCode;
     known.signal = job.signal;
-    known.seconds = job.seconds;
+    known.seconds = length(job.seconds);
     known.output = job.output;
     return known;
 }
@@ -54,16 +58,17 @@ KnownRun knownRun(const ShutdownRun& run) {
         known.job = knownJob(*run.job);
     }
     if (run.command) {
-        known.command = KnownCommand{run.command->line, run.command->seconds, run.command->directory};
+        known.command =
+            KnownCommand{run.command->line, soundTime(run.command->seconds), run.command->directory};
     }
     for (const Phase& phase : run.phases) {
-        known.phases.push_back({phase.name, phase.start, phase.seconds});
+        known.phases.push_back({phase.name, soundTime(phase.start), length(phase.seconds)});
     }
     for (const RunMessage& message : run.messages) {
-        known.messages.push_back({message.at, message.toModule, message.envelope});
+        known.messages.push_back({soundTime(message.at), message.toModule, message.envelope});
     }
     for (const RunStatus& status : run.statuses) {
-        known.statuses.push_back({status.at, status.value});
+        known.statuses.push_back({soundTime(status.at), status.value});
     }
     known.left = run.left;
     known.warnings = run.warnings;

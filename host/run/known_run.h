@@ -2,6 +2,7 @@
 // of a rehearsal most is known. What is not there is not known, and not "none", but where a comment says so.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -53,11 +54,16 @@ struct KnownStatus {
 struct KnownRun {
     RunEnd end = RunEnd::Unfinished;
     RunCause cause = RunCause::None;
-    std::string causeDetail; // what is known of the cause besides, or empty
+    bool byReplyOnly = false;                  // the request of it, which is not supported
+    std::optional<std::string> earlierCommand; // of the same module, where this one never became a task
+    std::string causeDetail;                   // what is known of the cause besides, or empty
 
     std::optional<std::string> by, operation, reasonText; // as in Asked
     std::optional<uint8_t> reason;
     std::optional<std::string> when; // the time of the first line, as the trace shows it
+    bool beginCut = false;           // that line is not where it began
+    bool clockSet = false;           // while it ran: how long it took in all is not known
+    [[nodiscard]] bool tellsHowLate() const { return !beginCut && !clockSet; }
     std::optional<bool> asAsked;
     std::optional<std::string> gateAssumed, gateHere; // as in Gate, of a rehearsal
     std::optional<bool> gateOpen;                     // what the module was told
@@ -76,7 +82,20 @@ struct KnownRun {
     std::optional<unsigned> level; // that the trace seems to have; nothing for a rehearsal's JSON
     // Whether what is shown from that level on would be known.
     [[nodiscard]] bool shows(unsigned from) const { return !level || *level >= from; }
+    // Whether no job means that none was run, and no command that none was started. Their lines come at every
+    // level: only a cut hides them.
+    [[nodiscard]] bool tellsOfJob() const {
+        const bool before = end == RunEnd::GateRefused || end == RunEnd::Cancelled || end == RunEnd::Stopped;
+        return job || hasJob == false || before || (!hasJob && !beginCut && end != RunEnd::Unfinished);
+    }
+    [[nodiscard]] bool tellsOfCommand() const { return command || end != RunEnd::Unfinished; }
 };
+
+// Far above the longest delay: what is longer is no time of a shutdown, whatever a file holds.
+inline constexpr double kLongestTime = 1e7; // seconds
+[[nodiscard]] inline std::optional<double> soundTime(const std::optional<double>& time) {
+    return time && std::abs(*time) <= kLongestTime ? time : std::nullopt;
+}
 
 // All that a rehearsal knows.
 [[nodiscard]] KnownRun knownRun(const ShutdownRun& run);

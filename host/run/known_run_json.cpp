@@ -73,6 +73,18 @@ void writeCourse(JsonWriter& writer, const KnownRun& run) {
     writeIf(writer, run.warnings.has_value(), "warnings", [&] { writeWarnings(writer, *run.warnings); });
 }
 
+// Of what is null otherwise when there was none.
+void writeUnknown(JsonWriter& writer, const KnownRun& run) {
+    writer.beginArray("unknown");
+    if (!run.tellsOfJob()) {
+        writer.element("job");
+    }
+    if (!run.tellsOfCommand()) {
+        writer.element("command");
+    }
+    writer.endArray();
+}
+
 void writeRun(JsonWriter& writer, const KnownRun& run) {
     writer.member("end", nameOf(run.end).code);
     writer.member("cause", run.cause == RunCause::None ? std::nullopt : std::optional(rowOf(run.cause).code));
@@ -83,6 +95,7 @@ void writeRun(JsonWriter& writer, const KnownRun& run) {
     writer.member("delay", run.delay);
     writeJob(writer, run.job);
     writeCommand(writer, run.command);
+    writeUnknown(writer, run);
     writeCourse(writer, run);
 }
 

@@ -24,7 +24,8 @@ std::string askedWords(const KnownRun& run) {
     if (run.by) {
         parts[0] += " by " + (run.by == "power-switch" ? "power switch" : *run.by);
     }
-    for (const std::string& part : {reasonWords(run), run.when ? "at " + *run.when : ""}) {
+    const std::string when = !run.when ? "" : (run.beginCut ? "first seen at " : "at ") + *run.when;
+    for (const std::string& part : {reasonWords(run), when}) {
         if (!part.empty()) {
             parts.push_back(part);
         }
@@ -40,6 +41,10 @@ std::string endWords(const KnownRun& run) {
         text += fmt::format("; it is in its phase \"{}\" then", run.phases.back().name);
     }
     return run.asAsked == false ? text + ", which is not what was asked" : text;
+}
+
+std::string noCommandWords(const KnownRun& run) {
+    return run.tellsOfCommand() ? "none was started" : "none seen: what came of it is not in this trace";
 }
 
 std::string jobEndWords(const KnownJob& job) {

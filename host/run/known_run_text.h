@@ -12,6 +12,7 @@ namespace volad_dev {
 // The cause where there is one, else the end.
 [[nodiscard]] std::string endWords(const KnownRun& run);
 // "ended with exit code 0"
+[[nodiscard]] std::string noCommandWords(const KnownRun& run); // of a run without one
 [[nodiscard]] std::string jobEndWords(const KnownJob& job);
 
 } // namespace volad_dev

@@ -54,6 +54,7 @@ constexpr auto ModuleLife::handlers() {
         {TraceEvent::CommandBegins, &ModuleLife::onCommand},
         {TraceEvent::CommandForked, &ModuleLife::onCommand},
         {TraceEvent::CommandFailed, &ModuleLife::onCommand},
+        {TraceEvent::CommandEnded, &ModuleLife::onCommand},
         {TraceEvent::Executing, &ModuleLife::onExecution},
         {TraceEvent::Privilege, &ModuleLife::onExecution},
         {TraceEvent::SystemShutdown, &ModuleLife::onExecution},
@@ -96,12 +97,13 @@ void ModuleLife::onStarting(const TraceLine& /*line*/) {
     end();
     m_stopping = false;
     m_queueShutBy = {};
+    m_commandStarted.reset();
 }
 
 // A shutdown in its delay ends with it, and what waits is dropped.
 void ModuleLife::onStopping(const TraceLine& /*line*/) {
     m_stopping = true;
-    m_queueShutBy = "Stop";
+    shutQueue(RunCourse::kStop);
 }
 
 RunCourse& ModuleLife::ask(std::string_view by) {
@@ -111,11 +113,11 @@ RunCourse& ModuleLife::ask(std::string_view by) {
         m_waiting.pop_front();
     }
     RunCourse& course = m_waiting.emplace_back();
+    course.place = m_order->begin();
     course.asked(by);
     course.awaitsQueue = true;
     course.facts.queueShutBy = m_queueShutBy;
     course.lineRead(m_now, m_level);
-    course.enter("gate");
     return course;
 }
 
@@ -144,6 +146,7 @@ void ModuleLife::onMessage(const TraceLine& line) {
         course->awaitsAnswer = course->awaitsQueue = false;
         if (message.status != em::status::kAccepted) {
             course->facts.refusal = fmt::format("answered with \"ST\" {}", message.status);
+            course->run().byReplyOnly = message.status == em::status::kNotSupported;
         }
     }
 }
@@ -206,13 +209,13 @@ void ModuleLife::onStatus(const TraceLine& line) {
         course->enter("settings");
     } else if (status == em::ShutdownStatus::Executing) {
         course->facts.finished = true;
-        m_queueShutBy = kEarlier;
+        shutQueue(kEarlier);
         course->closePhase();
     }
 }
 
 void ModuleLife::onDisconnect(const TraceLine& /*line*/) {
-    m_queueShutBy = "CM_Disconnect";
+    shutQueue("CM_Disconnect");
 }
 
 // The one that a message may concern which names none.
@@ -230,6 +233,13 @@ RunCourse* ModuleLife::awaitingAnswer(uint32_t operationCode) {
     }
     const auto found = std::find_if(m_waiting.begin(), m_waiting.end(), awaits);
     return found == m_waiting.end() ? nullptr : &*found;
+}
+
+// What shut it first counts.
+void ModuleLife::shutQueue(std::string_view by) {
+    if (m_queueShutBy.empty()) {
+        m_queueShutBy = by;
+    }
 }
 
 void ModuleLife::dropRefused() {
@@ -252,10 +262,15 @@ void ModuleLife::finishCurrent() {
 
 void ModuleLife::give(RunCourse& course) {
     course.facts.stopping = m_stopping;
-    if (!m_stopping && course.facts.queueShutBy.empty()) {
+    course.facts.queueShutAtEnd = !m_queueShutBy.empty() && course.facts.queueShutBy.empty();
+    if (course.facts.queueShutAtEnd) {
         course.facts.queueShutBy = m_queueShutBy; // what waited was dropped then
     }
-    m_sink(course.conclude());
+    KnownRun run = course.conclude();
+    if (run.end == RunEnd::NotAccepted) {
+        run.earlierCommand = m_commandStarted;
+    }
+    m_order->end(course.place, std::move(run));
 }
 
 } // namespace volad_dev

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <deque>
-#include <functional>
 #include <optional>
 #include <string_view>
 
 #include "host/run/known_run.h"
 #include "host/run/run_course.h"
+#include "host/run/run_order.h"
 #include "host/run/trace_line.h"
 #include "host/run/trace_prefix.h"
 
@@ -15,8 +15,8 @@ namespace volad_dev {
 
 class ModuleLife {
 public:
-    // The sink is given each shutdown when no line can add to it any more.
-    explicit ModuleLife(std::function<void(KnownRun&&)> sink) : m_sink(std::move(sink)) {}
+    // The order is given each shutdown when no line can add to it any more, and outlives this.
+    explicit ModuleLife(RunOrder& order) : m_order(&order) {}
 
     void take(const TraceLine& line);
     // The trace is at its end, or the module's life is.
@@ -54,21 +54,24 @@ private:
     void onNothing(const TraceLine& /*line*/) {}
 
     RunCourse& ask(std::string_view by);
+    RunCourse& begun();
     RunCourse& current();
     RunCourse* addressee();
     RunCourse* awaitingAnswer(uint32_t operationCode);
     [[nodiscard]] bool isShutdownCommand(std::string_view command);
+    void shutQueue(std::string_view by);
     void dropRefused();
     void finishCurrent();
     void give(RunCourse& course);
 
-    std::function<void(KnownRun&&)> m_sink;
+    RunOrder* m_order;
     std::deque<RunCourse> m_waiting; // in the order in which they came
     std::optional<RunCourse> m_current;
     bool m_stopping = false;
-    std::string_view m_queueShutBy; // empty while it is open
-    std::optional<TraceTime> m_now; // of the line that is being read
-    unsigned m_level = 0;           // the same
+    std::optional<std::string> m_commandStarted; // the last one
+    std::string_view m_queueShutBy;              // empty while it is open
+    std::optional<TraceTime> m_now;              // of the line that is being read
+    unsigned m_level = 0;                        // the same
 };
 
 } // namespace volad_dev

@@ -38,7 +38,7 @@ void ModuleLife::onTask(const TraceLine& /*line*/) {
         m_waiting.pop_front();
         m_current->awaitsQueue = false;
     }
-    current().enter("gate");
+    begun().enter("gate");
 }
 
 void ModuleLife::onGate(const TraceLine& /*line*/) {
@@ -54,12 +54,12 @@ void ModuleLife::onReason(const TraceLine& line) {
     if (line.kind->event == TraceEvent::ReasonNumber) {
         const auto reason = unsignedAt(line.fields, 0, 16);
         course.run().reason = reason ? std::optional(static_cast<uint8_t>(*reason)) : std::nullopt;
-        course.enter("settings");
+        course.enter("settings", false);
         return;
     }
     course.run().reasonText = line.fields.text(0);
     if (!course.isIn("settings")) {
-        course.enter("delay"); // no line tells them apart at this level
+        course.enter("delay", false); // no line tells them apart at this level
     }
 }
 
@@ -77,7 +77,7 @@ void ModuleLife::onDelay(const TraceLine& line) {
         break;
     default: // begins, or is over: how long it was to be
         course.run().delay = unsignedAt(line.fields, 0);
-        course.enter("delay");
+        course.enter("delay", line.kind->event == TraceEvent::DelayBegins);
     }
 }
 
@@ -131,28 +131,34 @@ bool ModuleLife::isShutdownCommand(std::string_view command) {
 void ModuleLife::onCommand(const TraceLine& line) {
     const std::string_view command = line.fields.text(0);
     const TraceEvent event = line.kind->event;
+    if (event == TraceEvent::CommandEnded && m_current &&
+        (m_current->run().job || m_current->run().command)) {
+        return; // it tells something only where the lines before it were cut off
+    }
     if (event == TraceEvent::CommandBegins && m_current && m_current->run().command && !isForced(command)) {
         finishCurrent(); // one that has its command gets no other
     }
     RunCourse& course = current();
     if (!isShutdownCommand(command)) {
         if (!course.run().job) {
-            course.beginJob(command);
+            course.beginJob(command, event == TraceEvent::CommandBegins);
         }
         if (event != TraceEvent::CommandBegins) {
-            course.run().job->started = event == TraceEvent::CommandForked;
+            course.run().job->started = event != TraceEvent::CommandFailed;
         }
         return;
     }
     course.nameOperation(*actionOfCommand(command));
-    if (event == TraceEvent::CommandForked && !course.run().command) {
-        course.beginCommand(command);
-    } else if (event == TraceEvent::CommandFailed) {
+    course.enter("command", event == TraceEvent::CommandBegins);
+    if (event == TraceEvent::CommandFailed) {
         course.facts.commandFailed = true;
         course.closePhase();
+    } else if (event != TraceEvent::CommandBegins && !course.run().command) {
+        course.beginCommand(command);
+        m_commandStarted = command;
     }
     if (event != TraceEvent::CommandBegins) {
-        m_queueShutBy = kEarlier;
+        shutQueue(kEarlier);
     }
 }
 
@@ -165,14 +171,18 @@ void ModuleLife::onExecution(const TraceLine& line) {
         return;
     }
     RunCourse& course = current();
+    if (!course.run().hasJob && course.hasBeenIn("job settings")) {
+        course.run().hasJob = false; // its lines would have come
+    }
     course.facts.performing = true;
-    course.enter("command");
-    course.run().hasJob = course.run().job.has_value();
+    course.enter("command", line.kind->event == TraceEvent::Executing);
     if (line.kind->action != nullptr) {
         course.nameOperation(*line.kind->action);
     } else if (line.kind->event == TraceEvent::Privilege) {
         course.facts.notRoot = line.fields.text(0) != "OK";
-        m_queueShutBy = course.facts.notRoot ? kEarlier : m_queueShutBy;
+        if (course.facts.notRoot) {
+            shutQueue(kEarlier);
+        }
     } else if (const em::ShutdownAction* const action = actionOfCommand(line.fields.text(1))) {
         course.nameOperation(*action);
     }
@@ -181,7 +191,15 @@ void ModuleLife::onExecution(const TraceLine& line) {
 // The task; one whose first lines are not there, if need be.
 RunCourse& ModuleLife::current() {
     if (!m_current) {
+        begun().run().beginCut = true;
+    }
+    return *m_current;
+}
+
+RunCourse& ModuleLife::begun() {
+    if (!m_current) {
         m_current.emplace();
+        m_current->place = m_order->begin();
         m_current->lineRead(m_now, m_level);
     }
     m_current->facts.isTask = true;

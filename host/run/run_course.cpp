@@ -12,6 +12,9 @@ namespace {
 constexpr size_t kMostKept =
     200; // messages or statuses of one shutdown: a host may ask for its state for hours
 
+// Threads write their lines at once, and not always in the order of their times.
+constexpr double kDisorder = 0.1; // seconds
+
 // What the module makes of a job without a directory of its own; empty where it stays in the host's.
 std::string directoryOf(std::string_view command) {
     const size_t slash = command.rfind('/');
@@ -36,15 +39,26 @@ std::optional<uint8_t> reasonNamed(std::string_view text) {
 
 void RunCourse::lineRead(const std::optional<TraceTime>& time, unsigned level) {
     m_run.level = std::max(m_run.level.value_or(0), level);
-    m_now = time;
-    if (time && !m_begin) {
+    if (time && !m_last) {
         m_run.when = time->text;
-        m_begin = TraceTime{time->clock, time->seconds, {}};
+        m_last = TraceTime{time->clock, time->seconds, {}};
+    }
+    const std::optional<double> passed = time ? secondsBetween(*m_last, *time) : std::nullopt;
+    m_timed = passed.has_value();
+    if (!passed) {
+        return;
+    }
+    m_last->seconds = time->seconds;
+    if (*passed < -kDisorder || *passed > kLongestTime) {
+        m_run.clockSet = true;
+        m_clockSetInPhase = true;
+    } else {
+        m_elapsed += std::max(0.0, *passed);
     }
 }
 
 std::optional<double> RunCourse::now() const {
-    return m_begin && m_now ? secondsBetween(*m_begin, *m_now) : std::nullopt;
+    return m_timed ? std::optional(m_elapsed) : std::nullopt;
 }
 
 void RunCourse::cancelAsked() {
@@ -63,17 +77,15 @@ void RunCourse::addStatus(uint8_t status) {
     }
 }
 
-// The first begins with the shutdown; a phase that is entered again goes on.
-void RunCourse::enter(std::string_view phase) {
+// A phase that is entered again goes on.
+void RunCourse::enter(std::string_view phase, bool begins) {
     if (isIn(phase)) {
         return;
     }
-    std::optional<double> start = now();
-    if (m_run.phases.empty() && start) {
-        start = 0;
-    }
     closePhase();
-    m_run.phases.push_back({std::string(phase), start, std::nullopt});
+    m_clockSetInPhase = false;
+    const bool known = begins || !m_run.phases.empty();
+    m_run.phases.push_back({std::string(phase), known ? now() : std::nullopt, std::nullopt});
 }
 
 void RunCourse::closePhase() {
@@ -82,8 +94,8 @@ void RunCourse::closePhase() {
     }
     KnownPhase& last = m_run.phases.back();
     const std::optional<double> end = now();
-    if (last.start && end) {
-        last.seconds = std::max(0.0, *end - *last.start);
+    if (last.start && end && !m_clockSetInPhase) {
+        last.seconds = *end - *last.start;
     }
 }
 
@@ -91,8 +103,12 @@ bool RunCourse::isIn(std::string_view phase) const {
     return !m_run.phases.empty() && m_run.phases.back().name == phase;
 }
 
-void RunCourse::beginJob(std::string_view command) {
-    enter("job");
+bool RunCourse::hasBeenIn(std::string_view phase) const {
+    return std::ranges::find(m_run.phases, phase, &KnownPhase::name) != m_run.phases.end();
+}
+
+void RunCourse::beginJob(std::string_view command, bool begins) {
+    enter("job", begins);
     m_run.hasJob = true;
     KnownJob& job = m_run.job.emplace();
     job.command = command;
@@ -103,7 +119,10 @@ void RunCourse::beginJob(std::string_view command) {
 }
 
 void RunCourse::endJob(KnownJob::End end, std::optional<int> error) {
-    if (!m_run.job) {
+    m_run.hasJob = true;
+    if (!m_run.job) { // what it was was cut off
+        enter("job", false);
+        enter("command");
         return;
     }
     KnownJob& job = *m_run.job;
@@ -159,16 +178,15 @@ void RunCourse::concludeTask() {
 }
 
 void RunCourse::concludeWaiting() {
-    if (!facts.refusal && !facts.queueShutBy.empty()) {
+    if (!facts.refusal && facts.queueShutAtEnd && facts.queueShutBy == kStop) {
+        facts.refusal = "the module was stopped before it began";
+    } else if (!facts.refusal && !facts.queueShutBy.empty()) {
         facts.refusal = std::string(facts.queueShutBy) + " had shut the queue";
     }
     if (facts.refusal) {
         m_run.end = RunEnd::NotAccepted;
         m_run.cause = RunCause::NeverATask;
         m_run.causeDetail = *facts.refusal;
-    } else if (facts.stopping) {
-        m_run.end = RunEnd::Stopped;
-        m_run.cause = RunCause::Stopped;
     }
 }
 

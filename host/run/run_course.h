@@ -14,6 +14,8 @@ namespace volad_dev {
 
 class RunCourse {
 public:
+    static constexpr std::string_view kStop = "Stop"; // shut the queue
+
     // The time of the line that is being read, if it has one, and the level at which it is written.
     void lineRead(const std::optional<TraceTime>& time, unsigned level);
 
@@ -23,11 +25,13 @@ public:
     void addMessage(bool toModule, std::string envelope);
     void addStatus(uint8_t status);
 
-    void enter(std::string_view phase);
+    // Begins: by the line that is the phase's first. Else it began before, where no phase was known.
+    void enter(std::string_view phase, bool begins = true);
     void closePhase();
     [[nodiscard]] bool isIn(std::string_view phase) const;
+    [[nodiscard]] bool hasBeenIn(std::string_view phase) const;
 
-    void beginJob(std::string_view command);
+    void beginJob(std::string_view command, bool begins);
     void endJob(KnownJob::End end, std::optional<int> error = std::nullopt);
     void beginCommand(std::string_view line);
 
@@ -37,13 +41,15 @@ public:
     // What decides how it ended.
     struct Facts {
         bool isTask = false;
-        std::string_view queueShutBy; // as it came
+        std::string_view queueShutBy; // as it came, or while it waited
+        bool queueShutAtEnd = false;  // the latter
         bool gateRefused = false, cancelled = false, exception = false, stopping = false;
         bool performing = false; // past the delay
         bool notRoot = false, commandFailed = false, finished = false;
         std::optional<std::string> refusal; // why it never became a task
     };
     Facts facts;
+    uint64_t place = 0;                    // among all shutdowns
     std::optional<uint32_t> operationCode; // of the message that asked for it
     bool awaitsAnswer = false;             // its "(RET)" line has not come
     bool awaitsQueue = false;              // nor what the queue made of it
@@ -58,8 +64,10 @@ private:
     void concludeWaiting();
 
     KnownRun m_run;
-    std::optional<TraceTime> m_begin; // its text is the run's, and not kept here
-    std::optional<TraceTime> m_now;
+    std::optional<TraceTime> m_last; // its text is the run's, and not kept here
+    double m_elapsed = 0;            // up to then
+    bool m_timed = false;            // the line that is being read
+    bool m_clockSetInPhase = false;  // the clock, in the phase that is on
 };
 
 } // namespace volad_dev

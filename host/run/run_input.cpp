@@ -83,6 +83,9 @@ RunInput readRuns(const std::string& file, const std::function<void(KnownRun&&)>
             give(knownRun(*run));
             return result;
         }
+        result.noJson =
+            bytes.empty() ? whyNoRunJson(document)
+                          : fmt::format("as JSON it is longer than the {} bytes that are read", kLongestJson);
         reader.take(document);
     }
     for (; !bytes.empty(); bytes = input.next()) {
@@ -95,6 +98,9 @@ RunInput readRuns(const std::string& file, const std::function<void(KnownRun&&)>
 
 std::string nothingFoundText(const std::string& file, const RunInput& input) {
     std::string text = fmt::format("there is no shutdown in \"{}\"", file);
+    if (!input.noJson.empty()) {
+        return text + ": " + input.noJson;
+    }
     if (!input.level) {
         return text + ", nor any other line of the module that tells of one";
     }

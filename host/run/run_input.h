@@ -11,6 +11,7 @@ namespace volad_dev {
 
 struct RunInput {
     size_t shutdowns = 0;
+    std::string noJson;            // why a file that begins as JSON does is no run's, empty for any other
     std::optional<unsigned> level; // of the trace, as far as it shows one
 };
 

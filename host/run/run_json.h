@@ -16,6 +16,9 @@ namespace volad_dev {
 // object of this schema.
 [[nodiscard]] std::optional<ShutdownRun> readRunJson(std::string_view text);
 
+// In words, for a text of which no run can be read.
+[[nodiscard]] std::string whyNoRunJson(std::string_view text);
+
 // The object of a job alone: "schema", "job", "left", "warnings".
 [[nodiscard]] std::string jobJson(const ShutdownRun& run);
 

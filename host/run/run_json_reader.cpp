@@ -1,3 +1,7 @@
+#include <concepts>
+#include <utility>
+
+#include <fmt/format.h>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -23,6 +27,14 @@ std::string textAt(const Json& object, const char* key) {
 double numberAt(const Json& object, const char* key) {
     const Json* const value = find(object, key);
     return value != nullptr && value->IsNumber() ? value->GetDouble() : 0;
+}
+// 0 where it does not fit.
+template <std::unsigned_integral Number>
+Number wholeAt(const Json& object, const char* key) {
+    const Json* const value = find(object, key);
+    return value != nullptr && value->IsUint64() && std::in_range<Number>(value->GetUint64())
+               ? static_cast<Number>(value->GetUint64())
+               : 0;
 }
 bool boolAt(const Json& object, const char* key) {
     const Json* const value = find(object, key);
@@ -101,8 +113,8 @@ std::optional<JobRun> readJob(const Json& run) {
 
 void readParts(const Json& object, ShutdownRun& run) {
     if (const Json* const asked = objectAt(object, "asked")) {
-        run.asked = {textAt(*asked, "by"), textAt(*asked, "operation"),
-                     static_cast<uint8_t>(numberAt(*asked, "reason")), textAt(*asked, "reasonText")};
+        run.asked = {textAt(*asked, "by"), textAt(*asked, "operation"), wholeAt<uint8_t>(*asked, "reason"),
+                     textAt(*asked, "reasonText")};
     }
     if (const Json* const gate = objectAt(object, "gate")) {
         run.gate = {textAt(*gate, "assumed"), textAt(*gate, "here")};
@@ -124,10 +136,10 @@ void readLists(const Json& object, ShutdownRun& run) {
                           envelope != nullptr ? textOf(*envelope) : "{}"};
     });
     run.statuses = listAt<RunStatus>(object, "statuses", [](const Json& status) {
-        return RunStatus{numberAt(status, "at"), static_cast<uint8_t>(numberAt(status, "value"))};
+        return RunStatus{numberAt(status, "at"), wholeAt<uint8_t>(status, "value")};
     });
     run.left = listAt<LeftFile>(object, "left", [](const Json& left) {
-        return LeftFile{textAt(left, "file"), static_cast<uint64_t>(numberAt(left, "bytes"))};
+        return LeftFile{textAt(left, "file"), wholeAt<uint64_t>(left, "bytes")};
     });
     run.warnings = listAt<Warning>(object, "warnings", [](const Json& warning) {
         return Warning{textAt(warning, "code"), textAt(warning, "text")};
@@ -135,6 +147,24 @@ void readLists(const Json& object, ShutdownRun& run) {
 }
 
 } // namespace
+
+std::string whyNoRunJson(std::string_view text) {
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
+                                                                                           text.size());
+    if (document.HasParseError()) {
+        return fmt::format("as JSON it is cut or malformed, at byte {}", document.GetErrorOffset());
+    }
+    if (isNestedTooDeep(text)) {
+        return fmt::format("its JSON is nested deeper than {} levels", kDeepestNesting);
+    }
+    if (document.IsObject() && find(document, "runs") != nullptr) {
+        return "it is what \"explain --json\" writes, and the trace itself is asked for";
+    }
+    return document.IsObject() && numberAt(document, "schema") != JsonWriter::kSchema
+               ? fmt::format("its JSON is not of \"schema\" {}", JsonWriter::kSchema)
+               : "its JSON is not the run of a rehearsal";
+}
 
 std::optional<ShutdownRun> readRunJson(std::string_view text) {
     rapidjson::Document document;

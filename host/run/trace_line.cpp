@@ -54,7 +54,7 @@ constexpr Row kTagged[] = {
     {TraceEvent::CommandBegins, 0, line::kCommandBegins},
     {TraceEvent::CommandForked, 0, line::kCommandForked},
     {TraceEvent::CommandFailed, 0, line::kCommandFailed},
-    {TraceEvent::LevelOnly, 0, line::kCommandEnded},
+    {TraceEvent::CommandEnded, 0, line::kCommandEnded},
     {TraceEvent::Privilege, 1, line::kPrivilege},
     {TraceEvent::SystemShutdown, 1, line::kSystemShutdown},
     {TraceEvent::Disconnect, 1, line::kDisconnectBegins},

@@ -50,6 +50,7 @@ enum class TraceEvent {
     CommandBegins,
     CommandForked,
     CommandFailed,
+    CommandEnded,
     // The command.
     Executing,
     Privilege,

@@ -155,11 +155,21 @@ std::optional<TraceTime> plainSeconds(std::string_view text) {
                : std::nullopt;
 }
 
+// Where a terminal's sequence ends that begins there, as "ESC [ 32 m" for a colour.
+size_t behindSequence(std::string_view prefix, size_t at) {
+    return std::min(prefix.find_first_not_of("[0123456789;", at + 1), prefix.size());
+}
+
 // At the start of each word.
 std::optional<TraceTime> findWord(std::string_view prefix,
                                   std::optional<TraceTime> (*read)(std::string_view word)) {
     bool inside = false;
     for (size_t at = 0; at < prefix.size(); ++at) {
+        if (prefix[at] == '\x1B') {
+            at = behindSequence(prefix, at);
+            inside = false;
+            continue;
+        }
         const bool part = isPartOfWord(prefix[at]);
         if (part && !inside) {
             if (const auto time = read(prefix.substr(at))) {
@@ -201,7 +211,7 @@ std::optional<double> secondsBetween(const TraceTime& from, const TraceTime& to)
     if (from.clock == TraceTime::Clock::DateOfSomeYear && seconds < -kYear / 2) {
         seconds += kYear; // past the turn of the year
     }
-    return std::max(0.0, seconds);
+    return seconds;
 }
 
 } // namespace volad_dev

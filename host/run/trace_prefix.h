@@ -22,8 +22,8 @@ struct TraceTime {
 // "123" of "volad[123]:"; empty when there is none.
 [[nodiscard]] std::string_view findProcess(std::string_view prefix);
 
-// Seconds from one to the other, not below 0: lines stand in their order, clocks are set. Nothing where the
-// two were read from different clocks.
+// Seconds from one to the other, below 0 where the clock was set back. Nothing where the two were read from
+// different clocks.
 [[nodiscard]] std::optional<double> secondsBetween(const TraceTime& from, const TraceTime& to);
 
 } // namespace volad_dev

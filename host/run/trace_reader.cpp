@@ -18,7 +18,7 @@ bool isOfOtherModule(const TraceLine& line) {
 } // namespace
 
 TraceReader::TraceReader(std::function<void(KnownRun&&)> sink)
-    : m_sink(std::move(sink)), m_scanner([this](const TraceLine& line) { takeLine(line); }) {}
+    : m_order(std::move(sink)), m_scanner([this](const TraceLine& line) { takeLine(line); }) {}
 
 void TraceReader::takeLine(const TraceLine& line) {
     if (isOfOtherModule(line)) {
@@ -42,7 +42,7 @@ ModuleLife& TraceReader::lifeOf(std::string_view process) {
         m_processes.back().life.end();
         m_processes.pop_back();
     }
-    m_processes.push_front({std::string(process), ModuleLife(m_sink)});
+    m_processes.push_front({std::string(process), ModuleLife(m_order)});
     return m_processes.front().life;
 }
 

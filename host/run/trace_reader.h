@@ -10,13 +10,14 @@
 
 #include "host/run/known_run.h"
 #include "host/run/module_life.h"
+#include "host/run/run_order.h"
 #include "host/run/trace_scanner.h"
 
 namespace volad_dev {
 
 class TraceReader {
 public:
-    // The sink is given each shutdown, in the order in which they end.
+    // The sink is given each shutdown, in the order in which they were asked for (RunOrder).
     explicit TraceReader(std::function<void(KnownRun&&)> sink);
     TraceReader(const TraceReader&) = delete;
     TraceReader& operator=(const TraceReader&) = delete;
@@ -38,7 +39,7 @@ private:
     void takeLine(const TraceLine& line);
     ModuleLife& lifeOf(std::string_view process);
 
-    std::function<void(KnownRun&&)> m_sink;
+    RunOrder m_order;
     TraceScanner m_scanner;
     std::list<Process> m_processes; // the one that wrote last in front
     std::optional<unsigned> m_level;

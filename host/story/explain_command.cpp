@@ -67,7 +67,8 @@ Command addExplainCommand(CLI::App& app) {
         app.add_subcommand("explain", "tell from a trace what became of a shutdown, and what to do");
     explain->add_option("FILE", target.file, "a host's trace or a rehearsal's JSON, - is standard input")
         ->required();
-    explain->add_flag("--all", target.all, "each shutdown of the file, not the last alone");
+    explain->add_flag("--all", target.all,
+                      "each shutdown of the file in the order of the asking, not the last alone");
     addJsonOption(*explain, target.json);
     return {explain, [chosen] { return runExplainCommand(*chosen); }, false};
 }

@@ -42,7 +42,10 @@ std::string adviceWords(const KnownRun& run) {
     if (run.end == RunEnd::Unfinished) {
         return "see a trace that goes on longer";
     }
-    const std::string advice(rowOf(run.cause).advice);
+    std::string advice(rowOf(run.cause).advice);
+    if (run.byReplyOnly) {
+        advice += fmt::format("; a {} comes by a reply only", run.operation.value_or("shutdown"));
+    }
     return run.cause == RunCause::CommandStarted ? "if the system did not go down, " + advice : advice;
 }
 
@@ -51,7 +54,7 @@ std::string delayWords(const KnownRun& run) {
     if (run.delay) {
         parts.push_back(fmt::format("{} s", *run.delay));
     }
-    if (run.cancelled) {
+    if (run.cancelled && run.tellsHowLate()) {
         parts.push_back(fmt::format("a cancel came after {:.2f} s", *run.cancelled));
     }
     return joined(parts);
@@ -64,12 +67,17 @@ std::string tookWords(const KnownRun& run) {
             parts.push_back(phase.name + ' ' + secondsText(phase.seconds));
         }
     }
-    return !parts.empty() || run.phases.empty() ? joined(parts) : "not known: the lines have no times";
+    const bool timed = run.when || std::ranges::any_of(run.phases, [](const KnownPhase& phase) {
+                           return phase.start.has_value();
+                       });
+    return !parts.empty() || run.phases.empty() || timed
+               ? joined(parts)
+               : "not known: the lines have no times that can be read";
 }
 
 std::string jobWords(const KnownRun& run) {
     if (!run.job) {
-        return run.hasJob == false ? "none" : "";
+        return run.hasJob == true ? "one was run, its lines were cut off" : run.hasJob == false ? "none" : "";
     }
     std::vector<std::string> parts = {run.job->command};
     if (run.job->directory && !run.job->directory->empty()) {
@@ -84,9 +92,9 @@ std::string jobWords(const KnownRun& run) {
 
 std::string commandWords(const KnownRun& run) {
     if (!run.command) {
-        return "none was started";
+        return noCommandWords(run);
     }
-    const std::string seconds = secondsText(run.command->seconds);
+    const std::string seconds = run.tellsHowLate() ? secondsText(run.command->seconds) : "";
     return run.command->line + (seconds.empty() ? "" : ", after " + seconds);
 }
 
@@ -98,12 +106,13 @@ std::string unknownWords(const KnownRun& run) {
         unsigned level;
         const char* what;
     };
-    const std::array<Unknown, 6> unknowns = {{
+    const std::array<Unknown, 7> unknowns = {{
         {!run.by, known_from::kRequest, "who asked"},
         {!run.operation, known_from::kRequest, "for what"},
-        {!run.reason, known_from::kSettings, "the reason's number"},
+        {!run.reason && run.cause != RunCause::NeverATask, known_from::kSettings, "the reason's number"},
         {!run.delay && run.gateOpen == true, known_from::kSettings, "the delay"},
         {run.job && !run.job->limit, known_from::kSettings, "the job's limit"},
+        {!run.tellsOfJob() && !run.hasJob && run.end != RunEnd::Unfinished, 0, "whether there was a job"},
         {waits && run.causeDetail.empty() && !run.shows(known_from::kQueue), known_from::kQueue,
          "what the queue made of it"},
     }};
@@ -129,6 +138,10 @@ std::string storyOf(const KnownRun& run) {
     rows.add("asked", askedWords(run));
     rows.add("end", endWords(run));
     rows.add("do", adviceWords(run));
+    if (run.earlierCommand) {
+        rows.add("earlier",
+                 fmt::format("another shutdown had its command started, {}: see --all", *run.earlierCommand));
+    }
     rows.add("delay", delayWords(run));
     rows.add("took", tookWords(run));
     rows.add("job", jobWords(run));

@@ -173,6 +173,11 @@ class Timeline(unittest.TestCase):
         before = sorted(os.listdir(directory))
         for text, options, line in (("", (), b'there is no shutdown in "-", nor any other line'),
                                     ("", ("--svg", svg), b'there is no shutdown in "-"'),
+                                    (RUN.read_text()[:99], (), b'as JSON it is cut or malformed, at byte 9'),
+                                    ('{"schema": 2}', (), b'its JSON is not of "schema" 1'),
+                                    ('{"schema": 1, "findings": []}', (), b"its JSON is not the run of a rehearsal"),
+                                    ('{"schema": 1, "runs": []}', (), b'it is what "explain --json" writes'),
+                                    ("{" + " " * 4_200_000, (), b"longer than the 4194304 bytes"),
                                     (RUN.read_text(), ("--svg", "no/a"), b'--svg: "no/a" cannot be written: No such')):
             done = timeline(text, *options)
             self.assertEqual((done.returncode, done.stdout, done.stderr.count(b"\n")), (1, b"", 1))

@@ -84,7 +84,7 @@ class Runs(Rehearsal):
             self.assertEqual(of(run), of(kept))
 
     def test_what_holds_no_shutdown_is_no_story(self):
-        for text, line in (("", "nor any other line of the module"), ('{"schema": 1}', "nor any other line of the module"),
+        for text, line in (("", "nor any other line of the module"), ('{"schema": 1}', "its JSON is not the run of a rehearsal"),
                            ("### Starting module EM_SHUTDOWN ###\n", "its level seems to be 1, and a request")):
             done = subprocess.run([VOLAD_DEV, "explain", "-"], input=text, capture_output=True, text=True, timeout=20)
             self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (1, "", 1))

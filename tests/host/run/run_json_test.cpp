@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "host/run/known_run.h"
+
 namespace volad_dev {
 namespace {
 
@@ -62,6 +64,19 @@ TEST(RunJsonTest, OtherTextIsNoRunAndOddMembersKeepTheirDefault) {
     EXPECT_FALSE(odd->asAsked || odd->job);
     EXPECT_EQ(odd->left.size(), 1U);
     EXPECT_EQ(odd->messages[0].envelope, "{}");
+}
+
+TEST(RunJsonTest, WhatCanBeNoTimeOfARunIsNotKnown) {
+    const std::optional<ShutdownRun> read = readRunJson(
+        R"({"schema":1,"asked":{"reason":1e308},"job":{"seconds":-1},"command":{"seconds":1e308},"phases":[
+            {"start":-1e308,"seconds":1e308},{"start":-1,"seconds":-1}],"statuses":[{"at":1e8,"value":300}],
+            "left":[{"bytes":1e308}]})");
+    ASSERT_TRUE(read.has_value());
+    EXPECT_EQ(read->asked.reason + read->statuses[0].value + read->left[0].bytes, 0U);
+    const KnownRun run = knownRun(*read);
+    EXPECT_FALSE(run.job->seconds || run.command->seconds || run.statuses[0].at);
+    EXPECT_FALSE(run.phases[0].start || run.phases[0].seconds || run.phases[1].seconds);
+    EXPECT_EQ(run.phases[1].start, -1);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <tuple>
 
@@ -112,12 +113,13 @@ TEST(TraceReader, SeesThroughPrefixesLineEndsAndOtherLinesAtEachLevel) {
 }
 
 TEST(TraceReader, TellsTimesApart) {
-    using Case = std::tuple<const char*, const char*, double>; // below 0: not known
+    using Case = std::tuple<const char*, const char*, double>; // -1: not known
     for (const auto& [first, second, seconds] :
          {Case{"2026-03-01T00:00:00,5Z x", "[2026-03-01 01:00:02+0100]", 1.5},
           Case{"2024-02-28 23:59:59", "2024-03-01 00:00:00", 86401},
           Case{"<30>Feb 28 23:59:59 h", "Mar  1 00:00:00", 86401}, Case{"[  1.5]", "2.25 x", 0.75},
-          Case{"Jan  2 00:00:00", "Jan  1 00:00:00", 0}, Case{"[  1.5]", "Jan  1 00:00:00", -1},
+          Case{"Jan  2 00:00:00", "Jan  1 00:00:00", -86400}, Case{"[  1.5]", "Jan  1 00:00:00", -1},
+          Case{"\x1B[1;32m2026-03-01 00:00:00\x1B[0m", "\x1B[m2026-03-01 00:00:01", 1},
           Case{"2026-02-30 00:00:00", "2026-03-01 00:00:00", -1}, Case{"12:00:00.5", "12:00:01.5", -1},
           Case{"10.0.0.1", "10.0.0.1", -1}}) {
         const auto from = findTime(first);
@@ -161,6 +163,35 @@ TEST(TraceReader, TellsShutdownsApart) {
     ASSERT_EQ(runs.size(), 2U);
     EXPECT_EQ(json({runs[0]}), json(read(first)));
     EXPECT_EQ(json({runs[1]}), json(read(first)));
+}
+
+TEST(TraceReader, GivesShutdownsInTheOrderOfTheAsking) {
+    const auto request = [](size_t reason) {
+        return fmt::format(
+            "EM_SHUTDOWN (REQ)   : OC 0x0205-0x0000 OID 0x0000 MID 0x00000000 Stat 0x16 Data {}\n"
+            "EM_SHUTDOWN         :  #Request CM_RequestShutdownAndOff #\n",
+            reason);
+    };
+    const std::string full = "CTaskSerializer     : ## ERROR! Task queue for priority 0 is full\n";
+    const std::string begins = "EM_SHUTDOWN         : CAB 0001: ## CM_RequestShutdownAndXXX ##\n";
+    const auto reasons = [](const std::string& trace) {
+        std::vector<int> found;
+        for (const KnownRun& run : read(trace)) {
+            found.push_back(run.reason.value_or(-1));
+        }
+        return found;
+    };
+    EXPECT_EQ(reasons(request(1) + begins + request(2) + request(3) + full + request(4) + begins),
+              (std::vector{1, 2, 3, 4}));
+    // One that so many overtake comes late, and none is lost.
+    std::string flood = request(0) + begins;
+    for (size_t i = 0; i < RunOrder::kMostWaiting + 3; ++i) {
+        flood += request(1 + i % 99) + full;
+    }
+    const std::vector<int> all = reasons(flood);
+    ASSERT_EQ(all.size(), RunOrder::kMostWaiting + 4);
+    EXPECT_EQ(all.front(), 1);
+    EXPECT_EQ(std::ranges::count(all, 0), 1);
 }
 
 } // namespace

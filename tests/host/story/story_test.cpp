@@ -81,7 +81,7 @@ TEST(Story, TellsWhatIsNotKnownAndWhichLevelWouldTell) {
         "end      the command was started\n"
         "do       if the system did not go down, see the command's own messages on the host's standard "
         "error, the service manager's journal, and systemd-inhibit --list\n"
-        "took     not known: the lines have no times\n"
+        "took     not known: the lines have no times that can be read\n"
         "job      none\n"
         "command  /sbin/poweroff\n"
         "level    1, as it seems\n"
