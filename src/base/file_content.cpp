@@ -3,10 +3,7 @@
 #include "base/unique_fd.h"
 
 namespace em {
-namespace {
 
-// A file that shrinks meanwhile is told apart from an error: its reader must not take half a text for the
-// whole.
 int readExactly(int fd, char* buffer, size_t size) {
     for (size_t done = 0; done < size;) {
         const ssize_t count = sys::read(fd, buffer + done, size - done);
@@ -20,8 +17,6 @@ int readExactly(int fd, char* buffer, size_t size) {
     }
     return 0;
 }
-
-} // namespace
 
 int readRegularFile(const char* path, size_t largest, size_t padding, FileContent& content) {
     // Not blocking, so that a FIFO in the file's place is refused below instead of waited for.

@@ -25,4 +25,8 @@ struct FileContent {
 // The same for a file that was just opened, from its start.
 [[nodiscard]] int readRegularFile(int fd, size_t largest, size_t padding, FileContent& content);
 
+// The next `size` bytes of the file. Returns 0, the error of read, or ENODATA when it ends before: its reader
+// must not take half a text for the whole.
+[[nodiscard]] int readExactly(int fd, char* buffer, size_t size);
+
 } // namespace em

@@ -51,11 +51,11 @@ size_t nulReferenceLength(std::string_view text) {
 
 } // namespace
 
-void spoilNulReferences(std::string& document) {
-    if (document.find("&#") == std::string::npos) {
+void spoilNulReferences(std::span<char> document) {
+    const std::string_view text(document.data(), document.size());
+    if (text.find("&#") == std::string_view::npos) {
         return;
     }
-    const std::string_view text = document;
     bool inTag = false;
     char quote = '\0'; // around the value that the place is in; there nothing else begins
     for (size_t at = 0; (at = text.find_first_of("<>&'\"", at)) != std::string_view::npos; ++at) {

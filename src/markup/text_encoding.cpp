@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "base/ascii.h"
@@ -116,30 +118,104 @@ private:
     iconv_t m_handle;
 };
 
-// By pieces into a bounded text: a small file in an unusual encoding may grow.
-const char* convert(const TextEncoding& encoding, std::string& text, size_t& offset) {
+// A text that grows, up to its bound.
+class GrowingText {
+public:
+    explicit GrowingText(size_t expected) { resize(std::min(expected, kMost)); }
+
+    [[nodiscard]] char* end() const { return m_memory.get() + m_size; }
+    [[nodiscard]] size_t room() const { return m_capacity - m_size; }
+    void add(size_t written) { m_size += written; }
+    // False at the bound.
+    [[nodiscard]] bool grow() {
+        if (m_capacity == kMost) {
+            return false;
+        }
+        resize(std::min(m_capacity * 2, kMost));
+        return true;
+    }
+    [[nodiscard]] DecodedText take() {
+        char* const begin = m_memory.get();
+        return {std::move(m_memory), {begin, m_size}};
+    }
+
+private:
+    static constexpr size_t kMost = kLargestXmlText;
+
+    void resize(size_t capacity) {
+        void* const moved = std::realloc(m_memory.get(), capacity);
+        if (moved == nullptr) {
+            throw std::bad_alloc();
+        }
+        static_cast<void>(m_memory.release());
+        m_memory.reset(static_cast<char*>(moved));
+        m_capacity = capacity;
+    }
+
+    std::unique_ptr<char, FreeDeleter> m_memory;
+    size_t m_capacity = 0;
+    size_t m_size = 0;
+};
+
+// Into a bounded text: a small file in an unusual encoding may grow.
+const char* convert(const TextEncoding& encoding, DecodedText& decoded, size_t& offset) {
     Converter converter(encoding.name.c_str());
     if (!converter.valid()) {
         return kUnknownName;
     }
-    std::array<char, 16UL * 1024> piece;
+    constexpr size_t kSpare = 64; // for an encoding that ends with something, and for no content at all
+    GrowingText text(encoding.content.size() + kSpare);
     std::string_view input = encoding.content;
-    bool flushed = false;
-    while (!flushed) {
-        flushed = input.empty();
-        char* out = piece.data();
-        size_t room = piece.size();
+    for (bool flushed = false; !flushed;) {
+        const bool flushes = input.empty();
+        char* out = text.end();
+        size_t room = text.room();
         const int error = converter.step(input, out, room);
-        text.append(piece.data(), piece.size() - room);
+        text.add(text.room() - room);
         offset = encoding.content.size() - input.size();
-        if (error != 0 && (error != E2BIG || room == piece.size())) {
+        if (error == E2BIG) {
+            if (!text.grow()) {
+                return kTooLong;
+            }
+        } else if (error != 0) {
             return error == EINVAL ? kIncomplete : kBadSequence;
-        }
-        if (text.size() > kLargestXmlText) {
-            return kTooLong;
+        } else {
+            flushed = flushes;
         }
     }
+    decoded = text.take();
     return nullptr;
+}
+
+bool isUtf8Name(std::string_view name) {
+    return equalsIgnoringAsciiCase(name, "UTF-8") || equalsIgnoringAsciiCase(name, "UTF8");
+}
+
+// Nothing is converted: the bytes are the text.
+const char* checkUtf8(const TextEncoding& encoding, DecodedText& decoded, size_t& offset) {
+    const std::string_view content = encoding.content;
+    const size_t valid = validUtf8Length(content);
+    if (valid < content.size()) {
+        offset = valid;
+        return beginsUtf8Character(content.substr(valid)) ? kIncomplete : kBadSequence;
+    }
+    decoded.text = {decoded.memory.get() + (content.data() - decoded.memory.get()), content.size()};
+    return nullptr;
+}
+
+const char* convertAndCheck(const TextEncoding& encoding, DecodedText& decoded, size_t& offset) {
+    const std::string declaration(encoding.declaration); // of the bytes that are freed
+    if (const char* const reason = convert(encoding, decoded, offset)) {
+        return reason;
+    }
+    offset = 0;
+    const std::string_view text(decoded.text.data(), decoded.text.size());
+    // The declaration was read as ASCII: in an encoding where it reads otherwise, its name is a lie.
+    if (text.substr(0, declaration.size()) != declaration) {
+        return kLyingName;
+    }
+    // iconv lets code points beyond Unicode pass.
+    return validUtf8Length(text) != text.size() ? kBadSequence : nullptr;
 }
 
 } // namespace
@@ -166,22 +242,15 @@ const char* detectEncoding(std::string_view bytes, TextEncoding& encoding) {
     return nullptr;
 }
 
-const char* decodeText(const TextEncoding& encoding, std::string& text, size_t& offset) {
-    text.clear();
+const char* decodeText(const TextEncoding& encoding, DecodedText& decoded, size_t& offset) {
     offset = 0;
-    if (const char* const reason = convert(encoding, text, offset)) {
+    const char* const reason = isUtf8Name(encoding.name) ? checkUtf8(encoding, decoded, offset)
+                                                         : convertAndCheck(encoding, decoded, offset);
+    if (reason != nullptr) {
         return reason;
     }
-    offset = 0;
-    // The declaration was read as ASCII: in an encoding where it reads otherwise, its name is a lie.
-    if (std::string_view(text).substr(0, encoding.declaration.size()) != encoding.declaration) {
-        return kLyingName;
-    }
-    // iconv lets code points beyond Unicode pass.
-    if (validUtf8Length(text) != text.size()) {
-        return kBadSequence;
-    }
-    return text.find('\0') != std::string::npos ? kNulCharacter : nullptr;
+    const std::string_view text(decoded.text.data(), decoded.text.size());
+    return text.find('\0') != std::string_view::npos ? kNulCharacter : nullptr;
 }
 
 } // namespace em

@@ -2,8 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+
+#include "base/file_content.h"
 
 namespace em {
 
@@ -20,9 +24,16 @@ struct TextEncoding {
 // UTF-8. Returns null, or why the name cannot be one (a static text).
 [[nodiscard]] const char* detectEncoding(std::string_view bytes, TextEncoding& encoding);
 
-// Decodes into UTF-8 that is valid throughout and holds no NUL. Fails (a static text tells why, and `offset`
-// which byte of the content) rather than replace or drop anything. A declaration that does not come out as it
-// went in was lying. May throw bad_alloc.
-[[nodiscard]] const char* decodeText(const TextEncoding& encoding, std::string& text, size_t& offset);
+// Text, and the memory that it lies in.
+struct DecodedText {
+    std::unique_ptr<char, FreeDeleter> memory;
+    std::span<char> text;
+};
+
+// Makes UTF-8 that is valid throughout and holds no NUL of the bytes that `decoded` holds and `encoding` was
+// detected in: where they lie when they are UTF-8, else in memory of its own, and they are freed. Fails (a
+// static text tells why, and `offset` which byte of the content) rather than replace or drop anything. A
+// declaration that does not come out as it went in was lying. May throw bad_alloc.
+[[nodiscard]] const char* decodeText(const TextEncoding& encoding, DecodedText& decoded, size_t& offset);
 
 } // namespace em

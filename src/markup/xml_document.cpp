@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
-#include <new>
+#include <utility>
 
 #include "base/file_content.h"
 #include "base/swallow.h"
@@ -38,20 +39,6 @@ XmlLoadResult fileFailure(int error) {
     return {"it cannot be read"};
 }
 
-// The next node in document order, within the tree; counts the depth along. Null at the end.
-// Without recursion: the depth is the file's choice, the stack may be small.
-pugi::xml_node nextNode(pugi::xml_node node, unsigned& depth) {
-    if (const pugi::xml_node child = node.first_child()) {
-        ++depth;
-        return child;
-    }
-    while (node && !node.next_sibling()) {
-        node = node.parent();
-        --depth;
-    }
-    return node ? node.next_sibling() : node;
-}
-
 bool isElement(const pugi::xml_node& node) {
     return node.type() == pugi::node_element;
 }
@@ -62,8 +49,16 @@ bool isText(const pugi::xml_node& node) {
             std::strspn(node.value(), " \t\r\n") != std::strlen(node.value()));
 }
 
+// Ends the walk at an element that lies too deep. The walk is a loop: the depth is the file's choice, the
+// stack may be small.
+class DepthCheck final : public pugi::xml_tree_walker {
+    bool for_each(pugi::xml_node& node) override {
+        return static_cast<unsigned>(depth()) < kDeepestXml || !isElement(node);
+    }
+};
+
 // What the parser lets pass: not just one document element, text beside it, elements nested without an end.
-const char* checkShape(const pugi::xml_document& tree) {
+const char* checkShape(pugi::xml_document& tree) {
     const auto nodes = tree.children();
     if (std::any_of(nodes.begin(), nodes.end(), isText)) {
         return "it has text outside its document element";
@@ -71,11 +66,9 @@ const char* checkShape(const pugi::xml_document& tree) {
     if (std::count_if(nodes.begin(), nodes.end(), isElement) != 1) {
         return "it does not have just one document element";
     }
-    unsigned depth = 1;
-    for (pugi::xml_node node = tree.first_child(); node; node = nextNode(node, depth)) {
-        if (depth > kDeepestXml && isElement(node)) {
-            return "its elements are nested deeper than 256 levels";
-        }
+    DepthCheck deep;
+    if (!tree.traverse(deep)) {
+        return "its elements are nested deeper than 256 levels";
     }
     return nullptr;
 }
@@ -87,37 +80,49 @@ XmlDocument::~XmlDocument() = default;
 
 void XmlDocument::clear() {
     m_tree.reset();
-    m_text = std::string();
+    m_text = {};
 }
 
 XmlLoadResult XmlDocument::loadFile(const char* path) {
     clear();
     FileContent content;
     const int error = readRegularFile(path, kLargestXmlFile, 0, content);
-    return error != 0 ? fileFailure(error) : loadBytes(content.data.get(), content.size);
+    return error != 0 ? fileFailure(error) : load(std::move(content));
 }
 
 XmlLoadResult XmlDocument::loadBytes(const char* bytes, size_t size) {
     clear();
+    if (size > kLargestXmlFile) {
+        return fileFailure(EFBIG);
+    }
+    FileContent content;
+    content.data.reset(static_cast<char*>(std::malloc(std::max<size_t>(size, 1))));
+    if (content.data == nullptr) {
+        return fileFailure(ENOMEM);
+    }
+    content.size = size;
+    std::copy_n(bytes, size, content.data.get());
+    return load(std::move(content));
+}
+
+XmlLoadResult XmlDocument::load(FileContent&& content) {
+    m_text.memory = std::move(content.data);
     XmlLoadResult result{kNoMemory};
     // Nothing but bad_alloc is thrown below, and that leaves the result as it is.
-    static_cast<void>(swallow([&] { result = decode(bytes, size); }));
+    static_cast<void>(swallow([&] { result = decodeAndParse(content.size); }));
     if (!result.loaded()) {
         clear();
     }
     return result;
 }
 
-XmlLoadResult XmlDocument::decode(const char* bytes, size_t size) {
+XmlLoadResult XmlDocument::decodeAndParse(size_t size) {
     if (size == 0) {
         return {"it is empty"};
     }
-    if (size > kLargestXmlFile) {
-        return fileFailure(EFBIG);
-    }
     TextEncoding encoding;
     XmlLoadResult result;
-    result.reason = detectEncoding({bytes, size}, encoding);
+    result.reason = detectEncoding({m_text.memory.get(), size}, encoding);
     if (result.loaded()) {
         result.reason = decodeText(encoding, m_text, result.offset);
     }
@@ -127,12 +132,14 @@ XmlLoadResult XmlDocument::decode(const char* bytes, size_t size) {
 // In place: the text is this object's own and lives as long as the tree that points into it.
 XmlLoadResult XmlDocument::parse() {
     m_tree = std::make_unique<pugi::xml_document>();
-    // Blanks are text, too, also between two CDATA sections; as a fragment, text beside the document element
-    // is seen instead of skipped.
-    constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata | pugi::parse_fragment;
-    spoilNulReferences(m_text);
+    // Blanks alone between two markups make no node, except as an element's only content: half the nodes of
+    // an indented file would be such. As a fragment, text beside the document element is seen instead of
+    // skipped.
+    constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
+    const std::span<char> text = m_text.text;
+    spoilNulReferences(text);
     const pugi::xml_parse_result parsed =
-        m_tree->load_buffer_inplace(m_text.data(), m_text.size(), kFlags, pugi::encoding_utf8);
+        m_tree->load_buffer_inplace(text.data(), text.size(), kFlags, pugi::encoding_utf8);
     if (!parsed) {
         return {parsed.description(), static_cast<size_t>(parsed.offset)};
     }

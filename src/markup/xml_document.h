@@ -3,7 +3,8 @@
 
 #include <cstddef>
 #include <memory>
-#include <string>
+
+#include "markup/text_encoding.h"
 
 namespace pugi {
 class xml_document;
@@ -38,10 +39,11 @@ public:
 
 private:
     friend class XmlCursor;
-    XmlLoadResult decode(const char* bytes, size_t size);
+    XmlLoadResult load(FileContent&& content);
+    XmlLoadResult decodeAndParse(size_t size);
     XmlLoadResult parse();
 
-    std::string m_text;                         // the parsed tree points into it
+    DecodedText m_text;                         // the parsed tree points into it
     std::unique_ptr<pugi::xml_document> m_tree; // null when nothing is loaded
 };
 

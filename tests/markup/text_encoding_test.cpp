@@ -101,9 +101,9 @@ TEST(XmlEncoding, TextIsBounded) {
     bytes.resize(kLargestXmlText / 9 + 100, '\x87');
     TextEncoding encoding;
     ASSERT_EQ(nullptr, detectEncoding(bytes, encoding));
-    std::string text;
+    DecodedText decoded;
     size_t offset = 0;
-    EXPECT_STREQ("its text is longer than 64 MiB", decodeText(encoding, text, offset));
+    EXPECT_STREQ("its text is longer than 64 MiB", decodeText(encoding, decoded, offset));
 }
 
 TEST(Utf8, LongestValidBeginning) {

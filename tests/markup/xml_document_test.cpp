@@ -96,7 +96,9 @@ TEST(XmlCursor, Walks) {
 TEST(XmlCursor, CharacterData) {
     const std::pair<const char*, const char*> cases[] = {
         {" a\n ", " a\n "},
-        {" a <![CDATA[<b>]]> <![CDATA[c]]> ", " a <b> c "},
+        {" a <![CDATA[<b>]]> <![CDATA[c]]> ", " a <b>c"}, // blanks alone between two markups are none
+        {" \n ", " \n "},                                 // but for an element's only content
+        {"\n <b/>\n", ""},
         {" ", " "},
         {"a<!-- no -->b<x>no</x>c<?p no?>", "abc"},
         {"a\r\nb", "a\nb"},

@@ -16,6 +16,7 @@ namespace {
 class TextWriter {
 public:
     std::string write(const JsonValue& value) {
+        m_open.reserve(kUsualDepth);
         begin(value);
         while (!m_open.empty()) {
             step();
@@ -24,6 +25,8 @@ public:
     }
 
 private:
+    static constexpr size_t kUsualDepth = 8; // of an envelope, its data included
+
     // An object or array whose first children are written. Of the two lists one is empty.
     struct Open {
         bool isObject;

@@ -11,6 +11,35 @@ namespace {
 // Deep enough for every real message, shallow enough for any stack.
 constexpr unsigned kRecursionLimit = 64;
 
+bool isContainer(const JsonValue& value) {
+    return isObject(&value) || isArray(&value);
+}
+
+// RapidJSON tells by flags which types a number fits, and sets them by its value.
+// By type and not by bits: the flags that a host's library set are its own.
+JsonValue copyOfNumber(const JsonValue& source) {
+    JsonValue copy;
+    if (const auto natural = unsignedNumber(source)) {
+        copy.SetUint64(*natural);
+    } else if (const auto integer = signedNumber(source)) {
+        copy.SetInt64(*integer);
+    } else if (const auto real = realNumber(source)) {
+        copy.SetDouble(*real);
+    }
+    return copy;
+}
+
+JsonValue copyOfScalar(const JsonValue& source) {
+    if (isNumber(&source)) {
+        return copyOfNumber(source);
+    }
+    if (const auto string = text(source)) {
+        return ownedText(*string);
+    }
+    const auto truth = boolean(source);
+    return truth ? JsonValue(*truth) : JsonValue();
+}
+
 class Copier {
 public:
     JsonValue copy(const JsonValue& source) {
@@ -32,55 +61,40 @@ private:
     };
 
     void copyInto(JsonValue& target, const JsonValue& source, unsigned depth) {
-        switch (typeOf(source)) {
-        case JsonType::Object:
-        case JsonType::Array:
-            if (depth == kRecursionLimit) {
-                m_putAside.push_back({&source, &target});
-            } else {
-                copyChildren(target, source, depth + 1);
-            }
-            break;
-        case JsonType::String:
-            target = ownedText(*text(source));
-            break;
-        case JsonType::Number:
-            copyNumber(target, source);
-            break;
-        case JsonType::Null:
-            break;
-        case JsonType::False:
-        case JsonType::True:
-            target.SetBool(*boolean(source));
-            break;
+        if (!isContainer(source)) {
+            target = copyOfScalar(source);
+        } else if (depth == kRecursionLimit) {
+            m_putAside.push_back({&source, &target});
+        } else if (isArray(&source)) {
+            copyElements(target, source, depth + 1);
+        } else {
+            copyMembers(target, source, depth + 1);
         }
     }
 
-    void copyChildren(JsonValue& target, const JsonValue& source, unsigned depth) {
-        if (isArray(&source)) {
-            const auto all = elements(&source);
-            target = newArray(static_cast<uint32_t>(all.size()));
-            for (const JsonValue& element : all) {
+    // Only what holds others needs its place before it is filled.
+    void copyElements(JsonValue& target, const JsonValue& source, unsigned depth) {
+        const auto all = elements(&source);
+        target = newArray(static_cast<uint32_t>(all.size()));
+        for (const JsonValue& element : all) {
+            if (isContainer(element)) {
                 copyInto(append(target, JsonValue()), element, depth);
+            } else {
+                append(target, copyOfScalar(element));
             }
-            return;
         }
+    }
+
+    void copyMembers(JsonValue& target, const JsonValue& source, unsigned depth) {
         const auto all = members(&source);
         target = newObject(static_cast<uint32_t>(all.size()));
         for (const JsonMember& each : all) {
-            copyInto(append(target, text(each.name).value_or(""), JsonValue()), each.value, depth);
-        }
-    }
-
-    // RapidJSON tells by flags which types a number fits, and sets them by its value.
-    // By type and not by bits: the flags that a host's library set are its own.
-    static void copyNumber(JsonValue& target, const JsonValue& source) {
-        if (const auto natural = unsignedNumber(source)) {
-            target.SetUint64(*natural);
-        } else if (const auto integer = signedNumber(source)) {
-            target.SetInt64(*integer);
-        } else if (const auto real = realNumber(source)) {
-            target.SetDouble(*real);
+            const std::string_view name = text(each.name).value_or("");
+            if (isContainer(each.value)) {
+                copyInto(append(target, name, JsonValue()), each.value, depth);
+            } else {
+                append(target, name, copyOfScalar(each.value));
+            }
         }
     }
 
@@ -96,10 +110,14 @@ void takeOutDeep(JsonValue& value, unsigned depth, std::vector<JsonValue>& deep)
         return;
     }
     for (JsonValue& element : elements(&value)) {
-        takeOutDeep(element, depth + 1, deep);
+        if (isContainer(element)) {
+            takeOutDeep(element, depth + 1, deep);
+        }
     }
     for (JsonMember& each : members(&value)) {
-        takeOutDeep(each.value, depth + 1, deep);
+        if (isContainer(each.value)) {
+            takeOutDeep(each.value, depth + 1, deep);
+        }
     }
 }
 
@@ -111,6 +129,10 @@ JsonValue deepCopy(const JsonValue& source) {
 
 // What lies deep is moved out first, so that no destructor below recurses further than the limit.
 void release(JsonValue& value) {
+    if (!isContainer(value)) {
+        value.SetNull();
+        return;
+    }
     std::vector<JsonValue> deep;
     takeOutDeep(value, 0, deep);
     value.SetNull();

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/file_content.h"
 #include "platform/profile/profile_line.h"
+#include "platform/profile/profile_scan.h"
 #include "platform/profile/profile_string.h"
 #include "trace/trace.h"
 
@@ -55,77 +55,87 @@ private:
     uint32_t m_produced = 0;
 };
 
-uint32_t listSections(std::string_view content, Output& out) {
-    ProfileLines lines(content);
-    for (ProfileLine line; out.hasRoom() && lines.next(line);) {
-        if (const auto name = line.withoutComment().headerName()) {
-            out.addName(*name);
+// A line as reading sees it: up to a NUL, and up to a comment.
+ProfileLine readable(std::string_view text) {
+    return ProfileLine{0, 0, text.substr(0, text.find('\0'))}.withoutComment();
+}
+
+// Whether the line is a header. Only lines that may be one are looked at from near.
+bool isHeader(std::string_view text, ProfileLine& line) {
+    if (text.empty() || text[0] != '[') {
+        return false;
+    }
+    line = readable(text);
+    return line.headerName().has_value();
+}
+
+uint32_t listSections(ProfileScan& scan, Output& out) {
+    ProfileLine line;
+    for (std::string_view text; out.hasRoom() && scan.next(text);) {
+        if (isHeader(text, line)) {
+            out.addName(*line.headerName());
         }
     }
     return out.endList();
 }
 
-// Stops before the first line behind the wanted section.
-class SectionLines {
-public:
-    SectionLines(std::string_view content, const char* section) : m_lines(content), m_section(section) {}
+// A second section of the same name is never read: the first one ends the search.
+bool enterSection(ProfileScan& scan, const char* section) {
+    ProfileLine line;
+    for (std::string_view text; scan.next(text);) {
+        if (isHeader(text, line) && line.isHeaderOf(section)) {
+            return true;
+        }
+    }
+    return false;
+}
 
-    // The next line within the section that has a "=".
-    // A second section of the same name is never read: the first one ends the search.
-    [[nodiscard]] bool next(ProfileLine& line) {
-        while (m_lines.next(line)) {
-            line = line.withoutComment();
-            if (line.headerName()) {
-                if (m_inside) {
-                    return false;
-                }
-                m_inside = line.isHeaderOf(m_section);
-            } else if (m_inside && line.key()) {
-                return true;
+// The next line of the section that was entered.
+bool nextWithin(ProfileScan& scan, std::string_view& text) {
+    ProfileLine line;
+    return scan.next(text) && !isHeader(text, line);
+}
+
+uint32_t listKeys(ProfileScan& scan, const char* section, Output& out) {
+    if (enterSection(scan, section)) {
+        for (std::string_view text; out.hasRoom() && nextWithin(scan, text);) {
+            if (const auto key = readable(text).key()) {
+                out.addName(*key);
             }
         }
-        return false;
-    }
-
-private:
-    ProfileLines m_lines;
-    const char* const m_section;
-    bool m_inside = false;
-};
-
-uint32_t listKeys(std::string_view content, const char* section, Output& out) {
-    SectionLines lines(content, section);
-    for (ProfileLine line; out.hasRoom() && lines.next(line);) {
-        out.addName(*line.key());
     }
     return out.endList();
 }
 
 // No room, no search: a value of which nothing fits counts as none.
-uint32_t findValue(std::string_view content, const char* section, const char* key, Output& out) {
-    if (!out.hasRoom()) {
+uint32_t findValue(ProfileScan& scan, const char* section, std::string_view key, Output& out) {
+    if (!out.hasRoom() || !enterSection(scan, section)) {
         return 0;
     }
-    SectionLines lines(content, section);
-    for (ProfileLine line; lines.next(line);) {
-        if (*line.key() == key) {
-            return out.setText(line.value());
+    for (std::string_view text; nextWithin(scan, text);) {
+        if (text.starts_with(key)) { // a longer key, maybe
+            const ProfileLine line = readable(text);
+            if (line.key() == key) {
+                return out.setText(line.value());
+            }
         }
     }
     return 0;
 }
 
 uint32_t search(const char* section, const char* key, Output& out, const char* file) {
-    FileContent content;
-    if (file == nullptr || readRegularFile(file, kLargestProfile, 0, content) != 0) {
+    ProfileScan scan(file);
+    uint32_t count = 0;
+    if (scan.error() == 0) {
+        count = section == nullptr ? listSections(scan, out)
+                : key == nullptr   ? listKeys(scan, section, out)
+                                   : findValue(scan, section, key, out);
+    }
+    if (scan.error() != 0) {
         EM_TRACE(4, "GetPrivateProfileString: Cannot open %s\n", textOr(file));
-        return 0;
+        return out.setText("");
     }
-    const std::string_view text(content.data.get(), content.size);
-    if (section == nullptr) {
-        return listSections(text, out);
-    }
-    return key == nullptr ? listKeys(text, section, out) : findValue(text, section, key, out);
+    return count;
 }
 
 } // namespace
