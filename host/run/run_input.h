@@ -15,7 +15,8 @@ struct RunInput {
     std::optional<unsigned> level; // of the trace, as far as it shows one
 };
 
-// "-" is standard input. Gives each shutdown as it ends. Throws Failure when the file cannot be read.
+// "-" is standard input. Gives the shutdowns in the order of the asking. Throws Failure when the file cannot
+// be read.
 [[nodiscard]] RunInput readRuns(const std::string& file, const std::function<void(KnownRun&&)>& sink);
 
 // Of a file without a shutdown: there may still be something to say about the trace.

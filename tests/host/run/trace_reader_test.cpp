@@ -139,11 +139,13 @@ TEST(TraceReader, ReadsWhatACutLeaves) {
             const std::vector<KnownRun> runs = read(trace.substr(0, cut));
             ASSERT_EQ(runs.size(), 1U) << cut;
             EXPECT_EQ(runs[0].end, cut >= forked ? RunEnd::Command : RunEnd::Unfinished) << cut;
+            EXPECT_EQ(runs[0].tellsOfCommand(), cut >= forked) << cut;
         }
         for (size_t cut = 0; cut < trace.find("SystemShutdown reboot"); ++cut) {
             const std::vector<KnownRun> runs = read(trace.substr(cut));
             ASSERT_EQ(runs.size(), 1U) << cut;
             EXPECT_TRUE(runs[0].end == RunEnd::Command && runs[0].operation == "reset") << cut;
+            EXPECT_NE(runs[0].hasJob, false) << cut; // there was one
         }
     }
 }

@@ -86,6 +86,8 @@ TEST(Story, TellsWhatIsNotKnownAndWhichLevelWouldTell) {
         "command  /sbin/poweroff\n"
         "level    1, as it seems\n"
         "unknown  who asked (level 2 would tell); the reason's number, the delay (level 3 would tell)\n");
+    const std::string refused = storyOfLast(std::ranges::find(all, "the queue was full", &Told::text)->trace);
+    EXPECT_EQ(refused.find("unknown "), std::string::npos) << refused;
 }
 
 } // namespace
