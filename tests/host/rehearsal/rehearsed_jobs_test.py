@@ -164,7 +164,8 @@ class HostileJobs(Rehearsal):
         self.assertEqual((child.returncode, "Verdict: interrupted" in shown), (130, True))
 
     def test_a_killed_module_is_told_with_what_was_seen(self):
-        self.write_job(f"{MODULES_PROCESS}; kill -9 ${{p#/proc/}}")
+        # A while after its start, of which nobody tells it that the launcher has heard.
+        self.write_job(f"{MODULES_PROCESS}; sleep 0.5; kill -9 ${{p#/proc/}}")
         run, _ = self.rehearse(code=130)
         self.assertEqual((run["end"], run["asAsked"], run["command"]), ("interrupted", False, None))
         self.assertEqual((run["phases"][-1]["name"], self.warnings(run)), ("job", {"module-process-ended"}))
