@@ -69,14 +69,18 @@ public:
         m_document.SetObject();
         setMember(m_document, key::Envelope, std::move(envelope));
     }
-    ~HostEnvelope() {
-        std::free(m_text);
-    } // NOLINT(cppcoreguidelines-no-malloc): whoever filled it had it from malloc
+    ~HostEnvelope() { std::free(m_text); }
     HostEnvelope(const HostEnvelope&) = delete;
     HostEnvelope& operator=(const HostEnvelope&) = delete;
 
     // For slots 7 and 8. The envelope stays this object's.
-    SipJson* handle() { return reinterpret_cast<SipJson*>(this); }
+    SipJson* handle() {
+        static_assert(sizeof(HostEnvelope) == kEnvelopeSize &&
+                      offsetof(HostEnvelope, m_text) == kEnvelopeTextOffset &&
+                      offsetof(HostEnvelope, m_document) == kEnvelopeDocumentOffset &&
+                      offsetof(HostEnvelope, m_cursor) == kEnvelopeCursorOffset);
+        return reinterpret_cast<SipJson*>(this);
+    }
 
     // The command that the cursor selects: of an envelope made here, or of one that the host object was
     // handed. Null when there is none, and for null.
@@ -99,21 +103,9 @@ public:
     EnvelopeValue* command() { return commandOf(handle()); }
 
 private:
-    static constexpr bool isLaidOutAsAgreed() {
-        return sizeof(HostEnvelope) == kEnvelopeSize &&
-               offsetof(HostEnvelope, m_text) == kEnvelopeTextOffset &&
-               offsetof(HostEnvelope, m_document) == kEnvelopeDocumentOffset &&
-               offsetof(HostEnvelope, m_cursor) == kEnvelopeCursorOffset;
-    }
-    friend struct HostEnvelopeLayout;
-
     char* m_text = nullptr;
     EnvelopeValue m_document;
     int32_t m_cursor = 0;
-};
-
-struct HostEnvelopeLayout {
-    static_assert(HostEnvelope::isLaidOutAsAgreed());
 };
 
 } // namespace em

@@ -64,8 +64,10 @@ TEST(XmlEncoding, Refused) {
     const std::tuple<const char*, std::string, const char*, size_t> cases[] = {
         {"Latin-1 without a word", "<a>\xfc</a>", kInvalid, 3},
         {"Latin-1 that says UTF-8", head + "\xfc</a>", kInvalid, head.size()},
-        {"beyond Unicode", "<a>\xf4\x90\x80\x80</a>", kInvalid, 0},
+        {"beyond Unicode", "<a>\xf4\x90\x80\x80</a>", kInvalid, 3},
         {"cut in a character", "<a/>\xc3", kIncomplete, 4},
+        {"cut in its third byte", "<a/>\xe2\x82", kIncomplete, 4},
+        {"no character, however it went on", "<a/>\xe0\x80", kInvalid, 4},
         {"UTF-16 cut in half", "\xFF\xFE" + utf16(u"<a/>", false) + "x", kIncomplete, 8},
         {"half a surrogate pair", "\xFF\xFE" + utf16(u"<a>", false) + "\x01\xD8x\0"s, kInvalid, 6},
         {"NUL", "<a>\0</a>"s, "it holds a NUL character", 0},
@@ -108,6 +110,11 @@ TEST(XmlEncoding, TextIsBounded) {
 
 TEST(Utf8, LongestValidBeginning) {
     EXPECT_EQ(17U, validUtf8Length("a\xc3\xbc\xe0\xa0\x80\xed\x9f\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"));
+    for (size_t at = 0; at < 20; ++at) { // wherever in the eight that are looked at together
+        std::string text(20, 'a');
+        text[at] = '\xff';
+        EXPECT_EQ(at, validUtf8Length(text));
+    }
     // Cut, longer than needed, a surrogate, beyond Unicode.
     const std::pair<const char*, size_t> cases[] = {
         {"", 0},

@@ -59,6 +59,32 @@ TEST_F(ProfileTest, ValuesAreRead) {
     EXPECT_EQ(1021u, read("S", "A", nullptr, 4000));
 }
 
+// The file is read by blocks: where one ends, whatever it cuts in two, shows in nothing.
+TEST_F(ProfileTest, ALineIsReadWholeWhereverItLies) {
+    const std::string wanted = "[S]\nA=1\n[T]\n";
+    for (const size_t block : {4096UL, 4096UL + 65536UL}) {
+        for (size_t at = block - wanted.size() - 1; at <= block + 1; ++at) {
+            std::string lines;
+            while (lines.size() + 8 <= at) {
+                lines += "[x]\nB=\n";
+            }
+            for (const std::string& before :
+                 {lines, std::string(at, 'y')}) { // and a line longer than a block
+                fill(before + std::string(at - before.size(), ' ') + "\n" + wanted);
+                ASSERT_EQ(1u, read("S", "A", "DEFAULT", 100)) << at;
+                ASSERT_STREQ("1", m_buffer.c_str()) << at;
+            }
+        }
+    }
+    fake::failNth("read", 2, EIO); // half a file is not taken for the whole
+    const test::TraceCapture capture(4);
+    EXPECT_EQ(7u, read("S", "A", "DEFAULT", 100));
+    EXPECT_EQ("GetPrivateProfileString: Cannot open " + m_file + "\n", capture.text());
+    fake::failNth("read", 2, EIO);
+    EXPECT_EQ(0u, read(nullptr, nullptr, nullptr, 100000));
+    EXPECT_EQ('\0', m_buffer[0]);
+}
+
 TEST_F(ProfileTest, EverySizeOfBufferIsKept) {
     fill("[a]\nk1=12345\nk2=\n[b]\n[cc]\n");
     const std::string rest(1, kUntouched);
