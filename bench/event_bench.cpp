@@ -1,92 +1,86 @@
-// What the operations of an event cost while the trace is off, against the system calls that they cannot do
-// without.
+// What the operations of an event cost while the trace is off, beside the calls that they cannot do without;
+// a wake beside the required way: the mutex, a broadcast and a yield.
 #include <pthread.h>
 #include <sched.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <new>
+#include <memory>
 #include <thread>
+#include <vector>
 
-#include "bench/paired_rounds.h"
+#include "bench/comparison.h"
 #include "platform/events/event_handle.h"
 
+namespace em::bench {
 namespace {
 
-std::atomic<long> allocations{0};
+constexpr int kRounds = 101;
 
-// The peers, called like the operations: through a reference, not inlined.
-struct Peer {
-    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
-    std::atomic<bool> state{true};
-
-    [[gnu::noinline]] bool load() const { return state.load(); }
+// The floors, called like the operations: through a reference, not inlined.
+class Floor {
+public:
+    [[gnu::noinline]] bool load() const { return m_state.load(); }
     [[gnu::noinline]] void lockAndUnlock() {
-        ::pthread_mutex_lock(&mutex);
-        ::pthread_mutex_unlock(&mutex);
+        ::pthread_mutex_lock(&m_mutex);
+        ::pthread_mutex_unlock(&m_mutex);
     }
     [[gnu::noinline]] void lockUnlockYield() {
         lockAndUnlock();
         ::sched_yield();
     }
+
+private:
+    pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
+    std::atomic<bool> m_state{true};
 };
 
-template <class Value>
-void keep(const Value& value) {
-    asm volatile("" : : "g"(value) : "memory");
+// A host has many threads, and with a single one the C library leaves the locking out of its mutexes.
+class Bystander {
+public:
+    Bystander()
+        : m_thread([this] { benchmark::DoNotOptimize(m_stop.WaitForEvent(EVENT_WAIT_FOREVER, false)); }) {}
+    Bystander(const Bystander&) = delete;
+    Bystander& operator=(const Bystander&) = delete;
+    ~Bystander() {
+        m_stop.SetEvent();
+        m_thread.join();
+    }
+
+private:
+    EventHandle m_stop{false, false};
+    std::thread m_thread;
+};
+
+template <class Ours, class Theirs>
+void compareCalls(const std::string& name, int count, Ours ours, Theirs theirs) {
+    compare(name, kRounds, [=] {
+        struct Sides {
+            Bystander bystander;
+            EventHandle event{true, true};
+            Floor floor;
+        };
+        const auto sides = std::make_shared<Sides>();
+        return Pair{timed(count, [=] { benchmark::DoNotOptimize(ours(sides->event)); }),
+                    timed(count, [=] { theirs(sides->floor); })};
+    });
 }
 
 } // namespace
 
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+void addComparisons() {
+    compareCalls(
+        "check / one atomic load", 200'000, [](EventHandle& event) { return event.CheckEvent(); },
+        [](Floor& floor) { benchmark::DoNotOptimize(floor.load()); });
+    compareCalls(
+        "reset / a mutex", 50'000, [](EventHandle& event) { return event.ResetEvent(); },
+        [](Floor& floor) { floor.lockAndUnlock(); });
+    compareCalls(
+        "signalled wait / a mutex", 50'000,
+        [](EventHandle& event) { return event.WaitForEvent(EVENT_WAIT_FOREVER, true); },
+        [](Floor& floor) { floor.lockAndUnlock(); });
+    compareCalls(
+        "set / a mutex and a yield", 5'000, [](EventHandle& event) { return event.SetEvent(); },
+        [](Floor& floor) { floor.lockUnlockYield(); });
 }
 
-int main() {
-    using em::bench::comparePaired;
-    using em::bench::print;
-    constexpr int kLoads = 200'000;
-    constexpr int kLocks = 50'000;
-    constexpr int kYields = 5'000;
-
-    // A host has many threads, and with a single one the C library leaves the locking out of its mutexes.
-    em::EventHandle stop(false, false);
-    std::thread bystander([&] { keep(stop.WaitForEvent(em::EVENT_WAIT_FOREVER, false)); });
-
-    em::EventHandle event(true, true);
-    Peer peer;
-    const long before = allocations;
-    print("check to one atomic load",
-          comparePaired(
-              kLoads, [&](int) { keep(event.CheckEvent()); }, [&](int) { keep(peer.load()); }),
-          1.15);
-    print("reset to a mutex",
-          comparePaired(
-              kLocks, [&](int) { keep(event.ResetEvent()); }, [&](int) { peer.lockAndUnlock(); }),
-          1.15);
-    print("set to a mutex and a yield",
-          comparePaired(
-              kYields, [&](int) { keep(event.SetEvent()); }, [&](int) { peer.lockUnlockYield(); }),
-          1.05);
-    print("wait on a signalled event to a mutex",
-          comparePaired(
-              kLocks, [&](int) { keep(event.WaitForEvent(em::EVENT_WAIT_FOREVER, true)); },
-              [&](int) { peer.lockAndUnlock(); }),
-          1.15);
-    const long allocated = allocations - before;
-    stop.SetEvent();
-    bystander.join();
-    std::printf("allocations: %ld\n", allocated);
-    return EXIT_SUCCESS;
-}
+} // namespace em::bench
