@@ -1,25 +1,21 @@
-// What the registry store costs, as ratios of pairs that run one after the other: loading against a scan of
-// the file's lines and against other stores, saving against writing and renaming the same bytes, a look-up
-// against a plain binary search. Works in the current directory, whose file system the syncs measure.
-#include <benchmark/benchmark.h>
+// What the registry store costs: loading beside a scan of the file's lines and beside other stores, saving
+// beside a hand-written serialising of the same values with the same writes, renames and syncs, a look-up
+// beside a plain binary search. Works in the current directory, whose file system the syncs measure.
 #include <fcntl.h>
 #include <malloc.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "base/file_content.h"
 #include "bench/registry_peers.h"
-#include "bench/stopwatch.h"
 #include "platform/registry/registry_node.h"
 #include "platform/registry/registry_reader.h"
 #include "platform/registry/registry_save.h"
@@ -39,28 +35,14 @@ namespace em::bench {
 namespace {
 
 constexpr const char* kDirectory = "registry_bench.files";
+constexpr int kRounds = 11;
 
-double medianOf(std::vector<double>& values) {
-    const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
-// The time that is shown is ours. Counters: the median ratio of the pairs, and the ratio that is wanted at
-// most.
-void runPairs(benchmark::State& state, const Timed& ours, const Timed& theirs, double mark) {
-    std::vector<double> ratios;
-    for (int i = 0; i < 3; ++i) {
-        static_cast<void>(ours() + theirs()); // the memory and the caches that the first pairs have to get
-    }
-    for ([[maybe_unused]] auto round : state) {
-        const double seconds = ours();
-        state.SetIterationTime(seconds);
-        ratios.push_back(seconds / theirs());
-    }
-    state.counters["ratio"] = medianOf(ratios);
-    state.counters["mark"] = mark;
-}
+struct ScratchDirectory {
+    ScratchDirectory() { std::filesystem::create_directory(kDirectory); }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+    ~ScratchDirectory() { std::filesystem::remove_all(kDirectory); }
+};
 
 struct Tree {
     explicit Tree(std::string_view text) {
@@ -69,19 +51,19 @@ struct Tree {
     CRegistryNode root{0};
 };
 
-// A registry file of values of one key, or of as many keys with one value each.
-std::string registryText(size_t count, bool tree) {
+std::string registryText(size_t count, Order order) {
     std::string text = "[HKEY_LOCAL_MACHINE]\n";
     for (size_t i = 0; i < count; ++i) {
-        const std::string value = valueName(i) + "=s=" + valueText(i) + "\n";
-        text += tree ? "[" + valueName(i) + "]\n" + value + "\n" : value;
+        const std::string name = valueName(indexOf(i, count, order));
+        const std::string value = name + "=s=" + valueText(i) + "\n";
+        text += order == Order::Keys ? "[" + name + "]\n" + value + "\n" : value;
     }
     return text + "\n\n";
 }
 
-std::string registryFile(size_t count, bool tree) {
+std::string registryFile(size_t count, Order order) {
     const std::string path = std::string(kDirectory) + "/load";
-    writeFile(path, registryText(count, tree));
+    writeFile(path, registryText(count, order));
     return path;
 }
 
@@ -111,80 +93,72 @@ double scanLines(const std::string& path) {
     return watch.seconds();
 }
 
-template <class Body>
-void add(const std::string& name, Body&& body) {
-    benchmark::RegisterBenchmark(name.c_str(), std::forward<Body>(body))
-        ->UseManualTime()
-        ->Unit(benchmark::kMicrosecond);
-}
-
-void addLoads(size_t count, bool tree) {
-    const std::string what = "load " + std::to_string(count) + (tree ? " keys" : " values") + " / ";
-    add(what + "scan of the lines", [=](benchmark::State& state) {
-        const std::string path = registryFile(count, tree);
-        runPairs(
-            state, [&] { return load(path); }, [&] { return scanLines(path); }, 6.5);
+void addLoads(const std::string& what, size_t count, Order order) {
+    compare(what + " / scan of the lines", kRounds, [=] {
+        const std::string path = registryFile(count, order);
+        return Pair{[path] { return load(path); }, [path] { return scanLines(path); }};
     });
     for (const Peer& peer : kPeers) {
-        add(what + peer.name, [=](benchmark::State& state) {
-            const std::string path = registryFile(count, tree);
-            runPairs(
-                state, [&] { return load(path); }, peer.prepare(kDirectory, count, tree), peer.mark);
+        compare(what + " / " + peer.name, kRounds, [=] {
+            const std::string path = registryFile(count, order);
+            return Pair{[path] { return load(path); }, peer.prepare(kDirectory, count, order)};
         });
     }
 }
 
-// Of the load time from 1,000 to 100,000 values.
-void growth(benchmark::State& state, bool tree) {
-    constexpr size_t kSteps = 100;
-    const std::string small = std::string(kDirectory) + "/small";
-    writeFile(small, registryText(1'000, tree));
-    const std::string large = registryFile(1'000 * kSteps, tree);
-    std::vector<double> exponents;
-    static_cast<void>(load(large)); // gets the memory
-    for ([[maybe_unused]] auto round : state) {
-        double seconds = 0;
-        for (size_t i = 0; i < kSteps; ++i) {
-            seconds += load(small);
+// The same values as plain pairs of texts, in the file's order.
+class PlainStore {
+public:
+    explicit PlainStore(size_t count) {
+        for (size_t i = 0; i < count; ++i) {
+            m_values.push_back({valueName(i), valueText(i)});
         }
-        const double whole = load(large);
-        state.SetIterationTime(whole);
-        exponents.push_back(1 + std::log(whole / seconds) / std::log(double{kSteps}));
     }
-    state.counters["exponent"] = medianOf(exponents);
-    state.counters["mark"] = 1.05;
-}
 
-void writeAndRename(const std::string& content) {
-    const std::string fresh = std::string(kDirectory) + "/plain.new";
-    const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    require(::write(file, content.data(), content.size()) == static_cast<ssize_t>(content.size()), "write");
-    require(fsync(file) == 0 && ::close(file) == 0, "fsync, close");
-    require(::rename(fresh.c_str(), (std::string(kDirectory) + "/plain").c_str()) == 0, "rename");
-    const int directory = ::open(kDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    require(fsync(directory) == 0 && ::close(directory) == 0, "fsync of the directory");
-}
+    void save() const {
+        std::string text = "[HKEY_LOCAL_MACHINE]\n";
+        for (const Value& value : m_values) {
+            text.append(value.name).append("=s=").append(value.text).append("\n");
+        }
+        text += "\n\n";
+        writeAndRename(text);
+    }
 
-void save(benchmark::State& state, size_t count, bool withSyncs) {
-    const std::string text = registryText(count, false);
-    Tree tree(text);
+private:
+    struct Value {
+        std::string name;
+        std::string text;
+    };
+
+    static void writeAndRename(const std::string& content) {
+        const std::string main = std::string(kDirectory) + "/plain";
+        const std::string fresh = main + ".new";
+        const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        require(::write(file, content.data(), content.size()) == static_cast<ssize_t>(content.size()),
+                "write");
+        require(fsync(file) == 0 && ::close(file) == 0, "fsync, close");
+        static_cast<void>(::rename(main.c_str(), (main + ".old").c_str())); // none yet at first
+        require(::rename(fresh.c_str(), main.c_str()) == 0, "rename");
+        const int directory = ::open(kDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        require(fsync(directory) == 0 && ::close(directory) == 0, "fsync of the directory");
+    }
+
+    std::vector<Value> m_values;
+};
+
+Pair save(size_t count, bool withSyncs) {
+    const auto tree = std::make_shared<Tree>(registryText(count, Order::Sorted));
+    const auto plain = std::make_shared<PlainStore>(count);
     syncs = withSyncs;
     // What a sync takes is waiting.
     const clockid_t clock = withSyncs ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID;
-    runPairs(
-        state,
-        [&] {
-            const Stopwatch watch(clock);
-            require(saveRegistryFile(kDirectory, tree.root, false).failedAt == nullptr, "saving");
-            return watch.seconds();
-        },
-        [&] {
-            const Stopwatch watch(clock);
-            writeAndRename(text);
-            return watch.seconds();
-        },
-        withSyncs ? 1.1 : 2.0);
-    syncs = true;
+    return {
+        timed(
+            1,
+            [=] { require(saveRegistryFile(kDirectory, tree->root, false).failedAt == nullptr, "saving"); },
+            clock),
+        timed(
+            1, [=] { plain->save(); }, clock)};
 }
 
 const RegistryEntry* plainSearch(std::span<const RegistryEntry> entries, const char* name) {
@@ -201,60 +175,40 @@ const RegistryEntry* plainSearch(std::span<const RegistryEntry> entries, const c
     return nullptr;
 }
 
-void lookUp(benchmark::State& state, size_t count) {
-    Tree tree(registryText(count, false));
-    const RegistryKeyRef key = tree.root.SubKey("HKEY_LOCAL_MACHINE");
-    const RegistryTable& table = key->UnsharedTable();
+Pair lookUp(size_t count) {
+    const auto tree = std::make_shared<Tree>(registryText(count, Order::Sorted));
+    const auto key = std::make_shared<RegistryKeyRef>(tree->root.SubKey("HKEY_LOCAL_MACHINE"));
     std::vector<std::string> names;
     for (size_t i = 0; i < 10'000; ++i) {
         names.push_back(valueName(i * 7919 % count));
     }
-    const auto timed = [&names](auto&& search) {
-        const Stopwatch watch;
-        for (const std::string& name : names) {
-            benchmark::DoNotOptimize(search(name.c_str()));
-        }
-        return watch.seconds();
+    const auto all = [&](auto search) {
+        return timed(1, [tree, key, names, search] {
+            for (const std::string& name : names) {
+                benchmark::DoNotOptimize(search((*key)->UnsharedTable(), name.c_str()));
+            }
+        });
     };
-    const size_t before = ::mallinfo2().uordblks;
-    static_cast<void>(timed([&](const char* name) { return table.find(name); }));
-    state.counters["bytes"] = static_cast<double>(::mallinfo2().uordblks - before);
-    runPairs(
-        state, [&] { return timed([&](const char* name) { return table.find(name); }); },
-        [&] { return timed([&](const char* name) { return plainSearch(table.entries(), name); }); }, 1.15);
-}
-
-void addAll() {
-    for (const size_t count : {1'000, 10'000, 100'000}) {
-        addLoads(count, false);
-    }
-    addLoads(100'000, true);
-    for (const bool tree : {false, true}) {
-        add(tree ? "growth of load, keys" : "growth of load, values",
-            [=](benchmark::State& state) { growth(state, tree); });
-    }
-    for (const size_t count : {1'000, 10'000, 100'000}) {
-        const std::string values = std::to_string(count) + " values";
-        for (const bool withSyncs : {false, true}) {
-            add("save " + values + (withSyncs ? ", synced" : "") + " / write, rename",
-                [=](benchmark::State& state) { save(state, count, withSyncs); });
-        }
-        add("10000 look-ups in " + values + " / binary search",
-            [=](benchmark::State& state) { lookUp(state, count); });
-    }
+    return {all([](RegistryTable& table, const char* name) { return table.find(name); }),
+            all([](RegistryTable& table, const char* name) { return plainSearch(table.entries(), name); })};
 }
 
 } // namespace
-} // namespace em::bench
 
-int main(int argc, char** argv) {
+void addComparisons() {
     // Memory stays with the process: what the kernel takes for fresh pages is the machine's, and no store's.
     ::mallopt(M_TRIM_THRESHOLD, INT_MAX);
     ::mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024);
-    std::filesystem::create_directory(em::bench::kDirectory);
-    em::bench::addAll();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    std::filesystem::remove_all(em::bench::kDirectory);
-    return 0;
+    static const ScratchDirectory scratch;
+    for (const size_t count : {1'000, 10'000, 100'000}) {
+        const std::string values = std::to_string(count) + " values";
+        addLoads("load " + values, count, Order::Sorted);
+        compare("save " + values + " / hand-written", kRounds, [=] { return save(count, false); });
+        compare("save " + values + ", synced / hand-written", kRounds, [=] { return save(count, true); });
+        compare("10,000 look-ups in " + values + " / binary search", kRounds, [=] { return lookUp(count); });
+    }
+    addLoads("load 100000 values, shuffled", 100'000, Order::Shuffled);
+    addLoads("load 100000 keys", 100'000, Order::Keys);
 }
+
+} // namespace em::bench

@@ -10,35 +10,26 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <stdexcept>
-
-#include "bench/stopwatch.h"
-
 namespace em::bench {
-
-void require(bool holds, const char* what) {
-    if (!holds) {
-        throw std::runtime_error(what);
-    }
-}
 
 namespace {
 
-std::string iniFile(const std::string& directory, size_t count, bool tree) {
+std::string iniFile(const std::string& directory, size_t count, Order order) {
     const std::string path = directory + "/peer.ini";
-    std::string text = tree ? "" : "[section]\n";
+    std::string text = order == Order::Keys ? "" : "[section]\n";
     for (size_t i = 0; i < count; ++i) {
-        if (tree) {
-            text += "[" + valueName(i) + "]\n";
+        const std::string name = valueName(indexOf(i, count, order));
+        if (order == Order::Keys) {
+            text += "[" + name + "]\n";
         }
-        text += valueName(i) + "=" + valueText(i) + "\n";
+        text += name + "=" + valueText(i) + "\n";
     }
     writeFile(path, text);
     return path;
 }
 
-Timed gKeyFile(const std::string& directory, size_t count, bool tree) {
-    return [path = iniFile(directory, count, tree)] {
+Timed gKeyFile(const std::string& directory, size_t count, Order order) {
+    return [path = iniFile(directory, count, order)] {
         const std::unique_ptr<GKeyFile, void (*)(GKeyFile*)> file(g_key_file_new(), g_key_file_unref);
         const Stopwatch watch;
         const bool loaded =
@@ -49,11 +40,11 @@ Timed gKeyFile(const std::string& directory, size_t count, bool tree) {
     };
 }
 
-Timed simpleIni(const std::string& directory, size_t count, bool tree) {
-    return [path = iniFile(directory, count, tree)] {
+Timed simpleIni(const std::string& directory, size_t count, Order order) {
+    return [path = iniFile(directory, count, order)] {
         CSimpleIniCaseA file;
         const Stopwatch watch;
-        const bool loaded = file.loadFile(path.c_str()) == SI_OK;
+        const bool loaded = file.LoadFile(path.c_str()) == SI_OK;
         const double seconds = watch.seconds();
         require(loaded, "SimpleIni");
         return seconds;
@@ -67,8 +58,8 @@ int takeIntoMap(void* user, const char* section, const char* name, const char* v
     return 1;
 }
 
-Timed inihAndMap(const std::string& directory, size_t count, bool tree) {
-    return [path = iniFile(directory, count, tree)] {
+Timed inihAndMap(const std::string& directory, size_t count, Order order) {
+    return [path = iniFile(directory, count, order)] {
         Map map;
         const Stopwatch watch;
         const bool loaded = ini_parse(path.c_str(), takeIntoMap, &map) == 0;
@@ -78,8 +69,8 @@ Timed inihAndMap(const std::string& directory, size_t count, bool tree) {
     };
 }
 
-Timed propertyTree(const std::string& directory, size_t count, bool tree) {
-    return [path = iniFile(directory, count, tree)] {
+Timed propertyTree(const std::string& directory, size_t count, Order order) {
+    return [path = iniFile(directory, count, order)] {
         boost::property_tree::ptree values;
         const Stopwatch watch;
         boost::property_tree::read_ini(path, values);
@@ -88,15 +79,16 @@ Timed propertyTree(const std::string& directory, size_t count, bool tree) {
 }
 
 // One row a value, all of them read into a map.
-Timed sqlite(const std::string& directory, size_t count, bool tree) {
+Timed sqlite(const std::string& directory, size_t count, Order order) {
     const std::string path = directory + "/peer.sqlite";
     static_cast<void>(std::remove(path.c_str()));
     sqlite3* database = nullptr;
     require(sqlite3_open(path.c_str(), &database) == SQLITE_OK, "sqlite3");
     std::string script = "create table v(name text primary key, value text) without rowid; begin;";
     for (size_t i = 0; i < count; ++i) {
-        const std::string section = tree ? valueName(i) : "section";
-        script += "insert into v values('" + section + "\\" + valueName(i) + "','" + valueText(i) + "');";
+        const std::string name = valueName(indexOf(i, count, order));
+        const std::string section = order == Order::Keys ? name : "section";
+        script += "insert into v values('" + section + "\\" + name + "','" + valueText(i) + "');";
     }
     require(sqlite3_exec(database, (script + "commit;").c_str(), nullptr, nullptr, nullptr) == SQLITE_OK,
             "sqlite3");
@@ -123,12 +115,17 @@ Timed sqlite(const std::string& directory, size_t count, bool tree) {
 } // namespace
 
 const std::array<Peer, 5> kPeers{{
-    {"GKeyFile", gKeyFile, 0.5},
-    {"SimpleIni", simpleIni, 0},
-    {"inih and std::map", inihAndMap, 0},
-    {"Boost property_tree", propertyTree, 0},
-    {"sqlite3", sqlite, 0},
+    {"GKeyFile", gKeyFile},
+    {"SimpleIni", simpleIni},
+    {"inih and std::map", inihAndMap},
+    {"Boost property_tree", propertyTree},
+    {"sqlite3", sqlite},
 }};
+
+// 7919 is prime and no divisor of a count, so each index comes once.
+size_t indexOf(size_t i, size_t count, Order order) {
+    return order == Order::Shuffled ? i * 7919 % count : i;
+}
 
 std::string valueName(size_t index) {
     std::string digits = std::to_string(index);

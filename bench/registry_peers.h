@@ -3,24 +3,28 @@
 
 #include <array>
 #include <cstddef>
-#include <functional>
 #include <string>
+
+#include "bench/comparison.h"
 
 namespace em::bench {
 
-// Seconds that a piece of work took, without what it took to put away its result.
-using Timed = std::function<double()>;
+enum class Order {
+    Sorted,
+    Shuffled,
+    Keys, // sorted, each value in a section of its own
+};
 
 struct Peer {
     const char* name;
     // Writes the peer's own file of `count` values "value000000" ... into the directory and returns the
-    // loading of it. Values of one section, or, in a tree, one value in each section.
-    Timed (*prepare)(const std::string& directory, size_t count, bool tree);
-    double mark; // of our time to its; 0: for comparison only
+    // loading of it, without what it takes to put away the result.
+    Timed (*prepare)(const std::string& directory, size_t count, Order order);
 };
 extern const std::array<Peer, 5> kPeers;
 
-void require(bool holds, const char* what); // throws otherwise
+// Of the value that comes i-th.
+size_t indexOf(size_t i, size_t count, Order order);
 std::string valueName(size_t index);
 std::string valueText(size_t index);
 void writeFile(const std::string& path, const std::string& content);
