@@ -106,30 +106,27 @@ void addLoads(const std::string& what, size_t count, Order order) {
     }
 }
 
-// The same values as plain pairs of texts, in the file's order.
+// The same values, each name and text terminated and in one block as the store's, in the file's order.
 class PlainStore {
 public:
     explicit PlainStore(size_t count) {
         for (size_t i = 0; i < count; ++i) {
-            m_values.push_back({valueName(i), valueText(i)});
+            m_values.push_back(valueName(i) + '\0' + valueText(i));
         }
     }
 
     void save() const {
         std::string text = "[HKEY_LOCAL_MACHINE]\n";
-        for (const Value& value : m_values) {
-            text.append(value.name).append("=s=").append(value.text).append("\n");
+        for (const std::string& value : m_values) {
+            const char* const name = value.c_str();
+            const size_t length = std::strlen(name);
+            text.append(name, length).append("=s=").append(name + length + 1).append("\n");
         }
         text += "\n\n";
         writeAndRename(text);
     }
 
 private:
-    struct Value {
-        std::string name;
-        std::string text;
-    };
-
     static void writeAndRename(const std::string& content) {
         const std::string main = std::string(kDirectory) + "/plain";
         const std::string fresh = main + ".new";
@@ -143,7 +140,7 @@ private:
         require(fsync(directory) == 0 && ::close(directory) == 0, "fsync of the directory");
     }
 
-    std::vector<Value> m_values;
+    std::vector<std::string> m_values;
 };
 
 Pair save(size_t count, bool withSyncs) {
