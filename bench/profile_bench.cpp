@@ -30,8 +30,8 @@ constexpr const char* kSection = "Section";
 // Keys of one section, in a file that goes with it.
 class ProfileFile {
 public:
-    ProfileFile(size_t lines, bool last) : m_key(keyOf(last ? lines - 1 : 0)) {
-        m_text = std::string("[") + kSection + "]\n";
+    ProfileFile(size_t lines, bool last)
+        : m_key(keyOf(last ? lines - 1 : 0)), m_text(std::string("[") + kSection + "]\n") {
         for (size_t i = 0; i < lines; ++i) {
             m_text += keyOf(i) + " = value " + std::to_string(i) + " ; a comment\n";
         }

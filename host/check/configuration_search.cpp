@@ -21,7 +21,7 @@ std::vector<std::string> searchedPlaces(const Surroundings& host) {
     std::vector<std::string> places;
     const auto add = [&](const std::string& directory) {
         std::string path = pathFrom(host.directory, directory);
-        path = path.substr(0, std::max<size_t>(path.find_last_not_of('/') + 1, 1));
+        path.erase(std::min(path.size(), std::max<size_t>(path.find_last_not_of('/') + 1, 1)));
         if (std::ranges::find(places, path) == places.end()) {
             places.push_back(std::move(path));
         }
