@@ -37,7 +37,6 @@ constexpr const char* kWorker[] = {"EM_SHUTDOWN         : Worker thread woke up!
                                    "EM_SHUTDOWN         : No valid power off time configured for week day 3!",
                                    "EM_SHUTDOWN         : Worker thread sleeps 30 seconds for next action"};
 constexpr const char* kRestart[] = {
-    "### Starting module EM_SHUTDOWN ###",
     "EM_SHUTDOWN (REQ)   : OC 0x0206-0x0000 OID 0x0000 CABID 0001 MID 0x00000000 Stat 0x16 Data 5",
     "EM_SHUTDOWN         :  # Request CM_RequestShutdownAndReset #",
     "EM_SHUTDOWN         : System shutdown status changed to 1",
@@ -51,7 +50,8 @@ constexpr const char* kRestart[] = {
     "COSShutdown         : SystemShutdown reboot (/sbin/reboot)",
     "COSShutdown         : ExecuteCmd initiated /sbin/reboot",
     "COSShutdown         : ExecuteCmd finished: /sbin/reboot",
-    "EM_SHUTDOWN         : System shutdown status changed to 3"};
+    "EM_SHUTDOWN         : System shutdown status changed to 3",
+    "### Starting module EM_SHUTDOWN ###"};
 
 // An hour of the trace.
 std::string hourOf(unsigned day, unsigned hour) {
@@ -136,7 +136,7 @@ Cost explain(const std::string& file) {
 }
 
 void searchLines(const std::string& file) {
-    constexpr std::string_view kWanted = "EM_SHUTDOWN";
+    constexpr std::string_view kWanted = "CM_RequestShutdown";
     const UniqueFd input(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     std::vector<char> bytes(2 * kBlock);
     size_t kept = 0;
