@@ -8,11 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <memory>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -77,7 +75,8 @@ std::string hourOf(unsigned day, unsigned hour) {
     return text;
 }
 
-// The trace in a file, gone at the end: in memory where half of the free memory holds it, else on the disk.
+// The trace in a file without a name, so that it is gone with this process whatever ends it: in memory where
+// half of the free memory holds it, else on the disk.
 class TraceFile {
 public:
     TraceFile() {
@@ -88,11 +87,9 @@ public:
             m_size += text.size();
         }
     }
-    TraceFile(const TraceFile&) = delete;
-    TraceFile& operator=(const TraceFile&) = delete;
-    ~TraceFile() { ::unlink(m_path.c_str()); }
 
-    [[nodiscard]] const std::string& path() const { return m_path; }
+    // For children, too.
+    [[nodiscard]] std::string path() const { return fmt::format("/proc/{}/fd/{}", ::getpid(), m_file.get()); }
 
 private:
     static bool fitsInMemory() {
@@ -103,10 +100,8 @@ private:
                memory.f_bavail * static_cast<size_t>(memory.f_bsize) > kBytes + (kBytes >> 3);
     }
 
-    std::string m_path =
-        std::string(fitsInMemory() ? "/dev/shm" : std::filesystem::temp_directory_path().c_str()) +
-        "/explain_bench.XXXXXX";
-    UniqueFd m_file{::mkostemp(m_path.data(), O_CLOEXEC)};
+    UniqueFd m_file{::open(fitsInMemory() ? "/dev/shm" : std::filesystem::temp_directory_path().c_str(),
+                           O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)};
     size_t m_size = 0;
 };
 
