@@ -24,7 +24,7 @@ function(em_harden_module target)
   set_target_properties(${target} PROPERTIES PREFIX "" NO_SONAME ON SKIP_BUILD_RPATH ON LINK_DEPENDS ${map})
   target_link_options(${target} PRIVATE
     -Wl,--version-script=${map} -Wl,--exclude-libs,ALL
-    -Wl,-z,relro,-z,now,-z,noexecstack)
+    -Wl,-z,relro,-z,now,-z,noexecstack $<$<CONFIG:Release>:-Wl,--gc-sections>)
   # The sanitizers' own symbols are found in the executable at run time only.
   if(NOT EM_SANITIZE)
     target_link_options(${target} PRIVATE -Wl,-z,defs)

@@ -65,6 +65,9 @@ constexpr auto ModuleLife::handlers() {
 }
 
 void ModuleLife::take(const TraceLine& line) {
+    if (line.kind->event == TraceEvent::LevelOnly && !m_current && m_waiting.empty()) {
+        return; // the watcher's, each second: nobody is there whom its time would tell something
+    }
     m_now = findTime(line.prefix);
     m_level = isOfQueue(line.kind->event) ? 0 : line.kind->level;
     if (m_current) {

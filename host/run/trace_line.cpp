@@ -104,6 +104,7 @@ public:
             m_messages.push_back(
                 {TraceEvent::Message, kMessageLevel, TracePattern(row.format), nullptr, row.fields});
         }
+        m_tags.push_back(kMessageTags); // last, since they are the fewest
         m_untagged.push_back({TraceEvent::Starting, 1, TracePattern(line::kStarting)});
         m_untagged.push_back({TraceEvent::Stopping, 1, TracePattern(line::kStopping)});
     }
@@ -133,7 +134,7 @@ private:
         m_tagged[static_cast<unsigned char>(kind.pattern.head()[kTellingByte])].push_back(std::move(kind));
     }
 
-    std::vector<std::string_view> m_tags = {kMessageTags};
+    std::vector<std::string_view> m_tags;
     std::array<std::vector<TraceLineKind>, 256> m_tagged;
     std::vector<TraceLineKind> m_messages, m_untagged;
 };
@@ -149,16 +150,15 @@ bool beginsWithTag(std::string_view text) {
     return !text.empty() && lineTable().isTag(text);
 }
 
-const TraceLineKind* findTraceLine(std::string_view text, bool tagged, TraceFields& fields) {
+std::optional<TraceLine> findTraceLine(std::string_view text, bool tagged) {
     for (const TraceLineKind& kind : lineTable().kindsOf(text, tagged)) {
         if (text.starts_with(kind.pattern.head())) {
-            if (const std::optional<TraceFields> found = kind.pattern.match(text)) {
-                fields = *found;
-                return &kind;
+            if (const std::optional<TraceFields> fields = kind.pattern.match(text)) {
+                return TraceLine{&kind, *fields, {}};
             }
         }
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 } // namespace volad_dev

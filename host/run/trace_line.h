@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "contract/shutdown_actions.h"
@@ -106,7 +107,8 @@ inline constexpr std::string_view kUntagged = "### St";
 
 // Whether one of the module's tags stands there.
 [[nodiscard]] bool beginsWithTag(std::string_view text);
-// What a line is, from its tag on and without its end: null for one that says nothing about a shutdown.
-[[nodiscard]] const TraceLineKind* findTraceLine(std::string_view text, bool tagged, TraceFields& fields);
+// What a line is, from its tag on and without its end, its prefix left empty: nothing for one that says
+// nothing about a shutdown.
+[[nodiscard]] std::optional<TraceLine> findTraceLine(std::string_view text, bool tagged);
 
 } // namespace volad_dev

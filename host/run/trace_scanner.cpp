@@ -1,38 +1,34 @@
 #include "host/run/trace_scanner.h"
 
 #include <algorithm>
-#include <cstring>
+#include <optional>
 
 namespace volad_dev {
 namespace {
 
 constexpr size_t kNone = std::string_view::npos;
 
-size_t positionOf(std::string_view text, std::string_view wanted, size_t from) {
-    if (from > text.size()) {
-        return kNone;
+// By one of its bytes, one that is rare in front of it: where that is not, the search goes as fast as memory
+// is read.
+size_t positionOf(std::string_view text, std::string_view wanted, size_t rareByte, size_t from) {
+    for (size_t at = from + rareByte; (at = text.find(wanted[rareByte], at)) != kNone; ++at) {
+        if (text.substr(at - rareByte).starts_with(wanted)) {
+            return at - rareByte;
+        }
     }
-    const void* const found = memmem(text.data() + from, text.size() - from, wanted.data(), wanted.size());
-    return found == nullptr ? kNone : static_cast<size_t>(static_cast<const char*>(found) - text.data());
+    return kNone;
 }
 
-// NULs end a line, too: a file system may leave them where the machine went down.
-bool isLineEnd(char byte) {
-    return byte == '\n' || byte == '\r' || byte == '\0';
+// The colon at the end of a tag's columns. Where a line ends, the next tag's is all of its columns away.
+size_t nextColon(std::string_view text, size_t from) {
+    constexpr size_t kBefore = kTagEnd.size() - 1;
+    const bool atLineEnd = from < text.size() && isLineEnd(text[from]);
+    const size_t found = positionOf(text, kTagEnd, kBefore, from + (atLineEnd ? kTagColumns - kBefore : 0));
+    return found == kNone ? kNone : found + kBefore;
 }
 
-size_t lineEnd(std::string_view text, size_t from) {
-    const size_t newline = std::min(text.find('\n', from), text.size());
-    const std::string_view line = text.substr(from, newline - from);
-    return from + std::min({line.find('\r'), line.find('\0'), line.size()});
-}
-
-size_t behindLastLineEnd(std::string_view text, size_t least) {
-    size_t end = text.size();
-    while (end > least && !isLineEnd(text[end - 1])) {
-        --end;
-    }
-    return end;
+size_t nextUntagged(std::string_view text, size_t from) {
+    return positionOf(text, kUntagged, 0, from);
 }
 
 } // namespace
@@ -43,7 +39,7 @@ void TraceScanner::take(std::string_view bytes) {
         return;
     }
     const size_t least = bytes.size() - std::min(bytes.size(), kLongestLine);
-    const size_t end = behindLastLineEnd(bytes, least);
+    const size_t end = least + behindLastLineEnd(bytes.substr(least));
     if (end == least && least > 0) { // a line that is too long
         scan(bytes);
         m_skipping = true;
@@ -58,7 +54,7 @@ std::string_view TraceScanner::completeLine(std::string_view bytes) {
     if (!m_skipping && m_rest.empty()) {
         return bytes;
     }
-    const size_t end = lineEnd(bytes, 0);
+    const size_t end = firstLineEnd(bytes);
     if (!m_skipping) {
         m_rest.append(bytes.substr(0, std::min(end, kLongestLine - m_rest.size())));
     }
@@ -75,37 +71,34 @@ void TraceScanner::finish() {
     m_rest.clear();
 }
 
-void TraceScanner::scan(std::string_view lines) const {
-    size_t tagEnd = positionOf(lines, kTagEnd, 0);
-    size_t untagged = positionOf(lines, kUntagged, 0);
-    while (tagEnd != kNone || untagged != kNone) {
-        const bool tagged = tagEnd < untagged;
-        const size_t next =
-            tagged ? readTagged(lines, tagEnd + kTagEnd.size() - 1) : readLine(lines, untagged, false);
-        tagEnd = tagEnd < next ? positionOf(lines, kTagEnd, next) : tagEnd;
-        untagged = untagged < next ? positionOf(lines, kUntagged, next) : untagged;
+void TraceScanner::scan(std::string_view text) const {
+    const LineEnds lines(text);
+    size_t colon = nextColon(text, 0);
+    size_t untagged = nextUntagged(text, 0);
+    while (colon != kNone || untagged != kNone) {
+        const size_t next = colon < untagged ? readTagged(lines, colon) : readLine(lines, untagged, false);
+        colon = colon < next ? nextColon(text, next) : colon;
+        untagged = untagged < next ? nextUntagged(text, next) : untagged;
     }
 }
 
 // Gives where to search on: behind this colon in any case, since the line may end in front of it.
-size_t TraceScanner::readTagged(std::string_view lines, size_t colon) const {
-    const bool ours = colon >= kTagColumns && beginsWithTag(lines.substr(colon - kTagColumns));
+size_t TraceScanner::readTagged(const LineEnds& lines, size_t colon) const {
+    const bool ours = colon >= kTagColumns && beginsWithTag(lines.text().substr(colon - kTagColumns));
     return std::max(colon + 1, ours ? readLine(lines, colon - kTagColumns, true) : 0);
 }
 
-size_t TraceScanner::readLine(std::string_view lines, size_t begin, bool tagged) const {
-    const size_t end = lineEnd(lines, begin);
+size_t TraceScanner::readLine(const LineEnds& lines, size_t begin, bool tagged) const {
+    const size_t end = lines.nextFrom(begin);
     const size_t least = begin - std::min(begin, kLongestPrefix + 1);
-    const size_t start = behindLastLineEnd(lines.substr(0, begin), least);
+    const size_t start = lines.behindLast(least, begin);
     if (begin - start > kLongestPrefix) {
         return end;
     }
-    const std::string_view text = lines.substr(begin, std::min(end, start + kLongestLine) - begin);
-    TraceLine line;
-    line.kind = findTraceLine(text, tagged, line.fields);
-    if (line.kind != nullptr) {
-        line.prefix = lines.substr(start, begin - start);
-        m_sink(line);
+    const std::string_view text = lines.text().substr(begin, std::min(end, start + kLongestLine) - begin);
+    if (std::optional<TraceLine> line = findTraceLine(text, tagged)) {
+        line->prefix = lines.text().substr(start, begin - start);
+        m_sink(*line);
     }
     return end;
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/run/line_ends.h"
 #include "host/run/trace_line.h"
 
 namespace volad_dev {
@@ -28,9 +29,9 @@ public:
 
 private:
     std::string_view completeLine(std::string_view bytes);
-    void scan(std::string_view lines) const;
-    [[nodiscard]] size_t readTagged(std::string_view lines, size_t colon) const;
-    [[nodiscard]] size_t readLine(std::string_view lines, size_t begin, bool tagged) const;
+    void scan(std::string_view text) const;
+    [[nodiscard]] size_t readTagged(const LineEnds& lines, size_t colon) const;
+    [[nodiscard]] size_t readLine(const LineEnds& lines, size_t begin, bool tagged) const;
 
     std::function<void(const TraceLine&)> m_sink;
     std::string m_rest;      // the start of a line

@@ -4,6 +4,6 @@
 
 namespace {
 
-[[gnu::used]] const char* const buildName = em::kVersion;
+[[gnu::used, gnu::retain]] const char* const buildName = em::kVersion;
 
 } // namespace
