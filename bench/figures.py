@@ -4,7 +4,11 @@ import dataclasses
 import math
 
 # Benchmarks that load the module.
-IN_SANDBOX: set[str] = set()
+IN_SANDBOX = {"request_bench", "load_bench", "footprint_bench", "idle_bench"}
+
+# How a counter is shown, by the end of its name.
+UNITS = (("ratio", "{:.2f} ×"), ("cpu_ms_a_minute", "{:,.0f} ms a minute"), ("_ms", "{:.2f} ms"), ("_kib", "{:,.0f} KiB"),
+         ("_bytes", "{:,.0f} bytes"), ("_a_second", "{:,.0f} a second"), ("", "{:,.0f}"))
 
 
 @dataclasses.dataclass(frozen=True)
@@ -23,13 +27,15 @@ class Figure:
         return told[self.comparison][self.counter]
 
     def shown(self, value: float) -> str:
-        if self.counter == "ratio":
-            return f"{value:.2f} ×"
-        if self.counter == "milliseconds":
-            return f"{value:.2f} ms"
-        if self.counter == "kibibytes":
-            return f"{value:,.0f} KiB"
-        return f"{value:,.0f} {self.counter}"
+        return next(form for end, form in UNITS if self.counter.endswith(end)).format(value)
+
+
+@dataclasses.dataclass(frozen=True)
+class OwnShare(Figure):
+    """What ours takes beyond what it is measured beside."""
+
+    def value(self, told: dict[str, dict[str, float]]) -> float:
+        return (told[self.comparison]["seconds"] - told[self.comparison]["theirs"]) * 1000
 
 
 @dataclasses.dataclass(frozen=True)
@@ -53,10 +59,16 @@ def comparisons(operation: str, executable: str, what: str, marks: dict[str, flo
     return [Figure(operation, executable, f"{what} / {beside}", mark) for beside, mark in marks.items()]
 
 
+# What the memory of a loaded and started module is made of.
+FOOTPRINT = (("code", "file_code"), ("constants and texts", "file_rodata"), ("unwinding tables", "file_unwinding"),
+             ("tables of the linker", "file_linkage"), ("relocated data", "file_relocated"), ("data", "file_data"),
+             ("heap", "heap"), ("the threads' stacks", "stacks"), ("libraries' pages", "libraries"),
+             ("the caller's stack", "own_stack"))
+
 FIGURES: list[Figure] = [
     *comparisons("message file, last of 10,000 codes, UTF-8", "message_file_bench", "10000 codes, UTF-8",
                  {"by hand": 1.15, "pugixml": None, "libxml2": None, "expat": None}),
-    Figure("the same, memory at its peak", "message_file_bench", "peak of 10000 codes", 13 * 1024, "kibibytes"),
+    Figure("the same, memory at its peak", "message_file_bench", "peak of 10000 codes", 13 * 1024, "peak_kib"),
     Figure("the same in UTF-16", "message_file_bench", "10000 codes, UTF-16 / by hand", 1.15),
     Figure("the same in ISO-8859-1", "message_file_bench", "10000 codes, ISO-8859-1 / by hand", 1.15),
     Growth("message file, growth", "message_file_bench", "{} codes, UTF-8 / by hand", 1.1, sizes=(100, 1_000, 10_000)),
@@ -89,4 +101,27 @@ FIGURES: list[Figure] = [
     *comparisons("event: reset", "event_bench", "reset", {"a mutex": 1.15}),
     *comparisons("event: signalled wait", "event_bench", "signalled wait", {"a mutex": 1.15}),
     *comparisons("event: set", "event_bench", "set", {"a mutex and a yield": 1.05}),
+
+    *(figure for process in ("small", "50 MiB touched", "GiB touched", "many descriptors") for figure in (
+        Figure("child start", "child_process_bench", f"start / vfork + close_range, {process}", 1.1),
+        Figure("child start", "child_process_bench", f"start / posix_spawn, {process}"),
+        Figure("child start", "child_process_bench", f"start / fork, {process}"),
+        Figure("query through the shell", "child_process_bench", f"query / popen, {process}", 1.05))),
+
+    Figure("request to command", "request_bench", "request to command / its ordered parts", 1.2),
+    OwnShare("request to command, own share", "request_bench", "request to command / its ordered parts", 0.11, "own_ms"),
+    Figure("load to started, beyond the ordered 100 ms", "load_bench", "load to started", 0.7, "started_ms"),
+    Figure("load to started, of it dlopen", "load_bench", "load to started", 0.23, "dlopen_ms"),
+
+    Figure("added to a host: memory", "footprint_bench", "footprint", 656, "resident_kib"),
+    *(Figure(f"of it {part}", "footprint_bench", "footprint", None, f"{counter}_kib") for part, counter in FOOTPRINT),
+    Figure("added to a host: threads", "footprint_bench", "footprint", 3, "threads"),
+    Figure("the module's file, stripped", "footprint_bench", "footprint", 515, "stripped_kib"),
+
+    Figure("idle: processor time", "idle_bench", "idle / the ordered poll alone", 1.1, "cpu_ratio"),
+    Figure("idle: wake-ups", "idle_bench", "idle / the ordered poll alone", 1.1, "wake_ups_ratio"),
+    Figure("idle: processor time", "idle_bench", "idle / the ordered poll alone", None, "cpu_ms_a_minute"),
+
+    Figure("explain, 1 GiB of trace", "explain_bench", "explain, 1 GiB / memchr and a memmem a line", 2.0),
+    Figure("the same, memory at its peak", "explain_bench", "explain, 1 GiB", 64 * 1024, "peak_kib"),
 ]

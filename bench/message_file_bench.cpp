@@ -204,7 +204,7 @@ std::map<std::string, double> peak() {
     std::ofstream("/proc/self/clear_refs") << "5"; // the peak starts anew
     const size_t before = kibibytesOf("VmRSS:");
     ours(file);
-    return {{"kibibytes", static_cast<double>(kibibytesOf("VmHWM:") - before)}};
+    return {{"peak_kib", static_cast<double>(kibibytesOf("VmHWM:") - before)}};
 }
 
 } // namespace
