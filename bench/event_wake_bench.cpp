@@ -1,7 +1,6 @@
 // What it takes until a set event has woken its waiters and heard of it: one of an auto-reset event, sixteen
 // of a manual-reset one. Beside the required way, written by hand, and the same with GLib's locks.
 #include <glib.h>
-#include <pthread.h>
 #include <sched.h>
 
 #include <array>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "bench/comparison.h"
+#include "bench/required_event.h"
 #include "platform/events/event_handle.h"
 
 namespace em::bench {
@@ -30,18 +30,7 @@ private:
     EventHandle m_event;
 };
 
-struct Posix {
-    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
-
-    void lock() { ::pthread_mutex_lock(&mutex); }
-    void unlock() { ::pthread_mutex_unlock(&mutex); }
-    void wakeAll() { ::pthread_cond_broadcast(&condition); }
-    void wakeOne() { ::pthread_cond_signal(&condition); }
-    void sleep() { ::pthread_cond_wait(&condition, &mutex); }
-};
-
-struct Glib {
+struct GlibLocks {
     GMutex mutex{};
     GCond condition{};
 
@@ -50,38 +39,6 @@ struct Glib {
     void wakeAll() { ::g_cond_broadcast(&condition); }
     void wakeOne() { ::g_cond_signal(&condition); }
     void sleep() { ::g_cond_wait(&condition, &mutex); }
-};
-
-// What an event has to do, and no more: the wake-up under the lock, then a yield.
-template <class Locks>
-class RequiredEvent {
-public:
-    explicit RequiredEvent(bool manualReset) : m_manual(manualReset) {}
-    void set() {
-        m_locks.lock();
-        m_signaled = true;
-        m_manual ? m_locks.wakeAll() : m_locks.wakeOne();
-        m_locks.unlock();
-        ::sched_yield();
-    }
-    void reset() {
-        m_locks.lock();
-        m_signaled = false;
-        m_locks.unlock();
-    }
-    void wait() {
-        m_locks.lock();
-        while (!m_signaled) {
-            m_locks.sleep();
-        }
-        m_signaled = m_manual;
-        m_locks.unlock();
-    }
-
-private:
-    Locks m_locks;
-    const bool m_manual;
-    bool m_signaled = false;
 };
 
 // Waiters that are woken together; the last of them answers. Two gates take turns, so that nobody passes one
@@ -145,10 +102,10 @@ Timed wakes(size_t waiters) {
 
 void compareWakes(const std::string& name, size_t waiters) {
     compare(name + " / the required way", kRounds, [waiters] {
-        return Pair{wakes<OurEvent>(waiters), wakes<RequiredEvent<Posix>>(waiters)};
+        return Pair{wakes<OurEvent>(waiters), wakes<RequiredEvent<>>(waiters)};
     });
     compare(name + " / the required way with GLib", kRounds, [waiters] {
-        return Pair{wakes<OurEvent>(waiters), wakes<RequiredEvent<Glib>>(waiters)};
+        return Pair{wakes<OurEvent>(waiters), wakes<RequiredEvent<GlibLocks>>(waiters)};
     });
 }
 
