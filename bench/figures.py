@@ -7,8 +7,8 @@ import math
 IN_SANDBOX = {"request_bench", "load_bench", "footprint_bench", "idle_bench"}
 
 # How a counter is shown, by the end of its name.
-UNITS = (("ratio", "{:.2f} ×"), ("cpu_ms_a_minute", "{:,.0f} ms a minute"), ("_ms", "{:.2f} ms"), ("_kib", "{:,.0f} KiB"),
-         ("_bytes", "{:,.0f} bytes"), ("_a_second", "{:,.0f} a second"), ("", "{:,.0f}"))
+UNITS = (("ratio", "{:.2f} ×"), ("cpu_ms_a_minute", "{:,.0f} ms a minute"), ("_ms", "{:.2f} ms"),
+         ("_kib", "{:,.0f} KiB"), ("bytes", "{:,.0f} bytes"), ("per_second", "{:,.0f} a second"), ("", "{:,.0f}"))
 
 
 @dataclasses.dataclass(frozen=True)
@@ -101,6 +101,26 @@ FIGURES: list[Figure] = [
     *comparisons("event: reset", "event_bench", "reset", {"a mutex": 1.15}),
     *comparisons("event: signalled wait", "event_bench", "signalled wait", {"a mutex": 1.15}),
     *comparisons("event: set", "event_bench", "set", {"a mutex and a yield": 1.05}),
+    *comparisons("event: wake of one", "event_wake_bench", "wake of one",
+                 {"the required way": 1.1, "the required way with GLib": None}),
+    *comparisons("event: wake of 16", "event_wake_bench", "wake of 16",
+                 {"the required way": 1.1, "the required way with GLib": None}),
+
+    *comparisons("queue: a task on two processors", "queue_bench", "task",
+                 {"ring, event, yield and copy": 1.15, "the ring with its wake-up behind the lock": None}),
+    *comparisons("queue: a refused task", "queue_bench", "refused tenth task", {"one copy": 1.0}),
+
+    *(figure for work, mark in (("copy", 5.0), ("set", 5.0), ("print", 4.5)) for figure in (
+        Figure(f"envelope: {work}", "envelope_bench", f"{work} / four exact blocks", mark),
+        Figure(f"envelope: {work}", "envelope_bench", f"{work} / jansson"),
+        Figure(f"envelope: {work}", "envelope_json_c_bench", f"{work} / json-c"))),
+    Figure("envelope: memory of a copy", "envelope_bench", "heap of a copy", 450, "bytes"),
+    Figure("status query, allocations", "status_query_bench", "status query", 0, "allocations"),
+    Figure("status query", "status_query_bench", "status query", None, "per_second"),
+
+    *comparisons("trace: a line that is switched off", "trace_bench", "line switched off",
+                 {"one predicted branch": 1.2}),
+    *comparisons("trace: a line that is written", "trace_bench", "line switched on", {"vsnprintf": 1.15}),
 
     *(figure for process in ("small", "50 MiB touched", "GiB touched", "many descriptors") for figure in (
         Figure("child start", "child_process_bench", f"start / vfork + close_range, {process}", 1.1),
@@ -109,7 +129,8 @@ FIGURES: list[Figure] = [
         Figure("query through the shell", "child_process_bench", f"query / popen, {process}", 1.05))),
 
     Figure("request to command", "request_bench", "request to command / its ordered parts", 1.2),
-    OwnShare("request to command, own share", "request_bench", "request to command / its ordered parts", 0.11, "own_ms"),
+    OwnShare("request to command, own share", "request_bench", "request to command / its ordered parts", 0.11,
+             "own_ms"),
     Figure("load to started, beyond the ordered 100 ms", "load_bench", "load to started", 0.7, "started_ms"),
     Figure("load to started, of it dlopen", "load_bench", "load to started", 0.23, "dlopen_ms"),
 

@@ -1,74 +1,72 @@
-// What a trace line costs: switched off against one predicted branch, switched on against the bare
-// formatting.
+// What a trace line costs: switched off beside one predicted branch, switched on beside the bare formatting.
 #include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
 #include "base/system_fake.h"
-#include "bench/paired_rounds.h"
+#include "bench/comparison.h"
+#include "contract/debug_object.h"
 #include "contract/places.h"
 #include "trace/trace.h"
 
+namespace em::bench {
 namespace {
+
+constexpr int kRounds = 101;
+constexpr char kLine[] = "\nEM_SHUTDOWN         : line %d of %s";
 
 std::array<char, 1024> buffer;
 std::atomic<bool> off{false};
 
-__attribute__((format(printf, 2, 0))) void writeLine(void*, const char* format, va_list arguments,
-                                                     const char*) {
-    std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
-}
-
-__attribute__((format(printf, 1, 2), noinline)) void formatLine(const char* format, ...) {
+[[gnu::format(printf, 1, 2), gnu::noinline]] void formatLine(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
     va_end(arguments);
 }
 
-bool isOutputSink(void*) {
-    return true;
-}
-
-struct HostDebug {
-    std::array<void*, 9> table{};
-    void** firstWord = table.data();
-    HostDebug() {
-        table[2] = reinterpret_cast<void*>(&isOutputSink);
-        table[8] = reinterpret_cast<void*>(&writeLine);
+class HostDebug : public DebugObject {
+    bool takesLines() override { return true; }
+    void print(const char* /*format*/, va_list /*arguments*/, const char* /*moduleName*/) override {}
+    [[gnu::format(printf, 2, 0)]] void trace(const char* format, va_list arguments,
+                                             const char* /*moduleName*/) override {
+        std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
     }
 };
 
+void configure(const char* level) {
+    static HostDebug host;
+    fake::setSymbol(kDebugSymbol, &host);
+    fake::setPath(place::kTraceConfigDirectory, "/nonexistent");
+    ::setenv("TM_LOG_DEBUG_LEVEL", level, 1);
+    require(processTrace.value.Configure("EM_SHUTDOWN"), "the trace's configuration");
+}
+
 } // namespace
 
-int main() {
-    static HostDebug host;
-    em::fake::setSymbol("Debug", &host.firstWord);
-    em::fake::setPath(em::place::kTraceConfigDirectory, "/nonexistent");
-
-    constexpr int kDisabledCalls = 200000;
-    em::bench::print("disabled line to one predicted branch",
-                     em::bench::comparePaired(
-                         kDisabledCalls,
-                         [](int i) { EM_TRACE(5, "\nEM_SHUTDOWN         : line %d of %s", i, "something"); },
-                         [](int i) {
-                             if (off.load(std::memory_order_relaxed)) {
-                                 formatLine("\nEM_SHUTDOWN         : line %d of %s", i, "something");
-                             }
-                         }),
-                     1.5);
-
-    ::setenv("TM_LOG_DEBUG_LEVEL", "5", 1);
-    if (!em::processTrace.value.Configure("EM_SHUTDOWN") || !em::traceEnabled()) {
-        return EXIT_FAILURE;
-    }
-    constexpr int kEnabledCalls = 5000;
-    em::bench::print("enabled line to vsnprintf",
-                     em::bench::comparePaired(
-                         kEnabledCalls,
-                         [](int i) { EM_TRACE(5, "\nEM_SHUTDOWN         : line %d of %s", i, "something"); },
-                         [](int i) { formatLine("\nEM_SHUTDOWN         : line %d of %s", i, "something"); }),
-                     1.15);
-    return EXIT_SUCCESS;
+void addComparisons() {
+    compare("line switched off / one predicted branch", kRounds, [] {
+        configure("0");
+        require(!traceEnabled(), "the trace is off");
+        return Pair{timed(200'000,
+                          [number = 0]() mutable {
+                              EM_TRACE(5, kLine, number, "something");
+                              benchmark::DoNotOptimize(++number);
+                          }),
+                    timed(200'000, [number = 0]() mutable {
+                        if (off.load(std::memory_order_relaxed)) {
+                            formatLine(kLine, number, "something");
+                        }
+                        benchmark::DoNotOptimize(++number);
+                    })};
+    });
+    compare("line switched on / vsnprintf", kRounds, [] {
+        configure("5");
+        require(traceWillWrite(5), "the trace is on");
+        return Pair{timed(5'000, [number = 0]() mutable { EM_TRACE(5, kLine, ++number, "something"); }),
+                    timed(5'000, [number = 0]() mutable { formatLine(kLine, ++number, "something"); })};
+    });
 }
+
+} // namespace em::bench

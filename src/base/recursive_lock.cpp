@@ -32,21 +32,22 @@ void RecursiveLock::Acquire() EM_NO_THREAD_SAFETY_ANALYSIS {
         return;
     }
     const pthread_t self = ::pthread_self();
-    // Only this thread stores its own id, so equality cannot come or go meanwhile.
-    if (m_owner != self) {
+    // Only this thread stores its own id, so equality cannot come or go meanwhile, in whatever order others
+    // see it.
+    if (m_owner.load(std::memory_order_relaxed) != self) {
         const ErrnoKeeper keeper;
         static_cast<void>(sys::pthread_mutex_lock(&m_mutex));
-        m_owner = self;
+        m_owner.store(self, std::memory_order_relaxed);
     }
     ++m_depth;
 }
 
 void RecursiveLock::Release() EM_NO_THREAD_SAFETY_ANALYSIS {
-    if (!m_initialised || m_owner != ::pthread_self()) {
+    if (!m_initialised || m_owner.load(std::memory_order_relaxed) != ::pthread_self()) {
         return;
     }
     if (--m_depth == 0) {
-        m_owner = 0;
+        m_owner.store(0, std::memory_order_relaxed);
         const ErrnoKeeper keeper;
         ::pthread_mutex_unlock(&m_mutex);
     }

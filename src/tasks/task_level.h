@@ -1,6 +1,6 @@
 // The priority levels of a task serializer: one queue each, and whether it takes and gives tasks. The queues
-// are touched under the serializer's lock only, the flags at any time. (In words: an element of the array
-// cannot name the lock of the object that owns it.)
+// are touched under the serializer's lock only, but for a first look whether one is full, the flags at any
+// time. (In words: an element of the array cannot name the lock of the object that owns it.)
 #pragma once
 
 #include <atomic>

@@ -16,6 +16,7 @@ bool TaskRing::push(const void* record) {
     for (const uint8_t byte : bytes) {
         putByte(byte);
     }
+    setUsed(used() + kPointerSize);
     return true;
 }
 
@@ -27,13 +28,14 @@ void* TaskRing::pop() {
     for (uint8_t& byte : bytes) {
         byte = takeByte();
     }
+    setUsed(used() - kPointerSize);
     void* record = nullptr;
     std::memcpy(&record, bytes.data(), kPointerSize);
     return record;
 }
 
 void TaskRing::reset() {
-    nUsed = 0;
+    setUsed(0);
     nRead = 0;
     nWrite = 0;
 }
@@ -44,14 +46,12 @@ void TaskRing::putByte(uint8_t byte) {
         nWrite = 0;
     }
     pBuffer[nWrite++] = byte;
-    ++nUsed;
 }
 
 uint8_t TaskRing::takeByte() {
     if (nRead == nCapacity) {
         nRead = 0;
     }
-    --nUsed;
     return pBuffer[nRead++];
 }
 

@@ -103,11 +103,16 @@ bool CTaskSerializer<Message>::RefuseLocked(int level) const {
     return false;
 }
 
-// Looked at before the message is copied, so that a burst of requests costs no copies.
+// Looked at before the message is copied, so that a burst of requests costs no copies; without the lock
+// first, so that an insert takes it once, beside a handler that takes it twice a task.
 template <class Message>
 bool CTaskSerializer<Message>::RefusedAsFull(const Message& message, int level) {
+    const TaskRing& queue = m_pLevels[static_cast<uint32_t>(level)].queue;
+    if (!queue.isFull()) {
+        return false;
+    }
     const RecursiveLockGuard guard(m_Lock);
-    if (!m_pLevels[static_cast<uint32_t>(level)].queue.isFull()) {
+    if (!queue.isFull()) {
         return false;
     }
     ReportFull(message, level);

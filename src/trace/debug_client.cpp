@@ -29,6 +29,7 @@ bool qualifies(void* object) {
 } // namespace
 
 void* CDebugClient::LookUpHostDebug() {
+    const ErrnoKeeper keeper; // a "%m" in the format shows what the line's writer met
     // The program first; then what was loaded behind this library, for a host that is a library itself.
     for (void* const scope : {RTLD_DEFAULT, RTLD_NEXT}) {
         void* const found = sys::dlsym(scope, kDebugSymbol);
@@ -40,10 +41,9 @@ void* CDebugClient::LookUpHostDebug() {
     return nullptr;
 }
 
-void CDebugClient::HandToHost(unsigned slot, int error, const char* format, va_list arguments) {
+void CDebugClient::HandToHost(unsigned slot, const char* format, va_list arguments) {
     void* const known = m_hostDebug;
     if (void* const host = known != nullptr ? known : LookUpHostDebug()) {
-        errno = error; // the look-up may have changed it, and a "%m" in the format shows it
         callSlot<void>(host, slot, format, arguments, ModuleName());
     }
 }
@@ -78,14 +78,14 @@ void CDebugClient::Write(uint32_t level, int error, const char* format, va_list 
         return;
     }
     if (level != 0) {
-        HandToHost(debug_slot::kTrace, error, format, arguments);
+        HandToHost(debug_slot::kTrace, format, arguments);
         return;
     }
     // Copied before the first use: a list may be walked once only.
     ArgumentList forLog;
     va_copy(forLog.list, arguments);
-    HandToHost(debug_slot::kTrace, error, format, arguments);
-    errno = error;
+    HandToHost(debug_slot::kTrace, format, arguments);
+    errno = error; // the host may have changed it
     writeSystemLog(format, forLog.list);
 }
 
@@ -93,18 +93,18 @@ void CDebugClient::Print(const char* format, ...) {
     const ErrnoKeeper keeper;
     ArgumentList arguments;
     va_start(arguments.list, format);
-    PrintQuietly(keeper.atEntry(), format, arguments.list);
+    PrintQuietly(format, arguments.list);
 }
 
 void CDebugClient::PrintTagged(uint64_t /*ignored*/, const char* format, ...) {
     const ErrnoKeeper keeper;
     ArgumentList arguments;
     va_start(arguments.list, format);
-    PrintQuietly(keeper.atEntry(), format, arguments.list);
+    PrintQuietly(format, arguments.list);
 }
 
-void CDebugClient::PrintQuietly(int error, const char* format, va_list arguments) {
-    static_cast<void>(swallow([&] { HandToHost(debug_slot::kPrint, error, format, arguments); }));
+void CDebugClient::PrintQuietly(const char* format, va_list arguments) {
+    static_cast<void>(swallow([&] { HandToHost(debug_slot::kPrint, format, arguments); }));
 }
 
 } // namespace em

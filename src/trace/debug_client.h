@@ -28,10 +28,10 @@ public:
 private:
     void Write(uint32_t level, int error, const char* format, va_list arguments)
         __attribute__((format(printf, 4, 0)));
-    void PrintQuietly(int error, const char* format, va_list arguments) __attribute__((format(printf, 3, 0)));
+    void PrintQuietly(const char* format, va_list arguments) __attribute__((format(printf, 2, 0)));
     void* LookUpHostDebug();
-    void HandToHost(unsigned slot, int error, const char* format, va_list arguments)
-        __attribute__((format(printf, 4, 0)));
+    void HandToHost(unsigned slot, const char* format, va_list arguments)
+        __attribute__((format(printf, 3, 0)));
 
     std::atomic<void*> m_hostDebug{nullptr}; // kept for good once found
 };

@@ -17,9 +17,8 @@ class TextWriter {
 public:
     std::string write(const JsonValue& value) {
         m_open.reserve(kUsualDepth);
-        begin(value);
-        while (!m_open.empty()) {
-            step();
+        for (const JsonValue* next = &value; next != nullptr; next = nextChild()) {
+            begin(*next);
         }
         return {m_buffer.GetString(), m_buffer.GetSize()};
     }
@@ -29,28 +28,36 @@ private:
 
     // An object or array whose first children are written. Of the two lists one is empty.
     struct Open {
+        explicit Open(const JsonValue& value)
+            : isObject(json::isObject(&value)),
+              members(json::members(&value)),
+              elements(json::elements(&value)) {}
+
         bool isObject;
         std::span<const JsonMember> members;
         std::span<const JsonValue> elements;
     };
 
-    // One child a step; which list is not empty tells what is open.
-    void step() {
-        Open& innermost = m_open.back();
-        if (!innermost.members.empty()) {
-            const JsonMember& next = innermost.members.front();
-            innermost.members = innermost.members.subspan(1);
-            const std::string_view name = text(next.name).value_or("");
-            m_writer.Key(name.data(), lengthOf(name));
-            begin(next.value);
-        } else if (!innermost.elements.empty()) {
-            const JsonValue& next = innermost.elements.front();
-            innermost.elements = innermost.elements.subspan(1);
-            begin(next);
-        } else {
+    // The innermost open one's, its name written; null when all are closed. Which list is not empty tells
+    // what is open.
+    const JsonValue* nextChild() {
+        for (; !m_open.empty(); m_open.pop_back()) {
+            Open& innermost = m_open.back();
+            if (!innermost.members.empty()) {
+                const JsonMember& next = innermost.members.front();
+                innermost.members = innermost.members.subspan(1);
+                const std::string_view name = text(next.name).value_or("");
+                m_writer.Key(name.data(), lengthOf(name));
+                return &next.value;
+            }
+            if (!innermost.elements.empty()) {
+                const JsonValue& next = innermost.elements.front();
+                innermost.elements = innermost.elements.subspan(1);
+                return &next;
+            }
             innermost.isObject ? m_writer.EndObject() : m_writer.EndArray();
-            m_open.pop_back();
         }
+        return nullptr;
     }
 
     void begin(const JsonValue& value) {
@@ -64,11 +71,11 @@ private:
             break;
         case JsonType::Object:
             m_writer.StartObject();
-            m_open.push_back({true, members(&value), {}});
+            m_open.emplace_back(value);
             break;
         case JsonType::Array:
             m_writer.StartArray();
-            m_open.push_back({false, {}, elements(&value)});
+            m_open.emplace_back(value);
             break;
         case JsonType::String:
             m_writer.String(text(value)->data(), lengthOf(*text(value)));
@@ -105,8 +112,8 @@ private:
         return static_cast<rapidjson::SizeType>(std::min(value.size(), kLongest));
     }
 
-    rapidjson::StringBuffer m_buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> m_writer{m_buffer};
+    rapidjson::StringBuffer m_buffer{&allocator};
+    rapidjson::Writer<rapidjson::StringBuffer> m_writer{m_buffer, &allocator};
     std::vector<Open> m_open;
 };
 

@@ -118,30 +118,22 @@ bool dropReference(EventObject& event) {
 
 // Returns once nobody is blocked on the event, and with its mutex left by everybody.
 void drain(EventObject& event) {
-    for (;;) {
-        {
-            const EventMutexGuard guard(event);
-            if (event.waiters == 0) {
-                return;
-            }
-        }
+    while (underMutex(event, [&] { return event.waiters != 0; })) {
         sleepMs(kDrainPollMs);
     }
 }
 
 // Set and pulse. Nothing of the event is touched after the unlock: the woken thread may free it.
 bool wake(EventObject& event, bool newState, void (*traceLine)(const EventObject&)) {
-    int error = 0;
-    {
-        const EventMutexGuard guard(event);
+    const int error = underMutex(event, [&] {
         if (traceEnabled()) {
             traceLine(event);
         }
         // State and wake-up under one lock: a waiter that has looked and does not sleep yet would miss the
         // wake-up.
         event.setSignaled(newState);
-        error = event.wake();
-    }
+        return event.wake();
+    });
     sys::sched_yield(); // so that the woken thread runs promptly
     return error == 0;
 }
@@ -236,10 +228,7 @@ bool EventHandle::CloseEvent() {
     // Closed first: a wait that begins from now on fails instead of taking what is for those that wait
     // already.
     m_closed = true;
-    {
-        const EventMutexGuard guard(*event);
-        event->setSignaled(true);
-    }
+    underMutex(*event, [event] { event->setSignaled(true); });
     return event->wake() == 0; // still there: this handle holds a reference
 }
 
@@ -258,11 +247,12 @@ bool EventHandle::ResetEvent() {
     if (event == nullptr) {
         return false;
     }
-    const EventMutexGuard guard(*event);
-    if (traceEnabled()) {
-        traceReset(*event);
-    }
-    event->setSignaled(false);
+    underMutex(*event, [event] {
+        if (traceEnabled()) {
+            traceReset(*event);
+        }
+        event->setSignaled(false);
+    });
     return true;
 }
 

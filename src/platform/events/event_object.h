@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "base/file_content.h"
 #include "base/system.h"
@@ -51,35 +52,35 @@ struct EventObject {
     int wake() { return manual() ? sys::pthread_cond_broadcast(&cond) : sys::pthread_cond_signal(&cond); }
 };
 
-// Holds an event's mutex for a scope. Operations go on when it cannot be locked; then nothing is unlocked.
-// Inlined throughout, so that it stays in registers: it makes up a good part of an operation's cost.
+// Takes over an event's mutex with the result of locking it, and leaves it at the end of a scope or before.
+// Operations go on when it could not be locked; then nothing is unlocked.
 class EventMutexGuard {
 public:
-    [[gnu::always_inline]] explicit EventMutexGuard(EventObject& event)
-        : EventMutexGuard(event, sys::pthread_mutex_lock(&event.mutex)) {}
-    // Takes over from a guard that was left with release().
-    [[gnu::always_inline]] EventMutexGuard(EventObject& event, int lockResult)
-        : m_mutex(&event.mutex), m_result(lockResult) {}
-    [[gnu::always_inline]] ~EventMutexGuard() { unlock(); }
+    EventMutexGuard(EventObject& event, int lockResult) : m_mutex(lockResult == 0 ? &event.mutex : nullptr) {}
+    ~EventMutexGuard() { unlock(); }
     EventMutexGuard(const EventMutexGuard&) = delete;
     EventMutexGuard& operator=(const EventMutexGuard&) = delete;
 
-    [[gnu::always_inline]] void unlock() {
-        if (m_mutex != nullptr && m_result == 0) {
-            ::pthread_mutex_unlock(m_mutex);
+    void unlock() {
+        if (m_mutex != nullptr) {
+            ::pthread_mutex_unlock(std::exchange(m_mutex, nullptr));
         }
-        m_mutex = nullptr;
-    }
-    // Leaves the mutex as it is to another guard.
-    [[nodiscard]] [[gnu::always_inline]] int release() {
-        m_mutex = nullptr;
-        return m_result;
     }
 
 private:
-    pthread_mutex_t* m_mutex; // null once it is not this guard's any more
-    const int m_result;
+    pthread_mutex_t* m_mutex; // null when it is not locked, or not any more
 };
+
+// Does the work under the event's mutex, and without when that cannot be locked. The two ways part before the
+// work: a result kept over it costs a good part of what a frequent operation costs beside its lock.
+template <class Work>
+[[gnu::always_inline]] inline auto underMutex(EventObject& event, Work&& work) {
+    if (sys::pthread_mutex_lock(&event.mutex) != 0) [[unlikely]] {
+        return work();
+    }
+    const EventMutexGuard guard(event, 0);
+    return work();
+}
 
 // "anon" stands for an anonymous event in every line.
 inline const char* shownEventName(const char* name) {

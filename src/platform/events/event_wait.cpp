@@ -56,15 +56,9 @@ std::optional<EventPicture> pictureForTrace(const EventObject& event, bool trace
     return trace && traceWillWrite(kLevel) ? std::optional<EventPicture>(std::in_place, event) : std::nullopt;
 }
 
-[[gnu::cold, gnu::noinline]] void traceAndUnlock(EventObject& event, int lockCode) {
-    EventMutexGuard guard(event, lockCode);
-    const std::optional<EventPicture> picture = pictureForTrace(event, true);
-    guard.unlock();
-    if (picture) {
-        EM_TRACE(kLevel,
-                 "event %p <%s> (IsManual=%d) has been already signaled --> New state: IsSignaled=%d\n",
-                 picture->address, picture->name(), picture->manual, picture->signaled);
-    }
+void traceAlreadySignaled(const EventPicture& event) {
+    EM_TRACE(kLevel, "event %p <%s> (IsManual=%d) has been already signaled --> New state: IsSignaled=%d\n",
+             event.address, event.name(), event.manual, event.signaled);
 }
 
 void traceEnd(const EventPicture& event, const Outcome& outcome) {
@@ -114,20 +108,29 @@ Outcome block(EventObject& event, uint32_t timeoutMs, bool trace) {
     return outcome;
 }
 
-// Takes the mutex over, if locking it succeeded.
-[[gnu::noinline]] int32_t waitUntilSignaled(EventObject& event, int lockCode, uint32_t timeoutMs,
-                                            bool trace) {
-    EventMutexGuard guard(event, lockCode);
-    Outcome outcome{EVENT_FAILED, lockCode, 0};
+// Under the event's mutex, if locking it succeeded.
+Outcome waitForSignal(EventObject& event, int lockCode, uint32_t timeoutMs, bool trace) {
     if (lockCode == 0) {
-        outcome = block(event, timeoutMs, trace);
+        return block(event, timeoutMs, trace);
+    }
+    ++event.waiters; // for good: an object whose mutex is broken must never be freed
+    return {EVENT_FAILED, lockCode, 0};
+}
+
+// A wait in full; takes the mutex over. What a line needs is taken before the mutex is left.
+[[gnu::noinline]] int32_t waitThoroughly(EventObject& event, int lockCode, uint32_t timeoutMs, bool trace) {
+    EventMutexGuard guard(event, lockCode);
+    const bool alreadySignaled = event.signaled();
+    Outcome outcome{EVENT_SIGNALED, lockCode, 0};
+    if (alreadySignaled) {
+        event.consume();
     } else {
-        ++event.waiters; // for good: an object whose mutex is broken must never be freed
+        outcome = waitForSignal(event, lockCode, timeoutMs, trace);
     }
     const std::optional<EventPicture> picture = pictureForTrace(event, trace);
     guard.unlock();
     if (picture) {
-        traceEnd(*picture, outcome);
+        alreadySignaled ? traceAlreadySignaled(*picture) : traceEnd(*picture, outcome);
     }
     return outcome.result;
 }
@@ -135,19 +138,16 @@ Outcome block(EventObject& event, uint32_t timeoutMs, bool trace) {
 } // namespace
 
 int32_t waitOnEventObject(EventObject& event, uint32_t timeoutMs, bool trace) {
-    const bool traceOn = trace && traceEnabled();
-    if (traceOn) {
+    if (traceEnabled() && trace) {
         traceStart(event, timeoutMs);
     }
-    EventMutexGuard guard(event);
-    // The common case, a state that is there, stays free of everything that a sleep needs.
-    if (!event.signaled()) {
-        return waitUntilSignaled(event, guard.release(), timeoutMs, trace);
+    const int lockCode = sys::pthread_mutex_lock(&event.mutex);
+    // The common case, a state that is there and nothing to tell of it, stays free of everything else.
+    if (lockCode != 0 || !event.signaled() || traceEnabled()) [[unlikely]] {
+        return waitThoroughly(event, lockCode, timeoutMs, trace);
     }
     event.consume();
-    if (traceOn) {
-        traceAndUnlock(event, guard.release());
-    }
+    ::pthread_mutex_unlock(&event.mutex);
     return EVENT_SIGNALED;
 }
 
