@@ -125,8 +125,9 @@ std::vector<std::string> sandboxArguments(const SandboxOptions& options, const V
                                           const char* const* environment) {
     Arguments arguments;
     // Not as process 1: there every signal left at its default action is ignored, and orphans would land on
-    // it. Without user namespaces of its own: in one of them a job could mount what it likes. Bubblewrap's way
-    // to that is one more namespace, as with "/dev"; where it is not taken, the launcher's child has another.
+    // it. Without user namespaces of its own: in one of them a job could mount what it likes. Bubblewrap's
+    // way to that is one more namespace, as with "/dev"; where it is not taken, the launcher's child has
+    // another.
     add(arguments, {"--unshare-all", "--unshare-user", "--die-with-parent", "--cap-drop", "ALL"});
     if (options.mode == SandboxMode::Ending) {
         add(arguments, {"--cap-add", "CAP_SYS_BOOT"});

@@ -55,8 +55,7 @@ std::string namespaceFault(const std::string& root, const char* kind, const std:
     if (failed || present.empty() || outer.empty()) {
         return fmt::format("the {} namespace cannot be told", kind);
     }
-    const bool first =
-        std::ranges::find(layout::kFirstNamespaces, present) != layout::kFirstNamespaces.end();
+    const bool first = std::ranges::find(layout::kFirstNamespaces, present) != layout::kFirstNamespaces.end();
     return first || present == outer ? fmt::format("the {} namespace is the machine's own", kind) : "";
 }
 

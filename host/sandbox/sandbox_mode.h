@@ -25,7 +25,8 @@ inline constexpr uint64_t kMayReboot = uint64_t{1} << 22; // CAP_SYS_BOOT
 
 constexpr SandboxRules rulesOf(SandboxMode mode) {
     return mode == SandboxMode::Ending
-               ? SandboxRules{"ender", "namespace-ender", "volad-dev namespace ender, calls reboot(2)", kMayReboot}
+               ? SandboxRules{"ender", "namespace-ender", "volad-dev namespace ender, calls reboot(2)",
+                              kMayReboot}
                : SandboxRules{"recorder", "volad-dev-recorder",
                               "volad-dev command recorder, writes down and does nothing", 0};
 }

@@ -40,7 +40,8 @@ struct Case {
 // Returns an exit code. A machine that is to go off never sees it.
 [[nodiscard]] int playHost(const Case& played);
 
-// The half outside: runs them, some at a time, and prints a line for each. Whether all became what they are to.
+// The half outside: runs them, some at a time, and prints a line for each. Whether all became what they are
+// to.
 [[nodiscard]] bool judge(const std::vector<const Case*>& judged);
 
 } // namespace em::test

@@ -75,8 +75,9 @@ private:
     }
     [[nodiscard]] std::string fault(int code) const {
         const Verdict& wanted = verdictOf(m_case.becomes);
-        const std::string refused =
-            *m_case.in.refused != '\0' ? fmt::format("{}{}\n", volad_dev::kRebootRefused, m_case.in.refused) : "";
+        const std::string refused = *m_case.in.refused != '\0'
+                                        ? fmt::format("{}{}\n", volad_dev::kRebootRefused, m_case.in.refused)
+                                        : "";
         const std::string note = wanted.signal != 0 ? volad_dev::kRebootCalled : refused;
         std::vector<std::string> commands;
         for (const auto& record :

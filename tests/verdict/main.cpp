@@ -1,7 +1,7 @@
 // kernel_verdict [CASE...]: what becomes of the machine, told by the kernel. Plays each case, or those named,
 // in a sandbox whose commands call reboot(2) in its own process namespace, and reads how that ended.
-// `kernel_verdict inside CASE` is the half that loads the module; `kernel_verdict sandbox ...` runs any command
-// in such a sandbox.
+// `kernel_verdict inside CASE` is the half that loads the module; `kernel_verdict sandbox ...` runs any
+// command in such a sandbox.
 #include <algorithm>
 #include <memory>
 

@@ -43,7 +43,8 @@ TEST(RebootProof, RefusesUnlessEveryFactIsThere) {
     };
     for (const auto& [guard, present, marked, error, asked, fault] : cases) {
         int times = 0;
-        EXPECT_EQ(rebootFault({guard, present, marked, [&times, error = error] {
+        EXPECT_EQ(rebootFault({guard, present, marked,
+                               [&times, error = error] {
                                    ++times;
                                    return error;
                                }}),

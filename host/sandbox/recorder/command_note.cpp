@@ -104,8 +104,8 @@ std::string argumentList(int argc, char** argv) {
 
 // Into a file only, and never waiting: a job may have put a FIFO in its place, or left half a line.
 bool append(const std::string& line) {
-    const int file = open(layout::kCommandRecord,
-                          O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0644);
+    const int file =
+        open(layout::kCommandRecord, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0644);
     struct stat status = {};
     if (file < 0 || fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) {
         return false;

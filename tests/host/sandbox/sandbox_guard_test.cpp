@@ -112,7 +112,8 @@ TEST_P(SandboxGuardTest, RefusesInTheMachinesOwnNamespaces) {
         fs::remove(m_root / "proc/self/ns" / kind);
         EXPECT_EQ(fault(), fmt::format("the {} namespace cannot be told", kind));
         fs::create_symlink(first, m_root / "proc/self/ns" / kind);
-        EXPECT_EQ(fault(), fmt::format("the {} namespace is the machine's own", kind)) << "whatever a marker says";
+        EXPECT_EQ(fault(), fmt::format("the {} namespace is the machine's own", kind))
+            << "whatever a marker says";
         fs::remove(m_root / "proc/self/ns" / kind);
         fs::create_symlink(std::string(kind) + ":[2]", m_root / "proc/self/ns" / kind);
     }
@@ -151,7 +152,8 @@ TEST_P(SandboxGuardTest, RefusesWhenTheModulesPathLeadsElsewhere) {
 
 TEST_P(SandboxGuardTest, RefusesAnyCapabilityButTheOneThatTheEnderNeeds) {
     for (const char* set : {"CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"}) {
-        for (const char* value : {"0000000000000001", "0000000000600000", "000001fffeffffff", "x", "40000g", ""}) {
+        for (const char* value :
+             {"0000000000000001", "0000000000600000", "000001fffeffffff", "x", "40000g", ""}) {
             write("/proc/self/status", statusWith(set, value));
             EXPECT_NE(fault().find("capabilities"), std::string::npos) << set << value;
         }

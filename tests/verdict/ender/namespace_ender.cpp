@@ -89,9 +89,8 @@ int endNamespace(int argc, char** argv) {
     if (!noted || command == nullptr) {
         return refuse(noted ? "called by another name" : "the record cannot be written");
     }
-    const std::string fault =
-        rebootFault({sandboxFault("", typingError(), SandboxMode::Ending), presentNamespace(),
-                     markedNamespace(), disableKeys});
+    const std::string fault = rebootFault({sandboxFault("", typingError(), SandboxMode::Ending),
+                                           presentNamespace(), markedNamespace(), disableKeys});
     if (!fault.empty()) {
         return refuse(fault);
     }
