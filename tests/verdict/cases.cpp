@@ -4,7 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -165,7 +167,7 @@ void answerInLowerCase() {
 
 void powerOff() {
     // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): there is one thread yet, and no command but ours
-    static_cast<void>(std::system("/sbin/poweroff"));
+    [[maybe_unused]] const int status = std::system("/sbin/poweroff");
 }
 
 void powerOffWithoutTheRight() {
