@@ -40,8 +40,6 @@ struct WritablePlace {
 
 constexpr std::array<WritablePlace, 5> kWritable = {
     {{"/tmp", "0755"}, {"/opt", "0755"}, {"/scratch", "0755"}, {"/dev/shm", "1777"}, {kCopies, "0755"}}};
-constexpr std::array<const char*, 6> kDevices = {"/dev/null",   "/dev/zero",    "/dev/full",
-                                                 "/dev/random", "/dev/urandom", "/dev/tty"};
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -251,6 +249,9 @@ void checkCopies(const std::vector<std::string>& copies, uint64_t size, size_t& 
 
 void layPrivateMounts(const PrivateMounts& mounts, const std::vector<int>& standard) {
     keepUser(mounts);
+    if (mounts.oneUserNamespace) {
+        writeFile("/proc/sys/user/max_user_namespaces", "1"); // below this one, in all and for good
+    }
     if (mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0) {
         fail("mount /");
     }

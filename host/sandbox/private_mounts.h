@@ -5,6 +5,7 @@
 #include <sched.h>
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -19,6 +20,10 @@ inline constexpr const char* kPlaceOfBin = "/sys/bin";
 [[nodiscard]] std::string placeOfMemory(const std::string& place);
 [[nodiscard]] std::string placeOfCopy(size_t index);
 [[nodiscard]] std::string placeOfBound(size_t index);
+
+// The devices that a sandbox has.
+inline constexpr std::array<const char*, 6> kDevices = {"/dev/null",   "/dev/zero",    "/dev/full",
+                                                        "/dev/random", "/dev/urandom", "/dev/tty"};
 
 // A link in "/usr/bin", or an empty file for something to be bound over it.
 struct BinEntry {
@@ -38,6 +43,8 @@ struct PrivateMounts {
     uint64_t size = 0;
     uid_t user = 0; // of the launcher, by number
     gid_t group = 0;
+    // Whether no user namespace but bubblewrap's can be made. Needed where --disable-userns is not taken.
+    bool oneUserNamespace = false;
 };
 
 // What the child is to be cloned with: a process that has threads already cannot enter a user namespace.

@@ -37,24 +37,23 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kGateName = "volad-dev-gate";
-constexpr const char* kRecorderName = "volad-dev-recorder";
 constexpr uid_t kNobody = 65534;
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-// What the guard compares with: the namespaces out here, and which file the recorder is.
-std::string markerText(const std::string& recorder) {
+// What the guard compares with: the namespaces out here, and which file stands in place of the commands.
+std::string markerText(SandboxMode mode, const std::string& standIn) {
     std::string text;
     for (const char* kind : layout::kMarkedNamespaces) {
         text += fs::read_symlink(std::string("/proc/self/ns/") + kind).string() + '\n';
     }
     struct stat status = {};
-    if (stat(recorder.c_str(), &status) != 0) {
-        fail(recorder);
+    if (stat(standIn.c_str(), &status) != 0) {
+        fail(standIn);
     }
-    return text + fmt::format("{}:{}\n", status.st_dev, status.st_ino);
+    return text + fmt::format("{}:{} {}\n", status.st_dev, status.st_ino, rulesOf(mode).name);
 }
 
 // Each with a NUL behind it: one with a NUL in it would be several, and mount what it likes.
@@ -70,8 +69,11 @@ std::string joined(const std::vector<std::string>& arguments) {
 }
 
 // The gate asks the guard inside and then becomes the command.
-std::vector<std::string> guarded(const std::vector<std::string>& command) {
+std::vector<std::string> guarded(const std::vector<std::string>& command, SandboxMode mode) {
     std::vector<std::string> line = {helperFile(kGateName)};
+    if (mode == SandboxMode::Ending) {
+        line.emplace_back(kEndingOption);
+    }
     line.insert(line.end(), command.begin(), command.end());
     std::string& program = line[line.size() - command.size()];
     if (program.find('/') != std::string::npos) {
@@ -131,14 +133,14 @@ Launch prepare(const SandboxOptions& options) {
     const char* const coverage = std::getenv(layout::kCoverageVariable);
     const bool counted = coverage != nullptr && *coverage != '\0';
     const VisiblePaths paths(options, toolDirectories(), counted ? coverage : nullptr);
-    const std::string recorder = helperFile(kRecorderName);
+    const std::string standIn = helperFile(rulesOf(options.mode).file);
     const std::vector<std::string> arguments =
-        sandboxArguments(options, paths, recorder, {kMarkerFd, kAnswerFd, kToolFd, kFilterFd}, environ);
+        sandboxArguments(options, paths, standIn, {kMarkerFd, kAnswerFd, kToolFd, kFilterFd}, environ);
     em::UniqueFd filter = fileInMemory("");
     writeSystemCallFilter(filter.get());
     lseek(filter.get(), 0, SEEK_SET);
     return {fileInMemory(joined(arguments)),
-            fileInMemory(markerText(recorder)),
+            fileInMemory(markerText(options.mode, standIn)),
             fileInMemory(maintenanceAnswer(options.maintenance)),
             fileInMemory(maintenanceToolScript()),
             std::move(filter),
@@ -146,7 +148,7 @@ Launch prepare(const SandboxOptions& options) {
             makePipe(),
             makePipe(),
             {kBubblewrap, binEntries(options), paths.copies(), paths.bound(), options.size, geteuid(),
-             getegid()}};
+             getegid(), options.mode == SandboxMode::Ending}};
 }
 
 } // namespace
@@ -154,7 +156,7 @@ Launch prepare(const SandboxOptions& options) {
 struct SandboxedCommand::State {
     State(const SandboxOptions& options, const std::vector<std::string>& command)
         : launch(prepare(options)),
-          child(startBubblewrap(launch, options, guarded(command))),
+          child(startBubblewrap(launch, options, guarded(command, options.mode))),
           // By number: C++ cannot link this glibc's pidfd_open.
           ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0))) {}
 

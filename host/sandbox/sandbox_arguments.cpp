@@ -55,21 +55,33 @@ void addMaintenanceTool(Arguments& arguments, const SandboxFiles& files) {
     add(arguments, {"--perms", "0444", "--ro-bind-data", answer.c_str(), layout::kMaintenanceDefault});
 }
 
+// Bubblewrap's own "/dev" has a devpts, for which it puts one more user namespace in front of another user
+// than 0: reboot(2) asks the one that owns the process namespace, and would be refused.
+void addDevices(Arguments& arguments, SandboxMode mode) {
+    if (mode == SandboxMode::Recording) {
+        return add(arguments, {"--dev", "/dev"});
+    }
+    add(arguments, {"--tmpfs", "/dev"});
+    for (const char* device : kDevices) {
+        add(arguments, {"--dev-bind", device, device});
+    }
+}
+
 // The commands are links to the service manager and "/sbin" is a link, so nothing is bound over them: whole
 // directories are laid anew, and what shall be there is put in.
 void addSystem(Arguments& arguments, const SandboxOptions& options, const VisiblePaths& paths,
-               const std::string& recorder, const SandboxFiles& files) {
+               const std::string& standIn, const SandboxFiles& files) {
     add(arguments, {"--ro-bind", "/usr", "/usr", "--tmpfs", "/run"});
     add(arguments, {"--ro-bind", kBin, kRealBin, "--ro-bind", kPlaceOfBin, kBin});
     for (const fs::path& hidden : {fs::path(layout::kServiceManager), kBin / nameOfTool()}) {
         coverProgram(arguments, paths, hidden);
     }
     if (options.serviceManager) {
-        add(arguments, {"--ro-bind", recorder.c_str(), layout::kServiceManager});
+        add(arguments, {"--ro-bind", standIn.c_str(), layout::kServiceManager});
     }
     add(arguments, {"--tmpfs", kSbin});
     for (const em::ShutdownAction& action : em::kShutdownActions) {
-        add(arguments, {"--ro-bind", recorder.c_str(), layout::realPlaceOf(action.command).c_str()});
+        add(arguments, {"--ro-bind", standIn.c_str(), layout::realPlaceOf(action.command).c_str()});
     }
     if (options.maintenance != Maintenance::ToolMissing) {
         addMaintenanceTool(arguments, files);
@@ -81,7 +93,7 @@ void addSystem(Arguments& arguments, const SandboxOptions& options, const Visibl
     add(arguments, {"--ro-bind", "/etc", "/etc"});
     add(arguments, paths.argumentsForEtc());
     add(arguments, {"--proc", "/proc", "--ro-bind", "/proc/sys", "/proc/sys"});
-    add(arguments, {"--dev", "/dev"});
+    addDevices(arguments, options.mode);
     for (const char* place : {"/dev/shm", "/tmp", "/opt"}) {
         add(arguments, {"--bind", placeOfMemory(place).c_str(), place});
     }
@@ -109,17 +121,24 @@ std::vector<BinEntry> binEntries(const SandboxOptions& options) {
 }
 
 std::vector<std::string> sandboxArguments(const SandboxOptions& options, const VisiblePaths& paths,
-                                          const std::string& recorder, const SandboxFiles& files,
+                                          const std::string& standIn, const SandboxFiles& files,
                                           const char* const* environment) {
     Arguments arguments;
     // Not as process 1: there every signal left at its default action is ignored, and orphans would land on
-    // it. Without user namespaces of its own: in one of them a job could mount what it likes.
-    add(arguments, {"--unshare-all", "--unshare-user", "--disable-userns", "--die-with-parent"});
-    add(arguments, {"--cap-drop", "ALL", "--seccomp", std::to_string(files.filter).c_str()});
+    // it. Without user namespaces of its own: in one of them a job could mount what it likes. Bubblewrap's
+    // way to that is one more namespace, as with "/dev"; where it is not taken, the launcher's child has
+    // another.
+    add(arguments, {"--unshare-all", "--unshare-user", "--die-with-parent", "--cap-drop", "ALL"});
+    if (options.mode == SandboxMode::Ending) {
+        add(arguments, {"--cap-add", "CAP_SYS_BOOT"});
+    } else {
+        add(arguments, {"--disable-userns"});
+    }
+    add(arguments, {"--seccomp", std::to_string(files.filter).c_str()});
     const std::string user = std::to_string(options.uid);
     add(arguments, {"--uid", user.c_str(), "--gid", user.c_str()});
     add(arguments, environmentArguments(options, environment));
-    addSystem(arguments, options, paths, recorder, files);
+    addSystem(arguments, options, paths, standIn, files);
     // After everything that is laid over, since a clone may lie below "/tmp" or "/opt".
     add(arguments, paths.arguments());
     for (const std::string& directory : searchPath(options)) {

@@ -22,10 +22,11 @@ struct SandboxFiles {
 // all.
 std::vector<BinEntry> binEntries(const SandboxOptions& options);
 
+// standIn: what is put in place of the commands that end a system.
 // environment: the caller's, of which only what is listed comes in. Throws Failure (kExitUsage) on a variable
 // or a PATH that may not be set inside.
 std::vector<std::string> sandboxArguments(const SandboxOptions& options, const VisiblePaths& paths,
-                                          const std::string& recorder, const SandboxFiles& files,
+                                          const std::string& standIn, const SandboxFiles& files,
                                           const char* const* environment);
 
 // The stand-in for the maintenance tool, a shell script.

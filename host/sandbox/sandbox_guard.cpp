@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -31,7 +33,7 @@ constexpr std::array<const char*, 6> kServiceSockets = {"/run/systemd/private",
 
 struct Marker {
     std::array<std::string, layout::kMarkedNamespaces.size()> namespaces;
-    std::string recorder; // "device:inode"
+    std::string standIn; // "device:inode name"
 };
 
 constexpr std::array<std::string_view, 5> kCapabilitySets = {
@@ -43,7 +45,7 @@ Marker readMarker(const std::string& root) {
     for (std::string& name : marker.namespaces) {
         std::getline(file, name);
     }
-    std::getline(file, marker.recorder);
+    std::getline(file, marker.standIn);
     return marker;
 }
 
@@ -53,33 +55,43 @@ std::string namespaceFault(const std::string& root, const char* kind, const std:
     if (failed || present.empty() || outer.empty()) {
         return fmt::format("the {} namespace cannot be told", kind);
     }
-    return present == outer ? fmt::format("the {} namespace is the machine's own", kind) : "";
+    const bool first = std::ranges::find(layout::kFirstNamespaces, present) != layout::kFirstNamespaces.end();
+    return first || present == outer ? fmt::format("the {} namespace is the machine's own", kind) : "";
 }
 
-bool holdsSignature(const std::string& path) {
+bool holds(const std::string& path, const char* signature) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream content;
     content << file.rdbuf();
-    return content.str().find(layout::kRecorderSignature) != std::string::npos;
+    return content.str().find(signature) != std::string::npos;
 }
 
-std::string commandFault(const std::string& path, const std::string& recorder) {
+std::string commandFault(const std::string& path, const std::string& standIn, const SandboxRules& rules) {
     struct stat status = {};
-    if (stat(path.c_str(), &status) != 0 || fmt::format("{}:{}", status.st_dev, status.st_ino) != recorder ||
-        !holdsSignature(path)) {
-        return path + " is not the recorder";
+    if (stat(path.c_str(), &status) != 0 ||
+        fmt::format("{}:{} {}", status.st_dev, status.st_ino, rules.name) != standIn ||
+        !holds(path, rules.signature)) {
+        return fmt::format("{} is not the {}", path, rules.name);
     }
     return "";
 }
 
-// Only an all-zero set passes; a status that cannot be read does not.
-std::string capabilityFault(const std::string& root) {
+bool holdsNoMoreThan(uint64_t allowed, std::string_view set) {
+    set.remove_prefix(std::min(set.size(), set.find_first_not_of(" \t")));
+    uint64_t bits = ~uint64_t{0};
+    const char* const end = set.data() + set.size();
+    return std::from_chars(set.data(), end, bits, 16) == std::from_chars_result{end, {}} &&
+           (bits & ~allowed) == 0;
+}
+
+// A set with any other bit does not pass, nor one that cannot be read.
+std::string capabilityFault(const std::string& root, uint64_t allowed) {
     std::ifstream file(root + "/proc/self/status");
     size_t seen = 0;
     for (std::string line; std::getline(file, line);) {
         for (const std::string_view set : kCapabilitySets) {
             if (line.starts_with(set)) {
-                if (line.find_first_not_of("0 \t", set.size()) != std::string::npos) {
+                if (!holdsNoMoreThan(allowed, std::string_view(line).substr(set.size()))) {
                     return "capabilities are left: " + line;
                 }
                 ++seen;
@@ -118,9 +130,10 @@ std::string socketFault(const std::string& root) {
 
 } // namespace
 
-std::string sandboxFault(const std::string& root, int typing) {
+std::string sandboxFault(const std::string& root, int typing, SandboxMode mode) {
+    const SandboxRules rules = rulesOf(mode);
     const Marker marker = readMarker(root);
-    if (marker.recorder.empty()) {
+    if (marker.standIn.empty()) {
         return "no marker";
     }
     std::string fault;
@@ -132,10 +145,10 @@ std::string sandboxFault(const std::string& root, int typing) {
     }
     for (const em::ShutdownAction& action : em::kShutdownActions) {
         // Where it stands, and as the module runs it: "/sbin" may lead elsewhere.
-        ask(commandFault, root + layout::realPlaceOf(action.command), marker.recorder);
-        ask(commandFault, root + action.command, marker.recorder);
+        ask(commandFault, root + layout::realPlaceOf(action.command), marker.standIn, rules);
+        ask(commandFault, root + action.command, marker.standIn, rules);
     }
-    ask(capabilityFault, root);
+    ask(capabilityFault, root, rules.capabilities);
     for (const char* place : layout::kKernelPlaces) {
         ask(writableFault, root, place);
     }
@@ -143,8 +156,8 @@ std::string sandboxFault(const std::string& root, int typing) {
     return fault.empty() && typing != EPERM ? "one may type into a terminal" : fault;
 }
 
-void assertSandboxInForce() {
-    const std::string fault = sandboxFault("", typingError());
+void assertSandboxInForce(SandboxMode mode) {
+    const std::string fault = sandboxFault("", typingError(), mode);
     if (!fault.empty()) {
         fmt::print(stderr,
                    "volad-dev: refused outside the sandbox ({}); start it with: volad-dev sandbox -- ...\n",

@@ -23,9 +23,12 @@ inline constexpr const char* kMaintenanceAnswer = "/scratch/maintenance";
 // When there and executable, it runs in place of the maintenance tool: a hanging, failing or silent one.
 inline constexpr const char* kMaintenanceScript = "/scratch/localcli";
 
-// The launcher's marker, line by line: these namespaces as they are outside, and the recorder's identity.
+// The launcher's marker, line by line: these namespaces as they are outside, and the identity of what stands
+// in place of the commands.
 inline constexpr const char* kMarker = "/run/volad-dev/marker";
 inline constexpr std::array<const char*, 4> kMarkedNamespaces = {"pid", "mnt", "user", "net"};
+// The machine's first ones have the same numbers everywhere, and are no sandbox's whatever a marker says.
+inline constexpr std::array<std::string_view, 2> kFirstNamespaces = {"pid:[4026531836]", "user:[4026531837]"};
 inline constexpr const char* kMaintenanceDefault = "/run/volad-dev/maintenance";
 
 // Where the coverage files of a run are bound, and the variable that tells so, out here and inside.
@@ -50,8 +53,5 @@ static_assert(std::ranges::all_of(em::kShutdownActions, [](const em::ShutdownAct
 inline std::string realPlaceOf(const char* command) {
     return std::string("/usr") + command;
 }
-
-// By this text in its file the guard knows the recorder.
-inline constexpr char kRecorderSignature[] = "volad-dev command recorder, writes down and does nothing";
 
 } // namespace volad_dev::layout

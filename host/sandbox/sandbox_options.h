@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "host/sandbox/sandbox_mode.h"
+
 namespace volad_dev {
 
 // What the maintenance tool says when the scratch directory holds nothing else for it to say.
@@ -25,6 +27,7 @@ struct NeededPath {
 };
 
 struct SandboxOptions {
+    SandboxMode mode = SandboxMode::Recording;
     unsigned uid = 0;      // inside; 0 is root without any capability
     bool asNobody = false; // started by root, give up root for good first: no process inside owns its files
     Maintenance maintenance = Maintenance::On;

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -13,8 +14,11 @@
 #include "host/sandbox/sandbox_guard.h"
 
 int main(int argc, char** argv) {
-    volad_dev::assertSandboxInForce();
-    if (argc < 2) {
+    using volad_dev::SandboxMode;
+    const bool ending = argc > 1 && argv[1] == std::string_view(volad_dev::kEndingOption);
+    volad_dev::assertSandboxInForce(ending ? SandboxMode::Ending : SandboxMode::Recording);
+    argv += ending ? 1 : 0;
+    if (argv[0] == nullptr || argv[1] == nullptr) {
         return volad_dev::kExitUsage;
     }
     execvp(argv[1], argv + 1);

@@ -1,4 +1,5 @@
-"""sandbox_attacks_test.py VOLAD_DEV: what a careless or hostile job tries, as root and as an unprivileged user.
+"""sandbox_attacks_test.py VOLAD_DEV KERNEL_VERDICT: what a careless or hostile job tries, as root and as an
+unprivileged user, and in the sandbox of KERNEL_VERDICT, whose commands call reboot(2).
 
 Each attack is carried out inside and must come to nothing. None would do lasting harm if it succeeded: files are opened
 for writing only, and modes are set to what they are.
@@ -17,7 +18,7 @@ import sys
 import tempfile
 import unittest
 
-VOLAD_DEV = sys.argv[1]
+VOLAD_DEV, KERNEL_VERDICT = sys.argv[1:3]
 USAGE, NO_SANDBOX = 2, 3
 NOBODY = 65534
 PRELUDE = """
@@ -39,16 +40,16 @@ def connect(path):
 """
 
 
-class Attack(unittest.TestCase):
-    """As the user that runs the tests."""
+class Attacker(unittest.TestCase):
     caller: list[str] = []
+    sandbox = [VOLAD_DEV, "sandbox"]
 
     def setUp(self):
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         os.chmod(self.directory, 0o777)
 
     def tool(self, *arguments: str, around=(), **more) -> subprocess.CompletedProcess:
-        return subprocess.run([*around, *self.caller, VOLAD_DEV, "sandbox", *arguments], capture_output=True, text=True,
+        return subprocess.run([*around, *self.caller, *self.sandbox, *arguments], capture_output=True, text=True,
                               timeout=50, **more)
 
     def sh(self, script: str, *options: str, **more) -> str:
@@ -79,6 +80,10 @@ class Attack(unittest.TestCase):
         server = socket.socket(socket.AF_UNIX)
         self.addCleanup(server.close)
         return self.entry(name, lambda path: (server.bind(str(path)), server.listen()))
+
+
+class Attack(Attacker):
+    """As the user that runs the tests."""
 
     # The machine's files.
 
@@ -149,7 +154,7 @@ for request in (termios.TIOCSTI, 0x541C, termios.TIOCSTI | 1 << 32):
 print(os.tcgetpgrp(0) == os.getpgrp())"""
         child, terminal = pty.fork()
         if child == 0:
-            os.execvp([*self.caller, VOLAD_DEV][0], [*self.caller, VOLAD_DEV, "sandbox", "--", "python3", "-c", script])
+            os.execvp([*self.caller, *self.sandbox][0], [*self.caller, *self.sandbox, "--", "python3", "-c", script])
         with open(terminal, "rb", buffering=0) as screen:
             self.assertEqual(screen.read(200), b"Operation not permitted;" * 3 + b"True\r\n")
         os.waitpid(child, 0)
@@ -358,6 +363,59 @@ for place in sys.argv[1:]:
 @unittest.skipIf(os.geteuid() != 0, "the first run was one")
 class AttackAsUnprivilegedUser(Attack):
     caller = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups"]
+
+
+class SandboxThatEnds(Attacker):
+    """The sandbox whose commands call reboot(2) is as tight as the other, and neither is taken for the other."""
+    sandbox = [KERNEL_VERDICT, "sandbox"]
+    test_kernel = Attack.test_nothing_of_the_kernel_or_the_devices_can_be_changed
+    test_etc = Attack.test_what_others_may_not_read_of_etc_cannot_be_read
+    test_service_manager = Attack.test_no_programs_of_the_service_manager_by_any_name
+    test_user_namespace = Attack.test_no_further_user_namespace_can_be_made
+    test_terminal = Attack.test_no_way_to_type_into_the_callers_terminal
+    test_other_ways = Attack.test_what_no_namespace_bars_is_refused
+
+    def test_its_one_right_is_there_for_its_own_namespaces_only(self):
+        script = "id -u; grep ^Cap /proc/self/status | cut -f2 | sort -u; readlink /proc/self/ns/pid /proc/self/ns/user"
+        for user in ("0", "1000"):
+            seen = self.sh(script, "--uid", user).split()
+            self.assertEqual(seen[:2], [user, f"{1 << 22:016x}"])
+            self.assertEqual(len({*seen[2:], os.readlink("/proc/self/ns/pid"), os.readlink("/proc/self/ns/user")}), 4)
+
+    def test_what_belongs_into_one_sandbox_does_not_run_in_the_other_nor_outside(self):
+        claims = {"VOLAD_DEV_MODE": "ending", "SANDBOX_MODE": "ending", "VOLAD_SCRATCH": "/scratch"}
+        host = [KERNEL_VERDICT, "inside", "off"]
+        gate = [VOLAD_DEV + "-gate", "--ending", "true"]
+        for command, reason in ((host, "no marker"), (gate, "no marker"),
+                                ([VOLAD_DEV, "sandbox", "--", *host], "is not the ender"),
+                                ([VOLAD_DEV, "sandbox", "--", *gate], "is not the ender"),
+                                ([*self.sandbox, "--", VOLAD_DEV + "-gate", "true"], "is not the recorder"),
+                                ([*self.sandbox, "--", VOLAD_DEV, "rehearse-inside"], "is not the recorder")):
+            done = subprocess.run([*self.caller, *command], capture_output=True, text=True, timeout=50,
+                                  env={**os.environ, **claims})
+            self.assertEqual((done.returncode, done.stdout), (NO_SANDBOX, ""), command)
+            self.assertIn(reason, done.stderr)
+
+    def test_the_ender_refuses_in_the_other_sandbox(self):
+        ender = os.path.join(os.path.dirname(KERNEL_VERDICT), "namespace-ender")
+        for name, reason in (("/sbin/poweroff", "/usr/sbin/reboot is not the ender"), ("x", "called by another name")):
+            script = f"try: os.spawnv(os.P_WAIT, '{ender}', ['{name}'])\nfinally: print(open('/scratch/verdict').read())"
+            done = subprocess.run([VOLAD_DEV, "sandbox", "--", "python3", "-c", PRELUDE + script], capture_output=True,
+                                  text=True, timeout=50)
+            self.assertEqual(done.stdout, f"refused: {reason}\n\n", done.stderr)
+
+    def test_a_command_that_was_replaced_keeps_everything_from_starting(self):
+        other = self.entry("other", lambda path: path.write_bytes(pathlib.Path("/bin/true").read_bytes()))
+        ender = os.path.join(os.path.dirname(KERNEL_VERDICT), "namespace-ender")
+        lay = ["bwrap", "--dev-bind", "/", "/", "--ro-bind", other, ender, "--"]
+        done = self.tool("--", "echo", "started", around=lay)
+        self.assertEqual((done.returncode, done.stdout), (NO_SANDBOX, ""))
+        self.assertIn("is not the ender", done.stderr)
+
+
+@unittest.skipIf(os.geteuid() != 0, "the first run was one")
+class SandboxThatEndsForAnUnprivilegedUser(SandboxThatEnds):
+    caller = AttackAsUnprivilegedUser.caller
 
 
 @unittest.skipIf(os.geteuid() != 0, "needs mounts")
