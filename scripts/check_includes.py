@@ -72,6 +72,7 @@ ROOMS = {
     "tests/support": TRACE | ENVELOPE | {"src/platform/registry", "tests/fake", "tests/rig", "host/sandbox"},
     # From outside: nothing of the product but the contract.
     "tests/module": CONTRACT | {"tests/rig", "host/sandbox"},
+    "tests/vm": CONTRACT,
 }
 # A test may include what its room may, the room itself, headers beside it, and what tests are made with.
 FOR_TESTS = {"tests/fake", "tests/rig", "tests/support", "host/sandbox"}

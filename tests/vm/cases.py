@@ -17,6 +17,7 @@ class Case:
     ending: str
     says: tuple[str, ...] = ()  # on the console, in this order
     never: tuple[str, ...] = ()
+    commands: int = 0  # that the module starts
     gate: str | None = "Enabled"
     families: tuple[str, ...] = BOTH
     run: str = "exec /guest/host /guest/em_shutdown.so {host}"
@@ -31,10 +32,10 @@ class Case:
 def down(name: str, host: str, ending: str, command: str, before: tuple[str, ...] = (), note: str = "no job has ended",
          **further) -> Case:
     """The command is started, once, and process 1 goes its way down behind it."""
-    return Case(name, host, ending, (*before, f"{COMMAND}{command}", f"{WAY_DOWN}, {note}"), **further)
+    return Case(name, host, ending, (*before, f"{COMMAND}{command}", f"{WAY_DOWN}, {note}"), commands=1, **further)
 
 
-def up(name: str, host: str, *says: str, never: tuple[str, ...] = (COMMAND,), **further) -> Case:
+def up(name: str, host: str, *says: str, never: tuple[str, ...] = (), **further) -> Case:
     return Case(name, host, UP, says, (WAY_DOWN, *never), **further)
 
 

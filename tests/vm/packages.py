@@ -1,5 +1,5 @@
-"""Debian packages unpacked beside each other, never installed: installed, they would upgrade the machine's own process 1
-and hook its kernel."""
+"""Debian packages unpacked beside each other, never installed: installed, they would upgrade the machine's own
+process 1 and hook its kernel."""
 
 import os
 import pathlib
@@ -61,9 +61,8 @@ class Packages:
             if "not found" in line:
                 sys.exit(f"{line.strip()}: a package is missing in {LIST}")
             for name, path in re.findall(r"^\s+(\S+)(?: => (\S+))? \(0x", line):
-                if name.startswith("/"):  # the loader, and what a program names by its place
-                    found[name if name.startswith("/lib64/") else "/usr/lib/x86_64-linux-gnu/" + pathlib.Path(name).name] \
-                        = pathlib.Path(name)
-                elif path:
-                    found["/usr/lib/x86_64-linux-gnu/" + name] = pathlib.Path(path)
+                if path:
+                    found[f"{LIBRARIES[0]}/{name}"] = pathlib.Path(path)
+                elif name.startswith("/"):  # the loader; what is left is the kernel's own
+                    found[name] = pathlib.Path(name)
         return found

@@ -12,7 +12,7 @@ import sys
 import tempfile
 import time
 
-from cases import CASES, TOKEN, Case
+from cases import CASES, COMMAND, TOKEN, Case
 from guest import Guest
 from guest_files import FAMILIES, case_files, common_files
 from packages import Packages
@@ -38,6 +38,9 @@ class Run:
                 found.append(f"does not say \"{text}\" in its turn")
                 break
             at = place + 1
+        commands = sum(COMMAND in line for line in self.console)
+        if commands != self.case.commands:
+            found.append(f"{commands} commands, not {self.case.commands}")
         found += [f"says \"{text}\"" for text in self.case.never if any(text in line for line in self.console)]
         return found
 
