@@ -17,7 +17,8 @@ LIMIT = 600  # seconds for one command
 def output(*command, **options) -> str:
     done = subprocess.run(command, capture_output=True, text=True, timeout=LIMIT, **options)
     if done.returncode != 0:
-        sys.exit(f"{' '.join(map(str, command[:3]))} ... failed:\n{done.stderr.strip()}")
+        last = "\n".join(done.stderr.strip().splitlines()[-5:])
+        sys.exit(f"{' '.join(map(str, command[:3]))} ... failed:\n{last}")
     return done.stdout
 
 
