@@ -12,7 +12,7 @@ from packages import Packages
 
 LIMIT = 240  # seconds, on a machine that has better to do
 UP = 3  # beats behind the last word of what might have taken the machine down
-LAST_WORDS = ("host: done", "host: refused")
+LAST_WORDS = ("host: done", "host: refused", "host: failed")
 
 
 class Guest:

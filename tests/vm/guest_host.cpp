@@ -1,8 +1,8 @@
 // The host of the guests: guest_host MODULE OPTIONS. It has the module that ships take its guest down, or try
 // to, tells on standard output what it sees, one line each, and refuses anywhere else.
 //
-// When the command was started it waits for process 1 to end it, as a host would; in every other end it
-// stops, deletes and unloads the module, and its last line is "host: done".
+// When the command was started it waits for process 1 to end it, as a host would. Then, and at once where none
+// was, it stops, deletes and unloads the module; its last line is "host: done".
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -14,9 +14,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "contract/debug_object.h"
@@ -65,11 +67,7 @@ Plan readPlan(int argc, char** argv) {
     options.add_option("--job", plan.job);
     options.add_option("--job-limit", plan.jobLimit, "seconds");
     options.add_option("--uid", plan.user, "of the process, before it loads the module");
-    try {
-        options.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        std::exit(options.exit(error));
-    }
+    options.parse(argc, argv);
     return plan;
 }
 
@@ -79,8 +77,7 @@ uint32_t codeOf(const std::string& actionName) {
             return action.operationCode;
         }
     }
-    say("host: no action " + actionName);
-    std::exit(2);
+    throw std::runtime_error("no action " + actionName);
 }
 
 uint32_t minuteOfDay() {
@@ -112,8 +109,7 @@ public:
     em::ShutdownStatus waitFor(const std::function<bool(em::ShutdownStatus)>& isMeant) {
         std::unique_lock lock(m_mutex);
         if (!m_changed.wait_for(lock, kLimit, [&] { return isMeant(m_status); })) {
-            say("host: no such status");
-            std::exit(1);
+            throw std::runtime_error("the status did not come");
         }
         return m_status;
     }
@@ -153,40 +149,6 @@ private:
     em::ShutdownStatus m_status = em::ShutdownStatus::None;
 };
 
-// Whether an end is to come.
-bool ask(em::CIExtensionModule& module, const Plan& plan) {
-    if (plan.scheduled) {
-        return true;
-    }
-    if (!plan.reply.empty()) {
-        em::HostEnvelope reply(codeOf(plan.reply));
-        module.ApplicationReply(reply.handle());
-        return true;
-    }
-    em::HostEnvelope request(codeOf(plan.request));
-    module.HandleRequest(request.handle());
-    const uint32_t answer = em::numberOf(*request.command(), em::key::Status);
-    say("host: answered with " + std::to_string(answer));
-    return answer == em::status::kAccepted;
-}
-
-void cancelInTheDelay(em::CIExtensionModule& module, Host& host) {
-    host.waitFor([](em::ShutdownStatus status) { return status == em::ShutdownStatus::DelayRunning; });
-    em::HostEnvelope cancel(em::opcode::CM_ShutdownRequestCancelled);
-    module.HandleRequest(cancel.handle());
-}
-
-void waitForProcess1(const sigset_t& signals) {
-    int signal = 0;
-    sigwait(&signals, &signal);
-    say("host: ended by process 1");
-}
-
-template <class Function>
-Function entry(void* library, const char* name) {
-    return reinterpret_cast<Function>(dlsym(library, name));
-}
-
 } // namespace
 
 class Lines final : public em::DebugObject {
@@ -211,44 +173,107 @@ private:
 };
 __attribute__((visibility("default"))) Lines Debug; // the symbol that the module looks for
 
-int main(int argc, char** argv) {
-    if (const auto why = em::vm::whyNotHere()) {
-        say("host: refused: " + *why);
-        return 3;
+namespace {
+
+// Loaded and started; unload() stops and deletes it first.
+class LoadedModule {
+public:
+    LoadedModule(const std::string& path, em::HostObject& host)
+        : m_library(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+        if (m_library == nullptr) {
+            throw std::runtime_error(dlerror());
+        }
+        if (!entry<em::CreateFunction>(em::kCreateSymbol)(&m_module, 0)) {
+            throw std::runtime_error("no module object");
+        }
+        reinterpret_cast<em::HostObject**>(m_module)[em::kHostPointerOffset / sizeof(void*)] = &host;
+        m_module->Start();
+        m_module->AfterStart();
     }
-    const Plan plan = readPlan(argc, argv);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    LoadedModule(const LoadedModule&) = delete;
+    LoadedModule& operator=(const LoadedModule&) = delete;
+
+    em::CIExtensionModule* operator->() { return m_module; }
+
+    void unload() {
+        m_module->Stop();
+        if (entry<em::DeleteFunction>(em::kDeleteSymbol)() != 1 || dlclose(m_library) != 0) {
+            throw std::runtime_error("the module did not go");
+        }
+    }
+
+private:
+    template <class Function>
+    Function entry(const char* name) {
+        return reinterpret_cast<Function>(dlsym(m_library, name));
+    }
+
+    void* m_library;
+    em::CIExtensionModule* m_module = nullptr;
+};
+
+// Whether an end is to come.
+bool ask(LoadedModule& module, const Plan& plan) {
+    if (plan.scheduled) {
+        return true;
+    }
+    if (!plan.reply.empty()) {
+        em::HostEnvelope reply(codeOf(plan.reply));
+        module->ApplicationReply(reply.handle());
+        return true;
+    }
+    em::HostEnvelope request(codeOf(plan.request));
+    module->HandleRequest(request.handle());
+    const uint32_t answer = em::numberOf(*request.command(), em::key::Status);
+    say("host: answered with " + std::to_string(answer));
+    return answer == em::status::kAccepted;
+}
+
+void cancelInTheDelay(LoadedModule& module, Host& host) {
+    host.waitFor([](em::ShutdownStatus status) { return status == em::ShutdownStatus::DelayRunning; });
+    em::HostEnvelope cancel(em::opcode::CM_ShutdownRequestCancelled);
+    module->HandleRequest(cancel.handle());
+}
+
+void run(const Plan& plan) {
+    sigset_t byProcess1; // no thread of the module's takes it
+    sigemptyset(&byProcess1);
+    sigaddset(&byProcess1, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &byProcess1, nullptr);
     if (setresuid(plan.user, plan.user, plan.user) != 0) {
-        say("host: no such user");
-        return 1;
-    }
-    void* const library = dlopen(plan.module.c_str(), RTLD_NOW | RTLD_LOCAL);
-    em::CIExtensionModule* module = nullptr;
-    if (library == nullptr || !entry<em::CreateFunction>(library, em::kCreateSymbol)(&module, 0)) {
-        say(std::string("host: no module: ") + (library == nullptr ? dlerror() : "no object"));
-        return 1;
+        throw std::runtime_error("no such user");
     }
     Host host(plan);
-    reinterpret_cast<em::HostObject**>(module)[em::kHostPointerOffset / sizeof(void*)] = &host;
-    module->Start();
-    module->AfterStart();
-    if (ask(*module, plan)) {
+    LoadedModule module(plan.module, host);
+    if (ask(module, plan)) {
         if (plan.cancelled) {
-            cancelInTheDelay(*module, host);
+            cancelInTheDelay(module, host);
         }
         const em::ShutdownStatus end = host.waitFor([](em::ShutdownStatus status) {
             return status == em::ShutdownStatus::Executing || status == em::ShutdownStatus::Aborted;
         });
         if (end == em::ShutdownStatus::Executing && plan.user == 0) {
-            waitForProcess1(signals);
+            int signal = 0;
+            sigwait(&byProcess1, &signal);
+            say("host: ended by process 1");
         }
     }
-    module->Stop();
-    const bool isDeleted = entry<em::DeleteFunction>(library, em::kDeleteSymbol)() == 1;
-    const bool isUnloaded = dlclose(library) == 0;
-    say(isDeleted && isUnloaded ? "host: done" : "host: the module did not go");
-    return 0;
+    module.unload();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        if (const auto why = em::vm::whyNotHere()) {
+            say("host: refused: " + *why);
+            return 3;
+        }
+        run(readPlan(argc, argv));
+        say("host: done");
+        return 0;
+    } catch (const std::exception& failure) {
+        say(std::string("host: failed: ") + failure.what());
+        std::_Exit(1); // the module's threads may be at work
+    }
 }
