@@ -1,8 +1,8 @@
 // The host of the guests: guest_host MODULE OPTIONS. It has the module that ships take its guest down, or try
 // to, tells on standard output what it sees, one line each, and refuses anywhere else.
 //
-// When the command was started it waits for process 1 to end it, as a host would. Then, and at once where none
-// was, it stops, deletes and unloads the module; its last line is "host: done".
+// When the command was started it waits for process 1 to end it, as a host would. Then, and at once where
+// none was, it stops, deletes and unloads the module; its last line is "host: done".
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -154,11 +154,15 @@ private:
 class Lines final : public em::DebugObject {
 public:
     bool takesLines() override { return true; }
-    void print(const char* format, va_list values, const char*) override { write(format, values); }
-    void trace(const char* format, va_list values, const char*) override { write(format, values); }
+    [[gnu::format(printf, 2, 0)]] void print(const char* format, va_list values, const char*) override {
+        write(format, values);
+    }
+    [[gnu::format(printf, 2, 0)]] void trace(const char* format, va_list values, const char*) override {
+        write(format, values);
+    }
 
 private:
-    static void write(const char* format, va_list values) {
+    [[gnu::format(printf, 1, 0)]] static void write(const char* format, va_list values) {
         std::array<char, 1024> text{};
         if (std::vsnprintf(text.data(), text.size(), format, values) < 0) {
             std::abort();

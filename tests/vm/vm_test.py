@@ -7,6 +7,7 @@ import concurrent.futures
 import dataclasses
 import pathlib
 import re
+import resource
 import secrets
 import sys
 import tempfile
@@ -89,7 +90,9 @@ def main() -> None:
         jobs = [pool.submit(run, case, family, packages, common[family]) for case, family in chosen]
         passed = [report(job.result(), consoles) for job in concurrent.futures.as_completed(jobs)]
     sizes = ", ".join(f"{family} {len(packed) / 1e6:.1f} MB" for family, packed in sorted(common.items()))
-    print(f"{sum(passed)} of {len(passed)} guests as they must, {time.monotonic() - begin:.0f} s; initramfs: {sizes}")
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    print(f"{sum(passed)} of {len(passed)} guests as they must, {time.monotonic() - begin:.0f} s, "
+          f"{used.ru_utime + used.ru_stime:.0f} s of processor time; initramfs: {sizes}")
     sys.exit(0 if all(passed) else 1)
 
 
