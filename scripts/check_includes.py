@@ -74,6 +74,7 @@ ROOMS = {
     "tests/module": CONTRACT | {"tests/rig", "host/sandbox"},
     "tests/verdict": BASE | CONTRACT | {"tests/rig", "tests/module", "tests/verdict/ender", "host/sandbox", "host/common"},
     "tests/verdict/ender": {"host/sandbox", "host/sandbox/recorder"},
+    "tests/vm": CONTRACT,
 }
 # A test may include what its room may, the room itself, headers beside it, and what tests are made with.
 FOR_TESTS = {"tests/fake", "tests/rig", "tests/support", "host/sandbox"}
