@@ -51,19 +51,33 @@ void job(RoadRun& run) {
     run.end();
 }
 
-// Asks for the delay and stays there until it was cancelled.
-void cancel(RoadRun& run) {
+// A request that stays in the hands of the host, asked for its delay, until the stretch is walked.
+void whileAsked(RoadRun& run, void (*stretch)(RoadRun&)) {
     started(run);
-    std::promise<void> cancelled;
-    run.whenAsked(kForceDelay, [&] { cancelled.get_future().wait(); });
+    std::promise<void> walked;
+    run.whenAsked(kForceDelay, [&] { walked.get_future().wait(); });
     run.ask(kOff);
     run.awaitLine(kForceDelayAsked);
     run.stretch([&] {
-        run.ask(R"({"OC":521})");
-        cancelled.set_value();
+        stretch(run);
+        walked.set_value();
         run.awaitTask();
     });
     run.end();
+}
+
+constexpr const char* kCancel = R"({"OC":521})";
+
+void cancel(RoadRun& run) {
+    whileAsked(run, [](RoadRun& walking) { walking.ask(kCancel); });
+}
+
+// The second request takes the cancel back, but not where it is refused itself.
+void again(RoadRun& run) {
+    whileAsked(run, [](RoadRun& walking) {
+        walking.ask(kCancel);
+        walking.ask(kOff);
+    });
 }
 
 void disconnect(RoadRun& run) {
@@ -264,6 +278,7 @@ const std::vector<Road> kRoads = {
     {"Halt", {0, 1}, halt},
     {"Job", {1}, job},
     {"Cancel", {0, 1}, cancel},
+    {"CancelAndRequest", {0}, again},
     {"Disconnect", {0, 1}, disconnect},
     {"Watcher", {0, 1}, watcher},
     {"Worker", {2}, worker},
@@ -320,6 +335,15 @@ const std::vector<RoadEnd> kEnds = {
 
     {"Cancel", "true 0, true 0 | status 1, off, status 2, status 4, status 5, withdrawal asked, withdrawn | ",
      ""},
+
+    {"CancelAndRequest",
+     "true 0, true 0, true 0 | status 1, off, status 2, status 4, status 1, reason, event, status 3 | "
+     "/sbin/poweroff;",
+     ""},
+    {"CancelAndRequest",
+     "true 0, true 0, false 1 | status 1, off, status 2, status 4, status 1, status 4, status 5, withdrawal "
+     "asked, withdrawn | ",
+     "new"},
 
     {"Disconnect", "1 | off, reason, disconnected | ", ""},
     {"Disconnect", "0 |  | ", "new"},
