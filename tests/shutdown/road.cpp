@@ -69,11 +69,8 @@ void RoadRun::watchDelay(uint32_t item) {
 }
 
 void RoadRun::stretch(const std::function<void()>& body) {
-    {
-        const CallFaultScope scope(m_fault);
-        body();
-    }
-    calls = lastCallFault();
+    const CallFaultScope scope(m_fault);
+    body();
 }
 
 void RoadRun::create() {

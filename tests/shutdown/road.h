@@ -72,7 +72,6 @@ public:
     int64_t delaySeconds = 60; // what no command may come before
     ScriptedHost host;
     std::unique_ptr<CShutdownExtensionModule> module;
-    CallFaultResult calls; // of the stretch
 
 private:
     [[nodiscard]] std::string messages() const;

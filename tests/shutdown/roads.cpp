@@ -53,9 +53,10 @@ void job(RoadRun& run) {
 
 // A request that stays in the hands of the host, asked for its delay, until the stretch is walked.
 void whileAsked(RoadRun& run, void (*stretch)(RoadRun&)) {
-    started(run);
+    run.create();
     std::promise<void> walked;
     run.whenAsked(kForceDelay, [&] { walked.get_future().wait(); });
+    run.start();
     run.ask(kOff);
     run.awaitLine(kForceDelayAsked);
     run.stretch([&] {
@@ -312,26 +313,26 @@ const std::vector<RoadEnd> kEnds = {
     {"Off", "false 1 | status 1, status 0 | ", "new"},
     {"Off", "true 0 | status 1, status 5, withdrawal asked, withdrawn | ", kNoAnswer},
     {"Off", "true 0 | status 1, off, status 2, status 5, withdrawal asked, withdrawn | ", "new"},
-    {"Off", "true 0 | status 1, off, status 2, reason, event, status 3 | ", "execv"},
+    {"Off", "true 0 | status 1, off, status 2, reason, event, status 3 | ", "execv fork"},
 
     {"Reset", "true 0 | status 1, reset, status 2, status 3 | /sbin/reboot;", ""},
     {"Reset", "true 0 | status 1, status 5, withdrawal asked, withdrawn | ", kNoAnswer},
     {"Reset", "true 0 | status 1, reset, status 2, status 5, withdrawal asked, withdrawn | ", "new"},
-    {"Reset", "true 0 | status 1, reset, status 2, status 3 | ", "execv"},
+    {"Reset", "true 0 | status 1, reset, status 2, status 3 | ", "execv fork"},
 
     {"Halt", " | status 1, halt, status 2, status 3 | /sbin/halt;", ""},
     {"Halt", " | status 1, status 0 | ", "new"},
     {"Halt", " | status 1, status 5, withdrawal asked, withdrawn | ", kNoAnswer},
     {"Halt", " | status 1, halt, status 2, status 5, withdrawal asked, withdrawn | ", "new"},
-    {"Halt", " | status 1, halt, status 2, status 3 | ", "execv"},
+    {"Halt", " | status 1, halt, status 2, status 3 | ", "execv fork"},
 
     {"Job", "true 0 | status 1, off, status 2, reason, event, status 3 | tidied;/sbin/poweroff;", ""},
     {"Job", "true 0 | status 1, status 5, withdrawal asked, withdrawn | ", kNoAnswer},
     {"Job", "true 0 | status 1, off, status 2, status 5, withdrawal asked, withdrawn | ", "new"},
     // A job that cannot be run does not keep the system up.
-    {"Job", "true 0 | status 1, off, status 2, reason, event, status 3 | /sbin/poweroff;", "execv new"},
-    {"Job", "true 0 | status 1, off, status 2, reason, event, status 3 | tidied;", "execv"},
-    {"Job", "true 0 | status 1, off, status 2, reason, event, status 3 | ", "execv+"},
+    {"Job", "true 0 | status 1, off, status 2, reason, event, status 3 | /sbin/poweroff;", "execv fork new"},
+    {"Job", "true 0 | status 1, off, status 2, reason, event, status 3 | tidied;", "execv fork"},
+    {"Job", "true 0 | status 1, off, status 2, reason, event, status 3 | ", "execv+ fork+"},
 
     {"Cancel", "true 0, true 0 | status 1, off, status 2, status 4, status 5, withdrawal asked, withdrawn | ",
      ""},
@@ -367,7 +368,7 @@ const std::vector<RoadEnd> kEnds = {
     {"AgentsByJobFile", "old |  | ", kWritten},
     {"AgentsByJobFile", "old |  | /usr/sbin/ombrad restart;", "access"},
     {"AgentsByCommand", "old |  | /usr/sbin/ombrad restart;", ""},
-    {"AgentsByCommand", "old |  | ", "execv new"},
+    {"AgentsByCommand", "old |  | ", "execv fork new"},
 
     {"ProfileReplaced", "1 new |  | ", ""},
     {"ProfileReplaced", "0 old |  | ", kWritten},
