@@ -1,5 +1,6 @@
 #include "base/file_content.h"
 
+#include "base/system.h"
 #include "base/unique_fd.h"
 
 namespace em {
@@ -36,7 +37,7 @@ int readRegularFile(int fd, size_t largest, size_t padding, FileContent& content
         return EFBIG;
     }
     // Zeroed, so that the padding ends the text for who searches it as a C string.
-    content.data.reset(static_cast<char*>(std::calloc(1, content.size + padding)));
+    content.data.reset(static_cast<char*>(sys::calloc(1, content.size + padding)));
     return content.data == nullptr ? ENOMEM : readExactly(fd, content.data.get(), content.size);
 }
 

@@ -1,9 +1,8 @@
 // The system seam: everything the product asks of the kernel and libc where a test must be able to fail it or
 // to see it. Each function forwards to the call of the same name and has its results and its errno; nothing
-// is added, and nothing is left of it in an optimised build. Product code makes these calls through here,
-// except where memory is taken from the C heap and its lack is no case of its own (malloc and calloc of the
-// trace's files and of file contents, strdup of an envelope's text). What is not here, it calls directly:
-// what converts, unlocks, destroys or cannot fail, standard error, identity and cancel state of threads.
+// is added, and nothing is left of it in an optimised build. Product code makes these calls through here.
+// What is not here, it calls directly: what converts, unlocks, destroys or cannot fail, standard error,
+// identity and cancel state of threads.
 // The tests compile the product against a fake of this header (tests/fake).
 // Why: docs/decisions/system-seam.md
 #pragma once
@@ -41,6 +40,9 @@ inline const char* path(const char* fixed) {
 // Memory; what comes from here is freed by ::free.
 inline void* malloc(size_t size) {
     return ::malloc(size);
+}
+inline void* calloc(size_t count, size_t size) {
+    return ::calloc(count, size);
 }
 inline void* realloc(void* memory, size_t size) {
     return ::realloc(memory, size);

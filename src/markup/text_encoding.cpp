@@ -11,6 +11,7 @@
 
 #include "base/ascii.h"
 #include "base/errno_keeper.h"
+#include "base/system.h"
 #include "base/utf8.h"
 
 namespace em {
@@ -143,7 +144,7 @@ private:
     static constexpr size_t kMost = kLargestXmlText;
 
     void resize(size_t capacity) {
-        void* const moved = std::realloc(m_memory.get(), capacity);
+        void* const moved = sys::realloc(m_memory.get(), capacity);
         if (moved == nullptr) {
             throw std::bad_alloc();
         }

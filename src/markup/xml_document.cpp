@@ -10,6 +10,7 @@
 
 #include "base/file_content.h"
 #include "base/swallow.h"
+#include "base/system.h"
 #include "markup/nul_reference.h"
 #include "markup/text_encoding.h"
 
@@ -96,7 +97,7 @@ XmlLoadResult XmlDocument::loadBytes(const char* bytes, size_t size) {
         return fileFailure(EFBIG);
     }
     FileContent content;
-    content.data.reset(static_cast<char*>(std::malloc(std::max<size_t>(size, 1))));
+    content.data.reset(static_cast<char*>(sys::malloc(std::max<size_t>(size, 1))));
     if (content.data == nullptr) {
         return fileFailure(ENOMEM);
     }

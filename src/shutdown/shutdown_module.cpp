@@ -1,7 +1,9 @@
 #include "shutdown/shutdown_module.h"
 
+#include <algorithm>
 #include <cerrno>
 
+#include "base/clock.h"
 #include "base/error_text.h"
 #include "contract/envelope.h"
 #include "contract/notifications.h"
@@ -25,6 +27,7 @@ constexpr char kClosing[] =
     "\n------------------------------------------------------------------------------------------\n";
 constexpr int32_t kThreadPriority = 63; // of worker and watcher
 constexpr uint32_t kReadyTimeoutMs = 5000;
+constexpr uint32_t kReadyLookMs = 100;
 constexpr uint32_t kMessageTraceLevel = 2;
 
 } // namespace
@@ -182,6 +185,7 @@ unsigned CShutdownExtensionModule::OnModuleNotification(uint32_t code, uint64_t 
 // Reset before the insert: the queue sets the event once the task has run, which may be at once.
 void CShutdownExtensionModule::raiseDisconnectAlert() {
     m_readyForShutdownEvent.ResetEvent();
+    m_disconnected = false;
     SipJson alert;
     alert.InitEnvelope();
     alert.SetOpcode(opcode::CM_Disconnect, 0, 0);
@@ -190,7 +194,20 @@ void CShutdownExtensionModule::raiseDisconnectAlert() {
         return;
     }
     EM_TRACE(2, "\nEM_SHUTDOWN         : Raise CM_Disconnect alert!");
-    if (m_readyForShutdownEvent.WaitForEvent(kReadyTimeoutMs, true) != EVENT_SIGNALED) {
+    waitUntilReadyForShutdown();
+}
+
+// A wake-up without the event counts as signalled: the host would go down with its messages unsent.
+void CShutdownExtensionModule::waitUntilReadyForShutdown() {
+    const Deadline limit = Deadline::in(kReadyTimeoutMs);
+    uint32_t left = kReadyTimeoutMs;
+    do {
+        if (m_readyForShutdownEvent.WaitForEvent(left, true) == EVENT_FAILED) {
+            sleepMs(std::min(left, kReadyLookMs)); // an event that could not be created
+        }
+        left = limit.remainingMs();
+    } while (!m_disconnected && left != 0);
+    if (!m_disconnected) {
         EM_TRACE(1, "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n");
     }
 }
@@ -199,7 +216,8 @@ void CShutdownExtensionModule::OnTaskExecution(SipJson& task, int /*level*/) {
     atBoundary("OnTaskExecution()", [&] {
         const uint32_t code = task.GetUint(key::OperationCode, 0);
         if (code == opcode::CM_Disconnect) {
-            runDisconnectProcedure(m_host, *this, m_pendingRequest);
+            atBoundary("OnTaskExecution()", [&] { runDisconnectProcedure(m_host, *this, m_pendingRequest); });
+            m_disconnected = true;
         } else if (findShutdownAction(code) != nullptr) {
             AlertSequence({m_host, m_progress, m_executor, *this, m_stop, m_delayEvent}, task).run();
         }

@@ -44,6 +44,7 @@ private:
     [[nodiscard]] bool hasThreads() const;
     // Queues the disconnect procedure and gives it five seconds.
     void raiseDisconnectAlert();
+    void waitUntilReadyForShutdown();
 
     static void* WorkerThread(void* module);
     static void* CheckMaintenanceThreadProc(void* module);
@@ -56,6 +57,7 @@ private:
     COSShutdown m_executor;
     SipJson m_pendingRequest; // the last shutdown request past the maintenance gate
     std::atomic<bool> m_started{false};
+    std::atomic<bool> m_disconnected{false}; // the disconnect procedure is over
     StopSignal m_stop;
     HostMessages m_host{*this};
     ShutdownProgress m_progress{m_host, *this, m_executor, m_pendingRequest};

@@ -16,9 +16,18 @@ void ShutdownProgress::change(ShutdownStatus status) {
 
 // The status goes out before the flag is cleared: a host that cancels from inside that call loses its cancel.
 void ShutdownProgress::queue(const SipJson& request) {
-    change(ShutdownStatus::Requested);
-    m_state.clearCancelFlag();
-    static_cast<void>(m_queue.InsertTask(request, 0, nullptr));
+    const bool wasCancelled = isCancelled();
+    const ShutdownStatus before = status();
+    try {
+        change(ShutdownStatus::Requested);
+        m_state.clearCancelFlag();
+        static_cast<void>(m_queue.InsertTask(request, 0, nullptr));
+    } catch (...) {
+        // Nothing may be left "pending" with no task behind it, and an earlier shutdown keeps its cancel.
+        m_state.takeBack(before, wasCancelled);
+        m_host.statusChanged(status());
+        throw;
+    }
 }
 
 // A shutdown cancelled earlier must not cancel this one. A pending one keeps its cancel.

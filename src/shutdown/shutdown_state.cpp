@@ -28,6 +28,13 @@ void ShutdownState::clearStaleCancelFlag() {
     });
 }
 
+void ShutdownState::takeBack(ShutdownStatus before, bool wasCancelled) {
+    replace([=](Value present) {
+        return Value{present.cancelled || wasCancelled,
+                     present.status == ShutdownStatus::Requested ? before : present.status};
+    });
+}
+
 ShutdownStatus ShutdownState::cancel() {
     return replace([](Value present) {
                return IsShutdownPending(present.status) ? Value{true, ShutdownStatus::Cancelled} : present;

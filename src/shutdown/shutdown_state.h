@@ -23,6 +23,10 @@ public:
     // but not the cancel of one that is pending or under way.
     void clearStaleCancelFlag();
 
+    // What a request has changed that then could not be queued: status and flag as they were before it, but
+    // for what another thread has made of them meanwhile.
+    void takeBack(ShutdownStatus before, bool wasCancelled);
+
     // A pending shutdown (1 or 2) becomes a cancelled one: status 4, with the flag. Otherwise nothing
     // changes. Returns the status that was met.
     ShutdownStatus cancel();

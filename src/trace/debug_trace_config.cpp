@@ -68,7 +68,7 @@ bool CDebugTraceConfig::IsOutputSink() {
 
 bool CDebugTraceConfig::ReplaceModuleName(const char* name) {
     const size_t length = std::strlen(name);
-    auto* const created = static_cast<Name*>(std::malloc(sizeof(Name) + length));
+    auto* const created = static_cast<Name*>(sys::malloc(sizeof(Name) + length));
     if (created == nullptr) {
         return false;
     }

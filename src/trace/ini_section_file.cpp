@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/system.h"
 #include "base/unique_fd.h"
 #include "trace/ini_text.h"
 
@@ -21,7 +22,7 @@ void IniSectionFile::Clear() {
 bool IniSectionFile::LoadSection(const char* section, const char* file, const char* directory) {
     Clear();
     const size_t size = std::strlen(directory) + 1 + std::strlen(file) + 1;
-    m_path.reset(static_cast<char*>(std::malloc(size)));
+    m_path.reset(static_cast<char*>(sys::malloc(size)));
     if (m_path == nullptr) {
         return false;
     }

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -26,11 +27,16 @@ struct Slot {
 };
 std::array<Slot, kNames> slots;
 std::atomic<void (*)(const char*)> watcher{nullptr};
+std::atomic<int (*)(const char*)> decider{nullptr};
+
+std::atomic<int> threadsCreated{0};
+thread_local int ownNumber = 0;
 
 Files realFiles;
 std::atomic<Files*> standInFiles{nullptr};
 
-std::atomic<bool> leaping{false};
+constexpr unsigned kAllThreads = ~0U;
+std::atomic<unsigned> leapingThreads{0}; // a bit for each number
 std::atomic<int> strayWakeUpsLeft{0};
 std::atomic<int64_t> leaptNs{0};
 
@@ -80,6 +86,32 @@ const char* interned(const std::string& name) {
     return names.insert(name).first->c_str();
 }
 
+bool leaps() {
+    const unsigned threads = leapingThreads;
+    return threads == kAllThreads || ((threads >> static_cast<unsigned>(ownNumber)) & 1U) != 0;
+}
+
+struct ThreadStart {
+    void* (*routine)(void*);
+    void* argument;
+    int number;
+};
+
+// Free of locals in the frame below the routine, as waitUntil.
+[[gnu::noinline]] ThreadStart takeStart(void* given) {
+    const ThreadStart start = *static_cast<ThreadStart*>(given);
+    std::free(given);
+    ownNumber = start.number;
+    return start;
+}
+
+// The real clock has not made the leaps.
+[[gnu::noinline]] int waitBehindLeaps(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                      const timespec& deadline) {
+    const timespec real = timeAt(nanoseconds(deadline) - leaptNs);
+    return ::pthread_cond_timedwait(condition, mutex, &real);
+}
+
 [[gnu::noinline]] int leapTo(const timespec& deadline) {
     timespec now{};
     readClock(CLOCK_MONOTONIC, &now);
@@ -98,8 +130,10 @@ void reset() {
         slot.failFrom = 0;
     }
     watcher = nullptr;
+    decider = nullptr;
+    threadsCreated = 0;
     standInFiles = nullptr;
-    leaping = false;
+    leapingThreads = 0;
     leaptNs = 0;
     script = {};
 }
@@ -119,6 +153,14 @@ int calls(const std::string& call) {
 
 void watch(void (*newWatcher)(const char*)) {
     watcher = newWatcher;
+}
+
+void decide(int (*newDecider)(const char*)) {
+    decider = newDecider;
+}
+
+int threadNumber() {
+    return ownNumber;
 }
 
 void setPath(const std::string& fixed, const std::string& value) {
@@ -163,7 +205,11 @@ int injected(const char* call) {
     const int from = slot.failFrom;
     const int times = slot.failTimes;
     const bool hit = from != 0 && count >= from && (times == 0 || count < from + times);
-    return hit ? slot.error.load() : 0;
+    if (hit) {
+        return slot.error;
+    }
+    auto* const deciding = decider.load();
+    return deciding != nullptr ? deciding(call) : 0;
 }
 
 bool fails(const char* call) {
@@ -196,7 +242,11 @@ time_t wallClock() {
 
 void leapTime(int strayWakeUps) {
     strayWakeUpsLeft = strayWakeUps;
-    leaping = true;
+    leapingThreads = kAllThreads;
+}
+
+void leapTimeOn(unsigned threads) {
+    leapingThreads = threads;
 }
 
 int readClock(clockid_t clock, timespec* now) {
@@ -208,7 +258,8 @@ int readClock(clockid_t clock, timespec* now) {
 }
 
 int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
-    if (!leaping) {
+    constexpr int64_t kShortestLeap = kNsPerSecond / 10;
+    if (!leaps() || (leapingThreads != kAllThreads && nanoseconds(*request) < kShortestLeap)) {
         return ::clock_nanosleep(clock, flags, request, remaining);
     }
     leaptNs += nanoseconds(*request);
@@ -218,7 +269,27 @@ int sleep(clockid_t clock, int flags, const timespec* request, timespec* remaini
 // A thread may be cancelled in here, so its frame holds no locals: the address sanitizer keeps those of an
 // unwound frame poisoned.
 int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
-    return leaping ? leapTo(*deadline) : ::pthread_cond_timedwait(condition, mutex, deadline);
+    if (leaps()) {
+        return leapTo(*deadline);
+    }
+    return leaptNs == 0 ? ::pthread_cond_timedwait(condition, mutex, deadline)
+                        : waitBehindLeaps(condition, mutex, *deadline);
+}
+
+int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
+                 void* argument) {
+    auto* const start = static_cast<ThreadStart*>(std::malloc(sizeof(ThreadStart)));
+    *start = {routine, argument, ++threadsCreated};
+    const auto numbered = [](void* given) -> void* {
+        static thread_local ThreadStart own;
+        own = takeStart(given);
+        return own.routine(own.argument);
+    };
+    const int error = ::pthread_create(thread, attributes, numbered, start);
+    if (error != 0) {
+        std::free(start);
+    }
+    return error;
 }
 
 void openLog(const char* identity, int options, int facility) {

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "rig/tests_own.h"
+
 namespace em::test {
 
 Recording& recording() {
@@ -32,10 +34,12 @@ namespace {
 } // namespace
 
 void RecordingDebugObject::print(const char* format, va_list arguments, const char* module) {
+    const TestsOwn notTheProducts;
     add(Kind::Print, format, arguments, module);
 }
 
 void RecordingDebugObject::trace(const char* format, va_list arguments, const char* module) {
+    const TestsOwn notTheProducts;
     add(Kind::Trace, format, arguments, module);
 }
 

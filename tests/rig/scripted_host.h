@@ -9,6 +9,7 @@
 
 #include "rig/envelope.h"
 #include "rig/recording.h"
+#include "rig/tests_own.h"
 
 namespace em::test {
 
@@ -76,13 +77,16 @@ private:
 
     static void unexpected(ScriptedHost* /*host*/) { recording().add(Kind::HostCall, "unexpected slot"); }
     static void send(ScriptedHost* host, void* module, Envelope* envelope, uint32_t milliseconds) {
+        const TestsOwn notTheProducts;
         host->record(module, std::to_string(milliseconds) + " " + textOf(*envelope));
         host->answerTo(*envelope, milliseconds != 0);
     }
     static void notice(ScriptedHost* host, void* module, bool value) {
+        const TestsOwn notTheProducts;
         host->record(module, value ? "notice true" : "notice false");
     }
     static int kind(ScriptedHost* host) {
+        const TestsOwn notTheProducts;
         host->record(host->m_module, "kind");
         return host->m_kind;
     }

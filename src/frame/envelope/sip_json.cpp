@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/system.h"
 #include "frame/json/json_tree.h"
 
 namespace em {
@@ -12,7 +13,7 @@ namespace {
 
 // From malloc, since the other side of the interface may free it.
 char* copyOf(const char* text) {
-    return text != nullptr ? strdup(text) : nullptr;
+    return text != nullptr ? sys::strdup(text) : nullptr;
 }
 
 } // namespace

@@ -39,11 +39,19 @@ void lockFor(int fd, const Deadline& deadline) {
     }
 }
 
-// Whether the name still leads to that file.
-bool isStillThere(const FilePlace& place, const struct stat& file) {
+// 0 while the name still leads to that file, ESTALE once it leads to another or none. Any other error is no
+// sign of another writer, and must not be tried again for as long as those may take.
+int lookAgain(const FilePlace& place, const struct stat& file) {
     struct stat named = {};
-    return sys::fstatat(place.directory.get(), place.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           named.st_dev == file.st_dev && named.st_ino == file.st_ino;
+    if (sys::fstatat(place.directory.get(), place.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) {
+        return errno == ENOENT ? ESTALE : errno;
+    }
+    return named.st_dev == file.st_dev && named.st_ino == file.st_ino ? 0 : ESTALE;
+}
+
+// Nothing: another turn is due.
+std::optional<FileChangeResult> notThere(int error) {
+    return error == ESTALE ? std::nullopt : std::optional(FileChangeResult{error, FileStep::Open});
 }
 
 // A new file would not have it, and nothing here could copy it whole.
@@ -194,8 +202,8 @@ FileChangeResult editFile(const char* path, size_t largest, const FileModes& mod
                          if (const int error = readRegularFile(fd, largest, 0, old)) {
                              return FileChangeResult{error, FileStep::Read};
                          }
-                         if (!isStillThere(place, old.status)) {
-                             return std::nullopt;
+                         if (const int error = lookAgain(place, old.status)) {
+                             return notThere(error);
                          }
                          const std::optional<FileChange> wanted = edit(contentOf(old));
                          return wanted ? change(place, fd, modes, old, *wanted) : FileChangeResult{};
@@ -215,8 +223,8 @@ FileChangeResult replaceFileContent(const char* path, const FileModes& modes, st
                          if (!S_ISREG(truncated.status.st_mode)) {
                              return failedAt(FileStep::Write, writeAll(fd, content));
                          }
-                         if (!isStillThere(place, truncated.status)) {
-                             return std::nullopt;
+                         if (const int error = lookAgain(place, truncated.status)) {
+                             return notThere(error);
                          }
                          return change(place, fd, modes, truncated, *whole(std::nullopt));
                      });

@@ -48,7 +48,7 @@ struct FileModes {
 // under a name that nobody else has, takes its place. Where that cannot be done (directory not writable,
 // owner not to be given, several hard links, a mount point) or would lose something (an access list), the
 // bytes behind `from` are written in place, after the space for them has been reserved: a kill meanwhile then
-// leaves a mix, a failure does not.
+// leaves a mix, and a failure only where what was written cannot be undone either.
 //
 // The file that is about to change is locked, for 2 seconds at most: whoever may read it can hold the lock,
 // and must not keep a writer out. EFBIG above `largest` bytes, ENOTSUP for what is no regular file. Throws

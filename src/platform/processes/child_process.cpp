@@ -221,7 +221,7 @@ ChildWait waitForChild(const ChildProcess& child, const Deadline& deadline) {
             slices.sleep(remaining);
         } else if (sys::poll(&announced, 1, static_cast<int>(std::min<uint32_t>(remaining, INT_MAX))) < 0 &&
                    errno != EINTR) {
-            return {ChildEnd::WaitFailed, errno};
+            announced.fd = -1; // the child runs on all the same, and whoever waits for it must not go on
         }
     }
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/ascii.h"
+#include "base/system.h"
 #include "platform/profile/profile_line.h"
 
 namespace em {
@@ -36,7 +37,7 @@ int ProfileScan::open(const char* file) {
     if (m_unread > kLargestProfile) {
         return EFBIG;
     }
-    m_buffer.reset(static_cast<char*>(std::malloc(kBuffer)));
+    m_buffer.reset(static_cast<char*>(sys::malloc(kBuffer)));
     return m_buffer == nullptr ? ENOMEM : 0;
 }
 

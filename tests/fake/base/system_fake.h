@@ -35,6 +35,15 @@ int calls(const std::string& call);
 // async-signal-safe where children are started.
 void watch(void (*watcher)(const char* call));
 
+// Asked at each call, after what failNth says, whether it fails: an error number, one of those below, or 0.
+// On the calling thread and in a forked child too; neither allocates nor locks. Null ends that.
+void decide(int (*decider)(const char* call));
+constexpr int kShort = -1; // of read, write and pwrite: half of what was asked for
+constexpr int kStray = -2; // of a wait on a condition: woken by nobody
+// Threads are numbered in the order in which the product creates them, from 1 after each reset(). 0 on all
+// others.
+int threadNumber();
+
 // Stand-ins.
 void setPath(const std::string& fixed, const std::string& value);
 void setUserId(uid_t user);
@@ -43,6 +52,9 @@ void setWallClock(time_t now);
 // monotonic clock shows what they would have taken. The first timed waits, so many, end half-way as if
 // somebody had woken the waiter.
 void leapTime(int strayWakeUps = 0);
+// The same on these threads alone, a bit for each number; elsewhere, and for sleeps below 0.1 s, which look
+// for what another process does, time passes as it is.
+void leapTimeOn(unsigned threads);
 // What dlsym answers for a name, and whether dladdr finds it in the object that asks.
 enum class Object { Other, Own };
 void setSymbol(const std::string& name, void* address, Object object = Object::Other);
@@ -91,6 +103,8 @@ std::vector<std::string> logOpenings();
 // Asked by the fake's calls. Of these, fails(), injected() and files() allocate nothing.
 bool fails(const char* call);
 int injected(const char* call);
+int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
+                 void* argument);
 Files& files();
 const char* path(const char* fixed);
 uid_t userId();

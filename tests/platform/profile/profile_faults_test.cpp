@@ -1,4 +1,5 @@
-// Writes that fail at each of their calls, or are killed there: the file is the old or the new one.
+// Writes that are killed at each of their calls, that meet others, links and access lists: the file is the
+// old or the new one. Where a call fails, the roads of shutdown/roads.cpp show it.
 #include <signal.h>
 #include <sys/xattr.h>
 
@@ -27,40 +28,6 @@ struct ProfileFaults : test::UnitTest {
     const std::string m_file = m_files.pathOf("profile.ini");
     const std::string m_link = m_files.pathOf("other_name.ini");
 };
-
-TEST_F(ProfileFaults, EachFailingCallLeavesTheOldFile) {
-    const struct {
-        const char* what;
-        std::string before, after;
-        int failures; // at least
-    } ways[] = {
-        {"replaced", kOld, kNew, 8}, {"in place", kOld, kNew, 6}, {"made", "", "\n[S]\n\nK=234567\n", 5}};
-    for (const auto& way : ways) {
-        int failures = 0;
-        for (const char* call :
-             {"open", "openat", "fstat", "flock", "fstatat", "fgetxattr", "read", "fchown", "fchmod", "write",
-              "pwrite", "posix_fallocate", "ftruncate", "fsync", "renameat2"}) {
-            for (int nth = 1; nth == 1 || fake::calls(call) >= nth - 1; ++nth) {
-                SCOPED_TRACE(std::string(way.what) + " " + call + " " + std::to_string(nth));
-                fs::remove(m_file);
-                fs::remove(m_link);
-                if (!way.before.empty()) {
-                    writeOld();
-                }
-                if (way.what == std::string("in place")) {
-                    fs::create_hard_link(m_file, m_link);
-                }
-                fake::reset();
-                fake::failNth(call, nth, ENOSPC);
-                const uint32_t result = write();
-                failures += result == 0 ? 1 : 0;
-                EXPECT_EQ(result == 1 ? way.after : way.before, content());
-                EXPECT_EQ(leftOvers(), 0);
-            }
-        }
-        EXPECT_GE(failures, way.failures);
-    }
-}
 
 std::atomic<int> callsToLive{0};
 
@@ -94,18 +61,6 @@ TEST_F(ProfileFaults, KilledAtAnyCallTheFileIsOldOrNew) {
     EXPECT_GE(old, 8);
     EXPECT_EQ(kNew, content());
     EXPECT_GT(leftOvers(), 0) << "somebody's, as far as a later writer can tell";
-}
-
-TEST_F(ProfileFaults, InterruptedCallsGoOnAlsoInPlace) {
-    writeOld();
-    fake::failNth("read", 1, EINTR);
-    fake::failNth("write", 1, EINTR);
-    EXPECT_EQ(1u, write());
-    EXPECT_EQ(kNew, content());
-    fs::create_hard_link(m_file, m_link);
-    fake::failNth("pwrite", 1, EINTR);
-    EXPECT_EQ(1u, WritePrivateProfileString("S", nullptr, nullptr, m_file.c_str()));
-    EXPECT_EQ("[T]\nX=1\n", m_files.read("other_name.ini"));
 }
 
 TEST_F(ProfileFaults, WritersAtOnceLoseNothing) {
