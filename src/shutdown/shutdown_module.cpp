@@ -41,6 +41,7 @@ CShutdownExtensionModule::~CShutdownExtensionModule() {
             stopThreads();
         }
     }));
+    ++*m_disconnects; // whoever still waits for the procedure goes, and touches nothing here
     for (EventHandle* const event :
          {&m_watcherEvent, &m_readyForShutdownEvent, &m_workerEvent, &m_delayEvent}) {
         event->SetEvent();
@@ -185,7 +186,8 @@ unsigned CShutdownExtensionModule::OnModuleNotification(uint32_t code, uint64_t 
 // Reset before the insert: the queue sets the event once the task has run, which may be at once.
 void CShutdownExtensionModule::raiseDisconnectAlert() {
     m_readyForShutdownEvent.ResetEvent();
-    m_disconnected = false;
+    const std::shared_ptr<const std::atomic<uint32_t>> disconnects = m_disconnects;
+    const uint32_t before = *disconnects;
     SipJson alert;
     alert.InitEnvelope();
     alert.SetOpcode(opcode::CM_Disconnect, 0, 0);
@@ -194,11 +196,15 @@ void CShutdownExtensionModule::raiseDisconnectAlert() {
         return;
     }
     EM_TRACE(2, "\nEM_SHUTDOWN         : Raise CM_Disconnect alert!");
-    waitUntilReadyForShutdown();
+    if (!awaitDisconnect(*disconnects, before)) {
+        EM_TRACE(1, "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n");
+    }
 }
 
-// A wake-up without the event counts as signalled: the host would go down with its messages unsent.
-void CShutdownExtensionModule::waitUntilReadyForShutdown() {
+// A wake-up by nobody counts as signalled, and the host would go down with its messages unsent. Between
+// wake-up and count nothing of this object is touched: the destructor counts too, and may be what woke the
+// thread.
+bool CShutdownExtensionModule::awaitDisconnect(const std::atomic<uint32_t>& disconnects, uint32_t before) {
     const Deadline limit = Deadline::in(kReadyTimeoutMs);
     uint32_t left = kReadyTimeoutMs;
     do {
@@ -206,10 +212,8 @@ void CShutdownExtensionModule::waitUntilReadyForShutdown() {
             sleepMs(std::min(left, kReadyLookMs)); // an event that could not be created
         }
         left = limit.remainingMs();
-    } while (!m_disconnected && left != 0);
-    if (!m_disconnected) {
-        EM_TRACE(1, "\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n");
-    }
+    } while (disconnects == before && left != 0);
+    return disconnects != before;
 }
 
 void CShutdownExtensionModule::OnTaskExecution(SipJson& task, int /*level*/) {
@@ -217,7 +221,7 @@ void CShutdownExtensionModule::OnTaskExecution(SipJson& task, int /*level*/) {
         const uint32_t code = task.GetUint(key::OperationCode, 0);
         if (code == opcode::CM_Disconnect) {
             atBoundary("OnTaskExecution()", [&] { runDisconnectProcedure(m_host, *this, m_pendingRequest); });
-            m_disconnected = true;
+            ++*m_disconnects;
         } else if (findShutdownAction(code) != nullptr) {
             AlertSequence({m_host, m_progress, m_executor, *this, m_stop, m_delayEvent}, task).run();
         }

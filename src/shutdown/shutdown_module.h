@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 #include "frame/envelope/sip_json.h"
 #include "frame/module/extension_module.h"
@@ -44,7 +45,8 @@ private:
     [[nodiscard]] bool hasThreads() const;
     // Queues the disconnect procedure and gives it five seconds.
     void raiseDisconnectAlert();
-    void waitUntilReadyForShutdown();
+    // True when the procedure ended, once more than before, within its time.
+    [[nodiscard]] bool awaitDisconnect(const std::atomic<uint32_t>& disconnects, uint32_t before);
 
     static void* WorkerThread(void* module);
     static void* CheckMaintenanceThreadProc(void* module);
@@ -57,7 +59,8 @@ private:
     COSShutdown m_executor;
     SipJson m_pendingRequest; // the last shutdown request past the maintenance gate
     std::atomic<bool> m_started{false};
-    std::atomic<bool> m_disconnected{false}; // the disconnect procedure is over
+    // How often the disconnect procedure has ended. Shared with the host's threads that wait for it.
+    std::shared_ptr<std::atomic<uint32_t>> m_disconnects = std::make_shared<std::atomic<uint32_t>>(0);
     StopSignal m_stop;
     HostMessages m_host{*this};
     ShutdownProgress m_progress{m_host, *this, m_executor, m_pendingRequest};
