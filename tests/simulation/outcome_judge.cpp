@@ -100,6 +100,7 @@ const std::vector<OutcomeJudge::Line>& OutcomeJudge::lines() {
         {line::kDelayOver, [](Judge& judge, const Record&) { judge.delayOver(); }},
         {line::kEndsCancelled, [](Judge& judge, const Record&) { judge.looksCancelled(); }},
         {line::kPerforming, [](Judge& judge, const Record&) { judge.performs(); }},
+        {line::kJobBegins, [](Judge& judge, const Record&) { judge.m_sinceMs = judge.m_nowMs; }},
         {line::kJobEnded, [](Judge& judge, const Record&) { judge.jobOver(false); }},
         {line::kJobTimedOut, [](Judge& judge, const Record&) { judge.jobOver(true); }},
         {line::kSystemShutdown, [](Judge& judge, const Record&) { judge.m_phase = Phase::Command; }},
@@ -177,9 +178,9 @@ State OutcomeJudge::where() const {
     const bool pending = m_status == 1 || m_status == 2;
     switch (m_phase) {
     case Phase::Job:
-        return State::Job;
+        return pending ? State::Job : State::InName;
     case Phase::Command:
-        return State::Command;
+        return pending ? State::Command : State::InName;
     case Phase::Gate:
     case Phase::Delay:
         if (m_status == 4) {
@@ -218,7 +219,6 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
         const std::string command = text.substr(std::strlen(mark::kRan));
         if (m_phase == Phase::Job) {
             require(m_facts.jobMs >= 0 && command == "/job", "a program that is not the job");
-            m_sinceMs = m_nowMs;
             return;
         }
         m_commands.push_back(command);

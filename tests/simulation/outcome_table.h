@@ -19,11 +19,12 @@ enum class State : size_t {
     Cancelled,   // cancelled before that look, which is still to come
     Job,         // from the last look to the command
     Command,     // from the command to the second look
+    InName,      // cancelled behind the last look, ahead of the second one
     Executing,   // status 3; the queue is shut
     AskedAgain,  // the same, and a later request was told status 1 and refused by the queue
     Stopped,     // Stop has begun
 };
-inline constexpr size_t kStates = 12;
+inline constexpr size_t kStates = 13;
 
 enum class Event : size_t { Cancel, Stop, Request, Schedule, Disconnect, Flip };
 inline constexpr size_t kEvents = 6;

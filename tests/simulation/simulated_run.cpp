@@ -77,8 +77,8 @@ RunFacts SimulatedRun::factsOf(const RunPlan& plan) {
             .jobMs = plan.job ? plan.jobMs : -1,
             .jobLimitMs = plan.jobLimit * 1000,
             .root = plan.root,
-            .childrenFail = plan.fails({"clone", "fork", "execv", "waitpid", "poll"}),
-            .queriesFail = plan.toolHangs || plan.fails({"posix_spawn", "pipe2", "poll", "read", "waitpid"}),
+            .childrenFail = plan.fails({"clone", "fork", "execv"}),
+            .queriesFail = plan.toolHangs || plan.fails({"posix_spawn", "pipe2", "poll", "read"}),
             .slackMs = plan.faults.empty() ? 0 : 200};
 }
 
