@@ -17,6 +17,10 @@ struct Road {
     int64_t forceDelay;
 };
 
+void PrintTo(const Road& road, std::ostream* stream) {
+    *stream << road.name;
+}
+
 RunPlan planOf(const Road& road) {
     RunPlan plan;
     plan.delay = 7;
@@ -42,11 +46,13 @@ TEST_P(Instants, EndAsTheTableSays) {
     ASSERT_GT(whole.stoppedAt - whole.startedAt, 60U) << "the records of a whole road";
 
     const LeftBehind left;
+    std::set<State> met;
     for (size_t record = whole.startedAt + 1; record <= whole.stoppedAt; ++record) {
         RunPlan plan = undisturbed;
         plan.happenings.push_back({act, 0, record});
         const RunResult result = simulate(plan);
         ASSERT_EQ(result.fault, "") << nameOf(act) << " at record " << record << "\n" << result.trace;
+        met.insert(result.met);
         const Cell& cell = cellOf(result.met, event);
         const size_t most = result.met != State::Idle && cell.commands == Commands::None ? 0 : 1;
         const size_t least = result.met != State::Idle && cell.commands == Commands::One ? 1 : 0;
@@ -56,11 +62,11 @@ TEST_P(Instants, EndAsTheTableSays) {
             << nameOf(act) << " at record " << record << ": " << cell.text;
     }
     EXPECT_EQ(left.difference(), "");
+    for (const State state : {State::Idle, State::Announced, State::Queued, State::Gate, State::Delay,
+                              State::Job, State::Command, State::Executing}) {
+        EXPECT_TRUE(met.contains(state)) << "no instant: " << nameOf(state);
+    }
     RecordProperty("instants", std::to_string(whole.stoppedAt - whole.startedAt));
-}
-
-void PrintTo(const Road& road, std::ostream* stream) {
-    *stream << road.name;
 }
 
 constexpr Road kRoads[] = {{"Off", Act::Off, "/sbin/poweroff", true, 2},

@@ -13,6 +13,7 @@ namespace {
 constexpr size_t kQueueHolds = 9;
 constexpr int64_t kGateLimitMs = 30'000 + 1'000;
 constexpr int64_t kHostRequestMs = 5'000;
+constexpr int64_t kDisconnectWaitMs = 5'000;
 constexpr int64_t kStopSlackMs = 10 * kHostRequestMs; // the requests that it may have to wait for, and more
 
 // Whether the text was written by that format, whose conversions stand for anything.
@@ -132,6 +133,8 @@ const std::vector<OutcomeJudge::Line>& OutcomeJudge::lines() {
          [](Judge& judge, const Record&) {
              judge.require(judge.m_saidByUser != judge.m_pendingHeld, "whose shutdown the disconnect is");
          }},
+        {"\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n",
+         [](Judge& judge, const Record& r) { judge.m_waits[r.thread].gaveUp = true; }},
         {line::kException, [](Judge& judge, const Record&) { judge.require(false, "an exception"); }},
     };
     return all;
@@ -212,6 +215,7 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
         char* end = nullptr;
         const char* const numbers = text.c_str() + std::strlen(mark::kAsks);
         const auto code = static_cast<uint32_t>(std::strtoul(numbers, &end, 10));
+        m_waits[thread] = {m_nowMs};
         m_asks[thread] = {code, static_cast<uint32_t>(std::strtoul(end, nullptr, 10))};
     } else if (text.starts_with(mark::kTool)) {
         m_tools[thread] = text.back();
@@ -228,6 +232,11 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
             require(action != nullptr && command == action->command, "another task's command");
             require(++m_current->commands == 1, "a second command");
         }
+    } else if (text == mark::kNotified) {
+        const int64_t took = m_nowMs - m_waits[thread].sinceMs;
+        require(!m_waits[thread].gaveUp || took >= kDisconnectWaitMs || m_facts.waitsFail,
+                "a disconnect that was given up too early");
+        require(took <= kDisconnectWaitMs + m_facts.slackMs, "a disconnect without end");
     } else if (text == mark::kFlips) {
         meet(Event::Flip);
     } else if (text == mark::kStopped) {
@@ -293,6 +302,7 @@ void OutcomeJudge::completed() {
 void OutcomeJudge::statusChanged(pid_t thread, int status) {
     if (!isHandler(thread)) {
         if (status == 1) {
+            meet(Event::Request);
             m_asks[thread].announced = true;
             ++m_announcing;
             m_status = 1;

@@ -22,6 +22,7 @@ struct RunFacts {
     bool root = true;
     bool childrenFail = false; // a start of a child is made to fail
     bool queriesFail = false;  // something that the maintenance query needs is
+    bool waitsFail = false;    // an event or a wait on one is
     int64_t slackMs = 0;       // by which a failed wait may be late
 };
 
@@ -30,6 +31,7 @@ namespace mark {
 inline constexpr char kAsks[] = "# asks "; // a host thread is about to; then code and reason
 inline constexpr char kTool[] = "# tool "; // started; its character, or "-" for none that comes in time
 inline constexpr char kRan[] = "# ran ";   // a child; then its command
+inline constexpr char kNotified[] = "# disconnect returned";
 inline constexpr char kFlips[] = "# maintenance flips";
 inline constexpr char kStopped[] = "# stop returned";
 } // namespace mark
@@ -58,6 +60,10 @@ private:
         uint32_t reason = 0;
         bool announced = false;
         int commands = 0;
+    };
+    struct Wait { // of a host thread for its disconnect
+        int64_t sinceMs = 0;
+        bool gaveUp = false;
     };
     struct Line;
     static const std::vector<Line>& lines();
@@ -100,6 +106,7 @@ private:
     pid_t m_handler = 0;
     std::map<pid_t, Task> m_asks; // by the thread that is about to queue it
     int m_announcing = 0;
+    std::map<pid_t, Wait> m_waits;
     std::deque<Task> m_queue;
     std::optional<Task> m_current;
     Phase m_phase = Phase::None;

@@ -64,20 +64,26 @@ RunPlan RunPlan::drawn(uint64_t seed) {
     plan.collectedElsewhere = draw.oneIn(10);
     plan.offTimeMinutes = draw.oneIn(6) ? static_cast<int64_t>(draw.below(3)) : -1;
     // Most of it happens around one road, so that it meets.
-    const int64_t base = draw.of<int64_t>({0, 150, 3'000});
+    const int64_t base = draw.of<int64_t>({0, 100, 150, 3'000});
+    const auto span = static_cast<size_t>(plan.delayMs() + plan.toolMs + 2'000);
     const size_t count = 1 + draw.below(6);
-    for (size_t i = 0; i < count; ++i) {
-        const Act act = i == 0 ? draw.of({Act::Off, Act::Reset, Act::PowerSwitch, Act::HaltReply})
-                               : draw.of({Act::Cancel, Act::Cancel, Act::Cancel, Act::Disconnect, Act::Flip,
-                                          Act::Off, Act::Reset, Act::HaltReply, Act::PowerSwitch});
-        const auto span = static_cast<size_t>(plan.delayMs() + plan.toolMs + 2'000);
-        const int64_t at = draw.oneIn(3) ? 0 : static_cast<int64_t>(draw.below(draw.oneIn(2) ? span : 300));
-        plan.happenings.push_back({act, base + (i == 0 ? 0 : at)});
+    plan.happenings = {{draw.of({Act::Off, Act::Reset, Act::PowerSwitch, Act::HaltReply}), base}};
+    for (size_t i = 1; i < count; ++i) {
+        Happening happening{draw.of({Act::Cancel, Act::Cancel, Act::Cancel, Act::Disconnect, Act::Flip,
+                                     Act::Off, Act::Reset, Act::HaltReply, Act::PowerSwitch, Act::Stop})};
+        if (draw.oneIn(3)) {
+            happening.atRecord = 20 + draw.below(220);
+        } else {
+            const size_t wait = draw.oneIn(3) ? 0 : draw.below(draw.oneIn(2) ? span : 300);
+            happening.atMs = base + static_cast<int64_t>(wait);
+        }
+        plan.happenings.push_back(happening);
     }
     if (draw.oneIn(4)) {
         plan.stopAtMs =
             base + 1 + static_cast<int64_t>(draw.below(static_cast<size_t>(plan.delayMs()) + 4'000));
     }
+    plan.stopsTwice = draw.oneIn(8);
     const size_t faults = draw.oneIn(3) ? 1 + draw.below(2) : 0;
     for (size_t i = 0; i < faults; ++i) {
         Fault fault = kFaults[draw.below(kFaults.size())];
@@ -123,6 +129,9 @@ std::string RunPlan::text() const {
     for (const Fault& fault : faults) {
         add("call " + std::to_string(fault.nth) + " of " + fault.call +
             " fails: " + std::strerror(fault.error));
+    }
+    if (stopsTwice) {
+        add("Stop twice");
     }
     return text + (stopAtMs != 0 ? "\n  Stop at " + std::to_string(stopAtMs) + " ms" : "") + "\n";
 }

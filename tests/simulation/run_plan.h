@@ -62,6 +62,7 @@ struct RunPlan {
     std::vector<Happening> happenings;
     std::vector<Fault> faults;
     int64_t stopAtMs = 0; // 0 = once nothing more comes
+    bool stopsTwice = false;
 
     [[nodiscard]] static RunPlan drawn(uint64_t seed);
     [[nodiscard]] std::string text() const;

@@ -13,9 +13,9 @@ namespace em::test {
 namespace {
 
 #ifdef EM_SANITIZED
-constexpr uint64_t kCount = 300; // a run takes several times as long
+constexpr uint64_t kCount = 200; // a run takes several times as long
 #else
-constexpr uint64_t kCount = 3'000;
+constexpr uint64_t kCount = 2'000;
 #endif
 
 using Seconds = std::chrono::duration<double>;
@@ -61,15 +61,22 @@ TEST_F(Seeds, EachRunEndsAsTheTableSays) {
     }
 }
 
-// The same number, the same run: what makes a failing one repeatable.
+// Without what is anew each time: addresses, and the numbers of threads.
+std::string comparable(std::string trace) {
+    for (const auto& [begins, consists] :
+         {std::pair("0x", "0123456789abcdefABCDEFx"), {"THREAD (", "THREAD (-0123456789"}}) {
+        for (size_t at = trace.find(begins); at != std::string::npos; at = trace.find(begins, at)) {
+            trace.erase(at, trace.find_first_not_of(consists, at) - at);
+        }
+    }
+    return trace;
+}
+
+// The same number, the same run, record by record: what makes a failing one repeatable.
 TEST_F(Seeds, OfOneNumberGiveOneRun) {
-    for (uint64_t seed = 1; seed <= 20; ++seed) {
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
         const RunPlan plan = RunPlan::drawn(seed);
-        const RunResult once = simulate(plan);
-        const RunResult again = simulate(plan);
-        EXPECT_EQ(once.records, again.records) << seed;
-        EXPECT_EQ(once.commands, again.commands) << seed;
-        EXPECT_EQ(once.status, again.status) << seed;
+        EXPECT_EQ(comparable(simulate(plan, true).trace), comparable(simulate(plan, true).trace)) << seed;
     }
 }
 

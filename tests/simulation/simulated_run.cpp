@@ -70,6 +70,7 @@ private:
     std::vector<int64_t> m_times; // of the records
     RunResult m_result;
     bool m_stopped = false;
+    bool m_ending = false; // from here on nothing may call the module any more
 };
 
 RunFacts SimulatedRun::factsOf(const RunPlan& plan) {
@@ -79,6 +80,7 @@ RunFacts SimulatedRun::factsOf(const RunPlan& plan) {
             .root = plan.root,
             .childrenFail = plan.fails({"clone", "fork", "execv"}),
             .queriesFail = plan.toolHangs || plan.fails({"posix_spawn", "pipe2", "poll", "read"}),
+            .waitsFail = plan.fails({"pthread_cond_init", "pthread_cond_timedwait"}),
             .slackMs = plan.faults.empty() ? 0 : 200};
 }
 
@@ -129,7 +131,7 @@ void SimulatedRun::onRecord() {
     m_times.push_back(m_machine.nowMs());
     m_judge.see(recording().last(), m_times.back());
     for (const RunPlan::Happening& happening : m_plan.happenings) {
-        if (happening.atRecord == m_times.size()) {
+        if (happening.atRecord == m_times.size() && !m_ending) {
             m_result.met = m_judge.where();
             m_machine.spawn([this, act = happening.act] { perform(act); }, m_machine.nowMs());
             m_machine.yield(true);
@@ -169,7 +171,10 @@ void SimulatedRun::perform(Act act) {
         }
         break;
     }
-    case Act::Stop:
+    case Act::Stop: // the host's Start and Stop come one by one
+        if (m_stopped || m_result.startedAt == 0) {
+            return;
+        }
         m_stopped = true;
         if (m_result.stoppedAt == 0) {
             m_result.stoppedAt = m_times.size();
@@ -180,6 +185,7 @@ void SimulatedRun::perform(Act act) {
     case Act::Disconnect:
         note(mark::kAsks + std::string("514 0"));
         m_module->Notify(kSystemShutdown, 0, 0);
+        note(mark::kNotified);
         break;
     case Act::Flip:
         m_gate = !m_gate;
@@ -246,11 +252,14 @@ RunResult SimulatedRun::run() {
     }
     m_result.startedAt = m_times.size();
     settle();
-    if (!m_stopped) {
-        perform(Act::Stop);
-    }
+    perform(Act::Stop);
     while (!m_machine.hostThreadsEnded()) { // they may still be in the module
         m_machine.sleepUntilMs(m_machine.nowMs() + 1'000);
+    }
+    m_ending = true;
+    if (m_plan.stopsTwice) {
+        m_stopped = false;
+        perform(Act::Stop);
     }
     SipJson query = commandOf(R"({"OC":523})");
     static_cast<void>(m_module->HandleRequest(&query));
@@ -271,12 +280,18 @@ RunResult SimulatedRun::run() {
     return m_result;
 }
 
-} // namespace
-
-RunResult simulate(const RunPlan& plan, bool withTrace) {
+RunResult simulateOne(const RunPlan& plan, bool withTrace) {
     const fake::Scope script;
     recording().clear();
     return SimulatedRun(plan, withTrace).run();
+}
+
+} // namespace
+
+RunResult simulate(const RunPlan& plan, bool withTrace) {
+    // The first module of a process reads what later ones find read; that would be another run.
+    static const RunResult first = simulateOne(RunPlan{}, false);
+    return simulateOne(plan, withTrace);
 }
 
 } // namespace em::test
