@@ -1,5 +1,6 @@
 #include "simulation/outcome_judge.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -12,9 +13,8 @@ namespace {
 
 constexpr size_t kQueueHolds = 9;
 constexpr int64_t kGateLimitMs = 30'000 + 1'000;
-constexpr int64_t kHostRequestMs = 5'000;
 constexpr int64_t kDisconnectWaitMs = 5'000;
-constexpr int64_t kStopSlackMs = 10 * kHostRequestMs; // the requests that it may have to wait for, and more
+constexpr int64_t kStopSlackMs = 5'000 + 2'000 + 1'000; // a host's silence, the disconnect's pause, settling
 
 // Whether the text was written by that format, whose conversions stand for anything.
 bool isLine(const char* format, const char* text) {
@@ -215,6 +215,7 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
         char* end = nullptr;
         const char* const numbers = text.c_str() + std::strlen(mark::kAsks);
         const auto code = static_cast<uint32_t>(std::strtoul(numbers, &end, 10));
+        m_disconnects += code == opcode::CM_Disconnect ? 1 : 0;
         m_waits[thread] = {m_nowMs};
         m_asks[thread] = {code, static_cast<uint32_t>(std::strtoul(end, nullptr, 10))};
     } else if (text.starts_with(mark::kTool)) {
@@ -233,14 +234,18 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
             require(++m_current->commands == 1, "a second command");
         }
     } else if (text == mark::kNotified) {
-        const int64_t took = m_nowMs - m_waits[thread].sinceMs;
-        require(!m_waits[thread].gaveUp || took >= kDisconnectWaitMs || m_facts.waitsFail,
+        const Wait& wait = m_waits[thread];
+        const int64_t took = m_nowMs - wait.sinceMs;
+        require(!wait.gaveUp || took >= kDisconnectWaitMs || m_facts.waitsFail,
                 "a disconnect that was given up too early");
+        require(!wait.queued || wait.gaveUp || wait.done || m_facts.waitsFail || m_disconnects > 1,
+                "a disconnect that was not waited for");
         require(took <= kDisconnectWaitMs + m_facts.slackMs, "a disconnect without end");
     } else if (text == mark::kFlips) {
         meet(Event::Flip);
     } else if (text == mark::kStopped) {
-        require(m_nowMs - m_stopSinceMs <= m_facts.jobLimitMs + kStopSlackMs, "a Stop without end");
+        const int64_t job = std::max<int64_t>(std::min(m_facts.jobMs, m_facts.jobLimitMs), 0);
+        require(m_nowMs - m_stopSinceMs <= job + kStopSlackMs + m_facts.slackMs, "a Stop that took too long");
         require(!m_handlerRuns && !m_current && (m_queue.empty() || m_handler == 0),
                 "a Stop that left the handler");
     }
@@ -267,7 +272,9 @@ void OutcomeJudge::raised(pid_t thread) {
 }
 
 void OutcomeJudge::inserted(pid_t thread) {
-    const Task task = m_asks[thread];
+    Task task = m_asks[thread];
+    task.by = thread;
+    m_waits[thread].queued = true;
     m_asks.erase(thread);
     require(!m_shut.sure, "a task into a shut queue");
     require(m_queue.size() < kQueueHolds, "a task into a full queue");
@@ -296,6 +303,9 @@ void OutcomeJudge::completed() {
     require(m_phase == Phase::None || m_phase == Phase::Withdrawing || m_phase == Phase::Disconnect,
             "a task that ended on its way");
     m_phase = Phase::None;
+    if (m_current) {
+        m_waits[m_current->by].done = true;
+    }
     m_current.reset();
 }
 

@@ -60,10 +60,13 @@ private:
         uint32_t reason = 0;
         bool announced = false;
         int commands = 0;
+        pid_t by = 0; // the inserter
     };
     struct Wait { // of a host thread for its disconnect
         int64_t sinceMs = 0;
+        bool queued = false;
         bool gaveUp = false;
+        bool done = false;
     };
     struct Line;
     static const std::vector<Line>& lines();
@@ -107,6 +110,7 @@ private:
     std::map<pid_t, Task> m_asks; // by the thread that is about to queue it
     int m_announcing = 0;
     std::map<pid_t, Wait> m_waits;
+    int m_disconnects = 0; // two at once share one event, so one may return for the other's
     std::deque<Task> m_queue;
     std::optional<Task> m_current;
     Phase m_phase = Phase::None;
