@@ -70,6 +70,9 @@ ROOMS = {
     "tests/fake": BASE,
     "tests/rig": CONTRACT | {"host/sandbox"},
     "tests/support": TRACE | ENVELOPE | {"src/platform/registry", "tests/fake", "tests/rig", "host/sandbox"},
+    # Whole runs of the module object.
+    "tests/simulation": CONTRACT | ENVELOPE | {
+        "src/shutdown", "tests/fake", "tests/rig", "tests/support", "host/sandbox"},
     # From outside: nothing of the product but the contract.
     "tests/module": CONTRACT | {"tests/rig", "host/sandbox"},
     "tests/verdict": BASE | CONTRACT | {"tests/rig", "tests/module", "tests/verdict/ender", "host/sandbox", "host/common"},

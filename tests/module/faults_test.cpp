@@ -120,30 +120,6 @@ TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
     EXPECT_EQ(commands(0), Lines{});
 }
 
-TEST_F(FaultTest, SecondRequestTakesAnEarlierCancelBack) {
-    m_module.request(kOffNow);
-    m_module.request(kCancel);
-    static_cast<void>(m_module.request(R"({"OC":518,"DA":1})"));
-    start();
-    ASSERT_TRUE(recording().waitFor(kCompleted));
-    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"}) << "the first one, the second is purged";
-    EXPECT_FALSE(recording().contains(kCancelled));
-}
-
-TEST_F(FaultTest, CancelIsLostInsideTheStatusMessageAndRefusedAfterTheCommand) {
-    m_module.host.onMessage([this](uint32_t code, uint32_t, Envelope& envelope) {
-        if (code == 527 && numberOf(commandOf(envelope), "DA", 0) == 1) {
-            m_module.request(kCancel);
-        }
-    });
-    start();
-    requestAndWait();
-    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
-    EXPECT_EQ(m_module.request(kCancel), "true " + withCommand(R"({"OC":521,"ST":0})"));
-    expectOnce("\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled");
-    EXPECT_EQ(m_module.status(), 3U);
-}
-
 TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
     auto job = std::make_unique<HeldJob>(m_module.host);
     start();
@@ -166,18 +142,6 @@ TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
     requestAndWait();
     expectOnce("COSShutdown         : WARNING - Timeout waiting for cleanup program\n");
     EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
-}
-
-TEST_F(FaultTest, SystemShutdownBehindARunningDelayGivesUpWaiting) {
-    m_module.host.answer(kDelay, "1");
-    start();
-    static_cast<void>(m_module.request(R"({"OC":517})"));
-    ASSERT_TRUE(recording().waitFor("Start shutdown delay"));
-    const auto begin = Clock::now();
-    EXPECT_EQ(m_module.notify(0x30000), 1U);
-    EXPECT_GE(Clock::now() - begin, 4900ms);
-    expectOnce("\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n");
-    EXPECT_FALSE(recording().contains("START CM_Disconnect")) << "dropped with the queue";
 }
 
 #ifndef __SANITIZE_THREAD__ // which takes a refused join for one that was done

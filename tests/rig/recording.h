@@ -79,6 +79,11 @@ public:
         const std::lock_guard guard(m_mutex);
         return m_records;
     }
+    // Of at least one.
+    [[nodiscard]] Record last() const {
+        const std::lock_guard guard(m_mutex);
+        return m_records.back();
+    }
     [[nodiscard]] std::vector<Record> lines() const {
         std::vector<Record> lines = all();
         std::erase_if(lines, [](const Record& record) { return record.kind == Kind::HostCall; });

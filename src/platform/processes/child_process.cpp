@@ -217,11 +217,12 @@ ChildWait waitForChild(const ChildProcess& child, const Deadline& deadline) {
             return {ChildEnd::DeadlinePassed};
         }
         // An end that is announced but cannot be collected yet, as under a debugger, must not make this spin.
-        if (announced.fd < 0 || announced.revents != 0) {
+        // Nor must a poll that fails for want of memory end the wait: the child can be waited for without it.
+        const bool tells = announced.fd >= 0 && announced.revents == 0;
+        if (!tells ||
+            (sys::poll(&announced, 1, static_cast<int>(std::min<uint32_t>(remaining, INT_MAX))) < 0 &&
+             errno != EINTR)) {
             slices.sleep(remaining);
-        } else if (sys::poll(&announced, 1, static_cast<int>(std::min<uint32_t>(remaining, INT_MAX))) < 0 &&
-                   errno != EINTR) {
-            announced.fd = -1; // the child runs on all the same, and whoever waits for it must not go on
         }
     }
 }

@@ -91,15 +91,19 @@ public:
     GroupLeader(const GroupLeader&) = delete;
     GroupLeader& operator=(const GroupLeader&) = delete;
 
-    // True when it ended while there was patience.
+    // True when it was seen to end while there was patience. One that cannot be waited for was not: it may be
+    // hanging, and is still to be collected.
     [[nodiscard]] bool waitForEnd(const Patience& patience) {
-        while (const uint32_t slice = patience.nextSliceMs()) {
-            if (waitForChild(m_child, Deadline::in(slice)).end != ChildEnd::DeadlinePassed) {
-                m_running = false;
-                return true;
+        ChildEnd end = ChildEnd::DeadlinePassed;
+        while (end == ChildEnd::DeadlinePassed) {
+            const uint32_t slice = patience.nextSliceMs();
+            if (slice == 0) {
+                return false;
             }
+            end = waitForChild(m_child, Deadline::in(slice)).end;
         }
-        return false;
+        m_running = end == ChildEnd::WaitFailed;
+        return !m_running;
     }
 
 private:

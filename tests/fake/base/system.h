@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "machine.h"
 #include "system_fake.h"
 
 // The inline namespace keeps the fake's calls apart from the seam's in an executable that links both.
@@ -42,12 +43,24 @@ template <class Result, class... Arguments>
 constexpr auto call(const char* name, Result (fake::Files::*real)(Arguments...)) {
     return [=](Arguments... its) { return fake::fails(name) ? Result{-1} : (fake::files().*real)(its...); };
 }
+// The same, on the machine that the test has put in the real one's place.
+template <class Result, class... Arguments>
+constexpr auto call(const char* name, Result (fake::Machine::*real)(Arguments...)) {
+    return [=](Arguments... its) { return fake::fails(name) ? Result{-1} : (fake::machine().*real)(its...); };
+}
 // Gives the error number, 0 on success; errno is not set.
 template <class... Arguments>
 constexpr auto errorCall(const char* name, int (*real)(Arguments...)) {
     return [=](Arguments... its) {
         const int error = fake::injected(name);
         return error == 0 ? real(its...) : error == fake::kStray ? 0 : error;
+    };
+}
+template <class... Arguments>
+constexpr auto errorCall(const char* name, int (fake::Machine::*real)(Arguments...)) {
+    return [=](Arguments... its) {
+        const int error = fake::injected(name);
+        return error == 0 ? (fake::machine().*real)(its...) : error == fake::kStray ? 0 : error;
     };
 }
 // Moves bytes, and may move half of them only.
@@ -128,49 +141,48 @@ inline constexpr auto getuid = &fake::userId;
 inline constexpr auto geteuid = &fake::userId;
 inline constexpr auto getpid = &::getpid;
 inline constexpr auto getenv = call("getenv", ::getenv);
-inline constexpr auto fork = call("fork", ::fork);
-inline constexpr auto clone = call(
-    "clone", +[](int (*routine)(void*), void* stackTop, int flags, void* argument, int* pidfd) {
-        return ::clone(routine, stackTop, flags, argument, pidfd);
-    });
-inline constexpr auto pidfd_open = call(
-    "pidfd_open", +[](pid_t pid) { return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)); });
+inline constexpr auto fork = call("fork", &fake::Machine::fork);
+inline constexpr auto clone = call("clone", &fake::Machine::clone);
+inline constexpr auto pidfd_open = call("pidfd_open", &fake::Machine::pidfd_open);
 // A child that is nobody's any more has been collected by somebody.
 inline pid_t waitpid(pid_t pid, int* status, int options) {
     const int error = fake::injected("waitpid");
     if (error == 0) {
-        return ::waitpid(pid, status, options);
+        return fake::machine().waitpid(pid, status, options);
     }
     if (error == ECHILD) {
-        ::waitpid(pid, nullptr, 0);
+        fake::machine().waitpid(pid, nullptr, 0);
     }
     errno = error;
     return -1;
 }
-inline constexpr auto kill = call("kill", ::kill);
-inline constexpr auto pipe2 = call("pipe2", ::pipe2);
-inline constexpr auto poll = call("poll", ::poll);
+inline constexpr auto kill = call("kill", &fake::Machine::kill);
+inline constexpr auto pipe2 = call("pipe2", &fake::Machine::pipe2);
+inline constexpr auto poll = call("poll", &fake::Machine::poll);
 inline constexpr auto sysconf = call("sysconf", ::sysconf);
 inline constexpr auto close_range = call("close_range", ::close_range);
-inline constexpr auto execv = call("execv", ::execv);
+inline constexpr auto execv = call("execv", &fake::Machine::execv);
 inline constexpr auto sigaction = call("sigaction", ::sigaction);
-inline constexpr auto posix_spawn = errorCall("posix_spawn", ::posix_spawn);
+inline constexpr auto posix_spawn = errorCall("posix_spawn", &fake::Machine::posix_spawn);
 inline constexpr auto pthread_sigmask = errorCall("pthread_sigmask", ::pthread_sigmask);
 [[noreturn]] inline void exitNow(int status) {
     ::_exit(status);
 }
 
 // Clocks and sleeps.
-inline constexpr auto clock_gettime = call("clock_gettime", fake::readClock);
-inline constexpr auto clock_nanosleep = errorCall("clock_nanosleep", fake::sleep);
+inline constexpr auto clock_gettime = call("clock_gettime", &fake::Machine::clock_gettime);
+inline constexpr auto clock_nanosleep = errorCall("clock_nanosleep", &fake::Machine::clock_nanosleep);
 inline constexpr auto sched_yield = call("sched_yield", ::sched_yield);
-inline constexpr auto time = &fake::wallClock;
+inline time_t time() {
+    return fake::machine().time();
+}
 
 // Threads and their parts.
-inline constexpr auto pthread_create = errorCall("pthread_create", fake::createThread);
-inline constexpr auto pthread_join = errorCall("pthread_join", ::pthread_join);
+inline constexpr auto pthread_create = errorCall("pthread_create", &fake::Machine::pthread_create);
+inline constexpr auto pthread_join = errorCall("pthread_join", &fake::Machine::pthread_join);
 inline constexpr auto pthread_cancel = errorCall("pthread_cancel", ::pthread_cancel);
-inline constexpr auto pthread_getschedparam = errorCall("pthread_getschedparam", ::pthread_getschedparam);
+inline constexpr auto pthread_getschedparam =
+    errorCall("pthread_getschedparam", &fake::Machine::pthread_getschedparam);
 inline constexpr auto pthread_attr_init = errorCall("pthread_attr_init", ::pthread_attr_init);
 inline constexpr auto pthread_attr_setdetachstate =
     errorCall("pthread_attr_setdetachstate", ::pthread_attr_setdetachstate);
@@ -182,14 +194,18 @@ inline constexpr auto pthread_attr_setschedparam =
     errorCall("pthread_attr_setschedparam", ::pthread_attr_setschedparam);
 inline constexpr auto pthread_mutex_init = errorCall(
     "pthread_mutex_init", +[](pthread_mutex_t* mutex) { return ::pthread_mutex_init(mutex, nullptr); });
-inline constexpr auto pthread_mutex_lock = errorCall("pthread_mutex_lock", ::pthread_mutex_lock);
+inline constexpr auto pthread_mutex_lock =
+    errorCall("pthread_mutex_lock", &fake::Machine::pthread_mutex_lock);
 inline constexpr auto pthread_condattr_setclock =
     errorCall("pthread_condattr_setclock", ::pthread_condattr_setclock);
 inline constexpr auto pthread_cond_init = errorCall("pthread_cond_init", ::pthread_cond_init);
-inline constexpr auto pthread_cond_signal = errorCall("pthread_cond_signal", ::pthread_cond_signal);
-inline constexpr auto pthread_cond_broadcast = errorCall("pthread_cond_broadcast", ::pthread_cond_broadcast);
-inline constexpr auto pthread_cond_wait = errorCall("pthread_cond_wait", ::pthread_cond_wait);
-inline constexpr auto pthread_cond_timedwait = errorCall("pthread_cond_timedwait", fake::waitUntil);
+inline constexpr auto pthread_cond_signal =
+    errorCall("pthread_cond_signal", &fake::Machine::pthread_cond_signal);
+inline constexpr auto pthread_cond_broadcast =
+    errorCall("pthread_cond_broadcast", &fake::Machine::pthread_cond_broadcast);
+inline constexpr auto pthread_cond_wait = errorCall("pthread_cond_wait", &fake::Machine::pthread_cond_wait);
+inline constexpr auto pthread_cond_timedwait =
+    errorCall("pthread_cond_timedwait", &fake::Machine::pthread_cond_timedwait);
 
 // The system log and the dynamic loader.
 inline constexpr auto openlog = &fake::openLog;

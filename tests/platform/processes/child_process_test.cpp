@@ -119,7 +119,8 @@ TEST_F(ChildProcessTest, WaitEndsAsTheChildDoes) {
         {"kill -STOP $$", "", 0, 0, 60, ChildEnd::DeadlinePassed},
         {"sleep 0.02", "poll", EINTR, 3, 20'000, ChildEnd::Ended},
         {"exec sleep 60", "waitpid", EINVAL, 1, 20'000, ChildEnd::WaitFailed},
-        {"sleep 0.02", "poll", ENOMEM, 1, 20'000, ChildEnd::Ended},
+        {"sleep 0.02", "poll", ENOMEM, 0, 20'000, ChildEnd::Ended},
+        {"exec sleep 60", "poll", ENOMEM, 0, 60, ChildEnd::DeadlinePassed},
     };
     for (const auto& [command, failing, error, times, limitMs, wanted] : cases) {
         for (const bool described : {true, false}) {
