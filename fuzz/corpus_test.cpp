@@ -39,7 +39,7 @@ TEST_P(Corpus, IsReadWithoutAFinding) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fuzz, Corpus, testing::ValuesIn(kTargets),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& target) { return std::string(target.param.name); });
 
 } // namespace
 } // namespace fuzz

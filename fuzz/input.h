@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -51,9 +52,10 @@ private:
     std::string_view m_bytes;
 };
 
-// Ends the run where something does not hold.
-inline void require(bool holds) {
+// Ends the run where something does not hold, and tells where that is.
+inline void require(bool holds, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     if (!holds) {
+        std::fprintf(stderr, "%s:%d: this does not hold\n", file, line);
         std::abort();
     }
 }

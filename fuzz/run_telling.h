@@ -13,7 +13,6 @@
 #include "base/utf8.h"
 #include "host/common/failure.h"
 #include "host/common/visible_text.h"
-#include "host/picture/columns.h"
 #include "host/picture/run_picture.h"
 #include "host/picture/svg_picture.h"
 #include "host/picture/text_bars.h"
@@ -38,7 +37,9 @@ inline size_t requireLines(std::string_view text, size_t columns) {
         const size_t end = text.find('\n');
         require(end != std::string_view::npos);
         const std::string line(text.substr(0, end));
-        require(volad_dev::visibleText(line) == line && volad_dev::columnsOf(line) <= columns);
+        const auto characters =
+            std::count_if(line.begin(), line.end(), [](char c) { return (c & 0xC0) != 0x80; });
+        require(volad_dev::visibleText(line) == line && static_cast<size_t>(characters) <= columns);
         text.remove_prefix(end + 1);
     }
     return count;

@@ -26,7 +26,7 @@ using fuzz::require;
 namespace trace_file = em::trace_file;
 
 constexpr const char* kModuleFile = "module.ini"; // behind the global one, which may have the section, too
-constexpr const char* kOwnFile = "own.ini.away";
+constexpr const char* kOwnFile = "own.txt";       // which the module does not look at
 
 // The one directory of the process, in memory inside the sandbox.
 class Directory {
