@@ -29,7 +29,8 @@ public:
             em::json::append(*list, m_input.flag() ? object(0) : value(0));
         }
         if (m_input.flag()) {
-            em::json::setMember(*em::json::member(&envelope.root, "SIP"), key(), value(0));
+            const std::string name = key();
+            em::json::setMember(*em::json::member(&envelope.root, "SIP"), name, value(0));
         }
     }
 
@@ -79,7 +80,8 @@ private:
     em::JsonValue object(unsigned depth) {
         em::JsonValue result = em::json::newObject(0);
         for (unsigned left = m_input.below(9); left > 0; --left) {
-            em::json::append(result, key(), value(depth + 1));
+            const std::string name = key(); // one behind the other: the same bytes, whatever the compiler
+            em::json::append(result, name, value(depth + 1));
         }
         return result;
     }

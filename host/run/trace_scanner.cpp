@@ -75,7 +75,7 @@ void TraceScanner::finish() {
     m_rest.clear();
 }
 
-void TraceScanner::scan(std::string_view lines) const {
+void TraceScanner::scan(std::string_view lines) {
     size_t tagEnd = positionOf(lines, kTagEnd, 0);
     size_t untagged = positionOf(lines, kUntagged, 0);
     while (tagEnd != kNone || untagged != kNone) {
@@ -85,19 +85,33 @@ void TraceScanner::scan(std::string_view lines) const {
         tagEnd = tagEnd < next ? positionOf(lines, kTagEnd, next) : tagEnd;
         untagged = untagged < next ? positionOf(lines, kUntagged, next) : untagged;
     }
+    if (m_structureFrom) { // it may come with the next bytes
+        const bool toCome = std::all_of(lines.begin() + *m_structureFrom, lines.end(), isLineEnd);
+        m_structureFrom = toCome ? std::optional<size_t>(0) : std::nullopt;
+    }
+}
+
+// What stands in a message's data is the sender's: no line of the module's, whatever it looks like. An
+// object, or a list of objects, behind whatever prefix; where a host has left the data out, the line is
+// another.
+bool TraceScanner::isStructure(std::string_view lines, size_t start, size_t begin) const {
+    const std::string_view front = lines.substr(start, begin - start);
+    return m_structureFrom && *m_structureFrom <= start &&
+           std::all_of(lines.begin() + *m_structureFrom, lines.begin() + start, isLineEnd) &&
+           (front.find("{\"") != kNone || front.find("[{") != kNone);
 }
 
 // Gives where to search on: behind this colon in any case, since the line may end in front of it.
-size_t TraceScanner::readTagged(std::string_view lines, size_t colon) const {
+size_t TraceScanner::readTagged(std::string_view lines, size_t colon) {
     const bool ours = colon >= kTagColumns && beginsWithTag(lines.substr(colon - kTagColumns));
     return std::max(colon + 1, ours ? readLine(lines, colon - kTagColumns, true) : 0);
 }
 
-size_t TraceScanner::readLine(std::string_view lines, size_t begin, bool tagged) const {
+size_t TraceScanner::readLine(std::string_view lines, size_t begin, bool tagged) {
     const size_t end = lineEnd(lines, begin);
     const size_t least = begin - std::min(begin, kLongestPrefix + 1);
     const size_t start = behindLastLineEnd(lines.substr(0, begin), least);
-    if (begin - start > kLongestPrefix) {
+    if (begin - start > kLongestPrefix || isStructure(lines, start, begin)) {
         return end;
     }
     const std::string_view text = lines.substr(begin, std::min(end, start + kLongestLine) - begin);
@@ -105,6 +119,7 @@ size_t TraceScanner::readLine(std::string_view lines, size_t begin, bool tagged)
     line.kind = findTraceLine(text, tagged, line.fields);
     if (line.kind != nullptr) {
         line.prefix = lines.substr(start, begin - start);
+        m_structureFrom = line.kind->message.structureFollows ? std::optional(end) : std::nullopt;
         m_sink(line);
     }
     return end;
