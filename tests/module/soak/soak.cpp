@@ -33,7 +33,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr int64_t kHeapMayGrow = 8 * 1024;        // bytes
+constexpr int64_t kHeapMayGrow = 4 * 1024;        // bytes
 constexpr int64_t kResidentMayGrow = 1024 * 1024; // bytes; less than a byte for each line of half an hour
 #ifdef EM_SANITIZED
 constexpr bool kCountsMemory = false; // a sanitizer keeps what was freed
