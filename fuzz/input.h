@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -24,7 +23,7 @@ public:
         static_assert(std::is_arithmetic_v<Number> && !std::is_same_v<Number, bool>);
         Number value = 0;
         const std::string_view bytes = take(sizeof value);
-        std::memcpy(&value, bytes.data(), bytes.size());
+        bytes.copy(reinterpret_cast<char*>(&value), bytes.size());
         return value;
     }
 
