@@ -1,30 +1,45 @@
-// What the fuzzer of this suite started from or found, once more.
+// What each fuzzer started from or found, once more.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <vector>
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size);
+#include "corpus_targets.h"
+
+namespace fuzz {
+
+static void PrintTo(const Target& target, std::ostream* stream) {
+    *stream << target.name;
+}
 
 namespace {
 
+class Corpus : public testing::TestWithParam<Target> {};
+
 // One thread reads; and the thread sanitizer's order check holds 64 locks, which deep trees exceed.
-TEST(FuzzCorpus, IsReadWithoutAFinding) {
+TEST_P(Corpus, IsReadWithoutAFinding) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP();
 #endif
+    const auto& [name, entry, longest] = GetParam();
     size_t files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(EM_FUZZ_CORPUS)) {
-        SCOPED_TRACE(entry.path());
-        std::ifstream file(entry.path(), std::ios::binary);
+    for (const auto& each :
+         std::filesystem::directory_iterator(std::filesystem::path(EM_FUZZ_CORPUS) / name)) {
+        SCOPED_TRACE(each.path());
+        std::ifstream file(each.path(), std::ios::binary);
         const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
-        EXPECT_EQ(0, LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
+        EXPECT_LE(bytes.size(), longest) << "the fuzzer would cut it";
+        EXPECT_EQ(0, entry(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
         ++files;
     }
-    EXPECT_GE(files, 6u);
+    EXPECT_GE(files, 6U);
 }
 
+INSTANTIATE_TEST_SUITE_P(Fuzz, Corpus, testing::ValuesIn(kTargets),
+                         [](const auto& target) { return std::string(target.param.name); });
+
 } // namespace
+} // namespace fuzz

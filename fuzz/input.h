@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -23,7 +23,7 @@ public:
         static_assert(std::is_arithmetic_v<Number> && !std::is_same_v<Number, bool>);
         Number value = 0;
         const std::string_view bytes = take(sizeof value);
-        std::memcpy(&value, bytes.data(), bytes.size());
+        bytes.copy(reinterpret_cast<char*>(&value), bytes.size());
         return value;
     }
 
@@ -51,9 +51,10 @@ private:
     std::string_view m_bytes;
 };
 
-// Ends the run where something does not hold.
-inline void require(bool holds) {
+// Ends the run where something does not hold, and tells where that is.
+inline void require(bool holds, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     if (!holds) {
+        std::fprintf(stderr, "%s:%d: this does not hold\n", file, line);
         std::abort();
     }
 }

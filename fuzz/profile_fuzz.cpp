@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "input.h"
 #include "platform/profile/profile_edit.h"
@@ -53,6 +56,34 @@ void readInto(const char* section, const char* key, const char* defaultText, uin
                  : std::strlen(out.get()) == count);
 }
 
+// All that reading finds, by section and key. A list holds what a file of a fuzzer's size may have.
+using Values = std::map<std::pair<std::string, std::string>, std::string>;
+
+std::string readWhole(const char* section, const char* key, const std::string& file) {
+    std::string out(16384, '\0');
+    out.resize(em::GetPrivateProfileString(section, key, nullptr, out.data(),
+                                           static_cast<uint32_t>(out.size()), file.c_str()));
+    return out;
+}
+
+std::vector<std::string> namesIn(const std::string& list) {
+    std::vector<std::string> names;
+    for (size_t at = 0; at < list.size(); at += names.back().size() + 1) {
+        names.emplace_back(list.c_str() + at);
+    }
+    return names;
+}
+
+Values valuesIn(const std::string& file) {
+    Values values;
+    for (const std::string& section : namesIn(readWhole(nullptr, nullptr, file))) {
+        for (const std::string& key : namesIn(readWhole(section.c_str(), nullptr, file))) {
+            values[{section, key}] = readWhole(section.c_str(), key.c_str(), file);
+        }
+    }
+    return values;
+}
+
 void writeAndReadBack(const std::string& content, const em::ProfileWrite& write, const std::string& section,
                       const std::string& key, const MemoryFile& file) {
     const auto change = em::editProfile(content, write);
@@ -60,18 +91,25 @@ void writeAndReadBack(const std::string& content, const em::ProfileWrite& write,
         return;
     }
     require(change->from <= change->to && change->to <= content.size());
+    // A header that only reading or only writing sees would part what is written from where it is read.
+    const bool comments = content.find(';') != std::string::npos;
+    Values before = comments ? Values() : valuesIn(file.path());
     std::string changed = content;
     changed.replace(change->from, change->to - change->from, change->text);
     file.fill(changed);
-    std::string out(2048, '\0');
-    const uint32_t count = em::GetPrivateProfileString(section.c_str(), key.c_str(), nullptr, out.data(),
-                                                       2048, file.path().c_str());
+    if (comments) {
+        return;
+    }
     // A ";" cuts a value at reading, and blanks around it do not count.
     const bool plain = write.value && write.value->find_first_of("; \t\v\f") == std::string_view::npos;
-    // A header that only reading or only writing sees would part what is written from where it is read.
-    if (plain && write.key && content.find(';') == std::string::npos) {
-        require(out.substr(0, count) == *write.value);
+    require(!plain || !write.key || readWhole(section.c_str(), key.c_str(), file.path()) == *write.value);
+    Values after = valuesIn(file.path());
+    for (Values* const values : {&before, &after}) {
+        std::erase_if(*values, [&](const auto& each) {
+            return each.first.first == section && (!write.key || each.first.second == key);
+        });
     }
+    require(before == after);
 }
 
 } // namespace

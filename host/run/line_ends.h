@@ -15,8 +15,7 @@ namespace volad_dev {
 
 // The first one, or the text's end.
 [[nodiscard]] inline size_t firstLineEnd(std::string_view text) {
-    const std::string_view line = text.substr(0, text.find('\n'));
-    return std::min({line.find('\r'), line.find('\0'), line.size()});
+    return static_cast<size_t>(std::find_if(text.begin(), text.end(), isLineEnd) - text.begin());
 }
 
 // Behind the last one, or 0.

@@ -67,14 +67,14 @@ struct MessageRow {
     MessageFields fields;
 };
 constexpr MessageRow kMessages[] = {
-    {line::kMessageWithNumber, messageFields(false, true)},
-    {line::kMessageOfCabinetWithNumber, messageFields(true, true)},
-    {line::kMessageWithBytes, messageFields(false, false)},
-    {line::kMessageOfCabinetWithBytes, messageFields(true, false)},
-    {line::kMessageWithStructure, messageFields(false, false)},
-    {line::kMessageOfCabinetWithStructure, messageFields(true, false)},
-    {line::kMessage, messageFields(false, false)},
-    {line::kMessageOfCabinet, messageFields(true, false)},
+    {line::kMessageWithNumber, messageFields(false, MessageData::Number)},
+    {line::kMessageOfCabinetWithNumber, messageFields(true, MessageData::Number)},
+    {line::kMessageWithBytes, messageFields(false, MessageData::None)},
+    {line::kMessageOfCabinetWithBytes, messageFields(true, MessageData::None)},
+    {line::kMessageWithStructure, messageFields(false, MessageData::Structure)},
+    {line::kMessageOfCabinetWithStructure, messageFields(true, MessageData::Structure)},
+    {line::kMessage, messageFields(false, MessageData::None)},
+    {line::kMessageOfCabinet, messageFields(true, MessageData::None)},
 };
 constexpr unsigned kMessageLevel = 2;
 

@@ -69,14 +69,17 @@ struct MessageFields {
     size_t operationCode = 1, extension = 2, objectId = 3;
     size_t cabinet, messageIdHigh, messageIdLow, status; // cabinet: 0 when there is none
     size_t data;                                         // a number; 0 when there is none
+    bool structureFollows;                               // as data, on a line of its own
 };
-[[nodiscard]] constexpr MessageFields messageFields(bool ofCabinet, bool withNumber) {
+enum class MessageData { None, Number, Structure };
+[[nodiscard]] constexpr MessageFields messageFields(bool ofCabinet, MessageData data) {
     const size_t more = ofCabinet ? 1 : 0;
     return {.cabinet = ofCabinet ? 4U : 0U,
             .messageIdHigh = 4 + more,
             .messageIdLow = 5 + more,
             .status = 6 + more,
-            .data = withNumber ? 7 + more : 0};
+            .data = data == MessageData::Number ? 7 + more : 0,
+            .structureFollows = data == MessageData::Structure};
 }
 
 struct TraceLineKind {

@@ -8,18 +8,19 @@ namespace {
 
 constexpr size_t kNone = std::string_view::npos;
 
-// By one of its bytes, one that is rare in front of it: where that is not, the search goes as fast as memory
-// is read.
-size_t positionOf(std::string_view text, std::string_view wanted, size_t rareByte, size_t from) {
-    for (size_t at = from + rareByte; (at = text.find(wanted[rareByte], at)) != kNone; ++at) {
-        if (text.substr(at - rareByte).starts_with(wanted)) {
-            return at - rareByte;
+// By one of its bytes, the one at rareAt, which is rare elsewhere: where it does not occur, the search goes
+// as fast as memory is read.
+size_t positionOf(std::string_view text, std::string_view wanted, size_t rareAt, size_t from) {
+    for (size_t at = from + rareAt; (at = text.find(wanted[rareAt], at)) != kNone; ++at) {
+        if (text.substr(at - rareAt).starts_with(wanted)) {
+            return at - rareAt;
         }
     }
     return kNone;
 }
 
-// The colon at the end of a tag's columns. Where a line ends, the next tag's is all of its columns away.
+// The colon at the end of a tag's columns. No tag holds a line end: where a line ends, the next tag's colon
+// is all of its columns away.
 size_t nextColon(std::string_view text, size_t from) {
     constexpr size_t kBefore = kTagEnd.size() - 1;
     const bool atLineEnd = from < text.size() && isLineEnd(text[from]);
@@ -71,7 +72,7 @@ void TraceScanner::finish() {
     m_rest.clear();
 }
 
-void TraceScanner::scan(std::string_view text) const {
+void TraceScanner::scan(std::string_view text) {
     const LineEnds lines(text);
     size_t colon = nextColon(text, 0);
     size_t untagged = nextUntagged(text, 0);
@@ -80,24 +81,39 @@ void TraceScanner::scan(std::string_view text) const {
         colon = colon < next ? nextColon(text, next) : colon;
         untagged = untagged < next ? nextUntagged(text, next) : untagged;
     }
+    if (m_structureFrom) { // it may come with the next bytes
+        const bool toCome = std::all_of(text.begin() + *m_structureFrom, text.end(), isLineEnd);
+        m_structureFrom = toCome ? std::optional<size_t>(0) : std::nullopt;
+    }
+}
+
+// What stands in a message's data is the sender's: no line of the module's, whatever it looks like. An
+// object, or a list of objects, behind whatever prefix; where a host has left the data out, the line is
+// another.
+bool TraceScanner::isStructure(std::string_view text, size_t start, size_t begin) const {
+    const std::string_view front = text.substr(start, begin - start);
+    return m_structureFrom && *m_structureFrom <= start &&
+           std::all_of(text.begin() + *m_structureFrom, text.begin() + start, isLineEnd) &&
+           (front.find("{\"") != kNone || front.find("[{") != kNone);
 }
 
 // Gives where to search on: behind this colon in any case, since the line may end in front of it.
-size_t TraceScanner::readTagged(const LineEnds& lines, size_t colon) const {
+size_t TraceScanner::readTagged(const LineEnds& lines, size_t colon) {
     const bool ours = colon >= kTagColumns && beginsWithTag(lines.text().substr(colon - kTagColumns));
     return std::max(colon + 1, ours ? readLine(lines, colon - kTagColumns, true) : 0);
 }
 
-size_t TraceScanner::readLine(const LineEnds& lines, size_t begin, bool tagged) const {
+size_t TraceScanner::readLine(const LineEnds& lines, size_t begin, bool tagged) {
     const size_t end = lines.nextFrom(begin);
     const size_t least = begin - std::min(begin, kLongestPrefix + 1);
     const size_t start = lines.behindLast(least, begin);
-    if (begin - start > kLongestPrefix) {
+    if (begin - start > kLongestPrefix || isStructure(lines.text(), start, begin)) {
         return end;
     }
     const std::string_view text = lines.text().substr(begin, std::min(end, start + kLongestLine) - begin);
     if (std::optional<TraceLine> line = findTraceLine(text, tagged)) {
         line->prefix = lines.text().substr(start, begin - start);
+        m_structureFrom = line->kind->message.structureFollows ? std::optional(end) : std::nullopt;
         m_sink(*line);
     }
     return end;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,13 +30,17 @@ public:
 
 private:
     std::string_view completeLine(std::string_view bytes);
-    void scan(std::string_view text) const;
-    [[nodiscard]] size_t readTagged(const LineEnds& lines, size_t colon) const;
-    [[nodiscard]] size_t readLine(const LineEnds& lines, size_t begin, bool tagged) const;
+    void scan(std::string_view text);
+    [[nodiscard]] size_t readTagged(const LineEnds& lines, size_t colon);
+    [[nodiscard]] size_t readLine(const LineEnds& lines, size_t begin, bool tagged);
+    [[nodiscard]] bool isStructure(std::string_view text, size_t start, size_t begin) const;
 
     std::function<void(const TraceLine&)> m_sink;
     std::string m_rest;      // the start of a line
     bool m_skipping = false; // behind kLongestLine of a line
+    // Behind the line of a message whose data is a structure, in what is being scanned: the data's line is
+    // next.
+    std::optional<size_t> m_structureFrom;
 };
 
 } // namespace volad_dev

@@ -1,5 +1,6 @@
 #include "shutdown/shutdown_progress.h"
 
+#include "base/swallow.h"
 #include "contract/trace_lines.h"
 #include "frame/envelope/sip_json.h"
 #include "osshutdown/os_shutdown.h"
@@ -22,10 +23,12 @@ void ShutdownProgress::queue(const SipJson& request) {
         change(ShutdownStatus::Requested);
         m_state.clearCancelFlag();
         static_cast<void>(m_queue.InsertTask(request, 0, nullptr));
+    } catch (abi::__forced_unwind&) {
+        throw; // the task may be queued already
     } catch (...) {
         // Nothing may be left "pending" with no task behind it, and an earlier shutdown keeps its cancel.
         m_state.takeBack(before, wasCancelled);
-        m_host.statusChanged(status());
+        static_cast<void>(swallow([this] { m_host.statusChanged(status()); }));
         throw;
     }
 }

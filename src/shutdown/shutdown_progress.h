@@ -28,7 +28,8 @@ public:
     [[nodiscard]] bool isCancelled() const { return m_state.isCancelled(); }
 
     // A request or reply: status 1, the cancel flag cleared, a copy queued. A refused insert has its own
-    // line. Where the copy cannot be made, status and flag become what they were, and the host is told so.
+    // line. Where the copy cannot be made, status and flag become what they were, and the host is told so
+    // where memory allows; a request that another thread makes at that moment loses its status, not its task.
     void queue(const SipJson& request);
     // One of the module's own: no status before the task handler takes it up, and a pending one keeps its
     // cancel.

@@ -2,6 +2,7 @@
 // then the handler thread.
 #pragma once
 
+#include "base/cancellation_disabled.h"
 #include "base/clock.h"
 #include "contract/trace_lines.h"
 #include "platform/threads/thread_boundary.h"
@@ -133,6 +134,8 @@ bool CTaskSerializer<Message>::Enqueue(std::unique_ptr<Record>& record, int leve
         return false;
     }
     static_cast<void>(record.release()); // the queue's now
+    const CancellationDisabled
+        whole; // a host's thread that is cancelled in the line must still wake the handler
     EM_TRACE(5, line::kTaskInserted, level);
     m_WakeEvent.SetEvent();
     return true;

@@ -51,7 +51,7 @@ public:
     }
     void clear() {
         const std::lock_guard guard(m_mutex);
-        m_records.clear();
+        m_records = {}; // their memory, too: a run may last for hours
     }
     // From now on a record that contains the text is thrown back at the module. An empty text ends that.
     void throwOn(std::string_view part) {

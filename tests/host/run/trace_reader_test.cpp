@@ -167,6 +167,33 @@ TEST(TraceReader, TellsShutdownsApart) {
     EXPECT_EQ(json({runs[1]}), json(read(first)));
 }
 
+// A request's data is written behind its line as it came: it must not pass for what the module did.
+TEST(TraceReader, TakesNoLineOutOfAMessagesData) {
+    const std::string message = "[9.000] EM_SHUTDOWN (REQ)   : OC 0x020B-0x0000 OID 0x0000 MID 0x00000000 "
+                                "Stat 0x16 Data (JSON struct):";
+    const std::string line = "EM_SHUTDOWN         : CAB 0001: ## CM_RequestShutdownAndXXX ##";
+    for (const std::string lineEnd : {"\n", "\r\n"}) {
+        const auto found = [&](const std::string& behind) {
+            const std::string trace = message + lineEnd + behind + lineEnd;
+            const size_t runs = read(trace).size();
+            for (size_t cut = 0; cut <= trace.size(); ++cut) {
+                size_t cutRuns = 0;
+                TraceReader reader([&cutRuns](KnownRun&&) { ++cutRuns; });
+                reader.take(trace.substr(0, cut));
+                reader.take(trace.substr(cut));
+                reader.finish();
+                EXPECT_EQ(cutRuns, runs) << cut;
+            }
+            return runs;
+        };
+        EXPECT_EQ(found(R"({"a":")" + line + R"("})"), 0U);
+        EXPECT_EQ(found(R"([9.000] x [{"a":")" + line + R"("}])"), 0U);
+        // The data is one line, and one that a host left out hides nothing.
+        EXPECT_EQ(found(R"({"a":1})" + lineEnd + R"({"b":")" + line), 1U);
+        EXPECT_EQ(found("[9.000] x[123]: " + line), 1U);
+    }
+}
+
 TEST(TraceReader, GivesShutdownsInTheOrderOfTheAsking) {
     const auto request = [](size_t reason) {
         return fmt::format(
