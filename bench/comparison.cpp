@@ -48,24 +48,38 @@ void run(benchmark::State& state, Pair& pair) {
     state.counters["ratio"] = medianOf(ratios);
 }
 
+// One that fails has no figures, and the others go on.
+template <class Work>
+void orTellFailure(benchmark::State& state, Work work) {
+    try {
+        work();
+    } catch (const std::exception& failure) {
+        state.SkipWithError(failure.what());
+    }
+}
+
 } // namespace
 
 void compare(const std::string& name, int rounds, std::function<Pair()> prepare) {
     entries().push_back({name, rounds, [prepare = std::move(prepare)](benchmark::State& state) {
-                             Pair pair = prepare();
-                             run(state, pair);
+                             orTellFailure(state, [&] {
+                                 Pair pair = prepare();
+                                 run(state, pair);
+                             });
                          }});
 }
 
 void tell(const std::string& name, std::function<std::map<std::string, double>()> measure) {
     entries().push_back({name, 1, [measure = std::move(measure)](benchmark::State& state) {
-                             std::map<std::string, double> figures;
-                             for ([[maybe_unused]] auto round : state) {
-                                 const Stopwatch watch;
-                                 figures = measure();
-                                 state.SetIterationTime(watch.seconds());
-                             }
-                             state.counters.insert(figures.begin(), figures.end());
+                             orTellFailure(state, [&] {
+                                 std::map<std::string, double> figures;
+                                 for ([[maybe_unused]] auto round : state) {
+                                     const Stopwatch watch;
+                                     figures = measure();
+                                     state.SetIterationTime(watch.seconds());
+                                 }
+                                 state.counters.insert(figures.begin(), figures.end());
+                             });
                          }});
 }
 

@@ -1,12 +1,10 @@
-// What the operations of an event cost while the trace is off, beside the calls that they cannot do without;
-// a wake beside the required way: the mutex, a broadcast and a yield.
+// What the operations of an event cost while the trace is off, beside the calls that they cannot do without.
 #include <pthread.h>
 #include <sched.h>
 
 #include <atomic>
 #include <memory>
 #include <thread>
-#include <vector>
 
 #include "bench/comparison.h"
 #include "platform/events/event_handle.h"

@@ -1,5 +1,6 @@
 // What it takes until a set event has woken its waiters and heard of it: one of an auto-reset event, sixteen
-// of a manual-reset one. Beside the required way, written by hand, and the same with GLib's locks.
+// of a manual-reset one. Beside signal and yield under the lock, written by hand, and the same with GLib's
+// locks.
 #include <glib.h>
 #include <sched.h>
 
@@ -101,10 +102,10 @@ Timed wakes(size_t waiters) {
 }
 
 void compareWakes(const std::string& name, size_t waiters) {
-    compare(name + " / the required way", kRounds, [waiters] {
+    compare(name + " / signal and yield under the lock", kRounds, [waiters] {
         return Pair{wakes<OurEvent>(waiters), wakes<RequiredEvent<>>(waiters)};
     });
-    compare(name + " / the required way with GLib", kRounds, [waiters] {
+    compare(name + " / the same with GLib", kRounds, [waiters] {
         return Pair{wakes<OurEvent>(waiters), wakes<RequiredEvent<GlibLocks>>(waiters)};
     });
 }

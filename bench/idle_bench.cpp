@@ -107,7 +107,7 @@ std::map<std::string, double> measure() {
 
 void addComparisons() {
     refuseOutsideSandbox();
-    tell("idle / the ordered poll alone", measure);
+    tell("idle / the poll alone", measure);
 }
 
 } // namespace em::bench

@@ -7,6 +7,7 @@
 #include "base/virtual_slot.h"
 #include "bench/comparison.h"
 #include "contract/operation_codes.h"
+#include "host/sandbox/sandbox_guard.h"
 #include "shutdown/shutdown_module.h"
 
 namespace {
@@ -75,6 +76,7 @@ std::map<std::string, double> askOften() {
 } // namespace
 
 void addComparisons() {
+    volad_dev::assertSandboxInForce(); // the object's executor is the real one
     tell("status query", askOften);
 }
 
