@@ -88,7 +88,8 @@ const char* interned(const std::string& name) {
 
 bool leaps() {
     const unsigned threads = leapingThreads;
-    return threads == kAllThreads || ((threads >> static_cast<unsigned>(ownNumber)) & 1U) != 0;
+    const auto number = static_cast<unsigned>(ownNumber); // the later ones have no bit
+    return threads == kAllThreads || (number < 32 && ((threads >> number) & 1U) != 0);
 }
 
 struct ThreadStart {
