@@ -30,7 +30,8 @@ struct SipJson {
     SipJson& operator=(const SipJson& other);
     ~SipJson();
 
-    // Writers: a member that is there keeps its place, a new one comes last.
+    // Writers: a member that is there keeps its place, a new one comes last, and where one is removed, the
+    // last takes its place; so of equal keys another one may count then.
 
     // {"SIP":{"V":1,"CMD":[]}}; cursor and text stay.
     void InitEnvelope();
