@@ -95,9 +95,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     fuzz::EnvelopeBuilder builder(input);
     SipJson envelope;
     builder.fill(envelope);
-    // Each copy of a far cursor's 65,536 commands costs as much as hundreds of others.
-    constexpr int kFar = 1000;
-    for (int rounds = envelope.cursor > kFar ? 3 : kFar; rounds > 0 && !input.empty(); --rounds) {
+    // Each round copies all commands, of which a far cursor makes 65,536: in all so many.
+    constexpr int kCopied = 100'000;
+    constexpr int kRounds = 1000;
+    const int commands = std::clamp(envelope.cursor, 1, kCopied / 2);
+    for (int rounds = std::min(kCopied / commands, kRounds); rounds > 0 && !input.empty(); --rounds) {
         read(envelope, builder.key());
         SipJson copy(envelope);
         require(json::compactText(copy.root) == json::compactText(envelope.root));
