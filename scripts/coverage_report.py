@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""coverage_report.py DATA: line coverage of src/, per folder, from what an instrumented suite left below DATA.
+"""coverage_report.py DATA: line coverage of src and host, per folder, from what an instrumented suite left below DATA.
 
 DATA is the GCOV_PREFIX of the run: below it each .gcda file lies at the absolute path of its object file, where the
 .gcno file of the build still is. A line counts as covered when any of the objects made of its file ran it, since the
@@ -7,6 +7,7 @@ core is compiled twice.
 """
 
 import collections
+import concurrent.futures
 import gzip
 import json
 import os
@@ -15,48 +16,46 @@ import subprocess
 import sys
 import tempfile
 
-SOURCES = pathlib.Path(__file__).resolve().parent.parent / "src"
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOMS = ("src", "host")
 
 
-def read_object(data: pathlib.Path, counts_file: pathlib.Path, directory: pathlib.Path) -> list[tuple]:
-    """Source files and their lines, as gcov counts them for one object; `directory` takes links to its files."""
+def read_object(data: pathlib.Path, counts_file: pathlib.Path) -> list[tuple[pathlib.Path, list[dict]]]:
+    """Source files below ROOT and their lines, as gcov counts them for one object."""
     object_path = pathlib.Path("/") / counts_file.relative_to(data)
     notes_file = object_path.with_suffix(".gcno")
     if not notes_file.exists():
         return []  # built anew or removed since that run
-    for link, target in (("x.gcda", counts_file), ("x.gcno", notes_file)):
-        (directory / link).unlink(missing_ok=True)
-        (directory / link).symlink_to(target.resolve())
-    output = subprocess.run(["gcov", "--json-format", "--stdout", "x.gcda"], cwd=directory, check=True,
-                            capture_output=True).stdout
+    with tempfile.TemporaryDirectory() as directory:
+        for link, target in (("x.gcda", counts_file), ("x.gcno", notes_file)):
+            (pathlib.Path(directory) / link).symlink_to(target.resolve())
+        output = subprocess.run(["gcov", "--json-format", "--stdout", "x.gcda"], cwd=directory, check=True,
+                                capture_output=True).stdout
     text = gzip.decompress(output) if output.startswith(b"\x1f\x8b") else output
-    found = []
-    for line in filter(None, text.splitlines()):
-        for file in json.loads(line)["files"]:
-            # The build maps the names of its sources to the tree's root.
-            found.append((pathlib.Path(os.path.normpath(SOURCES.parent / file["file"])), file["lines"]))
-    return found
+    # The build maps the names of its sources to the tree's root.
+    return [(pathlib.Path(os.path.normpath(file["file"])), file["lines"])
+            for line in filter(None, text.splitlines()) for file in json.loads(line)["files"]]
 
 
 def main() -> int:
     data = pathlib.Path(sys.argv[1]).resolve()
-    lines: dict[pathlib.Path, dict[int, bool]] = collections.defaultdict(dict)
-    with tempfile.TemporaryDirectory() as directory:
-        for counts_file in sorted(data.rglob("*.gcda")):
-            for path, counted in read_object(data, counts_file, pathlib.Path(directory)):
-                if path.is_relative_to(SOURCES):
+    files: dict[pathlib.Path, dict[int, bool]] = collections.defaultdict(dict)
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for found in pool.map(lambda file: read_object(data, file), sorted(data.rglob("*.gcda"))):
+            for path, counted in found:
+                if path.parts[0] in ROOMS:
                     for line in counted:
                         number = line["line_number"]
-                        lines[path][number] = lines[path].get(number, False) or line["count"] > 0
-    if not lines:
-        print(f"coverage_report.py: nothing of {SOURCES} was run below {data}", file=sys.stderr)
+                        files[path][number] = files[path].get(number, False) or line["count"] > 0
+    if not files:
+        print(f"coverage_report.py: nothing of {' or '.join(ROOMS)} was run below {data}", file=sys.stderr)
         return 1
-    folders: dict[str, list[bool]] = collections.defaultdict(list)
-    for path, ran in lines.items():
-        folders[str(path.parent.relative_to(SOURCES))] += ran.values()
-    folders["total"] = [ran for file in lines.values() for ran in file.values()]
-    for folder, ran in folders.items():
-        print(f"{folder:20} {sum(ran):6} of {len(ran):6} lines  {100 * sum(ran) / len(ran):5.1f} %")
+    rows: dict[str, list[bool]] = {}
+    for path, lines in sorted(files.items()):
+        for row in (str(path.parent), f"{path.parts[0]}, all of it"):
+            rows.setdefault(row, []).extend(lines.values())
+    for row, ran in rows.items():
+        print(f"{row:24} {sum(ran):6} of {len(ran):6} lines  {100 * sum(ran) / len(ran):5.1f} %")
     return 0
 
 
