@@ -142,11 +142,11 @@ bool CShutdownExtensionModule::HandleRequest(SipJson* request) {
     const bool completed = atBoundary("HandleRequest()", [&] {
         TraceRequest(ModuleName(), *request, kMessageTraceLevel);
         handled = RequestHandler(m_progress).handle(*request);
-        TraceReturn(ModuleName(), *request, kMessageTraceLevel);
     });
     if (!completed) {
         request->SetStatus(status::kMalformed);
     }
+    TraceReturn(ModuleName(), *request, kMessageTraceLevel); // of what the host gets, whichever way it went
     return completed && handled;
 }
 
@@ -207,12 +207,14 @@ void CShutdownExtensionModule::raiseDisconnectAlert() {
 bool CShutdownExtensionModule::awaitDisconnect(const std::atomic<uint32_t>& disconnects, uint32_t before) {
     const Deadline limit = Deadline::in(kReadyTimeoutMs);
     uint32_t left = kReadyTimeoutMs;
-    do {
+    // Asked first: the procedure may have ended, and the event been reset by another thread's alert, before
+    // this one came to wait.
+    while (disconnects == before && left != 0) {
         if (m_readyForShutdownEvent.WaitForEvent(left, true) == EVENT_FAILED) {
             sleepMs(std::min(left, kReadyLookMs)); // an event that could not be created
         }
         left = limit.remainingMs();
-    } while (disconnects == before && left != 0);
+    }
     return disconnects != before;
 }
 

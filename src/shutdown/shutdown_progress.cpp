@@ -15,22 +15,18 @@ void ShutdownProgress::change(ShutdownStatus status) {
     m_host.statusChanged(status);
 }
 
-// The status goes out before the flag is cleared: a host that cancels from inside that call loses its cancel.
 void ShutdownProgress::queue(const SipJson& request) {
-    const bool wasCancelled = isCancelled();
-    const ShutdownStatus before = status();
-    try {
-        change(ShutdownStatus::Requested);
-        m_state.clearCancelFlag();
-        static_cast<void>(m_queue.InsertTask(request, 0, nullptr));
-    } catch (abi::__forced_unwind&) {
-        throw; // the task may be queued already
-    } catch (...) {
-        // Nothing may be left "pending" with no task behind it, and an earlier shutdown keeps its cancel.
-        m_state.takeBack(before, wasCancelled);
-        static_cast<void>(swallow([this] { m_host.statusChanged(status()); }));
-        throw;
-    }
+    onException([&] { announceAndQueue(request); },
+                [this] { static_cast<void>(swallow([this] { m_host.statusChanged(status()); })); });
+}
+
+// The status goes out before the flag is cleared: a host that cancels from inside that call loses its cancel.
+void ShutdownProgress::announceAndQueue(const SipJson& request) {
+    ShutdownState::Request announced(m_state);
+    m_host.statusChanged(ShutdownStatus::Requested);
+    announced.clearCancelFlag();
+    static_cast<void>(m_queue.InsertTask(request, 0, nullptr));
+    announced.stay();
 }
 
 // A shutdown cancelled earlier must not cancel this one. A pending one keeps its cancel.

@@ -29,7 +29,7 @@ public:
 
     // A request or reply: status 1, the cancel flag cleared, a copy queued. A refused insert has its own
     // line. Where the copy cannot be made, status and flag become what they were, and the host is told so
-    // where memory allows; a request that another thread makes at that moment loses its status, not its task.
+    // where memory allows; the same, without a word, where the host cancels its thread in here.
     void queue(const SipJson& request);
     // One of the module's own: no status before the task handler takes it up, and a pending one keeps its
     // cancel.
@@ -43,6 +43,7 @@ public:
     void finish();                      // status 3: no longer cancellable
 
 private:
+    void announceAndQueue(const SipJson& request);
     // Sets the status and tells the host, also of a value that it already had.
     void change(ShutdownStatus status);
 

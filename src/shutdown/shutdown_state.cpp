@@ -13,33 +13,84 @@ ShutdownState::Value ShutdownState::replace(Change change) {
 }
 
 void ShutdownState::setStatus(ShutdownStatus status) {
-    replace([status](Value present) { return Value{present.cancelled, status}; });
-}
-
-void ShutdownState::clearCancelFlag() {
-    replace([](Value present) { return Value{false, present.status}; });
+    replace([status](Value present) {
+        present.status = status;
+        present.statusWithout = status; // the task handler's: it holds with and without the open requests
+        return present;
+    });
 }
 
 void ShutdownState::clearStaleCancelFlag() {
     replace([](Value present) {
         const bool ended =
             present.status == ShutdownStatus::None || present.status == ShutdownStatus::Aborted;
-        return ended ? Value{false, present.status} : present;
-    });
-}
-
-void ShutdownState::takeBack(ShutdownStatus before, bool wasCancelled) {
-    replace([=](Value present) {
-        return Value{present.cancelled || wasCancelled,
-                     present.status == ShutdownStatus::Requested ? before : present.status};
+        present.cancelled = present.cancelled && !ended;
+        return present;
     });
 }
 
 ShutdownStatus ShutdownState::cancel() {
     return replace([](Value present) {
-               return IsShutdownPending(present.status) ? Value{true, ShutdownStatus::Cancelled} : present;
+               if (IsShutdownPending(present.status)) {
+                   present.status = ShutdownStatus::Cancelled;
+                   present.cancelled = true;
+                   if (IsShutdownPending(present.statusWithout)) {
+                       present.statusWithout = ShutdownStatus::Cancelled;
+                   }
+               }
+               return present;
            })
         .status;
+}
+
+ShutdownState::Request::Request(ShutdownState& state) : m_state(state) {
+    m_state.replace([](Value present) {
+        if (present.open == 0) {
+            present.statusWithout = present.status;
+        }
+        present.status = ShutdownStatus::Requested;
+        ++present.open;
+        return present;
+    });
+}
+
+void ShutdownState::Request::clearCancelFlag() {
+    m_state.replace([](Value present) {
+        present.cancelledWithout = present.cancelledWithout || present.cancelled;
+        present.cancelled = false;
+        return present;
+    });
+}
+
+void ShutdownState::Request::stay() {
+    m_state.replace([](Value present) {
+        present.statusWithout = present.status;
+        present.cancelledWithout = false;
+        --present.open;
+        return present;
+    });
+    m_stays = true;
+}
+
+// Nothing may be left "pending" or "cancelled" with no task behind it, and an earlier shutdown keeps its
+// cancel.
+ShutdownState::Request::~Request() {
+    if (m_stays) {
+        return;
+    }
+    m_state.replace([](Value present) {
+        if (--present.open != 0) {
+            return present;
+        }
+        if (present.status == ShutdownStatus::Requested || present.status == ShutdownStatus::Cancelled) {
+            present.status = present.statusWithout;
+        }
+        const bool underWay =
+            IsShutdownPending(present.status) || present.status == ShutdownStatus::Cancelled;
+        present.cancelled = (present.cancelled || present.cancelledWithout) && underWay;
+        present.cancelledWithout = false;
+        return present;
+    });
 }
 
 } // namespace em

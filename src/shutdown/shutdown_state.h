@@ -18,25 +18,26 @@ public:
 
     // 1, 2, 3 and 5 may follow any status; the flag stays as it is. 4 comes from cancel() alone.
     void setStatus(ShutdownStatus status);
-    void clearCancelFlag();
     // For a shutdown that starts without a status of its own: drops the flag that an ended one left behind,
     // but not the cancel of one that is pending or under way.
     void clearStaleCancelFlag();
-
-    // What a request has changed that then could not be queued: status and flag as they were before it, but
-    // for what another thread has made of them meanwhile.
-    void takeBack(ShutdownStatus before, bool wasCancelled);
 
     // A pending shutdown (1 or 2) becomes a cancelled one: status 4, with the flag. Otherwise nothing
     // changes. Returns the status that was met.
     ShutdownStatus cancel();
 
+    class Request;
+
 private:
-    struct alignas(2) Value { // as wide as it is aligned, so that both compilers take one instruction
+    struct alignas(8) Value { // as wide as it is aligned, so that both compilers take one instruction
         bool cancelled = false;
         ShutdownStatus status = ShutdownStatus::None;
+        // What becomes of both where none of the open requests, so many, is queued in the end.
+        bool cancelledWithout = false;
+        ShutdownStatus statusWithout = ShutdownStatus::None;
+        uint32_t open = 0;
     };
-    static_assert(sizeof(Value) == 2 && std::atomic<Value>::is_always_lock_free);
+    static_assert(sizeof(Value) == 8 && std::atomic<Value>::is_always_lock_free);
 
     // Sets what the change makes of the present value, which it may be asked more than once. Returns that
     // value.
@@ -45,6 +46,25 @@ private:
 
     // Sequentially consistent on purpose, as the flags beside it.
     std::atomic<Value> m_value{Value{}};
+};
+
+// One request, on the stack of who makes it: status 1 from its beginning, and open until its end. Unless it
+// stays, its end takes back what it changed: a cancel that came meanwhile holds for the shutdown before it
+// and goes where there is none; what the task handler has made of the status stays; and while other requests
+// are open, or where one of them stayed, theirs holds.
+class ShutdownState::Request {
+public:
+    explicit Request(ShutdownState& state);
+    ~Request();
+    Request(const Request&) = delete;
+    Request& operator=(const Request&) = delete;
+
+    void clearCancelFlag();
+    void stay();
+
+private:
+    ShutdownState& m_state;
+    bool m_stays = false;
 };
 
 } // namespace em

@@ -91,6 +91,20 @@ TEST_F(FaultTest, StopEndsWhatACancelledStartLeftBehind) {
     EXPECT_EQ(commands(0), Lines{});
 }
 
+// Nothing is pending then that no task stands behind.
+TEST_F(FaultTest, ARequestWhoseThreadIsCancelledIsNone) {
+    m_module.host.onMessage([](uint32_t, uint32_t, Envelope&) { ::pthread_testcancel(); });
+    start();
+    EXPECT_EQ(cancelledIn([](HostedModule& module) { static_cast<void>(module.request(kOffNow)); }),
+              PTHREAD_CANCELED);
+    EXPECT_TRUE(recording().contains(R"({"OC":527,"DA":1,)")) << recording().shown();
+    EXPECT_EQ(m_module.status(), 0U);
+    m_module.request(kCancel);
+    expectOnce("\nEM_SHUTDOWN         : ERROR! No pending system shutdown found!");
+    EXPECT_EQ(m_module.stop(), 1U);
+    EXPECT_EQ(commands(0), Lines{});
+}
+
 TEST_F(FaultTest, StopOfAModuleNeverStartedLeavesTheWatcherToTheDestructor) {
     m_module.afterStart();
     ASSERT_TRUE(recording().waitFor("check maintenance thread sleeps"));

@@ -50,17 +50,19 @@ unsigned CExtensionModule::SetCabinetNumber(uint32_t number) {
 }
 
 unsigned CExtensionModule::Notify(uint32_t code, uint64_t parameter, uint64_t extra) {
+    // Kept, since a thread that waits in the handler may find the object gone.
+    const char* const name = ModuleName();
     return atBoundary("Notify()", 0U, [&] {
-        EM_TRACE(2, "\n\n%-20s: ## NOTIFY: Code = 0Xx%02X, param = 0x%08X", ModuleName(), code,
+        EM_TRACE(2, "\n\n%-20s: ## NOTIFY: Code = 0Xx%02X, param = 0x%08X", name, code,
                  asUnsigned(parameter));
         if (code == SCN_SWITCH_SHUTDOWN) {
             // Before the handler is asked: it may throw, and the host goes down all the same.
             m_switchShutdown = true;
         }
         TraceNotification(code);
-        EM_TRACE(4, "\n%-20s:   call OnModuleNotification()...", ModuleName());
+        EM_TRACE(4, "\n%-20s:   call OnModuleNotification()...", name);
         const unsigned result = OnModuleNotification(code, parameter, extra);
-        EM_TRACE(4, "\n%-20s:   ... OnModuleNotification() completed", ModuleName());
+        EM_TRACE(4, "\n%-20s:   ... OnModuleNotification() completed", name);
         return result;
     });
 }
