@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <iconv.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sched.h>
@@ -49,6 +50,10 @@ inline void* realloc(void* memory, size_t size) {
 }
 inline char* strdup(const char* text) {
     return ::strdup(text);
+}
+// Freed by ::iconv_close.
+inline iconv_t iconv_open(const char* to, const char* from) {
+    return ::iconv_open(to, from);
 }
 
 // Files and directories.
@@ -156,6 +161,9 @@ inline int clone(int (*routine)(void*), void* stackTop, int flags, void* argumen
 // A descriptor that becomes readable when the process ends.
 inline int pidfd_open(pid_t pid) {
     return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+}
+inline int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* actions, int fd, int newFd) {
+    return ::posix_spawn_file_actions_adddup2(actions, fd, newFd);
 }
 inline int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                        const posix_spawnattr_t* attributes, char* const argv[], char* const envp[]) {

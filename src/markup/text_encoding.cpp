@@ -86,7 +86,7 @@ bool takeAttribute(std::string_view& text, std::string_view& name, std::string_v
 
 class Converter {
 public:
-    explicit Converter(const char* from) : m_handle(::iconv_open("UTF-8", from)) {}
+    explicit Converter(const char* from) : m_handle(sys::iconv_open("UTF-8", from)) {}
     ~Converter() {
         if (valid()) {
             const ErrnoKeeper keeper;

@@ -22,9 +22,13 @@ inline void setMaintenance(const std::string& answer) {
 }
 
 // Waits for the end of every child, commands that nobody waits for included: what they ran is on record then.
-inline void collectChildren() {
+// Returns how many there were.
+inline int collectChildren() {
+    int children = 0;
     while (::waitpid(-1, nullptr, 0) > 0) {
+        ++children;
     }
+    return children;
 }
 
 inline std::vector<std::string> commandLines(const volad_dev::CommandRecorder& recorder) {

@@ -1,5 +1,7 @@
 #include "shutdown/road.h"
 
+#include <sstream>
+
 #include "base/clock.h"
 #include "rig/sandbox.h"
 #include "support/json.h"
@@ -143,7 +145,20 @@ void RoadRun::whenAsked(uint32_t item, std::function<void()> hook) {
 void RoadRun::end() {
     fake::leapTimeOn(kMain);
     module.reset();
-    collectChildren();
+    const int uncollected = collectChildren() - commandsBegun();
+    if (uncollected > 0) {
+        note("UNCOLLECTED " + std::to_string(uncollected));
+    }
+}
+
+// Of which nobody waits for the end.
+int RoadRun::commandsBegun() const {
+    std::istringstream ran(files.read("ran"));
+    int commands = m_fault.call == "execv" ? 1 : 0; // a child that ran nothing
+    for (std::string line; std::getline(ran, line);) {
+        commands += line.starts_with('/') ? 1 : 0;
+    }
+    return commands;
 }
 
 void RoadRun::traceAgain() {

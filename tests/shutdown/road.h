@@ -75,6 +75,7 @@ public:
 
 private:
     [[nodiscard]] std::string messages() const;
+    [[nodiscard]] int commandsBegun() const;
     void watchDelay(uint32_t item);
 
     const TestsOwn m_own;

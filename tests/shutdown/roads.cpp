@@ -30,11 +30,19 @@ void off(RoadRun& run) {
     run.end();
 }
 
+// With a message file in an encoding that has to be converted.
 void reset(RoadRun& run) {
+    run.files.write("EVENTMSG.XML",
+                    "<?xml version='1.0' encoding='ISO-8859-1'?><EventMsg><Events>"
+                    "<Event ErrorCode='0x0E0002'><Messages lang='en'><Summary>f\xFCr</Summary>"
+                    "</Messages></Event></Events></EventMsg>");
+    std::filesystem::current_path(run.files.path());
     started(run);
     run.host.answer(kForceDelay, "2");
     run.stretch([&] { run.request(R"({"OC":518,"DA":2})"); });
     run.end();
+    std::filesystem::current_path("/");
+    ::unlink(run.files.pathOf("EVENTMSG.XML").c_str());
 }
 
 void halt(RoadRun& run) {
@@ -296,7 +304,7 @@ const std::vector<Road> kRoads = {
 };
 
 // What keeps the gate's query from an answer, and a thread from its start.
-const std::string kNoAnswer = "pipe2 posix_spawn poll read";
+const std::string kNoAnswer = "pipe2 posix_spawn posix_spawn_file_actions_adddup2 poll read";
 const std::string kNoThread = "pthread_create pthread_attr_init pthread_attr_setschedpolicy "
                               "pthread_attr_getschedparam pthread_attr_setschedparam";
 const std::string kWritten = "open openat fstat fstatat fchmod fsync new read calloc write renameat2";
@@ -353,7 +361,7 @@ const std::vector<RoadEnd> kEnds = {
     {"Watcher", " |  | ", kNoThread},
     // A query that fails reads as "disabled": the mode is told again, or not at all.
     {"Watcher", " | mode, mode | ", kNoAnswer},
-    {"Watcher", " |  | ", "pipe2+ posix_spawn+ poll+ read+"},
+    {"Watcher", " |  | ", "pipe2+ posix_spawn+ posix_spawn_file_actions_adddup2+ poll+ read+"},
 
     {"Worker", " | off, status 2, reason, event, status 3 | /sbin/poweroff;", ""},
     {"Worker", " |  | ", "new+"},

@@ -65,6 +65,8 @@ constexpr Row kCalls[] = {
     {"clone", {EAGAIN, EPERM}},
     {"pidfd_open", {ENOSYS, EMFILE}},
     {"posix_spawn", {EAGAIN, ENOENT}},
+    {"posix_spawn_file_actions_adddup2", {ENOMEM}},
+    {"iconv_open", {ENOMEM, EINVAL}},
     {"waitpid", {ECHILD, EINTR}},
     {"pipe2", {EMFILE, ENFILE}},
     {"poll", {ENOMEM, EINTR}},

@@ -63,7 +63,7 @@ public:
         const std::array<char*, 4> arguments = {name, option, const_cast<char*>(command), nullptr};
         return m_usable && posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETPGROUP) == 0 &&
                posix_spawnattr_setpgroup(&m_attributes, 0) == 0 &&
-               posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO) == 0 &&
+               sys::posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO) == 0 &&
                sys::posix_spawn(&pid, sys::path(place::kShell), &m_actions, &m_attributes, arguments.data(),
                                 environ) == 0;
     }

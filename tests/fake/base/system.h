@@ -4,6 +4,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <iconv.h>
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
@@ -92,6 +93,11 @@ inline constexpr auto malloc = call("malloc", ::malloc);
 inline constexpr auto realloc = call("realloc", ::realloc);
 inline constexpr auto calloc = call("calloc", ::calloc);
 inline constexpr auto strdup = call("strdup", ::strdup);
+inline iconv_t iconv_open(const char* to, const char* from) {
+    // Its failure is (iconv_t)-1.
+    return fake::fails("iconv_open") ? reinterpret_cast<iconv_t>(-1) // NOLINT(performance-no-int-to-ptr)
+                                     : ::iconv_open(to, from);
+}
 
 // Files and directories.
 inline int open(const char* name, int flags, mode_t mode = 0) {
@@ -163,6 +169,8 @@ inline constexpr auto sysconf = call("sysconf", ::sysconf);
 inline constexpr auto close_range = call("close_range", ::close_range);
 inline constexpr auto execv = call("execv", &fake::Machine::execv);
 inline constexpr auto sigaction = call("sigaction", ::sigaction);
+inline constexpr auto posix_spawn_file_actions_adddup2 =
+    errorCall("posix_spawn_file_actions_adddup2", ::posix_spawn_file_actions_adddup2);
 inline constexpr auto posix_spawn = errorCall("posix_spawn", &fake::Machine::posix_spawn);
 inline constexpr auto pthread_sigmask = errorCall("pthread_sigmask", ::pthread_sigmask);
 [[noreturn]] inline void exitNow(int status) {
