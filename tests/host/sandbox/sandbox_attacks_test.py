@@ -172,7 +172,9 @@ seize, attach, one = 0x4206, 16, 1
 calls = {"keyctl": (250, 0, -3, 0), "add_key": (248, b"user", b"x", b"x", 1, -3), "request_key": (249, b"user", b"x", 0, -3),
          "vsock": (41, 40, 1, 0), "vsock, high": (41, 40 | 1 << 32, 1, 0), "qrtr": (41, 42, 2, 0),
          "uring": (425, 1, bytes(120)), "seize": (101, seize, one, 0, 0), "seize, high": (101, seize, one | 1 << 32, 0, 0),
-         "read": (310, one, 0, 0, 0, 0, 0), "write": (311, one, 0, 0, 0, 0, 0)}
+         "read": (310, one, 0, 0, 0, 0, 0), "write": (311, one, 0, 0, 0, 0, 0),
+         # More segments than any kernel takes, flags that none knows, no files: where it is permitted, it is EINVAL.
+         "kexec": (246, 0, 1 << 20, 0, 1 << 15), "kexec by file": (320, -1, -1, 0, 0, 1 << 15)}
 for name, numbers in calls.items():
     numbers = [each if isinstance(each, bytes) else ctypes.c_long(each) for each in numbers]
     error = ctypes.get_errno() if libc.syscall(*numbers) == -1 else 0
