@@ -22,7 +22,7 @@ constexpr int kAny = -1;
 constexpr int kFamilyQualcomm = 42; // AF_QIPCRTR, younger than some C libraries
 constexpr unsigned kProcessOne = 1;
 
-constexpr std::array<RefusedCall, 11> kRefused = {{
+constexpr std::array<RefusedCall, 13> kRefused = {{
     {SCMP_SYS(ioctl), EPERM, 1, TIOCSTI},
     {SCMP_SYS(ioctl), EPERM, 1, TIOCLINUX},
     {SCMP_SYS(keyctl), EPERM, kAny, 0},
@@ -31,6 +31,8 @@ constexpr std::array<RefusedCall, 11> kRefused = {{
     {SCMP_SYS(socket), EAFNOSUPPORT, 0, AF_VSOCK},
     {SCMP_SYS(socket), EAFNOSUPPORT, 0, kFamilyQualcomm},
     {SCMP_SYS(io_uring_setup), EPERM, kAny, 0},
+    {SCMP_SYS(kexec_load), EPERM, kAny, 0},
+    {SCMP_SYS(kexec_file_load), EPERM, kAny, 0},
     {SCMP_SYS(ptrace), EPERM, 1, kProcessOne},
     {SCMP_SYS(process_vm_readv), EPERM, 0, kProcessOne},
     {SCMP_SYS(process_vm_writev), EPERM, 0, kProcessOne},

@@ -12,6 +12,7 @@ namespace volad_dev {
 //   behind the sandbox. Otherwise the terminal stays as it is, job control included;
 // - the kernel's keyrings, which no namespace parts from the caller's;
 // - sockets of families that are in no network namespace, and io_uring, which makes sockets unfiltered;
+// - to load another kernel, the other thing that CAP_SYS_BOOT is for, which one of the sandboxes has;
 // - to hold or enter process 1, which is bubblewrap: the launcher waits for its end.
 // Of an argument the lower half counts, since the kernel drops the upper one. System calls of another ABI
 // (32 bit, x32) end the process: their numbers are others. Throws std::system_error.

@@ -21,7 +21,8 @@ struct Situation {
     void (*stand)() = nothing;                  // how the process stands before it loads the module
     volad_dev::Maintenance maintenance = volad_dev::Maintenance::On;
     unsigned uid = 0;
-    bool job = false;         // whether the job must have ended by then
+    const char* job = "";     // what the job must have noted by then, and nothing else
+    double seconds = 0;       // so many at least lie between the host's note and the command
     const char* refused = ""; // what keeps the ender from its call, where it is started and the sandbox stays
 };
 
@@ -35,6 +36,10 @@ struct Case {
 };
 
 [[nodiscard]] const std::vector<Case>& cases();
+
+// What the inner half leaves in the scratch directory, beside the notes of the commands.
+inline constexpr const char* kJobNote = "job.note";
+inline constexpr const char* kHostNote = "host.note"; // seconds on the monotonic clock
 
 // The half inside the sandbox: the host, from before the load to behind EM_Delete and the end of every child.
 // Returns an exit code. A machine that is to go off never sees it.

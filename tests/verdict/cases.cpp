@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
+#include "host/sandbox/sandbox_guard.h"
 #include "rig/sandbox.h"
 #include "verdict/case.h"
 
@@ -21,6 +23,10 @@ using volad_dev::Maintenance;
 constexpr const char* kCompleted = " at level 0 completed";
 constexpr const char* kDelayBegins = "Start shutdown delay";
 constexpr const char* kCancelled = "System shutdown was cancelled by ORBA call!";
+
+std::string inScratch(const char* name) {
+    return std::string(volad_dev::layout::kScratch) + '/' + name;
+}
 
 bool came(const char* line) {
     return recording().waitFor(line);
@@ -89,9 +95,22 @@ void shortDelay(HostedModule& module) {
     module.host.answer(kDelay, "1");
 }
 
+// Once it is asked for that: what is to be waited for has not begun yet.
+void noteWhenAsked(HostedModule& module, uint32_t item) {
+    module.host.onMessage([item](uint32_t, uint32_t asked, Envelope&) {
+        if (asked == item) {
+            const auto now = std::chrono::steady_clock::now().time_since_epoch();
+            writeFile(inScratch(kHostNote), std::to_string(std::chrono::duration<double>(now).count()));
+        }
+    });
+}
+
+constexpr const char* kBegun = "begun\n";
+constexpr const char* kEnded = "ended\n";
+
 // The job ends a moment behind its start: a command that did not wait would be there first.
 void job(HostedModule& module) {
-    writeFile("/scratch/job", "#!/bin/sh\nsleep 0.2\necho ended > /scratch/job.done\n");
+    writeFile("/scratch/job", "#!/bin/sh\nsleep 0.2\necho ended > " + inScratch(kJobNote) + "\n");
     module.host.answer(kJobName, R"("/scratch/job")");
     module.host.answer(kJobTimeout, "20");
 }
@@ -100,11 +119,13 @@ void delaysAndJob(HostedModule& module) {
     shortDelay(module);
     module.host.answer(kForceDelay, "2");
     job(module);
+    noteWhenAsked(module, kForceDelay);
 }
 
 void hungJob(HostedModule& module) {
-    module.host.answer(kJobName, R"("exec sleep 1000")");
+    module.host.answer(kJobName, R"("echo begun > )" + inScratch(kJobNote) + R"(; exec sleep 1000")");
     module.host.answer(kJobTimeout, "1");
+    noteWhenAsked(module, kJobTimeout);
 }
 
 void missingJob(HostedModule& module) {
@@ -166,6 +187,7 @@ void answerInLowerCase() {
 }
 
 void powerOff() {
+    volad_dev::assertSandboxInForce(volad_dev::SandboxMode::Ending); // nothing stands between these two
     // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): there is one thread yet, and no command but ours
     [[maybe_unused]] const int status = std::system("/sbin/poweroff");
 }
@@ -181,8 +203,11 @@ constexpr size_t kShown = 3000; // of the recording where a case fails: its end
 // Those that take longest first: they run beside each other.
 const std::vector<Case> kCases = {
     {"disconnect", Becomes::StaysUp, disconnect},
-    {"delay, force delay, job", Becomes::Off, requestOff, {.prepare = delaysAndJob, .job = true}},
-    {"hung job", Becomes::Off, requestOff, {.prepare = hungJob}},
+    {"delay, force delay, job",
+     Becomes::Off,
+     requestOff,
+     {.prepare = delaysAndJob, .job = kEnded, .seconds = 1.2}},
+    {"hung job", Becomes::Off, requestOff, {.prepare = hungJob, .job = kBegun, .seconds = 1}},
     {"cancelled in the delay", Becomes::StaysUp, cancelInTheDelay, {.prepare = shortDelay}},
     {"third load after two unloads", Becomes::Reset, request<518>, {.stand = loadTwice}},
     {"schedule", Becomes::Off, scheduled, {.prepare = powerOffTimeIsNow}},
@@ -197,10 +222,13 @@ const std::vector<Case> kCases = {
     {"host ignores SIGCHLD",
      Becomes::Off,
      requestOff,
-     {.prepare = job, .stand = ignoreChildren, .job = true}},
-    {"host collects all", Becomes::Reset, request<518>, {.prepare = job, .stand = collectAll, .job = true}},
-    {"no descriptors", Becomes::Halted, reply<522>, {.prepare = job, .stand = closeDescriptors, .job = true}},
-    {"signals blocked", Becomes::Off, requestOff, {.prepare = job, .stand = blockSignals, .job = true}},
+     {.prepare = job, .stand = ignoreChildren, .job = kEnded}},
+    {"host collects all", Becomes::Reset, request<518>, {.prepare = job, .stand = collectAll, .job = kEnded}},
+    {"no descriptors",
+     Becomes::Halted,
+     reply<522>,
+     {.prepare = job, .stand = closeDescriptors, .job = kEnded}},
+    {"signals blocked", Becomes::Off, requestOff, {.prepare = job, .stand = blockSignals, .job = kEnded}},
 
     {"gate off", Becomes::StaysUp, refusedAtTheGate, {.maintenance = Maintenance::Off}},
     {"no maintenance tool", Becomes::StaysUp, refusedAtTheGate, {.maintenance = Maintenance::ToolMissing}},

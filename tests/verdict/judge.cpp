@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <iterator>
 #include <list>
 
 #include <fmt/format.h>
@@ -80,11 +81,9 @@ private:
                                         ? fmt::format("{}{}\n", volad_dev::kRebootRefused, m_case.in.refused)
                                         : "";
         const std::string note = wanted.signal != 0 ? volad_dev::kRebootCalled : refused;
+        const auto records = volad_dev::CommandRecorder(m_scratch.pathOf("command-record.jsonl")).read();
         std::vector<std::string> commands;
-        for (const auto& record :
-             volad_dev::CommandRecorder(m_scratch.pathOf("command-record.jsonl")).read()) {
-            commands.push_back(record.commandLine());
-        }
+        std::ranges::transform(records, std::back_inserter(commands), &volad_dev::CommandRecord::commandLine);
         if (!refused.empty()) {
             commands.clear(); // the one that was refused
         }
@@ -95,7 +94,16 @@ private:
         if (commands != wanted.commands || m_scratch.read("verdict") != note) {
             return fmt::format("commands {}, ender: {}", commands, m_scratch.read("verdict"));
         }
-        return m_case.in.job && m_scratch.read("job.done") != "ended\n" ? "the job had not ended" : "";
+        if (m_scratch.read(kJobNote) != m_case.in.job) {
+            return fmt::format("the job noted \"{}\"", m_scratch.read(kJobNote));
+        }
+        return m_case.in.seconds != 0 ? tooEarly(records.front().monotonic) : "";
+    }
+    // By the two notes of one clock; without the host's, it was not asked.
+    [[nodiscard]] std::string tooEarly(double command) const {
+        const std::string note = m_scratch.read(kHostNote);
+        const double spent = note.empty() ? 0 : command - std::stod(note);
+        return spent < m_case.in.seconds ? fmt::format("the command came after {:.2f} s", spent) : "";
     }
 
     const Case& m_case;
