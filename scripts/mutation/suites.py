@@ -87,7 +87,7 @@ def with_launcher(suite: Suite, host_changes: bool) -> None:
 
 def read_suites(cell: Cell, host_changes: bool) -> list[Suite]:
     """One suite an executable or script, each of its tests by itself as ctest runs it."""
-    code, output = cell.run(["ctest", "--test-dir", BUILD, "-LE", "packages|long", "--show-only=json-v1"], 300)
+    code, output = cell.run(["ctest", "--test-dir", BUILD, "-LE", "^(packages|long|vm|valgrind)$", "--show-only=json-v1"], 300)
     if code != 0:
         raise SystemExit(output)
     groups: dict[tuple, list[Test]] = {}
