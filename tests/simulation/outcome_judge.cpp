@@ -193,6 +193,7 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
             return;
         }
         m_commands.push_back(command);
+        require(m_facts.jobDirectory.empty() || directory == "/", "the command's directory");
         require(m_phase == Phase::Command && m_current && m_facts.root, "a command that nothing asked for");
         if (m_current) {
             const ShutdownAction* const action = findShutdownAction(m_current->code);

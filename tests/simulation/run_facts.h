@@ -11,7 +11,7 @@ struct RunFacts {
     int64_t forceDelay = 120;   // seconds
     int64_t jobMs = -1;         // how long the job runs; -1 = there is none
     int64_t jobLimitMs = 0;     // 0 = it is not waited for
-    std::string jobDirectory{}; // where it runs; empty = wherever
+    std::string jobDirectory{}; // where it runs; empty = wherever, and so the command
     bool offTime = false;       // the host gives a power-off time
     bool offTimeDue = false;    // and nothing keeps the module from it
     bool gate = true;           // at first

@@ -13,6 +13,8 @@ constexpr std::array<const char*, 8> kActNames = {
     "Stop", "disconnect", "maintenance flip"};
 constexpr std::array<const char*, 4> kAnswerNames = {"", " (not answered)", " (refused)", " (silent)"};
 
+constexpr int64_t kStartTakesMs = 100; // until the worker's first look at the clock
+
 // What brings a shutdown into a state that it does not come to by itself.
 struct Lead {
     State to;
@@ -77,9 +79,12 @@ RunPlan RunPlan::drawn(uint64_t seed) {
     plan.offTimeMinutes = draw.oneIn(4) ? static_cast<int64_t>(draw.below(3)) : -1;
     // Most of it happens around one road, so that it meets.
     const int64_t aheadOfJob = plan.toolMs + 1 + plan.silenceAheadOfDelayMs() + plan.delayMs();
-    const int64_t endsAtOffTime = plan.offTime() * 60'000 - aheadOfJob;
-    const int64_t base =
-        endsAtOffTime >= 0 && draw.oneIn(2) ? endsAtOffTime : draw.of<int64_t>({0, 100, 150, 3'000});
+    const int64_t endsAtOffTime = kStartTakesMs + plan.offTime() * 60'000 - aheadOfJob;
+    int64_t base = draw.of<int64_t>({0, 100, 150, 3'000});
+    if (endsAtOffTime >= 0 && draw.oneIn(2)) {
+        base = endsAtOffTime;
+        plan.yieldOneIn = 2;
+    }
     const auto span = static_cast<size_t>(plan.delayMs() + plan.toolMs + 2'000);
     const size_t count = 1 + draw.below(6);
     plan.happenings = {{draw.of({Act::Off, Act::Reset, Act::PowerSwitch, Act::HaltReply}), base}};

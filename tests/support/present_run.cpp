@@ -65,7 +65,7 @@ bool install() {
 } // namespace
 
 #ifdef EM_SANITIZED
-// Called by the undefined behaviour sanitizer, a run-time of its own that knows nothing of the callback above.
+// Called by the undefined behaviour sanitizer, whose run-time knows nothing of the callback above.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" [[gnu::visibility("default")]] void __ubsan_on_report() {
     namePresent();
