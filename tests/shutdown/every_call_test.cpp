@@ -1,24 +1,15 @@
 // Every call fails once, along whole roads.
 #include <sys/resource.h>
 
-#include <csignal>
 #include <ostream>
 
 #include "shutdown/road.h"
+#include "support/present_run.h"
 
 namespace em::test {
 namespace {
 
-// A run that hangs ends the program here, naming itself.
 constexpr unsigned kHangSeconds = 30;
-std::array<char, 128> present;
-
-void endHanging(int) {
-    if (::write(STDERR_FILENO, present.data(), std::strlen(present.data())) >= 0) {
-        ::abort();
-    }
-    ::_exit(EXIT_FAILURE);
-}
 
 // A call without a "+" behind it stands for both: failing once, and from there on.
 bool among(const std::string& call, const std::string& calls) {
@@ -34,7 +25,6 @@ struct EveryCall : testing::TestWithParam<Road> {
         ::getrlimit(RLIMIT_NOFILE, &few);
         few.rlim_cur = 256; // a child closes so many where it has no better way
         ::setrlimit(RLIMIT_NOFILE, &few);
-        std::signal(SIGALRM, endHanging);
         RoadRun::prepare(m_files);
         std::thread([] {}).join(); // the first thread brings the thread sanitizer's own
     }
@@ -44,7 +34,7 @@ struct EveryCall : testing::TestWithParam<Road> {
     CallFaultResult walk(const CallFault& fault) {
         const TestsOwn own;
         const std::string where = GetParam().name + std::string(" ") + fault.shown();
-        std::snprintf(present.data(), present.size(), "hangs: %s\n", where.c_str());
+        setPresentRun(where);
         ::alarm(kHangSeconds);
         RoadRun run(m_files, fault);
         GetParam().walk(run);

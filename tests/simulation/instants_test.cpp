@@ -4,6 +4,7 @@
 
 #include "rig/left_behind.h"
 #include "simulation/simulated_run.h"
+#include "support/present_run.h"
 #include "support/unit_test.h"
 
 namespace em::test {
@@ -56,6 +57,7 @@ TEST_P(Instants, EndAsTheTableSays) {
     for (size_t record = whole.startedAt + 1; record <= whole.stoppedAt; record += kStride) {
         RunPlan plan = undisturbed;
         plan.happenings.push_back({act, 0, record});
+        setPresentRun(road.name + std::string(", ") + nameOf(act) + " at record " + std::to_string(record));
         const RunResult result = simulate(plan);
         ASSERT_EQ(result.fault, "") << nameOf(act) << " at record " << record << "\n" << result.trace;
         met.insert(result.met);

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "contract/reasons.h"
 #include "contract/shutdown_actions.h"
 #include "contract/trace_lines.h"
+#include "simulation/record_text.h"
 
 namespace em::test {
 namespace {
@@ -15,31 +17,6 @@ constexpr size_t kQueueHolds = 9;
 constexpr int64_t kGateLimitMs = 30'000 + 1'000;
 constexpr int64_t kDisconnectWaitMs = 5'000;
 constexpr int64_t kStopSlackMs = 5'000 + 2'000 + 1'000; // a host's silence, the disconnect's pause, settling
-
-// Whether the text was written by that format, whose conversions stand for anything.
-bool isLine(const char* format, const char* text) {
-    for (; *format != '\0'; ++format, ++text) {
-        if (*format == '%') {
-            format += std::strcspn(format + 1, "dsuXxp") + 2;
-            for (;; ++text) {
-                if (isLine(format, text)) {
-                    return true;
-                }
-                if (*text == '\0') {
-                    return false;
-                }
-            }
-        }
-        if (*format != *text) {
-            return false;
-        }
-    }
-    return *text == '\0';
-}
-
-int lastNumber(const std::string& text) {
-    return std::atoi(text.c_str() + text.find_last_of(' ') + 1);
-}
 
 } // namespace
 
@@ -53,7 +30,9 @@ const std::vector<OutcomeJudge::Line>& OutcomeJudge::lines() {
     using Judge = OutcomeJudge;
     static const std::vector<Line> all = {
         {line::kStatusChanged,
-         [](Judge& judge, const Record& r) { judge.statusChanged(r.thread, lastNumber(r.text)); }},
+         [](Judge& judge, const Record& r) {
+             judge.statusChanged(r.thread, static_cast<int>(numberBehind(r.text, " ")));
+         }},
         {line::kTaskRaised, [](Judge& judge, const Record& r) { judge.raised(r.thread); }},
         {line::kTaskInserted, [](Judge& judge, const Record& r) { judge.inserted(r.thread); }},
         {line::kQueueFull, [](Judge& judge, const Record& r) { judge.refused(r.thread, true); }},
@@ -77,11 +56,8 @@ const std::vector<OutcomeJudge::Line>& OutcomeJudge::lines() {
          [](Judge& judge, const Record&) { judge.completed(); }},
         {line::kTaskBegins,
          [](Judge& judge, const Record& r) {
-             judge.require(judge.m_current && findShutdownAction(judge.m_current->code) != nullptr,
-                           "a shutdown without a task");
+             judge.begins(Phase::Gate);
              judge.m_gates[r.thread] = false; // a query that did not start has no line
-             judge.m_phase = Phase::Gate;
-             judge.m_sinceMs = judge.m_nowMs;
          }},
         {line::kGateAnswer,
          [](Judge& judge, const Record& r) {
@@ -104,35 +80,22 @@ const std::vector<OutcomeJudge::Line>& OutcomeJudge::lines() {
         {line::kJobBegins, [](Judge& judge, const Record&) { judge.m_sinceMs = judge.m_nowMs; }},
         {line::kJobEnded, [](Judge& judge, const Record&) { judge.jobOver(false); }},
         {line::kJobTimedOut, [](Judge& judge, const Record&) { judge.jobOver(true); }},
-        {line::kSystemShutdown, [](Judge& judge, const Record&) { judge.m_phase = Phase::Command; }},
         {line::kPrivilege,
-         [](Judge& judge, const Record& r) {
-             judge.m_phase = Phase::Command;
-             judge.require((r.text.find("OK") != std::string::npos) == judge.m_facts.root, "privilege");
-         }},
+         [](Judge& judge, const Record& r) { judge.beginsCommand(r.text.find("OK") != std::string::npos); }},
+        {"\nCOSShutdown         : shutdown force delay available (%d secs.), start HardShutdown thread",
+         [](Judge& judge, const Record& r) { judge.forces(numberBehind(r.text, "(")); }},
         {line::kCancelTaken, [](Judge& judge, const Record&) { judge.cancelEnded(Effect::Cancels); }},
         {line::kCancelTooLate, [](Judge& judge, const Record&) { judge.cancelEnded(Effect::Refused); }},
         {line::kNothingToCancel, [](Judge& judge, const Record&) { judge.cancelEnded(Effect::Nothing); }},
-        {line::kOffTimeReached,
-         [](Judge& judge, const Record& r) {
-             judge.m_asks[r.thread] = {opcode::CM_RequestShutdownAndOff, kReasonRealtimeClock};
-         }},
+        {line::kOffTimeReached, [](Judge& judge, const Record& r) { judge.offTimeReached(r.thread); }},
         {line::kStopping,
          [](Judge& judge, const Record& r) {
              judge.meet(Event::Stop);
              judge.m_stop = {true, judge.m_stop.sure, r.thread};
              judge.m_stopSinceMs = judge.m_nowMs;
          }},
-        {line::kDisconnectBegins,
-         [](Judge& judge, const Record&) {
-             judge.m_phase = Phase::Disconnect;
-             judge.m_saidByUser = false;
-         }},
-        {line::kShutdownByUser, [](Judge& judge, const Record&) { judge.m_saidByUser = true; }},
-        {line::kDisconnectEnds,
-         [](Judge& judge, const Record&) {
-             judge.require(judge.m_saidByUser != judge.m_pendingHeld, "whose shutdown the disconnect is");
-         }},
+        {line::kDisconnectBegins, [](Judge& judge, const Record&) { judge.begins(Phase::Disconnect); }},
+        {line::kDisconnectEnds, [](Judge& judge, const Record&) { judge.disconnected(); }},
         {"\nEM_SHUTDOWN         : WARNING! TIMEOUT waiting 5 sec for ReadyForShutdown event!\n",
          [](Judge& judge, const Record& r) { judge.m_waits[r.thread].gaveUp = true; }},
         {line::kException, [](Judge& judge, const Record&) { judge.require(false, "an exception"); }},
@@ -148,9 +111,7 @@ void OutcomeJudge::see(const Record& record, int64_t nowMs) {
     if (record.text.starts_with("# ")) {
         seeMark(record.text, record.thread);
     } else if (record.kind == Kind::HostCall) {
-        if (isHandler(record.thread)) {
-            hostCall(record.text);
-        }
+        hostCall(record);
     } else {
         for (const Line& line : lines()) {
             if (isLine(line.format, record.text.c_str())) {
@@ -221,12 +182,18 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
     } else if (text.starts_with(mark::kTool)) {
         m_tools[thread] = text.back();
     } else if (text.starts_with(mark::kRan)) {
-        const std::string command = text.substr(std::strlen(mark::kRan));
+        const size_t begin = std::strlen(mark::kRan);
+        const size_t end = text.find(mark::kIn);
+        const std::string command = text.substr(begin, end - begin);
+        const std::string directory = text.substr(end + std::strlen(mark::kIn));
         if (m_phase == Phase::Job) {
             require(m_facts.jobMs >= 0 && command == "/job", "a program that is not the job");
+            require(m_facts.jobDirectory.empty() || directory == m_facts.jobDirectory, "the job's directory");
+            require(m_current && ++m_current->jobs == 1, "a second job");
             return;
         }
         m_commands.push_back(command);
+        require(m_facts.jobDirectory.empty() || directory == "/", "the command's directory");
         require(m_phase == Phase::Command && m_current && m_facts.root, "a command that nothing asked for");
         if (m_current) {
             const ShutdownAction* const action = findShutdownAction(m_current->code);
@@ -245,7 +212,8 @@ void OutcomeJudge::seeMark(const std::string& text, pid_t thread) {
         meet(Event::Flip);
     } else if (text == mark::kStopped) {
         const int64_t job = std::max<int64_t>(std::min(m_facts.jobMs, m_facts.jobLimitMs), 0);
-        require(m_nowMs - m_stopSinceMs <= job + kStopSlackMs + m_facts.slackMs, "a Stop that took too long");
+        require(m_nowMs - m_stopSinceMs <= job + kStopSlackMs + m_facts.silenceMs + m_facts.slackMs,
+                "a Stop that took too long");
         require(!m_handlerRuns && !m_current && (m_queue.empty() || m_handler == 0),
                 "a Stop that left the handler");
     }
@@ -259,7 +227,9 @@ void OutcomeJudge::raised(pid_t thread) {
         require(false, "a task that nobody asked for");
         return;
     }
-    const bool scheduled = !ask->second.announced && ask->second.code != opcode::CM_Disconnect;
+    const bool scheduled = ask->second.scheduled;
+    require(ask->second.announced != (scheduled || ask->second.code == opcode::CM_Disconnect),
+            "a request without its status");
     const Event event = scheduled               ? Event::Schedule
                         : ask->second.announced ? Event::Request
                                                 : Event::Disconnect;
@@ -298,10 +268,10 @@ void OutcomeJudge::taken() {
 
 void OutcomeJudge::completed() {
     require(m_current.has_value(), "the end of no task");
-    require(m_phase != Phase::Withdrawing || (m_withdrawals == 2 && m_status != 2),
+    require(m_current && m_current->begun, "a task that was not carried out");
+    require(m_phase != Phase::Withdrawing || (m_withdrawals == 2 && m_current && m_current->aborts == 1),
             "a withdrawal that was not told");
-    require(m_phase == Phase::None || m_phase == Phase::Withdrawing || m_phase == Phase::Disconnect,
-            "a task that ended on its way");
+    require(m_phase == Phase::None || m_phase == Phase::Withdrawing, "a task that ended on its way");
     m_phase = Phase::None;
     if (m_current) {
         m_waits[m_current->by].done = true;
@@ -337,6 +307,7 @@ void OutcomeJudge::statusChanged(pid_t thread, int status) {
         m_phase = Phase::None;
     } else if (status == 5) {
         require(m_phase == Phase::Withdrawing, "a withdrawal out of nothing");
+        require(m_current && ++m_current->aborts == 1, "a second withdrawal");
         m_pendingHeld = false;
     }
 }
@@ -386,11 +357,51 @@ void OutcomeJudge::performs() {
     m_phase = Phase::Job;
 }
 
+void OutcomeJudge::offTimeReached(pid_t thread) {
+    require(m_facts.offTime && ++m_offTimes == 1, "a power-off time that nobody gave");
+    m_asks[thread] = {
+        .code = opcode::CM_RequestShutdownAndOff, .reason = kReasonRealtimeClock, .scheduled = true};
+}
+
+void OutcomeJudge::begins(Phase phase) {
+    const bool disconnects = phase == Phase::Disconnect;
+    require(m_current && (disconnects ? m_current->code == opcode::CM_Disconnect
+                                      : findShutdownAction(m_current->code) != nullptr),
+            "the beginning of no task");
+    require(m_current && !std::exchange(m_current->begun, true), "a task that begins twice");
+    m_phase = phase;
+    m_sinceMs = m_nowMs;
+    m_toldByDisconnect.clear();
+}
+
+void OutcomeJudge::beginsCommand(bool allowed) {
+    require(m_phase == Phase::Job, "a command out of turn");
+    require(allowed == m_facts.root, "privilege");
+    const int due = m_facts.jobMs >= 0 ? 1 : 0;
+    require(m_current && (m_current->jobs == due || m_facts.childrenFail), "no job where one is due");
+    m_phase = Phase::Command;
+}
+
+void OutcomeJudge::forces(int64_t seconds) {
+    require(seconds == m_facts.forceDelay && seconds != 0, "a force delay that nobody gave");
+    require(m_current && !std::exchange(m_current->forced, true), "a second force delay");
+}
+
+void OutcomeJudge::disconnected() {
+    const std::string reason = "=" + std::to_string(kReasonSoftwareCommand);
+    require(m_phase == Phase::Disconnect &&
+                m_toldByDisconnect == (m_pendingHeld ? "" : " 517" + reason + " 279" + reason) + " 523",
+            "what a disconnect tells");
+    m_phase = Phase::None;
+}
+
 void OutcomeJudge::commandDue() {
     const int wanted = m_facts.root ? 1 : 0;
     require(m_current &&
                 (m_current->commands == wanted || (m_facts.childrenFail && m_current->commands == 0)),
             "no command where one is due");
+    require(m_current && m_current->forced == (m_facts.root && m_facts.forceDelay != 0),
+            "no force delay where one is due");
 }
 
 void OutcomeJudge::jobOver(bool timedOut) {
@@ -401,16 +412,29 @@ void OutcomeJudge::jobOver(bool timedOut) {
             "a job that was not waited for");
 }
 
-void OutcomeJudge::hostCall(const std::string& text) {
-    if (text.find("\"OC\":521,") != std::string::npos) {
+void OutcomeJudge::hostCall(const Record& record) {
+    const Message message = messageIn(record.text);
+    switch (message.code) {
+    case opcode::CM_ShutdownRequestCancelled:
         ++m_withdrawals;
-        require(m_phase == Phase::Withdrawing, "a withdrawal told out of turn");
+        require(m_phase == Phase::Withdrawing && isHandler(record.thread), "a withdrawal told out of turn");
+        break;
+    case opcode::kShutdownStatusQuery:
+        require(m_phase == Phase::Disconnect, "the end of a disconnect told out of turn");
+        break;
+    default:
+        break;
+    }
+    if (m_phase == Phase::Disconnect && isHandler(record.thread)) {
+        m_toldByDisconnect += " " + std::to_string(message.code);
+        m_toldByDisconnect += message.data ? "=" + std::to_string(*message.data) : "";
     }
 }
 
 void OutcomeJudge::end(uint32_t answeredStatus) {
     require(static_cast<int>(answeredStatus) == m_status, "a status query's answer");
     require(m_asks.empty() && m_announcing == 0, "a request that was not ended");
+    require(m_offTimes == 1 || !m_facts.offTimeDue, "a power-off time that was missed");
 }
 
 } // namespace em::test

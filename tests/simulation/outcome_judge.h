@@ -11,30 +11,9 @@
 
 #include "rig/recording.h"
 #include "simulation/outcome_table.h"
+#include "simulation/run_facts.h"
 
 namespace em::test {
-
-// What the judge must know of a run beforehand.
-struct RunFacts {
-    int64_t delayMs = 60'000; // what the answer for the delay comes to
-    int64_t jobMs = -1;       // how long the job runs; -1 = there is none
-    int64_t jobLimitMs = 120'000;
-    bool root = true;
-    bool childrenFail = false; // a start of a child is made to fail
-    bool queriesFail = false;  // something that the maintenance query needs is
-    bool waitsFail = false;    // an event or a wait on one is
-    int64_t slackMs = 0;       // by which a failed wait may be late
-};
-
-// Records of the run itself, beside the module's: "# " and one of these.
-namespace mark {
-inline constexpr char kAsks[] = "# asks "; // a host thread is about to; then code and reason
-inline constexpr char kTool[] = "# tool "; // started; its character, or "-" for none that comes in time
-inline constexpr char kRan[] = "# ran ";   // a child; then its command
-inline constexpr char kNotified[] = "# disconnect returned";
-inline constexpr char kFlips[] = "# maintenance flips";
-inline constexpr char kStopped[] = "# stop returned";
-} // namespace mark
 
 class OutcomeJudge {
 public:
@@ -47,6 +26,8 @@ public:
     // The first thing that is not as the table and the invariants have it; empty when all is.
     [[nodiscard]] const std::string& fault() const { return m_fault; }
     [[nodiscard]] State where() const;
+    // What is started now is the job.
+    [[nodiscard]] bool runsJob() const { return m_phase == Phase::Job; }
     // Nothing is under way and nothing waits that could be taken up.
     [[nodiscard]] bool quiet() const { return (!m_current && m_queue.empty()) || !m_handlerRuns; }
     [[nodiscard]] const std::vector<std::string>& commands() const { return m_commands; }
@@ -59,8 +40,13 @@ private:
         uint32_t code = 0;
         uint32_t reason = 0;
         bool announced = false;
+        bool scheduled = false; // by the worker
+        bool begun = false;
+        int jobs = 0;
         int commands = 0;
-        pid_t by = 0; // the inserter
+        bool forced = false; // its force delay's thread was started
+        int aborts = 0;      // status 5
+        pid_t by = 0;        // the inserter
     };
     struct Wait { // of a host thread for its disconnect
         int64_t sinceMs = 0;
@@ -85,9 +71,14 @@ private:
     void delayOver();
     void looksCancelled();
     void performs();
+    void offTimeReached(pid_t thread);
+    void begins(Phase phase);
+    void beginsCommand(bool allowed);
+    void forces(int64_t seconds);
+    void disconnected();
     void commandDue();
     void jobOver(bool timedOut);
-    void hostCall(const std::string& text);
+    void hostCall(const Record& record);
     [[nodiscard]] bool isHandler(pid_t thread) const { return thread == m_handler; }
 
     const RunFacts m_facts;
@@ -119,7 +110,8 @@ private:
     int64_t m_sinceMs = 0; // of the gate, the delay or the job
     int64_t m_stopSinceMs = 0;
     int m_withdrawals = 0;
-    bool m_saidByUser = false;
+    std::string m_toldByDisconnect; // code and number of each message
+    int m_offTimes = 0;
     std::vector<std::string> m_commands;
     Cells m_met;
 };

@@ -122,10 +122,15 @@ constexpr std::array kInvariants = {
     "A cancel that is taken before the last look keeps the system up, unless a later request takes it back.",
     "The gate opens only for a tool that has said \"E\" and ended, and every task asks it.",
     "The delay takes its whole time, to the millisecond; only Stop shortens it.",
-    "Every withdrawal is told twice (521), every status once, and each request is answered.",
+    "A setting that the host does not give, refuses or is silent about counts as its default: delay 60 s, "
+    "force delay 120 s, limit 120 s, no job, the job's own directory, no power-off time.",
+    "Every withdrawal is told twice (521), every status once behind its line (527), every mode that the "
+    "watcher finds changed once (513), and each request is answered.",
     "Whatever waits when nothing more comes is carried out, refused or dropped by a rule of the table: "
     "no task is lost, no thread hangs, the clock's time is bounded.",
-    "After Stop and delete: no thread, descriptor, tool, uncollected process or lock.",
+    "After Stop and delete: no thread, descriptor, tool or lock, and no child uncollected that ended while "
+    "it "
+    "was to be waited for.",
 };
 
 } // namespace

@@ -13,6 +13,18 @@ constexpr std::array<const char*, 8> kActNames = {
     "Stop", "disconnect", "maintenance flip"};
 constexpr std::array<const char*, 4> kAnswerNames = {"", " (not answered)", " (refused)", " (silent)"};
 
+constexpr int64_t kStartTakesMs = 100; // until the worker's first look at the clock
+
+// What brings a shutdown into a state that it does not come to by itself.
+struct Lead {
+    State to;
+    State from;
+    Act act;
+};
+constexpr std::array<Lead, 3> kLeads = {{{State::Cancelled, State::Delay, Act::Cancel},
+                                         {State::InName, State::Job, Act::Cancel},
+                                         {State::AskedAgain, State::Executing, Act::Off}}};
+
 // What may fail once in any road, without taking away what the module stands on.
 constexpr std::array<RunPlan::Fault, 15> kFaults = {{{"pthread_create", 1, EAGAIN},
                                                      {"clone", 1, EAGAIN},
@@ -52,8 +64,10 @@ RunPlan RunPlan::drawn(uint64_t seed) {
     plan.gate = !draw.oneIn(8);
     plan.toolHangs = draw.oneIn(20);
     plan.toolMs = draw.of<int64_t>({0, 5, 90, 1500, 29'000});
-    plan.delayAnswer =
-        draw.of({Answer::Value, Answer::Value, Answer::Value, Answer::None, Answer::Refused, Answer::Silent});
+    for (Answer& answer : plan.answers) {
+        answer = draw.of({Answer::Value, Answer::Value, Answer::Value, Answer::Value, Answer::Value,
+                          Answer::None, Answer::Refused, Answer::Silent});
+    }
     plan.delay = draw.of<int64_t>({0, 1, 7, 30});
     plan.forceDelay = draw.of<int64_t>({0, 2});
     plan.job = draw.oneIn(2);
@@ -62,16 +76,30 @@ RunPlan RunPlan::drawn(uint64_t seed) {
     plan.watcher = draw.oneIn(5);
     plan.root = !draw.oneIn(25);
     plan.collectedElsewhere = draw.oneIn(10);
-    plan.offTimeMinutes = draw.oneIn(6) ? static_cast<int64_t>(draw.below(3)) : -1;
+    plan.offTimeMinutes = draw.oneIn(4) ? static_cast<int64_t>(draw.below(3)) : -1;
     // Most of it happens around one road, so that it meets.
-    const int64_t base = draw.of<int64_t>({0, 100, 150, 3'000});
+    const int64_t aheadOfJob = plan.toolMs + 1 + plan.silenceAheadOfDelayMs() + plan.delayMs();
+    const int64_t endsAtOffTime = kStartTakesMs + plan.offTime() * 60'000 - aheadOfJob;
+    int64_t base = draw.of<int64_t>({0, 100, 150, 3'000});
+    if (endsAtOffTime >= 0 && draw.oneIn(2)) {
+        base = endsAtOffTime;
+        plan.yieldOneIn = 2;
+    }
     const auto span = static_cast<size_t>(plan.delayMs() + plan.toolMs + 2'000);
     const size_t count = 1 + draw.below(6);
     plan.happenings = {{draw.of({Act::Off, Act::Reset, Act::PowerSwitch, Act::HaltReply}), base}};
     for (size_t i = 1; i < count; ++i) {
         Happening happening{draw.of({Act::Cancel, Act::Cancel, Act::Cancel, Act::Disconnect, Act::Flip,
                                      Act::Off, Act::Reset, Act::HaltReply, Act::PowerSwitch, Act::Stop})};
-        if (draw.oneIn(3)) {
+        if (draw.oneIn(4)) {
+            happening.in = static_cast<State>(1 + draw.below(kStates - 1)); // idle is every run at first
+            happening.atRecord = 1 + draw.below(8);
+            for (const Lead& lead : kLeads) {
+                if (lead.to == *happening.in) {
+                    plan.happenings.push_back({lead.act, 0, 1, lead.from});
+                }
+            }
+        } else if (draw.oneIn(3)) {
             happening.atRecord = 20 + draw.below(220);
         } else {
             const size_t wait = draw.oneIn(3) ? 0 : draw.below(draw.oneIn(2) ? span : 300);
@@ -93,6 +121,31 @@ RunPlan RunPlan::drawn(uint64_t seed) {
     return plan;
 }
 
+Answer RunPlan::answerOf(const Setting& setting) const {
+    const auto found = std::find_if(em::kSettings.begin(), em::kSettings.end(),
+                                    [&](const Setting& each) { return each.item == setting.item; });
+    return answers.at(static_cast<size_t>(found - em::kSettings.begin()));
+}
+
+int64_t RunPlan::silenceMs(const Setting& setting) const {
+    return answerOf(setting) == Answer::Silent ? kHostTimeoutMs : 0;
+}
+
+int64_t RunPlan::silenceAheadOfDelayMs() const {
+    return silenceMs(setting::kShutdownDelay) + silenceMs(setting::kForceDelay);
+}
+
+int64_t RunPlan::longestSilenceMs() const {
+    return std::max(silenceAheadOfDelayMs(), silenceMs(setting::kJobName) +
+                                                 silenceMs(setting::kJobDirectory) +
+                                                 silenceMs(setting::kJobTimeout));
+}
+
+bool RunPlan::happens(Act act) const {
+    return std::any_of(happenings.begin(), happenings.end(),
+                       [act](const Happening& happening) { return happening.act == act; });
+}
+
 bool RunPlan::fails(std::initializer_list<std::string_view> calls) const {
     return std::any_of(faults.begin(), faults.end(), [&calls](const Fault& fault) {
         return std::find(calls.begin(), calls.end(), fault.call) != calls.end();
@@ -100,9 +153,9 @@ bool RunPlan::fails(std::initializer_list<std::string_view> calls) const {
 }
 
 int64_t RunPlan::boundMs() const {
-    int64_t last = std::max<int64_t>(offTimeMinutes * 60'000 + 120'000, 0);
+    int64_t last = std::max<int64_t>(offTime() * 60'000 + 120'000, 0);
     int64_t each = delayMs() + 31'000 + 60'000;
-    each += job ? std::min(jobMs, jobLimit * 1000) : 0;
+    each += jobRunsMs() >= 0 ? std::min(jobMs, jobLimitMs()) : 0;
     for (const Happening& happening : happenings) {
         last = std::max(last, happening.atMs);
     }
@@ -115,16 +168,21 @@ std::string RunPlan::text() const {
     add("other threads at one record in " + std::to_string(yieldOneIn));
     add(std::string("gate ") + (gate ? "on" : "off") + (toolHangs ? ", the tool hangs" : "") +
         ", answered in " + std::to_string(toolMs) + " ms");
-    add("delay " + std::to_string(delay) + " s" + kAnswerNames[static_cast<size_t>(delayAnswer)] +
-        ", force delay " + std::to_string(forceDelay) + " s");
+    add("delay " + std::to_string(delay) + " s, force delay " + std::to_string(forceDelay) + " s");
     add(job ? "job of " + std::to_string(jobMs) + " ms, limit " + std::to_string(jobLimit) + " s" : "no job");
+    for (size_t i = 0; i < answers.size(); ++i) {
+        if (answers[i] != Answer::Value) {
+            add(em::kSettings[i].name + std::string(kAnswerNames[static_cast<size_t>(answers[i])]));
+        }
+    }
     add(std::string(watcher ? "watcher, " : "") + (root ? "root" : "not root") +
         (collectedElsewhere ? ", children collected elsewhere" : "") +
         (offTimeMinutes >= 0 ? ", power-off time " + std::to_string(offTimeMinutes) + " minutes on" : ""));
     for (const Happening& happening : happenings) {
         add((happening.atRecord != 0 ? "record " + std::to_string(happening.atRecord)
                                      : std::to_string(happening.atMs) + " ms") +
-            ": " + nameOf(happening.act));
+            (happening.in ? " of \"" + std::string(nameOf(*happening.in)) + "\": " : ": ") +
+            nameOf(happening.act));
     }
     for (const Fault& fault : faults) {
         add("call " + std::to_string(fault.nth) + " of " + fault.call +

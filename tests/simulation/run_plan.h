@@ -1,9 +1,14 @@
 // All that a run is made of, drawn from one number or set by hand.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "contract/settings.h"
+#include "simulation/outcome_table.h"
 
 namespace em::test {
 
@@ -30,12 +35,14 @@ enum class Act { Off, Reset, PowerSwitch, HaltReply, Cancel, Stop, Disconnect, F
 [[nodiscard]] const char* nameOf(Act act);
 
 enum class Answer { Value, None, Refused, Silent };
+inline constexpr int64_t kHostTimeoutMs = 5'000; // of one that is silent
 
 struct RunPlan {
     struct Happening {
         Act act;
-        int64_t atMs = 0;    // behind the start, or
-        size_t atRecord = 0; // once so many records are there; 0 = by the clock
+        int64_t atMs = 0;          // behind the start, or
+        size_t atRecord = 0;       // once so many records are there; 0 = by the clock
+        std::optional<State> in{}; // of that state, then
     };
     struct Fault {
         const char* call;
@@ -49,8 +56,8 @@ struct RunPlan {
     bool gate = true;
     bool toolHangs = false;
     int64_t toolMs = 5;
-    Answer delayAnswer = Answer::Value;
-    int64_t delay = 60; // seconds, as the others
+    std::array<Answer, em::kSettings.size()> answers{}; // in the order of the settings
+    int64_t delay = 60;                                 // seconds, as the others
     int64_t forceDelay = 0;
     bool job = false;
     int64_t jobMs = 0;
@@ -66,10 +73,26 @@ struct RunPlan {
 
     [[nodiscard]] static RunPlan drawn(uint64_t seed);
     [[nodiscard]] std::string text() const;
-    [[nodiscard]] int64_t delayMs() const { return (delayAnswer == Answer::Value ? delay : 60) * 1000; }
+    [[nodiscard]] Answer answerOf(const Setting& setting) const;
+    // What the answers come to, where there is none what the design says.
+    [[nodiscard]] int64_t delayMs() const { return given(setting::kShutdownDelay, delay, 60) * 1000; }
+    [[nodiscard]] int64_t forceDelaySeconds() const { return given(setting::kForceDelay, forceDelay, 120); }
+    [[nodiscard]] int64_t jobLimitMs() const { return given(setting::kJobTimeout, jobLimit, 120) * 1000; }
+    [[nodiscard]] int64_t jobRunsMs() const { return job ? given(setting::kJobName, jobMs, -1) : -1; }
+    [[nodiscard]] int64_t offTime() const { return given(setting::kPowerOffTime, offTimeMinutes, -1); }
+    // How long the host lets the module wait for answers that do not come.
+    [[nodiscard]] int64_t silenceAheadOfDelayMs() const;
+    [[nodiscard]] int64_t longestSilenceMs() const; // there or ahead of the job
+    [[nodiscard]] bool happens(Act act) const;
     [[nodiscard]] bool fails(std::initializer_list<std::string_view> calls) const;
     // By which everything must have come to its end.
     [[nodiscard]] int64_t boundMs() const;
+
+private:
+    [[nodiscard]] int64_t silenceMs(const Setting& setting) const;
+    [[nodiscard]] int64_t given(const Setting& setting, int64_t value, int64_t otherwise) const {
+        return answerOf(setting) == Answer::Value ? value : otherwise;
+    }
 };
 
 } // namespace em::test

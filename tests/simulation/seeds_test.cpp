@@ -7,16 +7,24 @@
 #include "rig/arguments.h"
 #include "rig/left_behind.h"
 #include "simulation/simulated_run.h"
+#include "support/present_run.h"
 #include "support/unit_test.h"
 
 namespace em::test {
 namespace {
 
+constexpr uint64_t kMeetsAll = 2'000;
 #ifdef EM_SANITIZED
-constexpr uint64_t kCount = 200; // a run takes several times as long
+constexpr uint64_t kCount = kMeetsAll / 10; // a run takes several times as long
 #else
-constexpr uint64_t kCount = 2'000;
+constexpr uint64_t kCount = kMeetsAll;
 #endif
+
+// Met by the runs of some numbers only: the state lasts for a few records, and the minute comes when it will.
+constexpr std::pair<State, Event> kHardlyMet[] = {{State::Announced, Event::Schedule},
+                                                  {State::Command, Event::Schedule},
+                                                  {State::InName, Event::Schedule},
+                                                  {State::Stopped, Event::Schedule}};
 
 using Seconds = std::chrono::duration<double>;
 
@@ -41,6 +49,7 @@ TEST_F(Seeds, EachRunEndsAsTheTableSays) {
     Seconds took{};
     for (; done < count && (seconds == 0 || took.count() < seconds); ++done) {
         const RunPlan plan = RunPlan::drawn(first + done);
+        setPresentRun("--seed=" + std::to_string(plan.seed));
         const RunResult result = simulate(plan, only != 0);
         ASSERT_EQ(result.fault, "") << plan.text() << result.trace << "again: --seed=" << plan.seed;
         met.insert(result.cells.begin(), result.cells.end());
@@ -52,11 +61,14 @@ TEST_F(Seeds, EachRunEndsAsTheTableSays) {
     EXPECT_EQ(left.difference(), "");
     std::cout << done << " runs in " << took.count() << " s, "
               << static_cast<double>(done) * 3600 / took.count() << " an hour\n";
+    const bool meetsAll = first == 1 && done >= kMeetsAll;
     for (size_t state = 0; only == 0 && state < kStates; ++state) {
         for (size_t event = 0; event < kEvents; ++event) {
-            if (!met.contains({static_cast<State>(state), static_cast<Event>(event)})) {
-                std::cout << "not met: " << nameOf(static_cast<State>(state)) << ", "
-                          << nameOf(static_cast<Event>(event)) << "\n";
+            const std::pair cell(static_cast<State>(state), static_cast<Event>(event));
+            if (!met.contains(cell)) {
+                std::cout << "not met: " << nameOf(cell.first) << ", " << nameOf(cell.second) << "\n";
+                EXPECT_TRUE(!meetsAll || std::ranges::count(kHardlyMet, cell) != 0)
+                    << "no run meets " << nameOf(cell.first) << ", " << nameOf(cell.second);
             }
         }
     }
@@ -77,6 +89,7 @@ std::string comparable(std::string trace) {
 TEST_F(Seeds, OfOneNumberGiveOneRun) {
     for (uint64_t seed = 1; seed <= 40; ++seed) {
         const RunPlan plan = RunPlan::drawn(seed);
+        setPresentRun("--seed=" + std::to_string(seed));
         EXPECT_EQ(comparable(simulate(plan, true).trace), comparable(simulate(plan, true).trace)) << seed;
     }
 }

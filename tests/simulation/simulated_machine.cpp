@@ -174,7 +174,7 @@ std::string SimulatedMachine::leftBehind() const {
         left += ofModule && !thread->joined ? "a thread was not joined; " : "";
     }
     for (const auto& [pid, program] : m_programs) {
-        left += program.output >= 0 ? "the maintenance tool; " : "";
+        left += program.collected ? "a child was not collected; " : "";
     }
     return left;
 }
@@ -298,8 +298,8 @@ pid_t SimulatedMachine::add(Program program) {
 pid_t SimulatedMachine::startedCommand() {
     const std::string command = m_command;
     m_command[0] = '\0';
-    // Without a text the shell could not be executed.
-    return add({.endsNs = m_nowNs + (command.empty() ? 0 : m_world.program(command) * kNsPerMs)});
+    const ProgramRun run = m_world.program(command);
+    return add({.endsNs = m_nowNs + run.lastsMs * kNsPerMs, .collected = run.collected});
 }
 
 pid_t SimulatedMachine::fork() {
@@ -350,7 +350,8 @@ int SimulatedMachine::posix_spawn(pid_t* pid, const char* /*path*/,
     *pid = add({.endsNs = m_nowNs + run.endsAfterMs * kNsPerMs,
                 .saysNs = run.first != 0 ? m_nowNs + run.saysAfterMs * kNsPerMs : kNever,
                 .first = run.first,
-                .output = output});
+                .output = output,
+                .collected = true});
     m_outputs[readEnd] = *pid;
     m_pidfds.erase(readEnd);
     return 0;

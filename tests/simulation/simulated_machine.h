@@ -24,14 +24,21 @@ struct ToolRun {
     int64_t endsAfterMs;
 };
 
+// What another program does; `collected`: whoever starts it has to wait for it.
+struct ProgramRun {
+    int64_t lastsMs;
+    bool collected;
+};
+
 class SimulatedMachine final : public fake::Machine {
 public:
     struct World {
-        std::function<ToolRun()> tool;                              // at each start of the tool
-        std::function<int64_t(const std::string& command)> program; // how long it runs, in milliseconds
-        std::function<size_t(size_t)> choose;                       // which of so many threads runs next
-        std::function<void(const std::string& why)> stuck;          // no thread can ever run again
-        bool childrenCollectedElsewhere = false;                    // as by a host that ignores SIGCHLD
+        std::function<ToolRun()> tool; // at each start of the tool
+        // Of each other child, without a command where it could not be executed.
+        std::function<ProgramRun(const std::string& command)> program;
+        std::function<size_t(size_t)> choose;              // which of so many threads runs next
+        std::function<void(const std::string& why)> stuck; // no thread can ever run again
+        bool childrenCollectedElsewhere = false;           // as by a host that ignores SIGCHLD
     };
 
     // The calling thread is the machine's first.
@@ -99,7 +106,8 @@ private:
         int64_t endsNs = 0;
         int64_t saysNs = kNever; // of a tool
         char first = 0;
-        int output = -1; // the tool's end of the pipe
+        int output = -1;        // the tool's end of the pipe
+        bool collected = false; // is to be
     };
 
     static void* runThread(void* thread);

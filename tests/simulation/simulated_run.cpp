@@ -7,10 +7,14 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <utility>
 
 #include "base/system_fake.h"
+#include "contract/places.h"
 #include "rig/scripted_host.h"
 #include "shutdown/shutdown_module.h"
+#include "simulation/message_judge.h"
 #include "simulation/simulated_machine.h"
 #include "support/json.h"
 
@@ -21,9 +25,11 @@ constexpr uint32_t kOff = 517;
 constexpr uint32_t kReset = 518;
 constexpr uint32_t kHalt = 522;
 constexpr uint32_t kSystemShutdown = 0x30000;
-constexpr int64_t kHostTimeoutMs = 5'000;
 constexpr int64_t kStartMinute = 21 * 60 + 30; // of the simulated machine
 constexpr int64_t kHangsMs = 10'000'000;
+constexpr char kJob[] = "/job";
+constexpr char kGivenDirectory[] = "/usr";
+constexpr char kFallbackDirectory[] = "/etc"; // of a job in the root directory
 
 std::string quoted(const std::string& text) {
     return '"' + text + '"';
@@ -43,6 +49,7 @@ public:
           m_withTrace(withTrace),
           m_schedule(plan.seed ^ 0x5EED),
           m_judge(factsOf(plan)),
+          m_messages(factsOf(plan)),
           m_machine(world()) {}
 
     RunResult run();
@@ -51,6 +58,8 @@ private:
     static RunFacts factsOf(const RunPlan& plan);
     SimulatedMachine::World world();
     void prepareHost();
+    void answerAsPlanned();
+    ProgramRun started(const std::string& command);
     void onRecord();
     void perform(Act act);
     void request(uint32_t code, uint32_t reason);
@@ -63,25 +72,38 @@ private:
     Draw m_schedule;
     bool m_gate = m_plan.gate;
     OutcomeJudge m_judge;
+    MessageJudge m_messages;
     SimulatedMachine m_machine;
     const int64_t m_beginMs = m_machine.nowMs();
     std::unique_ptr<CShutdownExtensionModule> m_module;
     ScriptedHost m_host;
     std::vector<int64_t> m_times; // of the records
+    std::array<size_t, kStates> m_recordsIn{};
     RunResult m_result;
     bool m_stopped = false;
     bool m_ending = false; // from here on nothing may call the module any more
 };
 
 RunFacts SimulatedRun::factsOf(const RunPlan& plan) {
+    const bool directoryGiven = plan.answerOf(setting::kJobDirectory) == Answer::Value;
     return {.delayMs = plan.delayMs(),
-            .jobMs = plan.job ? plan.jobMs : -1,
-            .jobLimitMs = plan.jobLimit * 1000,
+            .forceDelay = plan.forceDelaySeconds(),
+            .jobMs = plan.jobRunsMs(),
+            .jobLimitMs = plan.jobLimitMs(),
+            .jobDirectory = plan.fails({"chdir"}) ? ""
+                            : directoryGiven      ? kGivenDirectory
+                                                  : kFallbackDirectory,
+            .offTime = plan.offTime() >= 0,
+            .offTimeDue =
+                plan.offTime() >= 0 && plan.stopAtMs == 0 && !plan.happens(Act::Stop) && plan.faults.empty(),
+            .gate = plan.gate,
+            .toolMs = plan.toolMs,
             .root = plan.root,
             .childrenFail = plan.fails({"clone", "fork", "execv"}),
             .queriesFail = plan.toolHangs || plan.fails({"posix_spawn", "pipe2", "poll", "read"}),
             .waitsFail = plan.fails({"pthread_cond_init", "pthread_cond_timedwait"}),
-            .slackMs = plan.faults.empty() ? 0 : 200};
+            .slackMs = plan.faults.empty() ? 0 : 200,
+            .silenceMs = plan.longestSilenceMs()};
 }
 
 SimulatedMachine::World SimulatedRun::world() {
@@ -92,11 +114,7 @@ SimulatedMachine::World SimulatedRun::world() {
                     const int64_t ends = m_plan.toolHangs ? kHangsMs : m_plan.toolMs + 1;
                     return ToolRun{first, m_plan.toolMs, ends};
                 },
-            .program =
-                [this](const std::string& command) {
-                    note(mark::kRan + command);
-                    return command == "/job" ? m_plan.jobMs : 0;
-                },
+            .program = [this](const std::string& command) { return started(command); },
             .choose = [this](size_t count) { return m_plan.yieldOneIn != 0 ? m_schedule.below(count) : 0; },
             .stuck =
                 [this](const std::string& why) {
@@ -106,20 +124,41 @@ SimulatedMachine::World SimulatedRun::world() {
             .childrenCollectedElsewhere = m_plan.collectedElsewhere};
 }
 
+// A job that ends within its limit is to be collected; nothing else that was started is waited for.
+ProgramRun SimulatedRun::started(const std::string& command) {
+    const bool collected = m_judge.runsJob() && !m_plan.collectedElsewhere;
+    if (command.empty()) {
+        return {0, collected && m_plan.jobLimitMs() != 0};
+    }
+    note(mark::kRan + command + mark::kIn + std::filesystem::current_path().string());
+    const int64_t lasts = command == kJob ? m_plan.jobMs : 0;
+    return {lasts, collected && lasts < m_plan.jobLimitMs()};
+}
+
+void SimulatedRun::answerAsPlanned() {
+    const std::pair<Setting, std::string> values[] = {
+        {setting::kShutdownDelay, std::to_string(m_plan.delay)},
+        {setting::kForceDelay, std::to_string(m_plan.forceDelay)},
+        {setting::kJobName, quoted(m_plan.job ? kJob : "")},
+        {setting::kJobDirectory, quoted(kGivenDirectory)},
+        {setting::kJobTimeout, std::to_string(m_plan.jobLimit)},
+        {setting::kPowerOffTime,
+         std::to_string(m_plan.offTimeMinutes < 0 ? int64_t{kNoPowerOffTime}
+                                                  : kStartMinute + m_plan.offTimeMinutes)}};
+    for (const auto& [setting, value] : values) {
+        const Answer answer = m_plan.answerOf(setting);
+        if (answer == Answer::Value || answer == Answer::Refused) {
+            m_host.answer(setting.item, value, answer == Answer::Refused ? "1" : "0");
+        }
+    }
+}
+
 void SimulatedRun::prepareHost() {
-    if (m_plan.delayAnswer != Answer::None && m_plan.delayAnswer != Answer::Silent) {
-        m_host.answer(kDelay, std::to_string(m_plan.delay),
-                      m_plan.delayAnswer == Answer::Refused ? "1" : "0");
-    }
-    m_host.answer(kForceDelay, std::to_string(m_plan.forceDelay));
-    m_host.answer(kJobName, quoted(m_plan.job ? "/job" : ""));
-    m_host.answer(kJobDirectory, quoted("/"));
-    m_host.answer(kJobTimeout, std::to_string(m_plan.jobLimit));
-    if (m_plan.offTimeMinutes >= 0) {
-        m_host.answer(kPowerOffTime, std::to_string(kStartMinute + m_plan.offTimeMinutes));
-    }
-    m_host.onMessage([this](uint32_t /*code*/, uint32_t item, Envelope& /*envelope*/) {
-        if (item == kDelay && m_plan.delayAnswer == Answer::Silent) {
+    answerAsPlanned();
+    m_host.onMessage([this](uint32_t code, uint32_t item, Envelope& /*envelope*/) {
+        const auto asked = std::find_if(em::kSettings.begin(), em::kSettings.end(),
+                                        [item](const Setting& each) { return each.item == item; });
+        if (code == kSettings && asked != em::kSettings.end() && m_plan.answerOf(*asked) == Answer::Silent) {
             m_machine.sleepUntilMs(m_machine.nowMs() + kHostTimeoutMs);
         }
     });
@@ -129,10 +168,16 @@ void SimulatedRun::prepareHost() {
 // On the thread that made the record, which is the only one to run: judged first, then others may run.
 void SimulatedRun::onRecord() {
     m_times.push_back(m_machine.nowMs());
-    m_judge.see(recording().last(), m_times.back());
+    const Record record = recording().last();
+    m_judge.see(record, m_times.back());
+    m_messages.see(record, m_times.back());
+    const State state = m_judge.where();
+    const size_t inState = ++m_recordsIn.at(static_cast<size_t>(state));
     for (const RunPlan::Happening& happening : m_plan.happenings) {
-        if (happening.atRecord == m_times.size() && !m_ending) {
-            m_result.met = m_judge.where();
+        const bool comes = happening.in ? happening.in == state && happening.atRecord == inState
+                                        : happening.atRecord == m_times.size();
+        if (comes && !m_ending) {
+            m_result.met = state;
             m_machine.spawn([this, act = happening.act] { perform(act); }, m_machine.nowMs());
             m_machine.yield(true);
         }
@@ -201,8 +246,7 @@ void SimulatedRun::settle() {
         return;
     }
     const int64_t end = m_beginMs + m_plan.boundMs();
-    const int64_t scheduled =
-        m_plan.offTimeMinutes >= 0 ? m_beginMs + (m_plan.offTimeMinutes + 1) * 60'000 : 0;
+    const int64_t scheduled = m_plan.offTime() >= 0 ? m_beginMs + (m_plan.offTime() + 1) * 60'000 : 0;
     while (!m_machine.hostThreadsEnded() || !m_judge.quiet() || m_machine.nowMs() < scheduled) {
         if (m_machine.nowMs() > end) {
             m_result.fault = "what was asked for has no end";
@@ -237,6 +281,7 @@ RunResult SimulatedRun::run() {
         fake::failNth(fault.call, fault.nth, fault.error);
     }
     fake::setUserId(m_plan.root ? 0 : 1000);
+    fake::setPath(place::kJobFallbackDirectory, kFallbackDirectory);
     prepareHost();
     m_module = std::make_unique<CShutdownExtensionModule>();
     m_host.attachTo(m_module.get());
@@ -265,9 +310,10 @@ RunResult SimulatedRun::run() {
     static_cast<void>(m_module->HandleRequest(&query));
     m_result.status = query.GetUint("DA", 99);
     m_judge.end(m_result.status);
+    m_messages.end();
     m_module.reset();
     recording().onLine(nullptr);
-    for (const std::string& fault : {m_judge.fault(), m_machine.leftBehind(),
+    for (const std::string& fault : {m_judge.fault(), m_messages.fault(), m_machine.leftBehind(),
                                      std::string(lowestFree() > free ? "a descriptor is left" : "")}) {
         m_result.fault += m_result.fault.empty() ? fault : "";
     }
