@@ -1,13 +1,12 @@
 #include "base/recursive_lock.h"
 
-#include <semaphore>
-
+#include "support/turn.h"
 #include "support/unit_test.h"
 
 namespace em {
 namespace {
 
-std::binary_semaphore lockTried{0};
+test::Turn lockTried;
 
 struct RecursiveLockTest : testing::Test {
     // What the analysis of lock annotations is told to leave alone: locks taken by steps, on purpose.

@@ -8,12 +8,12 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "base/machine.h"
+#include "support/turn.h"
 
 namespace em::test {
 
@@ -89,7 +89,7 @@ private:
 
         SimulatedMachine* machine = nullptr;
         std::function<void*()> body;
-        std::binary_semaphore turn{0};
+        Turn turn;
         Waits waits = Waits::ForNothing;
         int64_t wakeNs = kNever;
         const void* condition = nullptr;
