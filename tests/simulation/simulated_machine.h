@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/machine.h"
+#include "simulation/one_processor.h"
 #include "support/turn.h"
 
 namespace em::test {
@@ -125,6 +126,7 @@ private:
     int64_t eventOf(int fd);
     void speak(int fd);
 
+    const OneProcessor m_processor;
     const World m_world;
     std::vector<std::unique_ptr<Thread>> m_threads;
     Thread* m_running;

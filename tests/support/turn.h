@@ -17,7 +17,7 @@ public:
 
     void release() { ::sem_post(&m_semaphore); }
     void acquire() {
-        const CancellationDisabled whole; // who is cancelled waits for its turn all the same
+        const CancellationDisabled whole;       // who is cancelled waits for its turn all the same
         while (::sem_wait(&m_semaphore) != 0) { // interrupted by a signal
         }
     }
