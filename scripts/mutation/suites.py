@@ -21,6 +21,7 @@ SCRIPTS_OF_OTHERS = ("sandbox", "check_includes", "mutation")
 NEVER = ("kernel_verdict", "sandbox_attacks")
 AT_ONCE = 6  # tests of one process each mostly wait
 LONGEST = 60.0
+FAR = 99  # the rank of a suite that is not near
 
 
 @dataclasses.dataclass
@@ -52,11 +53,12 @@ def run_test(cell: Cell, test: Test, limit: float, stop: threading.Event | None 
     return failed[0] if failed else f"{begun[-1] if begun else test.name} (exit code {code})"
 
 
-def run_suite(cell: Cell, suite: Suite, slack: float) -> str | None:
+def run_suites(cell: Cell, suites: list[Suite], slack: float) -> str | None:
     """The first failure that a second run shows too: on a busy machine a test may fail by chance."""
     stop = threading.Event()
 
-    def run(test: Test) -> str | None:
+    def run(one: tuple[Suite, Test]) -> str | None:
+        suite, test = one
         failed = None
         with contextlib.suppress(Stopped):
             for _ in range(2):
@@ -65,11 +67,11 @@ def run_suite(cell: Cell, suite: Suite, slack: float) -> str | None:
                     break
             if failed:
                 stop.set()
-            return failed
+                return f"{suite.name}: {failed}"
         return None
 
     with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-        return next(filter(None, pool.map(run, suite.tests)), None)
+        return next(filter(None, pool.map(run, [(suite, test) for suite in suites for test in suite.tests])), None)
 
 
 def target_of(word: str) -> str | None:
@@ -141,8 +143,12 @@ def nearness(suite: Suite, file: str) -> tuple:
             return rank, 0.0
         if f"/tests/{folder}/" in script:
             return len(folders) + rank, suite.seconds
-    return (2 * len(folders) if suite.name == "test_module" else 99), suite.seconds
+    return (2 * len(folders) if suite.name == "test_module" else FAR), suite.seconds
 
 
-def suites_for(suites: list[Suite], file: str) -> list[Suite]:
-    return sorted(suites, key=lambda suite: nearness(suite, file))
+def in_steps(suites: list[Suite], file: str) -> list[list[Suite]]:
+    """The suites that are run together: each near one by itself, then all the others, which mostly wait."""
+    ranks = {suite.name: nearness(suite, file) for suite in suites}
+    near = sorted((suite for suite in suites if ranks[suite.name][0] < FAR), key=lambda suite: ranks[suite.name])
+    far = sorted((suite for suite in suites if ranks[suite.name][0] >= FAR), key=lambda suite: -suite.seconds)
+    return [[suite] for suite in near] + ([far] if far else [])
