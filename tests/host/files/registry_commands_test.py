@@ -139,15 +139,25 @@ class RegistryCommands(unittest.TestCase):
                               b"F=s=x\n[F]\n\nG=x\n\n\nH=s=x\n")
         (self.directory / "registry.old").write_bytes(b"[A]\r\nText=s=x\r\n\r\n")
         (self.directory / "registry.default").write_bytes(b"[A]\n" * 513)
+        of_main = ((2, "nul", "is cut at a NUL"),
+                   (3, "no-equals-sign", 'has no "=" and is skipped'),
+                   (4, "no-number", "holds no number and is skipped"),
+                   (5, "number-too-large", "holds more than a number of 32 bits, the rest is dropped"),
+                   (6, "not-hexadecimal", "is cut at a character that is no hexadecimal digit"),
+                   (7, "above-a-byte", "holds a number above a byte, its low byte counts"),
+                   (8, "behind-key-name", 'is cut behind the "]" of a key\'s name'),
+                   (11, "name-twice", "closes a key that held a name twice, the later one counts"),
+                   (15, "no-type", "has no known type behind its name and is skipped"),
+                   (16, "name-of-value-and-key",
+                    "closes a key that held a name as value and as sub-key, the later one counts"),
+                   (18, "behind-the-end", "stands behind the end of the tree and is not read, with all that follows"))
+        self.assertEqual(self.run_tool("registry", "check")[1].splitlines()[:len(of_main)],
+                         [f"{self.main}:{line}: {text}" for line, _, text in of_main])
         line = f'{self.main}:3: has no "=" and is skipped'
         for command, shown in ((("registry", "check"), line),
                                (("check",), f"error: {line}. Write NAME=TYPE=DATA, or remove the line.")):
             self.assertEqual(self.findings(*command), [
-                ("registry", 2, "nul"), ("registry", 3, "no-equals-sign"), ("registry", 4, "no-number"),
-                ("registry", 5, "number-too-large"), ("registry", 6, "not-hexadecimal"),
-                ("registry", 7, "above-a-byte"), ("registry", 8, "behind-key-name"), ("registry", 11, "name-twice"),
-                ("registry", 15, "no-type"), ("registry", 16, "name-of-value-and-key"),
-                ("registry", 18, "behind-the-end"), ("registry.old", None, "crlf-line-ends"),
+                *(("registry", line, code) for line, code, _ in of_main), ("registry.old", None, "crlf-line-ends"),
                 ("registry.default", 513, "too-deep"), ("registry.default", 513, "key-left-open"),
                 ("registry.default", None, "no-value")])
             code, text, _ = self.run_tool(*command)
