@@ -82,6 +82,7 @@ TEST(ShutdownStateTest, OfARequestThatIsNotQueuedNothingIsLeft) {
         {"another one is queued", cancelled, nothing, another, Requested, false},
         {"another one is queued first", cancelled, another, nothing, Requested, false},
         {"another one is taken up", cancelled, nothing, anotherTaken, DelayRunning, false},
+        {"the one before begins, and is cancelled", nothing, nothing, cancelled, Cancelled, true},
         {"another one is lost too", cancelled, anotherLost, nothing, Cancelled, true},
         {"another one is lost behind the flag", cancelled, nothing, anotherLost, Cancelled, true},
     };
@@ -96,6 +97,10 @@ TEST(ShutdownStateTest, OfARequestThatIsNotQueuedNothingIsLeft) {
             behind(state);
         }
         EXPECT_EQ(state.status(), status);
+        EXPECT_EQ(state.isCancelled(), flag);
+        delay(state);
+        { const ShutdownState::Request next(state); }
+        EXPECT_EQ(state.status(), DelayRunning) << "nor is anything left to the next one";
         EXPECT_EQ(state.isCancelled(), flag);
     }
     // Two of which the first ends first.
