@@ -1,4 +1,5 @@
-// Hosts that answer badly or throw, a debug object that throws, cancels and stops at every moment.
+// Hosts that throw, whose threads are cancelled or that are not root, and stops that meet no started module
+// or the handler's own thread.
 #include "module/module_test.h"
 
 namespace em::test {
@@ -95,25 +96,6 @@ TEST_F(FaultTest, StopOfAModuleNeverStartedLeavesTheWatcherToTheDestructor) {
     ASSERT_TRUE(recording().waitFor("check maintenance thread sleeps", 2)) << "it goes on";
     EXPECT_TRUE(m_module.destroy());
     EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
-}
-
-// The refusal at the gate comes between the cancel's decision and the end of its call.
-TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
-    setMaintenance("Disabled");
-    recording().onLine([](const std::string& line) {
-        if (line.find("Maintenance Mode not set.") != std::string::npos) {
-            EXPECT_TRUE(recording().waitFor("Cancel pending system shutdown"));
-        } else if (line.find("Cancel pending system shutdown") != std::string::npos) {
-            EXPECT_TRUE(recording().waitFor(R"({"OC":527,"DA":5,)"));
-        }
-    });
-    start();
-    m_module.request(kOffNow);
-    m_module.request(kCancel);
-    ASSERT_TRUE(recording().waitFor(kCompleted));
-    recording().onLine(nullptr);
-    EXPECT_EQ(m_module.status(), 5U) << recording().shown();
-    EXPECT_EQ(commands(0), Lines{});
 }
 
 #ifndef __SANITIZE_THREAD__ // which takes a refused join for one that was done

@@ -46,7 +46,7 @@ class Jobs(Rehearsal):
                 run, _ = self.rehearse()
                 self.assertEqual({key: run["job"][key] for key in expected}, expected)
                 self.assertEqual((run["end"], run["asAsked"]), ("command", True))
-                self.assertAlmostEqual(run["job"]["seconds"], limit == 1, delta=4)
+                self.assertAlmostEqual(run["job"]["seconds"], limit == 1, delta=20)
                 self.assertEqual("job-not-waited-for" in self.warnings(run), limit == 0)
 
     def test_the_settings_reach_the_module_as_they_are(self):
