@@ -2,7 +2,6 @@
 // afterwards.
 #include "rig/left_behind.h"
 
-#include "base/unique_fd.h"
 #include "support/unit_test.h"
 
 namespace em::test {
@@ -15,68 +14,60 @@ TEST_F(LeftBehindTest, ShowsEachKindAsLongAsItIsThere) {
     const std::string file = m_files.pathOf("lock");
     int fd = -1;
     pid_t child = -1;
-    std::promise<void> end;
-    std::thread thread;
-    sigset_t mask;
-    // What it shows, how it comes, how it goes.
-    const std::tuple<const char*, std::function<void()>, std::function<void()>> kinds[] = {
-        {"left: thread", [&] { thread = std::thread([&] { end.get_future().wait(); }); },
+    std::jthread thread;
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    const auto startChild = [&](bool stays) {
+        child = ::fork();
+        if (child == 0) {
+            stays ? static_cast<void>(::pause()) : ::_exit(0);
+        }
+    };
+    // What it shows, and how it comes.
+    const std::pair<const char*, std::function<void()>> kinds[] = {
+        {"left: thread",
          [&] {
-             end.set_value();
-             thread.join();
+             thread = std::jthread([](const std::stop_token& stop) {
+                 while (!stop.stop_requested()) {
+                     std::this_thread::yield();
+                 }
+             });
          }},
-        {"left: file", [&] { fd = ::creat(file.c_str(), 0600); },
-         [&] {
-             ::unlink(file.c_str());
-             ::close(fd);
-         }},
-        {"left: descriptor", [&] { fd = ::open("/dev/null", O_RDONLY); }, [&] { ::close(fd); }},
-        {"left: lock FLOCK WRITE",
-         [&] {
-             fd = ::open(m_files.path().c_str(), O_RDONLY);
-             ::flock(fd, LOCK_EX);
-         },
-         [&] { ::close(fd); }},
-        {"left: process",
-         [&] {
-             child = ::fork();
-             if (child == 0) {
-                 ::pause();
-             }
-         },
-         [&] {
-             ::kill(child, SIGKILL);
-             ::waitpid(child, nullptr, 0);
-         }},
+        {"left: file", [&] { fd = ::creat(file.c_str(), 0600); }},
+        {"left: descriptor", [&] { fd = ::open("/dev/null", O_RDONLY); }},
+        {"left: lock FLOCK WRITE", [&] { ::flock(fd = ::open(m_files.path().c_str(), O_RDONLY), LOCK_EX); }},
+        {"left: process", [&] { startChild(true); }},
         {"left: uncollected child",
          [&] {
-             child = ::fork();
-             if (child == 0) {
-                 ::_exit(0);
-             }
+             startChild(false);
              siginfo_t ended;
              ::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT);
-         },
-         [&] { ::waitpid(child, nullptr, 0); }},
-        {"left: SigBlk",
-         [&] {
-             sigset_t all;
-             sigfillset(&all);
-             ::pthread_sigmask(SIG_SETMASK, &all, &mask);
-         },
-         [&] { ::pthread_sigmask(SIG_SETMASK, &mask, nullptr); }},
+         }},
+        {"left: SigBlk", [&] { ::pthread_sigmask(SIG_SETMASK, &all, nullptr); }},
     };
-    for (const auto& [line, comes, goes] : kinds) {
-        const LeftBehind before({m_files.path()});
+    const auto endAll = [&] {
+        thread = {};
+        ::close(std::exchange(fd, -1));
+        ::unlink(file.c_str());
+        if (child > 0) {
+            ::kill(child, SIGKILL);
+            ::waitpid(std::exchange(child, -1), nullptr, 0);
+        }
+        ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    };
+    for (const auto& [line, comes] : kinds) {
+        const LeftBehind nothing({m_files.path()});
         comes();
-        EXPECT_NE(before.difference(0ms).find(line), std::string::npos) << before.difference(0ms);
-        goes();
-        EXPECT_EQ(before.difference(), "") << line;
+        EXPECT_NE(nothing.difference(0ms).find(line), std::string::npos) << nothing.difference(0ms);
+        endAll();
+        EXPECT_EQ(nothing.difference(), "") << line;
     }
     fd = ::open("/dev/null", O_RDONLY);
-    const LeftBehind before;
-    ::close(fd);
-    EXPECT_NE(before.difference(0ms).find("gone: descriptor"), std::string::npos);
+    const LeftBehind opened;
+    endAll();
+    EXPECT_NE(opened.difference(0ms).find("gone: descriptor"), std::string::npos);
 }
 
 } // namespace

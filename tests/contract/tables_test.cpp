@@ -1,4 +1,4 @@
-// The tables against docs/messages.md, which host writers read, and what the code relies on in their rows.
+// The tables against docs/messages.md, which host writers read.
 
 #include <fmt/format.h>
 
@@ -96,22 +96,6 @@ TEST(MessagesPage, NamesEachReason) {
         EXPECT_TRUE(shown || name.text == others) << reason << ' ' << name.text;
     }
     EXPECT_NE(page.find("below 0x28 and from 0xF0 on are `< ??? >`"), std::string::npos);
-}
-
-// One function writes a table's lines, with the same arguments for every row.
-TEST(TableLines, TakeTheSameArguments) {
-    for (const ShutdownAction& action : kShutdownActions) {
-        for (const char* line :
-             {action.requestLine, action.replyLine, action.powerLine, action.executeLine}) {
-            EXPECT_TRUE(line == nullptr || std::string(line).find('%') == std::string::npos) << line;
-        }
-    }
-    for (const Notification& notification : kNotifications) {
-        for (const char* line : {notification.nameLine, notification.effectLine}) {
-            EXPECT_TRUE(line == nullptr || std::string(line).rfind('%') == 1) << line;
-            EXPECT_TRUE(line == nullptr || std::string(line).starts_with("\n%-20s: ")) << line;
-        }
-    }
 }
 
 } // namespace

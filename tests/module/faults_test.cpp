@@ -1,4 +1,5 @@
-// Hosts that answer badly or throw, a debug object that throws, cancels and stops at every moment.
+// Hosts that throw, whose threads are cancelled or that are not root, and stops that meet no started module
+// or the handler's own thread.
 #include "module/module_test.h"
 
 namespace em::test {
@@ -7,24 +8,6 @@ namespace {
 constexpr const char* kOffNow = R"({"OC":517,"DA":1})"; // by the power switch, so without a delay
 constexpr const char* kCompleted = " at level 0 completed";
 constexpr const char* kCancel = R"({"OC":521})";
-constexpr const char* kCancelled =
-    "\nEM_SHUTDOWN         : CAB 0007: System shutdown was cancelled by ORBA call!";
-
-// A job that runs as long as this lives.
-class HeldJob {
-public:
-    explicit HeldJob(ScriptedHost& host) {
-        EXPECT_EQ(::mkfifo(kGate, 0600), 0);
-        writeFile("/scratch/held-job.sh", std::string("#!/bin/sh\nread word < ") + kGate + "\n");
-        host.answer(kJobName, R"("/scratch/held-job.sh")");
-    }
-    ~HeldJob() { std::ofstream(kGate) << "go\n"; } // opens as soon as the job reads
-    HeldJob(const HeldJob&) = delete;
-    HeldJob& operator=(const HeldJob&) = delete;
-
-private:
-    static constexpr const char* kGate = "/scratch/held-job.gate";
-};
 
 // A module and the record of its commands.
 class FaultTest : public testing::Test {
@@ -113,49 +96,6 @@ TEST_F(FaultTest, StopOfAModuleNeverStartedLeavesTheWatcherToTheDestructor) {
     ASSERT_TRUE(recording().waitFor("check maintenance thread sleeps", 2)) << "it goes on";
     EXPECT_TRUE(m_module.destroy());
     EXPECT_TRUE(recording().contains("EXIT THREAD CheckMaintenanceThreadProc()!"));
-}
-
-// The refusal at the gate comes between the cancel's decision and the end of its call.
-TEST_F(FaultTest, CancelThatMeetsARefusalLeavesNothingPending) {
-    setMaintenance("Disabled");
-    recording().onLine([](const std::string& line) {
-        if (line.find("Maintenance Mode not set.") != std::string::npos) {
-            EXPECT_TRUE(recording().waitFor("Cancel pending system shutdown"));
-        } else if (line.find("Cancel pending system shutdown") != std::string::npos) {
-            EXPECT_TRUE(recording().waitFor(R"({"OC":527,"DA":5,)"));
-        }
-    });
-    start();
-    m_module.request(kOffNow);
-    m_module.request(kCancel);
-    ASSERT_TRUE(recording().waitFor(kCompleted));
-    recording().onLine(nullptr);
-    EXPECT_EQ(m_module.status(), 5U) << recording().shown();
-    EXPECT_EQ(commands(0), Lines{});
-}
-
-TEST_F(FaultTest, CancelDuringTheJobComesTooLateForTheCommand) {
-    auto job = std::make_unique<HeldJob>(m_module.host);
-    start();
-    m_module.request(kOffNow);
-    ASSERT_TRUE(recording().waitFor("ExecuteCmd forked"));
-    EXPECT_EQ(m_module.request(kCancel), "true " + withCommand(R"({"OC":521,"ST":0})"));
-    EXPECT_EQ(m_module.status(), 4U);
-    job.reset();
-    ASSERT_TRUE(recording().waitFor(kCompleted));
-    expectOnce(kCancelled);
-    EXPECT_EQ(m_module.status(), 5U);
-    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
-    EXPECT_FALSE(recording().contains("Disable all Tasks")) << "the queue stays open";
-}
-
-TEST_F(FaultTest, JobBeyondItsTimeIsLeftBehind) {
-    HeldJob job(m_module.host);
-    m_module.host.answer(kJobTimeout, "1");
-    start();
-    requestAndWait();
-    expectOnce("COSShutdown         : WARNING - Timeout waiting for cleanup program\n");
-    EXPECT_EQ(commands(1), Lines{"/sbin/poweroff"});
 }
 
 #ifndef __SANITIZE_THREAD__ // which takes a refused join for one that was done

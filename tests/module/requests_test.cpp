@@ -65,6 +65,7 @@ TEST(Requests, RefuseAHaltAndCancelOnlyWhatIsPending) {
     HostedModule module(2);
     const std::string cancelled = "true " + withCommand(R"({"OC":521,"ST":0})");
     EXPECT_EQ(module.request(R"({"OC":522})"), "true " + withCommand(R"({"OC":522,"ST":25})"));
+    EXPECT_EQ(recording().count("\nEM_SHUTDOWN         :  # Request CM_RequestShutdownAndHalt #"), 1U);
     EXPECT_EQ(module.request(R"({"OC":521})"), cancelled);
     EXPECT_EQ(recording().count(kNoPending), 1U);
     EXPECT_EQ(module.status(), 0U);
@@ -76,19 +77,6 @@ TEST(Requests, RefuseAHaltAndCancelOnlyWhatIsPending) {
     EXPECT_EQ(module.request(R"({"OC":521})"), cancelled);
     EXPECT_EQ(recording().count(kNoPending), 2U);
     EXPECT_EQ(module.status(), 4U);
-}
-
-TEST(Requests, TellTheMaintenanceMode) {
-    HostedModule module(2);
-    const std::pair<const char*, const char*> answers[] = {
-        {"Enabled", "1"}, {"Disabled", "0"}, {"enabled", "0"}, {" Enabled", "0"}, {"", "0"}, {"E", "1"}};
-    for (const auto& [answer, expected] : answers) {
-        setMaintenance(answer);
-        EXPECT_EQ(module.request(R"({"OC":289,"DA":[1]})"),
-                  "true " + withCommand(std::string(R"({"OC":289,"DA":)") + expected + R"(,"ST":0})"))
-            << answer;
-    }
-    EXPECT_TRUE(recording().contains("\nEM_SHUTDOWN         :  # CM_GetMaintenanceMode #"));
 }
 
 TEST(Requests, AreRefusedInTheQueueAfterStop) {

@@ -42,13 +42,6 @@ TEST_F(OsShutdownTest, EachKindHasItsCommands) {
     }
 }
 
-// What it says then is seen from outside, in the sandbox of an ordinary user.
-TEST_F(OsShutdownTest, WithoutRootNothingHappens) {
-    fake::setUserId(1000);
-    EXPECT_FALSE(COSShutdown().SystemShutdown(8, 60, ""));
-    EXPECT_EQ(m_commands.take(), Commands{});
-}
-
 TEST_F(OsShutdownTest, CommandOrThreadThatCannotBeStartedStillCountsAsStarted) {
     COSShutdown executor;
     const test::TraceCapture capture(5);

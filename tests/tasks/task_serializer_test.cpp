@@ -143,20 +143,6 @@ TEST_F(TaskSerializerTest, ARefusalWhoseCallbackThrowsLeavesTheLockFree) {
     EXPECT_TRUE(serializer.waitForExecuted(9));
 }
 
-TEST_F(TaskSerializerTest, ALineAroundATaskThatThrowsShowsAsItsExceptionAndTheTaskRuns) {
-    for (const char* part : {"Process Task", "completed"}) {
-        capture.clear();
-        capture.throwOn(part);
-        RecordingSerializer serializer;
-        EventHandle done(false, true);
-        ASSERT_TRUE(serializer.insert(1, 0, &done)) << part;
-        serializer.StartSerialization();
-        EXPECT_EQ(done.WaitForEvent(10'000, false), EVENT_SIGNALED) << part;
-        EXPECT_EQ(serializer.executed(), std::vector<int>{1}) << part;
-        EXPECT_EQ(count(kException), 1U) << part;
-    }
-}
-
 TEST_F(TaskSerializerTest, AnExternalEventThatCannotBeSetIsTraced) {
     RecordingSerializer serializer;
     EventHandle closed(false, true);

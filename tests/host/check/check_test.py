@@ -11,7 +11,9 @@ import sys
 import tempfile
 import unittest
 
-VOLAD_DEV, ROOT = sys.argv[1], pathlib.Path(sys.argv[2])
+from tool_rig import ToolTest, volad_dev
+
+ROOT = pathlib.Path(sys.argv[2])
 EXAMPLE = ROOT / "examples/EVENTMSG.XML"
 TRACE = "opt/Orlendix/vital/etc/velcor/TellmarkSuite/TraceConfig"
 STORE = "opt/Orlendix/vital/etc/ombrad"
@@ -229,15 +231,16 @@ TEN = ((MODULE, "section-cut"), (f"{TRACE}/z.ini", "section-shadowed"), (GLOBAL,
        ("sbin/halt", "power-command-missing"), (MODULE, "others-can-write"))
 
 
-class Check(unittest.TestCase):
+class Check(ToolTest):
     def setUp(self):
-        self.root = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        super().setUp()
+        self.root = self.directory
         healthy(self.root)
 
     def check(self, *arguments: str, settings: bool = True) -> subprocess.CompletedProcess:
         given = ("--settings", str(self.root / "settings.json")) if settings else ()
-        return subprocess.run([VOLAD_DEV, "check", "--root", str(self.root), *given, *arguments], cwd="/",
-                              env={"PATH": "/bin", "TM_LOG_DEBUG_LEVEL": "1"}, capture_output=True, text=True, timeout=20)
+        return volad_dev("check", "--root", str(self.root), *given, *arguments, cwd="/",
+                         env={"PATH": "/bin", "TM_LOG_DEBUG_LEVEL": "1"})
 
     def findings(self, *arguments: str) -> list[dict]:
         done = self.check(*arguments, "--json", "-")
@@ -366,8 +369,7 @@ class Check(unittest.TestCase):
         remove(MODULE)(self.root)
         mend = root_key("/opt/host/bin/", "/opt/host/bin")
         mend(self.root)
-        done = subprocess.run([VOLAD_DEV, "check", "--dir", str(self.root / STORE)], capture_output=True, text=True,
-                              timeout=20)
+        done = volad_dev("check", "--dir", str(self.root / STORE))
         self.assertEqual((done.returncode, done.stdout.count("\n"), done.stderr), (0, 1, ""))
         self.assertIn("warning: ", done.stdout)
         refused = self.check("--dir", str(self.root / STORE))

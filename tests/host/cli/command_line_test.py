@@ -1,14 +1,11 @@
 """command_line_test.py VOLAD_DEV: what the tool answers to wrong command lines, its help, and output that is lost."""
 
 import os
-import pathlib
 import re
-import subprocess
 import sys
-import tempfile
 import unittest
 
-VOLAD_DEV = sys.argv[1]
+from tool_rig import ToolTest, volad_dev
 
 # Arguments, and the line on standard error behind "volad-dev: ".
 WRONG = (
@@ -52,35 +49,38 @@ WRONG = (
     ("rehearse --settings /", '--settings: "/" is no file'),
     ("rehearse --settings no", '--settings: there is no file "no"'),
     ("sandbox --bind no -- true", '--bind: there is no file or directory "no"'),
+    ("rehearse --trace 6", '--trace must be a whole number from 0 to 5, not "6"'),
+    ("rehearse --schedule 24:00", '--schedule must be in:1m or HH:MM, not "24:00"'),
+    ("rehearse reset --schedule in:1m", "--schedule goes with off only: a schedule of the host's powers off"),
+    ("rehearse --reason 5 --schedule in:1m", "--reason goes with a request only: a scheduled power-off has reason 3"),
+    ("rehearse --json ", '--json must be a file or -, not ""'),
+    ("rehearse --maintenance 0", '--maintenance must be on, off, missing or here, not "0"'),
+    ("drive no", 'there is no script "no"'),
+    ("drive /", '"/" is no script'),
     ("sandbox", "sandbox needs a command; see volad-dev sandbox --help"),
 )
 
 
-def run(*arguments: str, **options) -> subprocess.CompletedProcess:
-    return subprocess.run([VOLAD_DEV, *arguments], text=True, timeout=20,
-                          **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
-
-
-class CommandLine(unittest.TestCase):
+class CommandLine(ToolTest):
     def test_wrong_usage_is_one_sentence(self):
         for arguments, line in WRONG:
-            done = run(*arguments.split(" "))
+            done = volad_dev(*arguments.split(" "))
             self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", f"volad-dev: {line}\n"), arguments)
 
     def test_without_a_verb_all_are_named(self):
-        done = run()
+        done = volad_dev()
         self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (2, "", 1))
         self.assertRegex(done.stderr, "^volad-dev: there must be a verb: .*, registry, check, explain, timeline; see volad-dev --help$")
 
     def test_the_options_end_where_a_command_begins(self):
         for arguments in (("echo", "--bind", "--", "[a,b]", "-h"), ("--", "echo", "--bind", "--", "[a,b]", "-h")):
-            done = run("sandbox", *arguments)
+            done = volad_dev("sandbox", *arguments)
             self.assertEqual((done.returncode, done.stdout), (0, "--bind -- [a,b] -h\n"), done.stderr)
 
     def test_each_help_fits_on_a_screen(self):
         verbs, seen = [()], []
         for verb in verbs:
-            done = run(*verb, "--help", "--nonsense")
+            done = volad_dev(*verb, "--help", "--nonsense")
             lines = done.stdout.splitlines()
             self.assertEqual((done.returncode, done.stderr), (0, ""), verb)
             self.assertTrue(lines[0].startswith(" ".join(("Usage: volad-dev", *verb))), lines[0])
@@ -95,16 +95,15 @@ class CommandLine(unittest.TestCase):
             self.assertIn(entry, seen)
         self.assertNotIn((("rehearse",), "--inside"), seen)
         self.assertIn("\n  --maintenance on|off|missing  what the maintenance tool answers (default: on)\n",
-                      run("sandbox", "-h").stdout)
+                      volad_dev("sandbox", "-h").stdout)
 
     def test_lost_output_is_told(self):
-        directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
-        (directory / "registry").write_text("[HKEY_USERS]\nText=s=x\nlost\n\n\n")
-        (directory / "p.ini").write_text("[S]\nK=1\n")
-        ours = ("--dir", str(directory))
+        (self.directory / "registry").write_text("[HKEY_USERS]\nText=s=x\nlost\n\n\n")
+        (self.directory / "p.ini").write_text("[S]\nK=1\n")
+        ours = ("--dir", str(self.directory))
         for arguments in (("--version",), ("--help",), ("registry", "set", "-h"), ("registry", "list", *ours),
                           ("registry", "export", *ours), ("check", *ours), ("check", *ours, "--json", "-"),
-                          ("check", *ours, "--json", "/dev/stdout"), ("profile", "list", str(directory / "p.ini"))):
+                          ("check", *ours, "--json", "/dev/stdout"), ("profile", "list", str(self.directory / "p.ini"))):
             reader, writer = os.pipe()
             os.close(reader)
             with open("/dev/full", "w") as full, open(writer, "w") as nobody:
@@ -112,9 +111,9 @@ class CommandLine(unittest.TestCase):
                                        ({"stdout": nobody}, ""),
                                        ({"stdout": None, "preexec_fn": lambda: os.close(1)},
                                         "volad-dev: standard output: Bad file descriptor\n")):
-                    done = run(*arguments, **options)
+                    done = volad_dev(*arguments, **options)
                     self.assertEqual((done.returncode, done.stderr), (1, error), (arguments, options))
-                self.assertEqual(run(*arguments, stdout=full, stderr=full).returncode, 1)
+                self.assertEqual(volad_dev(*arguments, stdout=full, stderr=full).returncode, 1)
 
 
 if __name__ == "__main__":

@@ -7,12 +7,12 @@ import re
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import jsonschema
+from tool_rig import ToolTest, volad_dev
 
-VOLAD_DEV, ROOT = sys.argv[1], pathlib.Path(sys.argv[2])
+ROOT = pathlib.Path(sys.argv[2])
 PAGE = (ROOT / "docs/json.md").read_text()
 REGISTRY = b"[HKEY_USERS]\n[K]\nB=b=0a ff \nD=d=-1\nE=es=%HOME%\n\xffS=s=\xfc\x1b\n\nlost\n\n\n"
 STORIES = str(ROOT / "tests/host/story/stories.trace")
@@ -31,7 +31,7 @@ OUTPUTS = (
     *(("registry-get", 0, ("registry", "get", KEY, name, "--dir", ".")) for name in "BDE"),
     ("messages-list", 0, ("messages", "list")),
     ("messages-lookup", 0, ("messages", "lookup", "0xE0001")),
-    ("run", 0, ("rehearse", "--settings", "settings.json")),
+    ("run", 0, ("rehearse", "--settings", "settings.json", "--trace", "5")),
     ("runs", 0, ("explain", STORIES)),
     ("runs", 0, ("explain", "--all", STORIES)),
     ("trace-events", 0, ("timeline", str(ROOT / "examples/rehearsal.json"))),
@@ -43,16 +43,15 @@ def schema(shape: str) -> dict:
     return json.loads((ROOT / f"docs/schemas/{shape}.schema.json").read_text())
 
 
-class Json(unittest.TestCase):
+class Json(ToolTest):
     def setUp(self):
-        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        super().setUp()
         (self.directory / "registry").write_bytes(REGISTRY)
         shutil.copy(ROOT / "examples/EVENTMSG.XML", self.directory)
         (self.directory / "settings.json").write_text('{"shutdownDelay": 0, "job": {"name": "printf \\\\377; exit 3"}}')
 
     def run_tool(self, *arguments: str, **options) -> subprocess.CompletedProcess:
-        return subprocess.run([VOLAD_DEV, *arguments], cwd=self.directory, capture_output=True, text=True, timeout=60,
-                              **options)
+        return volad_dev(*arguments, cwd=self.directory, **options)
 
     def test_outputs_have_their_shape(self):
         for shape, code, arguments in OUTPUTS:
@@ -94,8 +93,7 @@ class Json(unittest.TestCase):
         self.assertEqual(json.loads(os.read(reader, 1000))["findings"], [])
         self.assertEqual(sorted(self.directory.iterdir()), before)
         with open(out, "w") as itself:
-            subprocess.run([VOLAD_DEV, "registry", "list", "--dir", ".", "--json", "out.json"], cwd=self.directory,
-                           stdout=itself, timeout=20, check=True)
+            self.run_tool("registry", "list", "--dir", ".", "--json", "out.json", stdout=itself, check=True)
         jsonschema.validate(json.loads(out.read_text()), schema("registry-list"))
 
     def test_the_page_has_an_example_of_each_shape(self):

@@ -1,26 +1,16 @@
 """messages_and_profile_test.py VOLAD_DEV EXAMPLE: `volad-dev messages` and `volad-dev profile` by output and exit code."""
 
 import json
-import pathlib
 import shutil
-import subprocess
 import sys
-import tempfile
 import unittest
 
-VOLAD_DEV, EXAMPLE = sys.argv[1:3]
+from tool_rig import ToolTest
+
+EXAMPLE = sys.argv[2]
 
 
-class MessagesAndProfile(unittest.TestCase):
-    def setUp(self):
-        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
-
-    def run_tool(self, *arguments: str) -> tuple[int, str, int]:
-        """Exit code, standard output, lines on standard error, which stay in self.told."""
-        done = subprocess.run([VOLAD_DEV, *arguments], cwd=self.directory, capture_output=True, text=True, timeout=20)
-        self.told = done.stderr
-        return done.returncode, done.stdout, done.stderr.count("\n")
-
+class MessagesAndProfile(ToolTest):
     def test_profile(self):
         steps = [
             (("get", "p.ini", "S", "K"), (1, "", 1)),
@@ -43,7 +33,7 @@ class MessagesAndProfile(unittest.TestCase):
             (("list", "p.ini"), (0, "T\n", 0)),
         ]
         for arguments, expected in steps:
-            self.assertEqual(self.run_tool("profile", *arguments), expected, arguments[:4])
+            self.assertEqual(self.answer("profile", *arguments), expected, arguments[:4])
 
     def test_profile_says_why(self):
         (self.directory / "directory").mkdir()
@@ -54,7 +44,7 @@ class MessagesAndProfile(unittest.TestCase):
                 (("delete", "directory", "S"), "directory: cannot read the file: Operation not supported"),
                 (("set", "p.ini", "S", "K;", "a\nb\x1b"),
                  "p.ini: [S] K; = a\\nb\\x1B is not written: it would not read back")):
-            self.assertEqual(self.run_tool("profile", *arguments), (1, "", 1))
+            self.assertEqual(self.answer("profile", *arguments), (1, "", 1))
             self.assertEqual(self.told, f"volad-dev: {line}\n")
 
     def test_profile_appends_nothing_behind_the_end_marker(self):
@@ -75,35 +65,35 @@ class MessagesAndProfile(unittest.TestCase):
             with self.subTest(content=content, section=section, key=key):
                 file.write_text(content)
                 before = file.stat()
-                done = self.run_tool("profile", "set", "p.ini", section, key, "2")
+                done = self.answer("profile", "set", "p.ini", section, key, "2")
                 self.assertEqual(done, (1, "", 1) if written is None else (0, "", 0))
                 self.assertEqual(file.read_text(), written or content)
                 if written is None:
                     self.assertEqual((file.stat().st_ino, file.stat().st_mtime_ns), (before.st_ino, before.st_mtime_ns))
                     self.assertIn(f"p.ini: [{section}] {key} is not written: it would stand behind the last header "
                                   "[EndOfFile]", self.told)
-        self.assertEqual(self.run_tool("profile", "delete", "p.ini", "EndOfFile"), (0, "", 0))
+        self.assertEqual(self.answer("profile", "delete", "p.ini", "EndOfFile"), (0, "", 0))
 
     def test_messages(self):
-        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001"), (1, "", 1))
+        self.assertEqual(self.answer("messages", "lookup", "0x0E0001"), (1, "", 1))
         shutil.copy(EXAMPLE, self.directory / "EVENTMSG.XML")
-        self.assertEqual(self.run_tool("messages", "lookup", "0x0e0001"), (0, "The power switch was pressed\n", 0))
-        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001", "--lang", "de"),
+        self.assertEqual(self.answer("messages", "lookup", "0x0e0001"), (0, "The power switch was pressed\n", 0))
+        self.assertEqual(self.answer("messages", "lookup", "0x0E0001", "--lang", "de"),
                          (0, "Der Netzschalter wurde gedrückt\n", 0))
-        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0001", "--index", "1"), (1, "", 1))
-        self.assertEqual(self.run_tool("messages", "lookup", "0x0E0028"), (1, "", 1))
+        self.assertEqual(self.answer("messages", "lookup", "0x0E0001", "--index", "1"), (1, "", 1))
+        self.assertEqual(self.answer("messages", "lookup", "0x0E0028"), (1, "", 1))
         for form in ("0xE0001", "0XE0001", "0x00e0001"):  # as a trace may show it
-            self.assertEqual(self.run_tool("messages", "lookup", form), (0, "The power switch was pressed\n", 0))
-        code, text, errors = self.run_tool("messages", "list")
+            self.assertEqual(self.answer("messages", "lookup", form), (0, "The power switch was pressed\n", 0))
+        code, text, errors = self.answer("messages", "list")
         self.assertEqual((code, text.count("\n"), errors), (0, 112, 0))
         self.assertIn("\n0x0E0001 en The power switch was pressed\n", text)
         zero = (self.directory / "EVENTMSG.XML").read_text().replace('"0x0E0001"', '"0x000000"')
         (self.directory / "EVENTMSG.XML").write_text(zero)
         for number in ("0x", "0x100000000", "0x0E0001"):  # none of them is zero
-            self.assertEqual(self.run_tool("messages", "lookup", number), (1, "", 1))
+            self.assertEqual(self.answer("messages", "lookup", number), (1, "", 1))
 
     def test_check(self):
-        self.assertEqual(self.run_tool("messages", "check", EXAMPLE)[0], 0)
+        self.assertEqual(self.answer("messages", "check", EXAMPLE)[0], 0)
         file = self.directory / "bad.xml"
         english = "<Messages lang='EN'><Summary>x</Summary></Messages>"
         for content, codes in (
@@ -114,10 +104,10 @@ class MessagesAndProfile(unittest.TestCase):
                 ("<Event/>", ["no-code"]), ("", ["no-events"]), ("\udcfc", ["not-loaded"])):
             with self.subTest(content=content):
                 file.write_text(f"<EventMsg><Events>{content}</Events></EventMsg>", errors="surrogateescape")
-                code, text, errors = self.run_tool("messages", "check", str(file), "--json", "-")
+                code, text, errors = self.answer("messages", "check", str(file), "--json", "-")
                 self.assertEqual((code, errors), (1 if codes else 0, 0))
                 self.assertEqual([row["code"] for row in json.loads(text)["findings"]], codes)
-                self.assertEqual(self.run_tool("messages", "check", str(file))[1].count("\n"), max(len(codes), 1))
+                self.assertEqual(self.answer("messages", "check", str(file))[1].count("\n"), max(len(codes), 1))
 
 
 if __name__ == "__main__":

@@ -3,28 +3,23 @@
 import concurrent.futures
 import json
 import pathlib
-import subprocess
 import sys
-import tempfile
 import unittest
 
-VOLAD_DEV = sys.argv[1]
+from tool_rig import ToolTest
+
 KEY = "HKEY_LOCAL_MACHINE/SOFTWARE/A"
 SETUP = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Aldmere\\Management\\Host Warden\\Setup"
 TREE = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[A]\nCount=d=-1\nData=b=0a ff 03 \nPath=es=%PATH%%%\nText=s=two words\n" + 4 * "\n"
 
 
-class RegistryCommands(unittest.TestCase):
+class RegistryCommands(ToolTest):
     def setUp(self):
-        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        super().setUp()
         self.main = self.directory / "registry"
 
     def run_tool(self, *arguments: str) -> tuple[int, str, int]:
-        """Exit code, standard output, lines on standard error, which stay in self.told."""
-        done = subprocess.run([VOLAD_DEV, *arguments, "--dir", str(self.directory)], cwd=self.directory,
-                              env={"PATH": "/bin"}, capture_output=True, text=True, timeout=20)
-        self.told = done.stderr
-        return done.returncode, done.stdout, done.stderr.count("\n")
+        return self.answer(*arguments, "--dir", str(self.directory), env={"PATH": "/bin"})
 
     def registry(self, *arguments: str) -> tuple[int, str, int]:
         return self.run_tool("registry", *arguments)

@@ -42,13 +42,6 @@ TEST(SettingsTest, EveryKeyHasItsPlace) {
     EXPECT_EQ(settings.powerSwitchNotifications, false);
 }
 
-TEST(SettingsTest, WhatIsNotGivenHasNoValueAndATextStaysAsItIs) {
-    const Settings settings = parseSettings(R"({"job": {"name": "job.sh  -x"}})", kPath);
-    EXPECT_EQ(settings.jobName, "job.sh  -x");
-    EXPECT_FALSE(settings.jobDirectory || settings.shutdownDelay || settings.forceDelay ||
-                 settings.jobTimeout || settings.powerSwitchNotifications);
-}
-
 TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {
     const struct {
         const char* text;

@@ -4,19 +4,18 @@ import json
 import pathlib
 import subprocess
 import sys
-import tempfile
-import unittest
 
 import jsonschema
+from tool_rig import VOLAD_DEV, ToolTest, volad_dev
 
-VOLAD_DEV, MODULE = sys.argv[1:3]
+MODULE = sys.argv[2]
 SCHEMA = json.loads((pathlib.Path(__file__).parents[3] / "docs/schemas/run.schema.json").read_text())
 JOB = 'echo done > "$VOLAD_SCRATCH/left"'
 
 
-class Rehearsal(unittest.TestCase):
+class Rehearsal(ToolTest):
     def setUp(self):
-        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        super().setUp()
         self.settings = self.directory / "settings.json"
         self.write_job(JOB)
 
@@ -33,7 +32,7 @@ class Rehearsal(unittest.TestCase):
         return [VOLAD_DEV, verb, "--module", MODULE, "--settings", str(self.settings), *arguments]
 
     def run_tool(self, *arguments: str, verb="rehearse", **more) -> subprocess.CompletedProcess:
-        return subprocess.run(self.command(*arguments, verb=verb), capture_output=True, text=True, timeout=50, **more)
+        return volad_dev(*self.command(*arguments, verb=verb)[1:], **more)
 
     def rehearse(self, *arguments: str, code=0, **more) -> tuple[dict, str]:
         """The run as JSON, and what was shown."""

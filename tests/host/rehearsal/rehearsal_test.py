@@ -11,7 +11,8 @@ import time
 import unittest
 
 import jsonschema
-from rehearsal_rig import SCHEMA, VOLAD_DEV, Rehearsal
+from rehearsal_rig import SCHEMA, Rehearsal
+from tool_rig import VOLAD_DEV, volad_dev
 
 
 class Runs(Rehearsal):
@@ -52,8 +53,8 @@ class Runs(Rehearsal):
                 file = str(self.directory / "run.json")
                 shown = self.run_tool("--trace", str(level), "--json", file, *arguments).stdout
                 run = json.loads(pathlib.Path(file).read_text())
-                explain = [subprocess.run([VOLAD_DEV, "explain", *more], input=shown, text=True, check=True, timeout=20,
-                                          capture_output=True).stdout for more in (("-", "--json", "-"), ("-",), (file,))]
+                explain = [volad_dev("explain", *more, input=shown, check=True).stdout
+                           for more in (("-", "--json", "-"), ("-",), (file,))]
                 read, = json.loads(explain[0])["runs"]
                 self.assertEqual((read["end"], read["level"]), (run["end"], level))
                 for key in ("operation", "by", "reason"):
@@ -86,7 +87,7 @@ class Runs(Rehearsal):
     def test_what_holds_no_shutdown_is_no_story(self):
         for text, line in (("", "nor any other line of the module"), ('{"schema": 1}', "its JSON is not the run of a rehearsal"),
                            ("### Starting module EM_SHUTDOWN ###\n", "its level seems to be 1, and a request")):
-            done = subprocess.run([VOLAD_DEV, "explain", "-"], input=text, capture_output=True, text=True, timeout=20)
+            done = volad_dev("explain", "-", input=text)
             self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (1, "", 1))
             self.assertRegex(done.stderr, f'there is no shutdown in "-".*{line}')
 
@@ -113,6 +114,10 @@ class Runs(Rehearsal):
         self.write(shutdownDelay=1)
         for arguments, end in ((["--maintenance", "off"], "gate-refused"), (["--maintenance", "missing"], "gate-refused"),
                                (["--cancel-after", "0.2"], "cancelled"), (["--stop-after", "0.2"], "stopped"),
+                               (["--cancel-after", "0.2", "--stop-after", "30"], "cancelled"),
+                               (["--cancel-after", "30", "--stop-after", "0.2"], "stopped"),
+                               (["--maintenance", "off", "--cancel-after", "9", "--stop-after", "9"], "gate-refused"),
+                               (["--cancel-after", "0.2", "--uid", "1000"], "cancelled"),
                                (["--uid", "1000"], "not-permitted")):
             with self.subTest(arguments=arguments):
                 run, _ = self.rehearse(*arguments)
@@ -236,38 +241,12 @@ class Ways(Rehearsal):
         os.close(write)
         self.assertEqual((done.returncode, json.loads(file.read_text())["end"]), (1, "command"))
 
-    def test_json_on_standard_output_is_alone_there(self):
-        done = self.run_tool("--json", "-", "--trace", "5")
-        self.assertEqual((json.loads(done.stdout)["schema"], done.stderr), (1, ""))
-        done = self.run_tool("--json", "-", verb="job")
-        self.assertEqual(set(json.loads(done.stdout)), {"schema", "job", "left", "warnings"})
-
-    def test_usage_and_settings_errors(self):
-        for arguments, said in ((["sideways"], 'target must be off, reset or halt, not "sideways"'),
-                                (["--reason", "256"], "--reason must be a whole number from 0 to 255"),
-                                (["--trace", "6"], "--trace must be a whole number from 0 to 5"),
-                                (["--schedule", "24:00"], "--schedule must be in:1m or HH:MM"),
-                                (["reset", "--schedule", "in:1m"], "--schedule goes with off only"),
-                                (["--reason", "5", "--schedule", "in:1m"], "--reason goes with a request only"),
-                                (["--json", ""], "--json must be a file or -"),
-                                (["--maintenance", "0"], "--maintenance must be on, off, missing or here"),
-                                (["--cancel-after", "-1"], "--cancel-after must be ")):
-            done = self.run_tool(*arguments)
-            self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (2, "", 1), arguments)
-            self.assertIn(said, done.stderr)
-        self.settings.write_text("[" * 200000)
-        self.assertEqual(self.run_tool().returncode, 2)
-        self.write(shutdownDelay="3")
-        done = self.run_tool()
-        self.assertEqual((done.returncode, done.stdout), (2, ""))
-        self.assertIn('"shutdownDelay": expected a number', done.stderr)
-        self.write()
-        self.assertIn("there is no job in these settings", self.run_tool(verb="job").stderr)
-
-    def test_without_bubblewrap_nothing_is_rehearsed(self):
-        without = ["bwrap", "--dev-bind", "/", "/", "--ro-bind", "/dev/null", "/usr/bin/bwrap", "--"]
-        done = subprocess.run([*without, *self.command()], capture_output=True, text=True, timeout=50)
-        self.assertEqual((done.returncode, done.stdout), (3, ""))
+    def test_settings_that_do_not_do(self):
+        for text, verb, told in (("[" * 200000, "rehearse", ""), ("{}", "job", "there is no job in these settings")):
+            self.settings.write_text(text)
+            done = self.run_tool(verb=verb)
+            self.assertEqual((done.returncode, done.stdout), (2, ""))
+            self.assertIn(told, done.stderr)
 
 
 if __name__ == "__main__":

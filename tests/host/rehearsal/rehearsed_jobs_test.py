@@ -35,16 +35,18 @@ class Jobs(Rehearsal):
     def test_a_job_that_is_no_program_a_signal_of_the_shell_and_a_limit(self):
         plain = self.directory / "plain"
         plain.write_text("")
+        long = "true " + 300 * "x"
         for name, limit, expected in ((str(plain), 30, {"started": False, "exitCode": 126}),
                                       ("kill -9 $$", 30, {"exitCode": None, "signal": 9}),
                                       ("sleep 9", 1, {"timedOut": True, "exitCode": None, "directory": "/"}),
-                                      ("sleep 9", 0, {"timedOut": False, "exitCode": None})):
+                                      ("sleep 9", 0, {"timedOut": False, "exitCode": None}),
+                                      (long, 30, {"exitCode": 0, "command": long[:259]})):
             with self.subTest(name=name):
                 self.write(job={"name": name, "timeout": limit})
                 run, _ = self.rehearse()
                 self.assertEqual({key: run["job"][key] for key in expected}, expected)
-                self.assertEqual(run["end"], "command")
-                self.assertTrue(run["asAsked"])
+                self.assertEqual((run["end"], run["asAsked"]), ("command", True))
+                self.assertAlmostEqual(run["job"]["seconds"], limit == 1, delta=20)
                 self.assertEqual("job-not-waited-for" in self.warnings(run), limit == 0)
 
     def test_the_settings_reach_the_module_as_they_are(self):

@@ -54,28 +54,5 @@ TEST(RequestRunTest, EndsWhereTheModuleDoesNot) {
     }
 }
 
-TEST(RequestRunTest, TheEndThatTheOptionsAskFor) {
-    const struct {
-        Maintenance maintenance;
-        std::optional<double> cancelAfter, stopAfter;
-        unsigned uid;
-        RunEnd end;
-    } cases[] = {{Maintenance::On, {}, {}, 0, RunEnd::Command},
-                 {Maintenance::Off, 1, 1, 0, RunEnd::GateRefused},
-                 {Maintenance::ToolMissing, {}, {}, 5, RunEnd::GateRefused},
-                 {Maintenance::On, 1, {}, 5, RunEnd::Cancelled},
-                 {Maintenance::On, 1, 2, 0, RunEnd::Cancelled},
-                 {Maintenance::On, 2, 1, 0, RunEnd::Stopped},
-                 {Maintenance::On, {}, {}, 5, RunEnd::NotPermitted}};
-    for (const auto& each : cases) {
-        RehearsalOptions options;
-        options.maintenance = each.maintenance;
-        options.cancelAfter = each.cancelAfter;
-        options.stopAfter = each.stopAfter;
-        options.uid = each.uid;
-        EXPECT_EQ(askedEnd(options), each.end);
-    }
-}
-
 } // namespace
 } // namespace volad_dev

@@ -74,33 +74,6 @@ TEST(RunReadingTest, PhasesOfARun) {
     EXPECT_EQ(shown(phasesOf(running, 8.5)), "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.0;");
 }
 
-TEST(RunReadingTest, WhatBecameOfTheJob) {
-    const struct {
-        std::optional<int> status; // as waitpid has it
-        bool started;
-        std::optional<int> exitCode, signal;
-        bool timedOut;
-    } cases[] = {{0, true, 0, {}, false},           {3 << 8, true, 3, {}, false},
-                 {126 << 8, false, 126, {}, false}, {127 << 8, false, 127, {}, false},
-                 {9, true, {}, 9, false},           {std::nullopt, true, {}, {}, true}};
-    Settings settings;
-    settings.jobName = std::string(300, 'x');
-    for (const auto& each : cases) {
-        const Sighted sighted = {runToTheJobAnd({status(9.4, 3)}), job(7, 9, each.status), commandAt(9.5), 1};
-        ShutdownRun run;
-        readRun(sighted, settings, 9.5, run);
-        ASSERT_TRUE(run.job.has_value());
-        EXPECT_EQ(run.job->command.size(), 259U);
-        EXPECT_EQ(run.job->directory, "/job");
-        EXPECT_EQ(run.job->started, each.started);
-        EXPECT_EQ(run.job->exitCode, each.exitCode);
-        EXPECT_EQ(run.job->signal, each.signal);
-        EXPECT_EQ(run.job->timedOut, each.timedOut);
-        EXPECT_EQ(run.job->succeeded(), each.exitCode == 0);
-        EXPECT_DOUBLE_EQ(run.job->seconds, 2);
-    }
-}
-
 TEST(RunReadingTest, WhereARunEnds) {
     const struct {
         std::vector<Message> messages;

@@ -38,13 +38,6 @@ TEST(RunJsonTest, WhatIsWrittenReadsBack) {
     EXPECT_EQ(read->left[0].bytes, 7U);
 }
 
-TEST(RunJsonTest, WhatIsNotThereIsNull) {
-    const std::string written = runJson(ShutdownRun());
-    EXPECT_NE(written.find("\"job\": null"), std::string::npos);
-    EXPECT_NE(written.find("\"command\": null"), std::string::npos);
-    EXPECT_EQ(runJson(readRunJson(written).value()), written);
-}
-
 TEST(RunJsonTest, OtherTextIsNoRunAndOddMembersKeepTheirDefault) {
     const auto nested = [](size_t depth) {
         return R"({"schema": 1, "end": "\"[[", "left": )" + std::string(depth, '[') +

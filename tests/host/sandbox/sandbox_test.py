@@ -14,13 +14,14 @@ import tempfile
 import time
 import unittest
 
-VOLAD_DEV, SUITE = sys.argv[1:3]
+from tool_rig import VOLAD_DEV, volad_dev
+
+SUITE = sys.argv[2]
 NO_SANDBOX = 3
 
 
 def inside(script: str, *options: str, environment: dict | None = None, **more) -> subprocess.CompletedProcess:
-    return subprocess.run([VOLAD_DEV, "sandbox", *options, "--", "sh", "-c", script], capture_output=True, text=True,
-                          timeout=30, env=environment, **more)
+    return volad_dev("sandbox", *options, "--", "sh", "-c", script, env=environment, **more)
 
 
 class Refusal(unittest.TestCase):
@@ -105,8 +106,7 @@ class Inside(unittest.TestCase):
             self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
 
     def test_a_relative_command_is_the_callers(self):
-        done = subprocess.run([VOLAD_DEV, "sandbox", "--", "./" + os.path.basename(VOLAD_DEV), "--version"],
-                              cwd=os.path.dirname(VOLAD_DEV), capture_output=True, text=True, timeout=30)
+        done = volad_dev("sandbox", "--", "./" + os.path.basename(VOLAD_DEV), "--version", cwd=os.path.dirname(VOLAD_DEV))
         self.assertEqual(done.returncode, 0, done.stderr)
 
     def test_the_end_of_the_launcher_is_the_end_of_the_sandbox(self):

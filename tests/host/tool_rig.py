@@ -1,0 +1,28 @@
+"""What the tests stand on that go by the tool's outputs and exit codes; their first argument is VOLAD_DEV.
+
+The suite puts this directory on Python's path.
+"""
+
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+VOLAD_DEV = sys.argv[1]
+
+
+def volad_dev(*arguments: str, **options) -> subprocess.CompletedProcess:
+    return subprocess.run([VOLAD_DEV, *arguments], text=True,
+                          **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "timeout": 60} | options)
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+
+    def answer(self, *arguments: str, **options) -> tuple[int, str, int]:
+        """Exit code, standard output, lines on standard error, which stay in self.told."""
+        done = volad_dev(*arguments, cwd=self.directory, **options)
+        self.told = done.stderr
+        return done.returncode, done.stdout, done.stderr.count("\n")
