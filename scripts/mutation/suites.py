@@ -29,6 +29,7 @@ class Test:
     name: str
     command: list[str]
     directory: str
+    environment: dict[str, str]
     seconds: float = 0.0  # of the unchanged tree
 
 
@@ -43,7 +44,8 @@ class Suite:
 def run_test(cell: Cell, test: Test, limit: float, stop: threading.Event | None = None) -> str | None:
     """None when it passes, else what failed."""
     try:
-        code, output = cell.run(test.command, limit, test.directory, stop, GTEST_FAIL_FAST="1", GTEST_BRIEF="0")
+        code, output = cell.run(test.command, limit, test.directory, stop, GTEST_FAIL_FAST="1", GTEST_BRIEF="0",
+                                **test.environment)
     except Hang as hang:
         return f"{test.name} (hang, {hang})"
     if code == 0:
@@ -94,9 +96,11 @@ def read_suites(cell: Cell, host_changes: bool) -> list[Suite]:
         raise SystemExit(output)
     groups: dict[tuple, list[Test]] = {}
     for entry in json.loads(output[output.index("{"):])["tests"]:
-        directory = {item["name"]: item["value"] for item in entry["properties"]}["WORKING_DIRECTORY"]
+        properties = {item["name"]: item["value"] for item in entry["properties"]}
+        environment = dict(item.split("=", 1) for item in properties.get("ENVIRONMENT", []))
         key = tuple(word for word in entry["command"] if not word.startswith("--gtest"))
-        groups.setdefault(key, []).append(Test(entry["name"], entry["command"], directory))
+        groups.setdefault(key, []).append(
+            Test(entry["name"], entry["command"], properties["WORKING_DIRECTORY"], environment))
     suites = []
     for key, tests in groups.items():
         name = pathlib.Path(key[-1]).name if len(tests) > 1 else tests[0].name
@@ -119,7 +123,7 @@ def measure(cell: Cell, suite: Suite) -> list[str]:
 
     begin = time.monotonic()
     command = [word for word in suite.tests[0].command if not word.startswith("--gtest")]
-    whole = Test(suite.name, command, suite.tests[0].directory)
+    whole = Test(suite.name, command, suite.tests[0].directory, suite.tests[0].environment)
     lost = []
     if len(suite.tests) > 1 and not run(whole):
         suite.tests = [whole]
