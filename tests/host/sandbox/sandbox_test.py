@@ -34,12 +34,12 @@ class Refusal(unittest.TestCase):
 
     def test_without_bubblewrap_one_line_and_nothing_is_started(self):
         with tempfile.TemporaryDirectory() as scratch:
-            command = ["bwrap", "--dev-bind", "/", "/", "--ro-bind", "/dev/null", "/usr/bin/bwrap", "--",
-                       VOLAD_DEV, "sandbox", "--scratch", scratch, "--", "touch", "/scratch/started"]
-            done = subprocess.run(command, capture_output=True, text=True, timeout=30)
-            self.assertEqual(done.returncode, NO_SANDBOX)
-            self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
-            self.assertIn("kernel.unprivileged_userns_clone", done.stderr)
+            for command in (["sandbox", "--scratch", scratch, "--", "touch", "/scratch/started"], ["rehearse", "off"]):
+                done = subprocess.run(["bwrap", "--dev-bind", "/", "/", "--ro-bind", "/dev/null", "/usr/bin/bwrap", "--",
+                                       VOLAD_DEV, *command], capture_output=True, text=True, timeout=30)
+                self.assertEqual((done.returncode, done.stdout), (NO_SANDBOX, ""))
+                self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
+                self.assertIn("kernel.unprivileged_userns_clone", done.stderr)
             self.assertEqual(os.listdir(scratch), [])
 
 
