@@ -253,6 +253,7 @@ class Check(ToolTest):
     def places(self, *arguments: str) -> list[tuple[str, int | None, str]]:
         found = self.findings(*arguments)
         self.assertNotIn(str(self.root), str(found), "all paths are those of the machine")
+        self.said = [f"{row['code']}: {row['text']} | {row['do']}".replace("\r", "\\r") for row in found]
         return [(row["file"].removeprefix("/"), row["line"], row["code"]) for row in found]
 
     def test_a_healthy_installation_has_no_finding(self):
@@ -380,7 +381,8 @@ class Check(ToolTest):
         settings(name="{here}/srv.sh")(self.root)
         self.assertEqual(self.findings(), [])
 
-    def test_each_fault_is_one_finding(self):
+    def test_each_fault_is_one_finding_in_its_words(self):
+        said = []
         for number, (fault, file, line, codes) in enumerate(FAULTS + (GIVEN if os.getuid() == 0 else ())):
             with self.subTest(number=number, codes=codes):
                 with tempfile.TemporaryDirectory() as directory:
@@ -388,6 +390,8 @@ class Check(ToolTest):
                     healthy(self.root)
                     fault(self.root)
                     self.assertEqual(self.places(), [(file, line, code) for code in (codes or "").split()])
+                    said += self.said if number < len(FAULTS) else []
+        self.assertEqual("\n".join(said) + "\n", pathlib.Path(__file__).with_name("said.txt").read_text())
 
 
 if __name__ == "__main__":
