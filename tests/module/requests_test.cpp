@@ -77,6 +77,17 @@ TEST(Requests, RefuseAHaltAndCancelOnlyWhatIsPending) {
     EXPECT_EQ(module.request(R"({"OC":521})"), cancelled);
     EXPECT_EQ(recording().count(kNoPending), 2U);
     EXPECT_EQ(module.status(), 4U);
+
+    const volad_dev::CommandRecorder commands;
+    module.host.answer(kDelay, "0");
+    ASSERT_TRUE(module.start());
+    EXPECT_EQ(module.request(R"({"OC":517})"), "true " + withCommand(R"({"OC":517,"ST":0})"));
+    EXPECT_EQ(commandLines(commands, 1), Lines{"/sbin/poweroff"});
+    ASSERT_TRUE(recording().waitFor(R"({"OC":527,"DA":3,)"));
+    EXPECT_EQ(module.request(R"({"OC":521})"), cancelled);
+    EXPECT_EQ(recording().count(
+                  "\nEM_SHUTDOWN         : ERROR! Shutdown already in progress and cannot be cancelled"),
+              1U);
 }
 
 TEST(Requests, AreRefusedInTheQueueAfterStop) {

@@ -22,6 +22,16 @@ TEST(Watcher, StopDoesNotWaitForAHangingTool) {
     EXPECT_EQ(recording().count("\nEM_SHUTDOWN         : EXIT THREAD CheckMaintenanceThreadProc()!"), 1U);
 }
 
+TEST(Watcher, SaysWhatItFindsAndThatItSleeps) {
+    HostedModule module(5);
+    ASSERT_TRUE(module.start());
+    module.afterStart();
+    ASSERT_TRUE(recording().waitFor("\nEM_SHUTDOWN         : check maintenance thread woke up!"));
+    EXPECT_EQ(recording().count("\n\nEM_SHUTDOWN         : start check maintenance mode thread..."), 1U);
+    EXPECT_EQ(recording().count("\nEM_SHUTDOWN         : change in maintenance mode"), 1U);
+    EXPECT_EQ(recording().count(kMaintenanceChange), 1U);
+}
+
 // The modification time is that many seconds after the epoch.
 void writeTraceFile(const std::string& name, const std::string& content, time_t modified) {
     const std::string path = kTraceDirectory + ("/" + name);

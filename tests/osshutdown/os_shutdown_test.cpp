@@ -55,6 +55,26 @@ TEST_F(OsShutdownTest, CommandOrThreadThatCannotBeStartedStillCountsAsStarted) {
     EXPECT_TRUE(capture.text().ends_with("\nCOSShutdown         : <- SystemShutdown"));
 }
 
+TEST_F(OsShutdownTest, WhatThrowsEndsInItsLineAndRunsNothing) {
+    COSShutdown executor;
+    test::TraceCapture capture(5);
+    fake::watch([](const char* call) {
+        if (std::string_view(call) == "chdir") {
+            throw std::bad_alloc();
+        }
+    });
+    EXPECT_FALSE(executor.SystemShutdown(8, 60, ""));
+    EXPECT_TRUE(
+        capture.text().ends_with("\n\nCOSShutdown         : EXCEPTION during execution of SystemShutdown()!\n"
+                                 "\nCOSShutdown         : <- SystemShutdown"));
+    capture.clear();
+    EXPECT_FALSE(executor.RunShutdownJob("job", "/tmp", 1));
+    EXPECT_TRUE(capture.text().ends_with("\nCOSShutdown         : EXCEPTION executing shutdown job!"
+                                         "\nCOSShutdown         : <- RunShutdownJob"))
+        << capture.text();
+    EXPECT_EQ(m_commands.take(), Commands{});
+}
+
 TEST_F(OsShutdownTest, SecondShutdownWaitsForTheFirstThread) {
     const test::TraceCapture capture(3);
     {

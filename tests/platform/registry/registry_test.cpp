@@ -285,5 +285,40 @@ TEST_F(RegistryTest, SetUpAgainKeepsWhatTheFileDoesNotReplace) {
     EXPECT_EQ(key.Open("HKEY_USERS"), -1);
 }
 
+TEST_F(RegistryTest, SaysWhatItDoes) {
+    load(kSample);
+    const test::TraceCapture capture(2);
+    CRegistry::InitClass(m_directory.path().c_str());
+    {
+        CRegistry key;
+        ASSERT_EQ(key.CreateKey(nullptr, "HKEY_USERS\\K"), 0);
+        EXPECT_EQ(key.SetValue("n", "x"), 1U);
+        EXPECT_NE(key.QueryValue(nullptr, "n", nullptr), 0);
+        EXPECT_EQ(key.DeleteValue("n"), 0);
+    }
+    {
+        CRegistry root;
+        ASSERT_EQ(root.Open("HKEY_USERS"), 0);
+        EXPECT_EQ(root.DeleteKey("K"), 0);
+    }
+    const std::string file = m_directory.path() + "/registry";
+    const std::string saved =
+        "\nCRegistry::SaveTree MPRegistryTemp[" + file + ".new] \t MPRegistry[" + file + "]";
+    EXPECT_EQ(capture.text("oEntry"), "CRegistry::InitClass() : re-initialize the registry-tree\n"
+                                      "CRegistryNode::deleteNode \"Sub\"\n"
+                                      "CRegistryNode::deleteNode \"SOFTWARE\"\n"
+                                      "CRegistryNode::deleteNode \"HKEY_LOCAL_MACHINE\"\n"
+                                      "CRegistry: SetupTree(): ForceSetup=1, MIsSetup=1, MIsDirty=0\n"
+                                      "CRegistry::CreateKey \"HKEY_USERS\\K\"\n"
+                                      "CRegistry::SetValue \"n\" 1 1\n"
+                                      "CRegistry::QueryValue: ** ERROR **  pdwCount is a NULL pointer\n"
+                                      "CRegistry::DeleteValue \"n\"\n" +
+                                          saved +
+                                          "\nCRegistry::Open \"HKEY_USERS\", hKey = 0\n"
+                                          "CRegistry::DeleteKey \"K\"\n"
+                                          "CRegistryNode::deleteNode \"K\"\n" +
+                                          saved);
+}
+
 } // namespace
 } // namespace em
