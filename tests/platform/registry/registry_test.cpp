@@ -285,6 +285,19 @@ TEST_F(RegistryTest, SetUpAgainKeepsWhatTheFileDoesNotReplace) {
     EXPECT_EQ(key.Open("HKEY_USERS"), -1);
 }
 
+TEST_F(RegistryTest, NamesSixteenBadLinesOfAFileAndThatThereAreMore) {
+    const test::TraceCapture capture(1);
+    std::string bad;
+    for (int i = 0; i < 20; ++i) {
+        bad += "bad\n";
+    }
+    load("[HKEY_USERS]\n" + bad + "v=s=x\n\n\n");
+    EXPECT_EQ(test::recording().count("has no \"=\" and is skipped\n"), 16U);
+    EXPECT_EQ(test::recording().count("CRegistry: WARNING: More lines of \"" + m_directory.path() +
+                                      "/registry\" could not be taken as they stand\n"),
+              1U);
+}
+
 TEST_F(RegistryTest, SaysWhatItDoes) {
     load(kSample);
     const test::TraceCapture capture(2);
