@@ -1,7 +1,8 @@
 // The two places that catch whatever a body throws. The forced unwind of a cancelled thread is no exception
 // of ours: a host may cancel its own thread inside the module, and swallowing that ends the process, so it
 // always passes on. Neither is checked for undefined behaviour: the runtime catches a forced unwind by a
-// reference to nothing. Why: docs/decisions/exception-boundaries.md
+// reference to nothing.
+// Why: docs/decisions/exception-boundaries.md
 #pragma once
 
 #include <cxxabi.h>
