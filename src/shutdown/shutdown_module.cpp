@@ -1,6 +1,5 @@
 #include "shutdown/shutdown_module.h"
 
-#include <algorithm>
 #include <cerrno>
 
 #include "base/clock.h"
@@ -27,7 +26,6 @@ constexpr char kClosing[] =
     "\n------------------------------------------------------------------------------------------\n";
 constexpr int32_t kThreadPriority = 63; // of worker and watcher
 constexpr uint32_t kReadyTimeoutMs = 5000;
-constexpr uint32_t kReadyLookMs = 100;
 constexpr uint32_t kMessageTraceLevel = 2;
 
 } // namespace
@@ -211,7 +209,7 @@ bool CShutdownExtensionModule::awaitDisconnect(const std::atomic<uint32_t>& disc
     // this one came to wait.
     while (disconnects == before && left != 0) {
         if (m_readyForShutdownEvent.WaitForEvent(left, true) == EVENT_FAILED) {
-            sleepMs(std::min(left, kReadyLookMs)); // an event that could not be created
+            break; // an event that could not be created: the host is told at once and not held up
         }
         left = limit.remainingMs();
     }

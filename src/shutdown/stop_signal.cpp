@@ -13,9 +13,10 @@ constexpr uint32_t kFailedWaitSliceMs = 100;
 } // namespace
 
 void StopSignal::sleepOn(EventHandle& event, uint64_t spanMs, bool wakeUps) const {
-    const Deadline deadline = Deadline::in(spanMs);
-    for (;;) {
-        const uint32_t left = deadline.remainingMs();
+    const int64_t begin = Deadline::nowNs();
+    const Deadline deadline(begin, spanMs);
+    uint32_t left = deadline.remainingMs(begin); // the whole span, however slow this thread is
+    do {
         const int32_t end = event.WaitForEvent(left, true);
         if (m_raised || end == EVENT_TIMEOUT || (end == EVENT_SIGNALED && wakeUps)) {
             return;
@@ -24,10 +25,8 @@ void StopSignal::sleepOn(EventHandle& event, uint64_t spanMs, bool wakeUps) cons
         if (end == EVENT_FAILED) {
             sleepMs(std::min(left, kFailedWaitSliceMs));
         }
-        if (deadline.remainingMs() == 0) {
-            return;
-        }
-    }
+        left = deadline.remainingMs();
+    } while (left != 0);
 }
 
 MaintenanceMode StopSignal::queryMaintenanceMode() const {
