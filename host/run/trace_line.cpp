@@ -56,7 +56,6 @@ constexpr Row kTagged[] = {
     {TraceEvent::CommandFailed, 0, line::kCommandFailed},
     {TraceEvent::CommandEnded, 0, line::kCommandEnded},
     {TraceEvent::Privilege, 1, line::kPrivilege},
-    {TraceEvent::SystemShutdown, 1, line::kSystemShutdown},
     {TraceEvent::Disconnect, 1, line::kDisconnectBegins},
     {TraceEvent::LevelOnly, 2, line::kShutdownByUser},
     {TraceEvent::Exception, 1, line::kException},
@@ -99,6 +98,7 @@ public:
                 addTagged({TraceEvent::Executing, 3, TracePattern(action.powerLine), &action});
             }
             addTagged({TraceEvent::Executing, 3, TracePattern(action.executeLine), &action});
+            addTagged({TraceEvent::SystemShutdown, 1, TracePattern(action.commandLine), &action});
         }
         for (const MessageRow& row : kMessages) {
             m_messages.push_back(

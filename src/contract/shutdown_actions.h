@@ -27,8 +27,8 @@ struct ShutdownAction {
     // power-off reason and power-on status event come between the two lines.
     const char* powerLine;
     const char* executeLine;
-    const char* word;    // in the executor's line
-    const char* command; // run by the shell
+    const char* commandLine; // level 1, the executor's, with the command
+    const char* command;     // run by the shell
     const char* forcedCommand;
 };
 
@@ -42,7 +42,7 @@ inline constexpr std::array<ShutdownAction, 3> kShutdownActions = {{
      .replyLine = "\nEM_SHUTDOWN         :  #Reply CM_RequestShutdownAndReset #",
      .powerLine = nullptr,
      .executeLine = "\nEM_SHUTDOWN         : CM_RequestShutdownAndReset: execute shutdown and restart",
-     .word = "reboot",
+     .commandLine = "COSShutdown         : SystemShutdown reboot (%s)\n",
      .command = "/sbin/reboot",
      .forcedCommand = "/sbin/reboot -f"},
     {.name = "halt",
@@ -53,7 +53,7 @@ inline constexpr std::array<ShutdownAction, 3> kShutdownActions = {{
      .replyLine = "\nEM_SHUTDOWN         :  #Reply CM_RequestShutdownAndHalt #",
      .powerLine = nullptr,
      .executeLine = "\nEM_SHUTDOWN         : CM_RequestShutdownAndHalt: execute shutdown and system halt",
-     .word = "shutdown",
+     .commandLine = "COSShutdown         : SystemShutdown shutdown (%s)\n",
      .command = "/sbin/halt",
      .forcedCommand = "/sbin/halt -f"},
     {.name = "off",
@@ -64,7 +64,7 @@ inline constexpr std::array<ShutdownAction, 3> kShutdownActions = {{
      .replyLine = "\nEM_SHUTDOWN         :  #Reply CM_RequestShutdownAndOff #",
      .powerLine = "\nEM_SHUTDOWN         : CM_RequestShutdownAndOff:",
      .executeLine = "\nEM_SHUTDOWN         :   execute shutdown and off",
-     .word = "poweroff",
+     .commandLine = "COSShutdown         : SystemShutdown poweroff (%s)\n",
      .command = "/sbin/poweroff",
      .forcedCommand = "/sbin/poweroff -f"},
 }};

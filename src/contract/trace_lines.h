@@ -98,9 +98,8 @@ inline constexpr char kCommandFailed[] = "COSShutdown         : ExecuteCmd faile
 inline constexpr char kCommandEnded[] =
     "COSShutdown         : ExecuteCmd finished: %s\n"; // or not waited for
 
-// The command. "OK" or "FAILED"; then the row's word and command.
+// The command, behind which its row's own line follows. "OK" or "FAILED".
 inline constexpr char kPrivilege[] = "\nCOSShutdown         : PrepareSystemShutdown(): %s!"; // 1
-inline constexpr char kSystemShutdown[] = "COSShutdown         : SystemShutdown %s (%s)\n";  // 1
 
 // The system goes down without the module's doing.
 inline constexpr char kDisconnectBegins[] =

@@ -5,6 +5,7 @@
 #include "contract/trace_lines.h"
 #include "osshutdown/job_runner.h"
 #include "trace/boundary.h"
+#include "trace/table_line.h"
 
 namespace em {
 namespace {
@@ -57,7 +58,7 @@ bool COSShutdown::EndSystem(uint32_t kind, uint32_t forceDelaySeconds) {
     if (allowed) {
         static_cast<void>(sys::chdir("/")); // the command needs no particular directory
         const ShutdownAction& action = shutdownActionOf(kind);
-        EM_TRACE(1, line::kSystemShutdown, action.word, action.command);
+        traceTableLine(1, action.commandLine, action.command);
         runCommand(action.command, 0); // one that was not started has written its line
         if (forceDelaySeconds != 0) {
             StartHardShutdown(kind, forceDelaySeconds);

@@ -6,6 +6,7 @@
 #include "base/clock.h"
 #include "contract/trace_lines.h"
 #include "platform/threads/thread_boundary.h"
+#include "trace/table_line.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -16,12 +17,17 @@ constexpr int32_t kPriority = 83;
 constexpr uint32_t kSettleMs = 100; // given to a thread to start or to end, and instead of a failed wait
 constexpr uint32_t kTerminationLimitMs = 2000;
 
-// Runs a body of the handler thread; an exception becomes one line.
+constexpr char kStartThrew[] = "\n\nCTaskSerializer     : ## EXCEPTION in OnTaskHandlerStart()! ##";
+constexpr char kExitThrew[] = "\n\nCTaskSerializer     : ## EXCEPTION in OnTaskHandlerExit()! ##";
+constexpr char kTaskThrew[] = "\n\nCTaskSerializer     : ## EXCEPTION in OnTaskExecution()! ##";
+constexpr char kQueueEmptyThrew[] = "\n\nCTaskSerializer     : ## EXCEPTION in OnTaskQueueEmpty()! ##";
+
+// Runs a body of the handler thread; an exception becomes the line.
 template <class Body>
-bool guarded(const char* operation, Body&& body) {
+bool guarded(const char* line, Body&& body) {
     const bool completed = swallow(std::forward<Body>(body));
     if (!completed) {
-        EM_TRACE(1, "\n\nCTaskSerializer     : ## EXCEPTION in %s()! ##", operation);
+        traceTableLine(1, line);
     }
     return completed;
 }
@@ -202,14 +208,14 @@ void* CTaskSerializer<Message>::TaskHandlerThread(void* serializer) {
 template <class Message>
 void CTaskSerializer<Message>::TaskHandler() {
     EM_TRACE(4, "\nCTaskSerializer     : START THREAD TaskHandler()!");
-    task_handler::guarded("OnTaskHandlerStart", [this] { OnTaskHandlerStart(); });
+    task_handler::guarded(task_handler::kStartThrew, [this] { OnTaskHandlerStart(); });
     do {
         AwaitTask();
         if (!m_bTerminate) {
             ServeOneTask();
         }
     } while (!m_bTerminate);
-    task_handler::guarded("OnTaskHandlerExit", [this] { OnTaskHandlerExit(); });
+    task_handler::guarded(task_handler::kExitThrew, [this] { OnTaskHandlerExit(); });
     EM_TRACE(4, "\nCTaskSerializer     : EXIT THREAD TaskHandler()!");
 }
 
@@ -252,17 +258,16 @@ std::unique_ptr<TaskRecord<Message>> CTaskSerializer<Message>::TakeNextTask(int&
 
 template <class Message>
 void CTaskSerializer<Message>::Execute(Record& record, int level) {
-    constexpr const char* operation = "OnTaskExecution";
     // The lines count as the task's own: one that throws shows as its exception, and the task runs all the
     // same.
-    task_handler::guarded(operation, [&] {
+    task_handler::guarded(task_handler::kTaskThrew, [&] {
         EM_TRACE_OR_THROW(5, "\nCTaskSerializer     : Process Task (Record 0x%X) at level %d",
                           asUnsigned(&record), level);
     });
-    if (!task_handler::guarded(operation, [&] { OnTaskExecution(record.Message, level); })) {
+    if (!task_handler::guarded(task_handler::kTaskThrew, [&] { OnTaskExecution(record.Message, level); })) {
         return;
     }
-    task_handler::guarded(operation, [&] {
+    task_handler::guarded(task_handler::kTaskThrew, [&] {
         EM_TRACE_OR_THROW(5, "\nCTaskSerializer     : Task (Record 0x%X) at level %d completed",
                           asUnsigned(&record), level);
     });
@@ -292,7 +297,7 @@ template <class Message>
 void CTaskSerializer<Message>::ReportIfEmpty(int level) {
     const RecursiveLockGuard guard(m_Lock);
     if (m_pLevels[static_cast<uint32_t>(level)].queue.isEmpty()) {
-        task_handler::guarded("OnTaskQueueEmpty", [this, level] { OnTaskQueueEmpty(level); });
+        task_handler::guarded(task_handler::kQueueEmptyThrew, [this, level] { OnTaskQueueEmpty(level); });
     }
 }
 

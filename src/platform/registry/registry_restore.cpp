@@ -9,6 +9,7 @@
 #include "base/file_content.h"
 #include "platform/registry/registry_reader.h"
 #include "platform/registry/registry_state.h"
+#include "trace/table_line.h"
 #include "trace/trace.h"
 
 namespace em {
@@ -88,13 +89,12 @@ ReadFile restoreFile(const std::string& path) {
 RegistryFailure restoreRegistry(const RegistryPaths& paths, CRegistryNode& root) {
     struct Try {
         const std::string& path;
-        const char* severity; // these two of the line when it fails
-        const char* next;
+        const char* failed; // its line, with the path
     };
     const std::array<Try, 3> tries{{
-        {paths.main, "WARNING", "trying backup"},
-        {paths.backup, "WARNING", "trying default"},
-        {paths.fallback, "ERROR", "restoring failed"},
+        {paths.main, "CRegistry: WARNING: Could not restore tree from \"%s\", trying backup\n"},
+        {paths.backup, "CRegistry: WARNING: Could not restore tree from \"%s\", trying default\n"},
+        {paths.fallback, "CRegistry: ERROR: Could not restore tree from \"%s\", restoring failed\n"},
     }};
     std::vector<ReadFile> files;
     bool restored = false;
@@ -104,8 +104,7 @@ RegistryFailure restoreRegistry(const RegistryPaths& paths, CRegistryNode& root)
             restored = true;
             break;
         }
-        EM_TRACE(1, "CRegistry: %s: Could not restore tree from \"%s\", %s\n", attempt.severity,
-                 attempt.path.c_str(), attempt.next);
+        traceTableLine(1, attempt.failed, attempt.path.c_str());
     }
     // Kept whatever a fall-back gave: a save would push the unread main file out.
     const RegistryFailure mainUnreadable = files.front().unreadable;
