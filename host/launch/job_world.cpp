@@ -122,6 +122,27 @@ std::optional<std::string> directoryOf(const Settings& settings) {
     return directory.empty() ? std::nullopt : std::optional((fs::path("/") / directory).string());
 }
 
+// As the shell takes it: a path counts from where the module stands, a name alone is searched in PATH.
+std::optional<fs::path> programOf(const Settings& settings, const fs::path& directory) {
+    const std::string program = settings.jobName->substr(0, settings.jobName->find(' '));
+    return program.find('/') == std::string::npos ? std::nullopt
+                                                  : std::optional((directory / program).lexically_normal());
+}
+
+void lookAtProgram(const fs::path& program, Places& places, std::vector<Warning>& warnings) {
+    places.addFile(program);
+    if (const std::optional<std::string> interpreter = interpreterOf(program)) {
+        std::error_code failed;
+        if (fs::exists(*interpreter, failed)) {
+            places.addInterpreter(*interpreter);
+        } else {
+            warnings.push_back(
+                {"job-interpreter-missing",
+                 fmt::format("the job's interpreter \"{}\" is not there", visibleText(*interpreter))});
+        }
+    }
+}
+
 } // namespace
 
 JobWorld jobWorld(const Settings& settings) {
@@ -136,11 +157,14 @@ JobWorld jobWorld(const Settings& settings) {
                                          em::kLongestJob)});
     }
     Places places;
+    fs::path stands = "/";
     if (const std::optional<std::string> directory = directoryOf(settings)) {
         places.addDirectory(*directory);
         std::error_code failed;
         world.directory = fs::canonical(*directory, failed);
-        if (!isDirectory(*directory)) {
+        if (isDirectory(*directory)) {
+            stands = *directory;
+        } else {
             world.warnings.push_back(
                 {"job-directory-missing",
                  fmt::format(
@@ -149,19 +173,8 @@ JobWorld jobWorld(const Settings& settings) {
                      visibleText(*directory))});
         }
     }
-    const fs::path program = settings.jobName->substr(0, settings.jobName->find(' '));
-    if (program.is_absolute()) {
-        places.addFile(program);
-        if (const std::optional<std::string> interpreter = interpreterOf(program)) {
-            std::error_code failed;
-            if (fs::exists(*interpreter, failed)) {
-                places.addInterpreter(*interpreter);
-            } else {
-                world.warnings.push_back(
-                    {"job-interpreter-missing",
-                     fmt::format("the job's interpreter \"{}\" is not there", visibleText(*interpreter))});
-            }
-        }
+    if (const std::optional<fs::path> program = programOf(settings, stands)) {
+        lookAtProgram(*program, places, world.warnings);
     }
     world.places = places.take();
     return world;

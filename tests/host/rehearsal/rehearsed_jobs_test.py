@@ -99,9 +99,10 @@ class Jobs(Rehearsal):
             script.write_text(f"#!{tool} -e\necho found\n")
             script.chmod(0o755)
             os.symlink(script, self.directory / "link.sh")
-            self.write(job={"name": "{here}/link.sh"})
-            run, _ = self.rehearse()
-        self.assertEqual(run["job"]["output"], ["found"])
+            for job in {"name": "{here}/link.sh"}, {"name": "./link.sh", "directory": "{here}"}:
+                self.write(job=job)
+                run, _ = self.rehearse()
+                self.assertEqual(run["job"]["output"], ["found"], job)
 
     def test_a_job_finds_what_a_service_would(self):
         self.write_job("readlink /proc/$$/fd/0; grep -E 'Sig(Blk|Ign)' /proc/self/status; env | grep -c LEVEL")
