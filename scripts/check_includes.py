@@ -85,8 +85,12 @@ FOR_TESTS = {"tests/fake", "tests/rig", "tests/support", "host/sandbox"}
 BESIDES = {"tests/host/rehearsal": {"src/frame/module"}}
 # Of a room with commands the command line sees only how to add them.
 COMMAND_HEADERS = {"host/cli": re.compile(r"^(host/common/\w+|.*_command)\.h$")}
+# What a host takes is headers that need nothing to be installed, but for the one that writes envelopes.
+NEEDS_NOTHING = "src/contract/"
+BUT_FOR = {"src/contract/host_envelope.h": {"rapidjson/document.h"}}
 GENERATED = {"em_version.h"}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+OF_SYSTEM = re.compile(r"^\s*#\s*include\s+<([^>]+)>", re.MULTILINE)
 SEARCHED = ("src/", "", "tests/", "tests/fake/")
 
 
@@ -142,6 +146,15 @@ def resolve(files: set[str], includer: str, included: str) -> str | None:
     return next((path for path in [*(prefix + included for prefix in SEARCHED), beside] if path in files), None)
 
 
+def needs(name: str, text: str) -> list[str]:
+    """What keeps a file of the contract from standing alone; a header of the standard library has no extension."""
+    if not name.startswith(NEEDS_NOTHING):
+        return []
+    found = [f"{name}: may not include <{included}>" for included in OF_SYSTEM.findall(text)
+             if re.search(r"[/.]", included) and included not in BUT_FOR.get(name, ())]
+    return found + ([] if name.endswith(".h") else [f"{name}: only headers are taken by a host"])
+
+
 def faults(root: pathlib.Path) -> list[str]:
     files = {path.relative_to(root).as_posix() for top in ("src", "host", "tests")
              for path in root.joinpath(top).rglob("*") if path.suffix in (".h", ".cpp")}
@@ -152,7 +165,9 @@ def faults(root: pathlib.Path) -> list[str]:
         if allowed is None:
             result.append(f"{name}: its folder is no room of the house")
             continue
-        for included in INCLUDE.findall(root.joinpath(name).read_text()):
+        text = root.joinpath(name).read_text()
+        result += needs(name, text)
+        for included in INCLUDE.findall(text):
             target = resolve(files, name, included)
             if target is None:
                 if included not in GENERATED:

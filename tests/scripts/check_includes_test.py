@@ -42,6 +42,8 @@ class Includes(unittest.TestCase):
                 ("host/files/x.cpp", "host/cli/a.h", "may not include host/cli/a.h"),
                 ("tests/module/x.cpp", "trace/a.h", "may not include src/trace/a.h"),
                 ("tests/platform/events/x_test.cpp", "catalogue/a.h", "may not include src/catalogue/a.h"),
+                ("src/contract/x.h", "contract/a.h\"\n#include <sys/types.h>\n//", "may not include <sys/types.h>"),
+                ("src/contract/x.cpp", "contract/a.h", "only headers are taken by a host"),
                 ("src/base/x.h", "base/missing.h", "base/missing.h is not there"),
                 ("src/base/x.h", "base/x.h", "files in a circle: src/base/x.h -> src/base/x.h"),
                 ("src/elsewhere/x.h", "base/a.h", "its folder is no room of the house")):
