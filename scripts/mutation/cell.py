@@ -43,7 +43,8 @@ class Cell:
         self.tree = tree
         # The processes' namespace is unshare's work: in a /proc of bubblewrap's no second bubblewrap can lay its own.
         user = [] if os.geteuid() == 0 else ["--map-root-user"]
-        self.prefix = ["setpriv", "--pdeathsig", "KILL", "nice", "-n", str(nice), "unshare", *user, "--pid", "--fork", "--mount-proc", "--kill-child",
+        # Signals as a terminal has them: in the background some are ignored, and the tests send them.
+        self.prefix = ["env", "--default-signal", "setpriv", "--pdeathsig", "KILL", "nice", "-n", str(nice), "unshare", *user, "--pid", "--fork", "--mount-proc", "--kill-child",
                        "bwrap", "--ro-bind", "/", "/", "--dev-bind", "/dev", "/dev", "--bind", "/proc", "/proc",
                        "--tmpfs", "/run", "--tmpfs", "/tmp", "--tmpfs", "/mnt", "--bind", str(tree), TREE,
                        "--ro-bind", str(launcher), LAUNCHER, "--bind", str(cache), CACHE]
