@@ -43,7 +43,7 @@ class OwnShare(Figure):
 
 @dataclasses.dataclass(frozen=True)
 class Growth(Figure):
-    """The exponent with which the time grows from the first size to the last."""
+    """The exponent with which the time grows, the larger of those between neighbouring sizes."""
     sizes: tuple[int, ...] = ()  # "{}" in the comparison's name stands for one
 
     @property
@@ -52,7 +52,8 @@ class Growth(Figure):
 
     def value(self, told: dict[str, dict[str, float]]) -> float:
         times = [told[self.comparison.format(size)]["seconds"] for size in self.sizes]
-        return math.log(times[-1] / times[0]) / math.log(self.sizes[-1] / self.sizes[0])
+        return max(math.log(times[i] / times[i - 1]) / math.log(self.sizes[i] / self.sizes[i - 1])
+                   for i in range(1, len(times)))
 
     def shown(self, value: float) -> str:
         return f"n^{value:.2f}"
