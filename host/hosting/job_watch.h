@@ -1,6 +1,7 @@
 // What became of the job: the module never looks at a job's exit code, and nobody but the module may collect
 // its children. So this process exports a waitpid of its own, which forwards and takes down what passes: the
 // dynamic loader looks at the program before the C library. The job sees nothing of it.
+// Why: docs/decisions/job-seen-by-waitpid.md
 #pragma once
 
 #include <sys/types.h>

@@ -1,5 +1,6 @@
 // What bubblewrap cannot do: mounts of the launcher's child alone, made before it becomes bubblewrap, from
 // which the sandbox is then bound.
+// Why: docs/decisions/private-mounts.md
 #pragma once
 
 #include <sched.h>

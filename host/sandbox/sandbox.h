@@ -34,10 +34,6 @@ private:
     std::unique_ptr<State> m_state;
 };
 
-// The option of `volad-dev sandbox` by which the tool starts itself inside, to ask the guard before the
-// command.
-inline constexpr const char* kGuardedOption = "--guarded";
-
 // Runs the command and waits for it; results and failures of both.
 int runInSandbox(const SandboxOptions& options, const std::vector<std::string>& command);
 

@@ -36,6 +36,7 @@ inline constexpr const char* kCoverage = "/coverage";
 inline constexpr const char* kCoverageVariable = "GCOV_PREFIX";
 
 // Read-only: much below them is the whole machine's, and belongs to user 0.
+// Why: docs/decisions/kernel-places-read-only.md
 inline constexpr std::array<const char*, 2> kKernelPlaces = {"/proc", "/proc/sys"};
 
 inline constexpr const char* kMaintenanceTool = "/usr/sbin/localcli";

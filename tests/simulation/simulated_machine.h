@@ -2,6 +2,7 @@
 // nothing, and the same choices make the same run. Threads change places where one waits, and wherever a
 // test calls yield(). No program ever runs: a command's text is taken from its exec, and the test says how
 // long it lasts.
+// Why: docs/decisions/simulated-machine.md
 #pragma once
 
 #include <cstdint>

@@ -8,6 +8,7 @@
 // - process 1 of the machine's own process namespace started this program, as user 0.
 //
 // What cannot be read counts as not so.
+// Why: docs/decisions/machines-in-emulation.md
 #pragma once
 
 #include <optional>
