@@ -13,10 +13,6 @@ namespace {
 
 constexpr unsigned kEveryLine = 5; // level: whatever is waited for shall be there
 
-const char* wordOf(bool value) {
-    return value ? "true" : "false";
-}
-
 const char* handledText(bool handled) {
     return handled ? "handled" : "unhandled";
 }
@@ -78,7 +74,7 @@ std::string ScriptRun::carryOut(const Statement& statement, const std::string& d
         m_module.create(m_settings);
         return m_module.name();
     case Verb::Start:
-        return wordOf(m_module.start());
+        return fmt::format("{}", m_module.start());
     case Verb::SecondStart:
         m_module.slots().AfterStart();
         return "";

@@ -74,6 +74,9 @@ TEST_F(XmlFiles, LoadOrTellWhyNot) {
     fake::failNth("read", 1, EIO);
     EXPECT_STREQ("it cannot be read", document.loadFile(m_files.pathOf("good.xml").c_str()).reason);
     EXPECT_FALSE(XmlCursor(document).findNext("a")) << "the document of before is gone";
+    ASSERT_TRUE(document.loadBytes("<a/>", 4).loaded());
+    EXPECT_FALSE(document.loadBytes("", kLargestXmlFile + 1).loaded());
+    EXPECT_FALSE(XmlCursor(document).findNext("a"));
 }
 
 TEST(XmlCursor, Walks) {

@@ -99,17 +99,6 @@ TEST_F(NameTableTest, AppendedEntriesEndAsIfInsertedOneByOne) {
     }
 }
 
-TEST_F(NameTableTest, ThrowInsideSortingLosesNothing) {
-    Table table;
-    for (const char* name : {"b", "a", "b"}) {
-        ASSERT_TRUE(table.append(make(name, 1)));
-    }
-    EXPECT_THROW(table.sortAppended([](const auto&, const auto&) { throw 1; }), int);
-    EXPECT_EQ(table.count(), 3U);
-    table.sortAppended([](const auto&, const auto&) {});
-    EXPECT_EQ(rowsOf(table), (Rows{{"a", 1}, {"b", 1}}));
-}
-
 TEST_F(NameTableTest, WithoutMemoryTheEntryStaysTheCallers) {
     Table table;
     fake::failNth("realloc", 1, ENOMEM, 2);

@@ -79,6 +79,23 @@ TEST_F(AlertSequenceTest, StopEndsADelayThatHasNoEvent) {
     EXPECT_EQ(m_end, 0) << "the sequence went on behind the delay";
 }
 
+// Its echo is the request itself: what a host makes another one of has no command.
+TEST_F(AlertSequenceTest, ARequestThatTheHostHasChangedEndsWithoutACommand) {
+    CShutdownExtensionModule module;
+    m_host.attachTo(&module);
+    m_host.answer(kDelay, "0");
+    m_host.onMessage([](uint32_t code, uint32_t, Envelope& echo) {
+        if (code == opcode::CM_RequestShutdownAndOff) {
+            setMember(*commandOf(echo), "OC", "999");
+        }
+    });
+    const TraceCapture trace(3);
+    SipJson request = commandOf(R"({"OC":517})");
+    module.OnTaskExecution(request, 0);
+    EXPECT_NE(recording().hostCalls().back().find(R"({"OC":527,"DA":3)"), std::string::npos);
+    EXPECT_FALSE(trace.contains("SystemShutdown") || trace.contains("execute shutdown"));
+}
+
 std::atomic<int64_t> toolStartedNs{0};
 std::atomic<int64_t> toolKilledNs{0};
 

@@ -37,7 +37,9 @@ class MessagesAndProfile(ToolTest):
 
     def test_profile_says_why(self):
         (self.directory / "directory").mkdir()
+        (self.directory / "empty.ini").touch()
         for arguments, line in (
+                (("list", "empty.ini"), "empty.ini: no section"),
                 (("get", "p.ini", "S", "K"), "p.ini: cannot read the file: No such file or directory"),
                 (("set", "no/p.ini", "S", "K", "1"), "no/p.ini: cannot find its directory: No such file or directory"),
                 (("set", "directory", "S", "K", "1"), "directory: cannot open the file: Is a directory"),

@@ -34,6 +34,7 @@ class RegistryCommands(ToolTest):
         return [(pathlib.Path(row["file"]).name, row["line"], row["code"]) for row in found]
 
     def test_what_is_set_is_read_listed_and_exported(self):
+        (self.directory / "registry.new").write_text("left by a save that was cut short")
         for name, kind, value in (("Text", "string", "two words"), ("Path", "expand", "%PATH%%%"),
                                   ("Data", "binary", "0a FF 3"), ("Count", "dword", "0xFFFFFFFF")):
             self.assertEqual(self.registry("set", KEY, name, kind, value), (0, "", 0))
@@ -48,6 +49,7 @@ class RegistryCommands(ToolTest):
                 (("list", "HKEY_LOCAL_MACHINE/SOFTWARE"), "[A]\n"), (("export",), TREE), (("check",), "")):
             self.assertEqual(self.registry(*arguments), (0, output, 0), arguments)
         self.assertEqual(self.main.read_text(), TREE)
+        self.assertFalse((self.directory / "registry.new").exists())
 
     def test_what_is_not_there_or_refused_changes_nothing(self):
         self.main.write_text(TREE)

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <tuple>
 
+#include "contract/settings.h"
 #include "host/common/failure.h"
 
 namespace volad_dev {
@@ -66,7 +67,8 @@ TEST(SettingsTest, WhatDoesNotFitIsNamedWithFileKeyAndExpectation) {
     }
 }
 
-// docs/settings.md has a row for each key, with what the key takes in the sentence of its refusal.
+// docs/settings.md has a row for each key, with what the key takes in the sentence of its refusal; and where
+// the module has a default for it, that.
 TEST(SettingsPage, HasARowForEachKey) {
     std::string page;
     std::ifstream file(EM_SETTINGS_PAGE);
@@ -90,6 +92,19 @@ TEST(SettingsPage, HasARowForEachKey) {
         }
     }
     EXPECT_EQ(keys, 17U);
+    for (const auto& [key, setting] : {std::pair("shutdownDelay", em::setting::kShutdownDelay),
+                                       {"forceDelay", em::setting::kForceDelay},
+                                       {"job.timeout", em::setting::kJobTimeout}}) {
+        const size_t row = page.find(std::string("\n| `") + key + "` |") + 1;
+        EXPECT_NE(
+            page.substr(row, page.find('\n', row) - row)
+                .find(std::string("| ") + setting.unit + " | " + std::to_string(*setting.fallback) + " |"),
+            std::string::npos)
+            << key;
+    }
+    const std::string kind =
+        "\n| `hostKind` | a whole number | | " + std::to_string(Settings().hostKind) + " |";
+    EXPECT_NE(page.find(kind), std::string::npos);
 }
 
 // A change of one key does what a file with that key does, and leaves the others alone.

@@ -4,9 +4,11 @@ import json
 import os
 import pathlib
 import pty
+import re
 import signal
 import subprocess
 import sys
+import termios
 import time
 import unittest
 
@@ -140,6 +142,7 @@ class Runs(Rehearsal):
     def test_what_this_machine_would_answer(self):
         tools = self.directory / "tools"
         tools.mkdir()
+        words = {"on": "open", "off": "shut", "missing": "without its tool"}
         for answer, choice, end, assumed, here in ((None, "on", "command", "on", "missing"),
                                                    (None, "here", "gate-refused", "missing", "missing"),
                                                    ("Enabled", "on", "command", "on", "not-asked"),
@@ -155,7 +158,9 @@ class Runs(Rehearsal):
                 self.assertEqual((run["end"], run["gate"]), (end, {"assumed": assumed, "here": here}))
                 contradicted = "gate-missing-here" in {warning["code"] for warning in run["warnings"]}
                 self.assertEqual(contradicted, answer is None and choice == "on")
-                self.assertIn("  gate       ", shown)
+                self.assertIn(f"  gate       assumed {words[assumed]}; here: ", shown)
+        run, _ = self.rehearse(env={"PATH": ":/usr/bin"}, cwd=tools)  # an empty part is the working directory
+        self.assertEqual(run["gate"]["here"], "not-asked")
 
 
 TYPING_JOB = """#!/usr/bin/python3
@@ -192,6 +197,7 @@ class Ways(Rehearsal):
         """Like an operator's shell: the process, and the other end of the terminal that is its own."""
         child, terminal = pty.fork()
         if child == 0:
+            termios.tcsetwinsize(0, (24, 60))
             os.execve(VOLAD_DEV, self.command(*arguments), {"TERM": "xterm", "PATH": "/usr/bin"} | environment)
         self.addCleanup(os.close, terminal)
         return child, terminal
@@ -212,6 +218,8 @@ class Ways(Rehearsal):
         child, terminal = self.on_a_terminal()
         early = self.shown(terminal, until=b"s of at most 30 s")
         self.assertIn(b"s left of 1 s", early)
+        early += self.shown(terminal, until=b"\033[K")
+        self.assertEqual(len(re.search(rb"  job [^\r\n\033]* of at most [^\r\033]*", early)[0]), 59, early)  # one more would wrap
         os.write(terminal, b"\x03")
         rest = self.shown(terminal)
         self.assertIn(b"waiting for the job, at most ", rest)

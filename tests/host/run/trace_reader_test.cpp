@@ -80,10 +80,10 @@ TEST(TraceReader, ReadsTheWholeOfAShutdown) {
                       "1@0 2@2 3@33 ");
     ASSERT_EQ(run.messages.size(), 5U);
     EXPECT_TRUE(run.messages[0].toModule && !run.messages[2].toModule);
-    EXPECT_EQ(run.messages[0].envelope, R"({"SIP":{"V":1,"CMD":[{"OC":518,"CA":1,"DA":5}]}})");
+    EXPECT_EQ(run.messages[0].envelope, R"({"SIP":{"V":1,"CMD":[{"OC":518,"CA":12,"DA":5}]}})");
     EXPECT_EQ(run.messages[1].envelope, R"({"SIP":{"V":1,"CMD":[{"OC":527,"DA":1}]}})");
     EXPECT_EQ(run.messages[2].envelope,
-              R"({"SIP":{"V":1,"CMD":[{"OC":518,"CA":1,"MI":65538,"ST":0,"DA":5}]}})");
+              R"({"SIP":{"V":1,"CMD":[{"OC":518,"CA":12,"MI":65538,"ST":0,"DA":5}]}})");
 }
 
 TEST(TraceReader, SeesThroughPrefixesLineEndsAndOtherLinesAtEachLevel) {

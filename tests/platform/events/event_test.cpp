@@ -304,19 +304,5 @@ TEST_F(EventTest, RefusedCreationGivesAHandleWithoutObject) {
     std::jthread([] { EXPECT_TRUE(EventHandle(true, true, "B").CheckEvent()); }); // no lock was left taken
 }
 
-TEST_F(EventTest, WithoutTheTableNamedOnesAreUnlisted) {
-    EventHandle before(false, true, "D");
-    eventState.value.tearDown();
-    EventHandle first(false, true, "D");
-    const EventHandle second(false, true, "D");
-    EXPECT_TRUE(first.SetEvent() && first.CheckEvent());
-    EXPECT_FALSE(second.CheckEvent() || before.CheckEvent());
-    before.ReleaseEvent();
-    eventState.value.setUp();
-    EventHandle listed(true, true, "D");
-    first.ReleaseEvent(); // another event of the same name: leaves the listed one alone
-    EXPECT_TRUE(EventHandle(false, true, "D").CheckEvent());
-}
-
 } // namespace
 } // namespace em::test

@@ -151,6 +151,15 @@ TEST_F(RegistrySaveTest, WhatStandsUnderTheTemporaryNameIsNotWrittenTo) {
     }
 }
 
+TEST_F(RegistrySaveTest, OnlyAFileSystemThatCannotExchangeIsGivenRenames) {
+    for (const int error : {EINVAL, ENOSYS, EOPNOTSUPP, EIO}) {
+        fake::failNth("renameat2", 1, error);
+        Change(std::to_string(error));
+        EXPECT_EQ(Main() == fileWith(std::to_string(error)), error != EIO) << error;
+    }
+    EXPECT_TRUE(m_trace.contains("registry\" failed (exchange, error 5)")) << m_trace.text();
+}
+
 TEST_F(RegistrySaveTest, ABackupThatIsTheMainFileUnderAnotherNameLeavesNothingBehind) {
     fs::remove(m_directory.pathOf("registry.old"));
     fs::create_hard_link(m_directory.pathOf("registry"), m_directory.pathOf("registry.old"));
