@@ -104,6 +104,9 @@ class Timeline(unittest.TestCase):
                 root = xml.etree.ElementTree.fromstring(done.stdout)
                 height = float(root.get("height"))
                 self.assertEqual(root.get("viewBox"), f"0 0 800 {root.get('height')}")
+                styled = set(re.findall(r"\.([\w-]+)", "".join(root.find(SVG + "style").itertext())))
+                used = {style for element in root.iter() for style in element.get("class", "").split()}
+                self.assertEqual(used - styled, set())
                 boxes = [(*box(text), text.text) for text in root.iter(SVG + "text")]
                 for left, top, right, bottom, text in boxes:
                     self.assertTrue(0 <= left and right <= 800 and 0 <= top and bottom <= height, (text, left, right, bottom))
