@@ -56,8 +56,6 @@ TEST(RunReadingTest, PhasesOfARun) {
     } cases[] = {
         {{runToTheJobAnd({status(9.4, 3)}), job(7, 9, 0), commandAt(9.5), 1},
          "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;"},
-        {{runToTheJobAnd({status(9.4, 3)}), job(7, 9, std::nullopt), commandAt(9.5), 1}, // past its limit
-         "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;job 2.5;command 0.5;"},
         {{runToTheJobAnd({status(9.4, 3)}), std::nullopt, commandAt(9.5), 1},
          "gate 1.0;settings 1.0;delay 3.0;job settings 0.5;command 3.0;"},
         {{{status(1, 1), status(1.5, 5)}, {}, {}, 1}, "gate 0.5;"},
