@@ -1,6 +1,7 @@
 // The times of the alert sequence, passed in leaps: the delay and the limit of the gate's query.
 
 #include "base/clock.h"
+#include "contract/notifications.h"
 #include "contract/operation_codes.h"
 #include "contract/settings.h"
 #include "rig/sandbox.h"
@@ -74,6 +75,7 @@ TEST_F(AlertSequenceTest, StopEndsADelayThatHasNoEvent) {
     EXPECT_TRUE(module.HandleRequest(&request));
     ASSERT_TRUE(recording().waitFor(R"("OE":5889)"));
     const int64_t begin = Deadline::nowNs();
+    EXPECT_EQ(module.Notify(SCN_SYSTEM_SHUTDOWN, 0, 0), 1U) << "nor does the host wait";
     module.Stop();
     EXPECT_LT(secondsBetween(begin, Deadline::nowNs()), 5);
     EXPECT_EQ(m_end, 0) << "the sequence went on behind the delay";
