@@ -66,7 +66,7 @@ public:
     void addFile(const fs::path& file) {
         std::error_code failed;
         const fs::path real = fs::canonical(file, failed);
-        for (const fs::path& each : {file, real}) {
+        for (const fs::path& each : {file.lexically_normal(), real}) {
             if (each.empty() || !fs::exists(each, failed) || isThereAnyway(each)) {
                 continue;
             }
@@ -125,8 +125,7 @@ std::optional<std::string> directoryOf(const Settings& settings) {
 // As the shell takes it: a path counts from where the module stands, a name alone is searched in PATH.
 std::optional<fs::path> programOf(const Settings& settings, const fs::path& directory) {
     const std::string program = settings.jobName->substr(0, settings.jobName->find(' '));
-    return program.find('/') == std::string::npos ? std::nullopt
-                                                  : std::optional((directory / program).lexically_normal());
+    return program.find('/') == std::string::npos ? std::nullopt : std::optional(directory / program);
 }
 
 void lookAtProgram(const fs::path& program, Places& places, std::vector<Warning>& warnings) {

@@ -14,7 +14,6 @@ TEST(Deadline, RemainingTimeIsRoundedUpAndBounded) {
         {0, 1000, 1, 1000},
         {0, 1000, 999 * kMs + 1, 1},
         {0, 1000, 1000 * kMs, 0},
-        {7, 0, 7, 0},
         {0, 0xFFFFFFFE, 0, 0xFFFFFFFE},
         {0, 0x1'0000'0000, 0, 0xFFFFFFFE},
     };

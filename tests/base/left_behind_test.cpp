@@ -62,7 +62,9 @@ TEST_F(LeftBehindTest, ShowsEachKindAsLongAsItIsThere) {
         const LeftBehind nothing({m_files.path()});
         comes();
         EXPECT_NE(nothing.difference(0ms).find(line), std::string::npos) << nothing.difference(0ms);
+        const LeftBehind there({m_files.path()});
         endAll();
+        EXPECT_NE(there.difference(0ms).find("gone: "), std::string::npos) << line;
         EXPECT_EQ(nothing.difference(), "") << line;
     }
 }

@@ -78,7 +78,6 @@ TEST_F(NameTableTest, AppendedEntriesEndAsIfInsertedOneByOne) {
         {{}, {}}, // the names as they are appended, and the positions of those that are kept
         {{"a", "b", "c"}, {{"a", 0}, {"b", 1}, {"c", 2}}},
         {{"c", "a", "b"}, {{"a", 1}, {"b", 2}, {"c", 0}}},
-        {{"a", "a"}, {{"a", 1}}},
         {{"b", "a", "b", "c", "b", "c"}, {{"a", 1}, {"b", 4}, {"c", 5}}},
     };
     for (const auto& [appended, kept] : loadings) {

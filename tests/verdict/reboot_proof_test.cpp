@@ -31,7 +31,6 @@ TEST(RebootProof, RefusesUnlessEveryFactIsThere) {
         {"", kInside, kInside, EINVAL, 0, kMachines},
         {"", "", kOutside, EINVAL, 0, kUntold},
         {"", kInside, "", EINVAL, 0, kUntold},
-        {"", "", "", EINVAL, 0, kUntold},
         {"", "pid:[]", kOutside, EINVAL, 0, kUntold},
         {"", "pid:[40265321x3]", kOutside, EINVAL, 0, kUntold},
         {"", "user:[4026532183]", kOutside, EINVAL, 0, kUntold},

@@ -16,6 +16,7 @@ WRONG = (
     ("registry lst", 'registry has no verb "lst"; did you mean "list"?'),
     ("list", 'there is no verb "list"; it belongs to messages, profile, registry; see volad-dev --help'),
     ("rehearse --setings x", 'rehearse has no option "--setings"; did you mean "--settings"?'),
+    ("rehearse --canc 1", 'rehearse has no option "--canc"; did you mean "--cancel-after"?'),
     ("check --inside", 'check has no option "--inside"; see volad-dev check --help'),
     ("check --schedule x", 'check has no option "--schedule"; it belongs to rehearse; see volad-dev check --help'),
     ("registry set --json x", 'registry set has no option "--json"; an argument that begins with "-" goes behind "--"'),
@@ -40,6 +41,7 @@ WRONG = (
     ("sandbox --maintenance 1 true", '--maintenance must be on, off or missing, not "1"'),
     ("rehearse --reason 256", '--reason must be a whole number from 0 to 255, not "256"'),
     ("rehearse --stop-after nan", '--stop-after must be a number of seconds from 0 to 86400, not "nan"'),
+    ("rehearse --stop-after -1", '--stop-after must be a number of seconds from 0 to 86400, not "-1"'),
     ("rehearse --stop-after 86401", '--stop-after must be a number of seconds from 0 to 86400, not "86401"'),
     ("rehearse --settings /", '--settings: "/" is no file'),
     ("rehearse --settings no", '--settings: there is no file "no"'),
@@ -57,6 +59,8 @@ WRONG = (
 
 
 class CommandLine(ToolTest):
+    maxDiff = None  # of the help
+
     def test_wrong_usage_is_one_sentence(self):
         for arguments, line in WRONG:
             done = volad_dev(*arguments.split(" "))

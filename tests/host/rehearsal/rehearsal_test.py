@@ -213,7 +213,7 @@ class Ways(Rehearsal):
         return text
 
     def test_a_terminal_sees_the_delay_and_the_job_counted_and_a_first_interrupt_key_waits_for_the_job(self):
-        self.write_job("sleep 1", timeout=30)
+        self.write_job("sleep 2", timeout=30)
         self.write(shutdownDelay=1, job={"name": "{here}/job.sh", "timeout": 30})
         child, terminal = self.on_a_terminal()
         early = self.shown(terminal, until=b"s of at most 30 s")

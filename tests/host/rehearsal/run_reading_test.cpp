@@ -78,7 +78,6 @@ TEST(RunReadingTest, WhereARunEnds) {
         bool stopAsked, commandSeen;
         std::optional<RunEnd> end;
     } cases[] = {{{}, false, false, std::nullopt},
-                 {{status(1, 1), status(2, 2)}, false, false, std::nullopt},
                  {{status(1, 1), status(2, 2), status(3, 4)}, false, false, std::nullopt},
                  {{status(1, 1), status(2, 5)}, false, false, RunEnd::GateRefused},
                  {{status(1, 1), status(2, 2), status(3, 4), status(4, 5)}, false, false, RunEnd::Cancelled},
