@@ -14,6 +14,10 @@ namespace {
 
 using Json = rapidjson::Value;
 
+// To the last digit of a number: what was read is written as it was.
+constexpr unsigned kStrictly = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
+                               rapidjson::kParseFullPrecisionFlag;
+
 // Readers of one member: the default where it is missing or of another type.
 const Json* find(const Json& object, const char* key) {
     const auto member = object.FindMember(key);
@@ -150,8 +154,7 @@ void readLists(const Json& object, ShutdownRun& run) {
 
 std::string whyNoRunJson(std::string_view text) {
     rapidjson::Document document;
-    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
-                                                                                           text.size());
+    document.Parse<kStrictly>(text.data(), text.size());
     if (document.HasParseError()) {
         return fmt::format("as JSON it is cut or malformed, at byte {}", document.GetErrorOffset());
     }
@@ -168,8 +171,7 @@ std::string whyNoRunJson(std::string_view text) {
 
 std::optional<ShutdownRun> readRunJson(std::string_view text) {
     rapidjson::Document document;
-    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
-                                                                                           text.size());
+    document.Parse<kStrictly>(text.data(), text.size());
     if (document.HasParseError() || isNestedTooDeep(text) || !document.IsObject() ||
         numberAt(document, "schema") != JsonWriter::kSchema) {
         return std::nullopt;
