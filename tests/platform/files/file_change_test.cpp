@@ -66,6 +66,7 @@ TEST_F(FileChangeTest, LinksStayLinks) {
     EXPECT_EQ(m_files.read("made"), "new");
     fs::create_hard_link(m_files.pathOf("target"), m_files.pathOf("twin"));
     EXPECT_EQ(replace("twin", "in place").error, 0);
+    EXPECT_EQ(replace("target/", "a directory").error, EISDIR);
     EXPECT_EQ(m_files.read("target"), "in place");
 }
 
