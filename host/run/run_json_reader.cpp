@@ -7,16 +7,13 @@
 #include <rapidjson/writer.h>
 
 #include "host/common/json_writer.h"
+#include "host/run/exact_json.h"
 #include "host/run/run_json.h"
 
 namespace volad_dev {
 namespace {
 
 using Json = rapidjson::Value;
-
-// To the last digit of a number: what was read is written as it was.
-constexpr unsigned kStrictly = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
-                               rapidjson::kParseFullPrecisionFlag;
 
 // Readers of one member: the default where it is missing or of another type.
 const Json* find(const Json& object, const char* key) {
@@ -154,9 +151,9 @@ void readLists(const Json& object, ShutdownRun& run) {
 
 std::string whyNoRunJson(std::string_view text) {
     rapidjson::Document document;
-    document.Parse<kStrictly>(text.data(), text.size());
-    if (document.HasParseError()) {
-        return fmt::format("as JSON it is cut or malformed, at byte {}", document.GetErrorOffset());
+    const rapidjson::ParseResult parsed = parseExactly(text, document);
+    if (parsed.IsError()) {
+        return fmt::format("as JSON it is cut or malformed, at byte {}", parsed.Offset());
     }
     if (isNestedTooDeep(text)) {
         return fmt::format("its JSON is nested deeper than {} levels", kDeepestNesting);
@@ -171,8 +168,7 @@ std::string whyNoRunJson(std::string_view text) {
 
 std::optional<ShutdownRun> readRunJson(std::string_view text) {
     rapidjson::Document document;
-    document.Parse<kStrictly>(text.data(), text.size());
-    if (document.HasParseError() || isNestedTooDeep(text) || !document.IsObject() ||
+    if (parseExactly(text, document).IsError() || isNestedTooDeep(text) || !document.IsObject() ||
         numberAt(document, "schema") != JsonWriter::kSchema) {
         return std::nullopt;
     }
