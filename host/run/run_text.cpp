@@ -114,9 +114,9 @@ std::string jobRows(const ShutdownRun& run, size_t outputLines, size_t droppedLi
 } // namespace
 
 std::string askedText(const Asked& asked) {
-    return fmt::format("{} by {}, reason {}: {}", asked.operation,
-                       asked.by == "power-switch" ? "power switch" : asked.by, asked.reason,
-                       visibleText(asked.reasonText));
+    return visibleText(fmt::format("{} by {}, reason {}: {}", asked.operation,
+                                   asked.by == "power-switch" ? "power switch" : asked.by, asked.reason,
+                                   asked.reasonText));
 }
 
 std::string verdictText(const ShutdownRun& run, size_t outputLines, size_t droppedLines) {
