@@ -11,9 +11,14 @@
 
 namespace volad_dev {
 
-// In whole microseconds: what lies below is no property of the run.
+// In whole microseconds: what lies below is no property of the run. Of a time that a double holds no
+// microseconds of there is nothing to round, and it might not stay finite.
 inline void writeTime(JsonWriter& writer, const char* name, std::optional<double> seconds) {
-    writer.member(name, seconds ? std::optional(std::round(*seconds * 1e6) / 1e6) : std::nullopt);
+    constexpr double kMostWithMicroseconds = 9e9;
+    if (seconds && std::abs(*seconds) < kMostWithMicroseconds) {
+        seconds = std::round(*seconds * 1e6) / 1e6;
+    }
+    writer.member(name, seconds);
 }
 
 template <class Element, class Write>
