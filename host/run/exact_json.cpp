@@ -39,7 +39,7 @@ public:
         if (isAllOf(digits, negative)) {
             return m_document.Int64(negative);
         }
-        double real = 0; // stays where it is too near to it
+        double real = 0; // stays so for what is nearer to 0 than any double
         return (isAllOf(digits, real) || digits.find('-', 1) != std::string_view::npos ||
                 digits.find("0.") <= 1) &&
                m_document.Double(real);
