@@ -12,7 +12,10 @@ XmlCursor::XmlCursor(const XmlDocument& document) {
 }
 
 bool XmlCursor::findNext(const char* name) {
-    const pugi::xml_node found = m_element ? m_element.next_sibling(name) : m_level.child(name);
+    pugi::xml_node found = m_element ? m_element.next_sibling(name) : m_level.child(name);
+    while (found && found.type() != pugi::node_element) {
+        found = found.next_sibling(name); // an instruction has a name too
+    }
     if (!found) {
         return false;
     }

@@ -134,9 +134,10 @@ XmlLoadResult XmlDocument::decodeAndParse(size_t size) {
 XmlLoadResult XmlDocument::parse() {
     m_tree = std::make_unique<pugi::xml_document>();
     // Blanks alone between two markups make no node, except as an element's only content: half the nodes of
-    // an indented file would be such. As a fragment, text beside the document element is seen instead of
-    // skipped.
-    constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
+    // an indented file would be such. Comments and instructions are nodes, so that blanks beside one are not
+    // taken for the only content. As a fragment, text beside the document element is seen instead of skipped.
+    constexpr unsigned kFlags = pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_comments |
+                                pugi::parse_pi | pugi::parse_fragment;
     const std::span<char> text = m_text.text;
     spoilNulReferences(text);
     const pugi::xml_parse_result parsed =

@@ -81,7 +81,7 @@ TEST_F(XmlFiles, LoadOrTellWhyNot) {
 
 TEST(XmlCursor, Walks) {
     XmlDocument document;
-    ASSERT_TRUE(load(document, "<r><a n='1'><x/></a><b/><a n='2'>t</a></r>").loaded());
+    ASSERT_TRUE(load(document, "<r><?a n='0'?><a n='1'><x/></a><b/><?a?><a n='2'>t</a></r>").loaded());
     XmlCursor cursor(document);
     EXPECT_FALSE(cursor.goIn() || cursor.findNext("a"));
     ASSERT_TRUE(cursor.findNext("r") && !cursor.findNext("r") && cursor.goIn() && cursor.findNext("a"));
@@ -103,6 +103,8 @@ TEST(XmlCursor, CharacterData) {
         {" \n ", " \n "},                                 // but for an element's only content
         {"\n <b/>\n", ""},
         {" ", " "},
+        {"<!-- c --> ", ""}, // beside anything else they are not the only content
+        {" <?p x?>", ""},
         {"a<!-- no -->b<x>no</x>c<?p no?>", "abc"},
         {"a\r\nb", "a\nb"},
         {"a&#0;b<![CDATA[c]]>d", "a"}, // whatever the piece that it stands in
