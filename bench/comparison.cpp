@@ -31,6 +31,7 @@ void run(benchmark::State& state, Pair& pair) {
     std::vector<double> ours;
     std::vector<double> theirs;
     std::vector<double> ratios;
+    std::vector<double> differences;
     static_cast<void>(pair.ours() +
                       pair.theirs()); // the memory and the caches that the first round has to get
     for ([[maybe_unused]] auto round : state) {
@@ -41,11 +42,13 @@ void run(benchmark::State& state, Pair& pair) {
         ours.push_back(oursFirst ? first : second);
         theirs.push_back(oursFirst ? second : first);
         ratios.push_back(ours.back() / theirs.back());
+        differences.push_back(ours.back() - theirs.back());
         state.SetIterationTime(ours.back());
     }
     state.counters["seconds"] = medianOf(ours);
     state.counters["theirs"] = medianOf(theirs);
     state.counters["ratio"] = medianOf(ratios);
+    state.counters["beyond"] = medianOf(differences);
 }
 
 // One that fails has no figures, and the others go on.

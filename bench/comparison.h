@@ -1,5 +1,6 @@
 // Rounds in which one piece of work runs beside another, so that what disturbs the machine disturbs both.
-// What is told are medians: "seconds" and "theirs" of one call, and "ratio", ours to theirs, of the rounds.
+// What is told are medians: "seconds" and "theirs" of one call; "ratio", ours to theirs, and "beyond", the
+// seconds of ours beyond theirs, of the rounds.
 #pragma once
 
 #include <benchmark/benchmark.h>

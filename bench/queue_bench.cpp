@@ -1,5 +1,6 @@
 // From the insert of a task on one processor to its end on another, beside a ring that does what is required
 // of the queue and nothing else; and what refusing a task costs that finds the queue full.
+#include <glib.h>
 #include <pthread.h>
 #include <sched.h>
 
@@ -129,6 +130,37 @@ private:
     std::thread m_handler;
 };
 
+// GLib's queue between threads: copies likewise, and wakes its reader by a lock and a condition of its own.
+class GlibQueue {
+public:
+    GlibQueue() : m_handler([this] { serve(); }) {}
+    GlibQueue(const GlibQueue&) = delete;
+    GlibQueue& operator=(const GlibQueue&) = delete;
+    ~GlibQueue() {
+        ::g_async_queue_push(m_queue, this); // the end
+        m_handler.join();
+        ::g_async_queue_unref(m_queue);
+    }
+
+    void insert(const SipJson& message) {
+        ::g_async_queue_push(m_queue, std::make_unique<SipJson>(message).release());
+    }
+    [[nodiscard]] int executed() const { return m_executed; }
+
+private:
+    void serve() {
+        stayOn(1);
+        for (void* taken = nullptr; (taken = ::g_async_queue_pop(m_queue)) != this;) {
+            ++m_executed;
+            delete static_cast<SipJson*>(taken);
+        }
+    }
+
+    GAsyncQueue* const m_queue = ::g_async_queue_new();
+    std::atomic<int> m_executed{0};
+    std::thread m_handler;
+};
+
 // The mean time of a task, with never more of them under way than the queue takes.
 template <class Queue>
 Timed tasksThrough() {
@@ -169,6 +201,8 @@ void addComparisons() {
     compare("task / the ring with its wake-up behind the lock", kRounds, [] {
         return Pair{tasksThrough<OurQueue>(), tasksThrough<RingQueue<Wake::BehindTheLock>>()};
     });
+    compare("task / GLib's queue", kRounds,
+            [] { return Pair{tasksThrough<OurQueue>(), tasksThrough<GlibQueue>()}; });
     compare("refused tenth task / one copy", kRounds, [] {
         const SipJson request = requestOfSixMembers();
         return Pair{timed(5000,

@@ -36,6 +36,8 @@ namespace {
 
 constexpr const char* kDirectory = "registry_bench.files";
 constexpr int kRounds = 11;
+constexpr size_t kCount = 100'000;
+constexpr size_t kSmaller[] = {1'000, 10'000}; // for the growth
 
 struct ScratchDirectory {
     ScratchDirectory() { std::filesystem::create_directory(kDirectory); }
@@ -93,16 +95,30 @@ double scanLines(const std::string& path) {
     return watch.seconds();
 }
 
-void addLoads(const std::string& what, size_t count, Order order) {
-    compare(what + " / scan of the lines", kRounds, [=] {
+void compareLoad(const std::string& what, size_t count, Order order, const Peer& peer) {
+    compare(what + " / " + peer.name, kRounds, [=] {
         const std::string path = registryFile(count, order);
+        return Pair{[path] { return load(path); }, peer.prepare(kDirectory, count, order)};
+    });
+}
+
+void addLoads() {
+    constexpr std::pair<const char*, Order> kOrders[] = {
+        {"load 100000 values", Order::Sorted},
+        {"load 100000 values, shuffled", Order::Shuffled},
+        {"load 100000 keys", Order::Keys},
+    };
+    for (const auto& [what, order] : kOrders) {
+        for (const Peer& peer : kPeers) {
+            compareLoad(what, kCount, order, peer);
+        }
+    }
+    compare("load 100000 values / scan of the lines", kRounds, [] {
+        const std::string path = registryFile(kCount, Order::Sorted);
         return Pair{[path] { return load(path); }, [path] { return scanLines(path); }};
     });
-    for (const Peer& peer : kPeers) {
-        compare(what + " / " + peer.name, kRounds, [=] {
-            const std::string path = registryFile(count, order);
-            return Pair{[path] { return load(path); }, peer.prepare(kDirectory, count, order)};
-        });
+    for (const size_t count : kSmaller) {
+        compareLoad("load " + std::to_string(count) + " values", count, Order::Sorted, kPeers.front());
     }
 }
 
@@ -112,21 +128,25 @@ public:
     explicit PlainStore(size_t count) {
         for (size_t i = 0; i < count; ++i) {
             m_values.push_back(valueName(i) + '\0' + valueText(i));
+            m_size += m_values.back().size() + kMark.size();
         }
     }
 
     void save() const {
         std::string text = "[HKEY_LOCAL_MACHINE]\n";
+        text.reserve(m_size + 64); // more than a store knows that does not walk its tree twice
         for (const std::string& value : m_values) {
             const char* const name = value.c_str();
             const size_t length = std::strlen(name);
-            text.append(name, length).append("=s=").append(name + length + 1).append("\n");
+            text.append(name, length).append(kMark).append(name + length + 1).append("\n");
         }
         text += "\n\n";
         writeAndRename(text);
     }
 
 private:
+    static constexpr std::string_view kMark = "=s=";
+
     static void writeAndRename(const std::string& content) {
         const std::string main = std::string(kDirectory) + "/plain";
         const std::string fresh = main + ".new";
@@ -141,21 +161,43 @@ private:
     }
 
     std::vector<std::string> m_values;
+    size_t m_size = 0; // of the text
 };
 
-Pair save(size_t count, bool withSyncs) {
-    const auto tree = std::make_shared<Tree>(registryText(count, Order::Sorted));
-    const auto plain = std::make_shared<PlainStore>(count);
-    syncs = withSyncs;
-    // What a sync takes is waiting.
-    const clockid_t clock = withSyncs ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID;
-    return {
-        timed(
-            1,
-            [=] { require(saveRegistryFile(kDirectory, tree->root, false).failedAt == nullptr, "saving"); },
-            clock),
-        timed(
-            1, [=] { plain->save(); }, clock)};
+Timed saveOurs(size_t count, clockid_t clock) {
+    return timed(
+        1,
+        [tree = std::make_shared<Tree>(registryText(count, Order::Sorted))] {
+            require(saveRegistryFile(kDirectory, tree->root, false).failedAt == nullptr, "saving");
+        },
+        clock);
+}
+
+void compareSave(size_t count, bool withSyncs) {
+    compare("save " + std::to_string(count) + " values" + (withSyncs ? ", synced" : "") + " / hand-written",
+            kRounds, [=] {
+                syncs = withSyncs;
+                // What a sync takes is waiting.
+                const clockid_t clock = withSyncs ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID;
+                return Pair{saveOurs(count, clock),
+                            timed(
+                                1, [plain = PlainStore(count)] { plain.save(); }, clock)};
+            });
+}
+
+void addSaves() {
+    for (const bool withSyncs : {false, true}) {
+        compareSave(kCount, withSyncs);
+    }
+    for (const size_t count : kSmaller) {
+        compareSave(count, false);
+    }
+    for (const SavingPeer& peer : kSavingPeers) {
+        compare(std::string("save 100000 values / ") + peer.name, kRounds, [&peer] {
+            syncs = false;
+            return Pair{saveOurs(kCount, CLOCK_THREAD_CPUTIME_ID), peer.prepare(kDirectory, kCount)};
+        });
+    }
 }
 
 const RegistryEntry* plainSearch(std::span<const RegistryEntry> entries, const char* name) {
@@ -172,12 +214,12 @@ const RegistryEntry* plainSearch(std::span<const RegistryEntry> entries, const c
     return nullptr;
 }
 
-Pair lookUp(size_t count) {
-    const auto tree = std::make_shared<Tree>(registryText(count, Order::Sorted));
+Pair lookUp() {
+    const auto tree = std::make_shared<Tree>(registryText(kCount, Order::Sorted));
     const auto key = std::make_shared<RegistryKeyRef>(tree->root.SubKey("HKEY_LOCAL_MACHINE"));
     std::vector<std::string> names;
     for (size_t i = 0; i < 10'000; ++i) {
-        names.push_back(valueName(i * 7919 % count));
+        names.push_back(valueName(i * 7919 % kCount));
     }
     const auto all = [&](auto search) {
         return timed(1, [tree, key, names, search] {
@@ -199,17 +241,9 @@ void addComparisons() {
     static const ScratchDirectory scratch;
     // Before the stores that leave the heap in pieces: where a tree's values lie is most of what a walk
     // costs.
-    for (const size_t count : {1'000, 10'000, 100'000}) {
-        const std::string values = std::to_string(count) + " values";
-        compare("save " + values + " / hand-written", kRounds, [=] { return save(count, false); });
-        compare("save " + values + ", synced / hand-written", kRounds, [=] { return save(count, true); });
-        compare("10,000 look-ups in " + values + " / binary search", kRounds, [=] { return lookUp(count); });
-    }
-    for (const size_t count : {1'000, 10'000, 100'000}) {
-        addLoads("load " + std::to_string(count) + " values", count, Order::Sorted);
-    }
-    addLoads("load 100000 values, shuffled", 100'000, Order::Shuffled);
-    addLoads("load 100000 keys", 100'000, Order::Keys);
+    compare("10,000 look-ups in 100000 values / binary search", kRounds, lookUp);
+    addSaves();
+    addLoads();
 }
 
 } // namespace em::bench

@@ -10,8 +10,8 @@
 #include <fstream>
 #include <map>
 #include <memory>
-namespace em::bench {
 
+namespace em::bench {
 namespace {
 
 std::string iniFile(const std::string& directory, size_t count, Order order) {
@@ -112,6 +112,52 @@ Timed sqlite(const std::string& directory, size_t count, Order order) {
     };
 }
 
+Timed gKeyFileSave(const std::string& directory, size_t count) {
+    const std::shared_ptr<GKeyFile> file(g_key_file_new(), g_key_file_unref);
+    const std::string path = iniFile(directory, count, Order::Sorted);
+    require(g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr) != 0, "GKeyFile");
+    return timed(
+        1, [=] { require(g_key_file_save_to_file(file.get(), path.c_str(), nullptr) != 0, "GKeyFile"); });
+}
+
+Timed simpleIniSave(const std::string& directory, size_t count) {
+    const auto file = std::make_shared<CSimpleIniCaseA>();
+    const std::string path = iniFile(directory, count, Order::Sorted);
+    require(file->LoadFile(path.c_str()) == SI_OK, "SimpleIni");
+    return timed(1, [=] { require(file->SaveFile(path.c_str()) == SI_OK, "SimpleIni"); });
+}
+
+// All rows anew, by one prepared statement in one transaction.
+Timed sqliteSave(const std::string& directory, size_t count) {
+    const std::string path = directory + "/peer.sqlite";
+    static_cast<void>(std::remove(path.c_str()));
+    sqlite3* opened = nullptr;
+    require(sqlite3_open(path.c_str(), &opened) == SQLITE_OK, "sqlite3");
+    const std::shared_ptr<sqlite3> database(opened, sqlite3_close);
+    const auto run = [](sqlite3* on, const char* script) {
+        require(sqlite3_exec(on, script, nullptr, nullptr, nullptr) == SQLITE_OK, script);
+    };
+    run(opened, "pragma synchronous = off; create table v(name text primary key, value text) without rowid");
+    std::vector<std::pair<std::string, std::string>> values;
+    for (size_t i = 0; i < count; ++i) {
+        values.emplace_back(valueName(i), valueText(i));
+    }
+    return timed(1, [database, run, values = std::move(values)] {
+        run(database.get(), "begin; delete from v");
+        sqlite3_stmt* prepared = nullptr;
+        require(sqlite3_prepare_v2(database.get(), "insert into v values(?, ?)", -1, &prepared, nullptr) ==
+                    SQLITE_OK,
+                "sqlite3");
+        const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> insert(prepared, sqlite3_finalize);
+        for (const auto& [name, value] : values) {
+            sqlite3_bind_text(prepared, 1, name.data(), static_cast<int>(name.size()), SQLITE_STATIC);
+            sqlite3_bind_text(prepared, 2, value.data(), static_cast<int>(value.size()), SQLITE_STATIC);
+            require(sqlite3_step(prepared) == SQLITE_DONE && sqlite3_reset(prepared) == SQLITE_OK, "sqlite3");
+        }
+        run(database.get(), "commit");
+    });
+}
+
 } // namespace
 
 const std::array<Peer, 5> kPeers{{
@@ -120,6 +166,12 @@ const std::array<Peer, 5> kPeers{{
     {"inih and std::map", inihAndMap},
     {"Boost property_tree", propertyTree},
     {"sqlite3", sqlite},
+}};
+
+const std::array<SavingPeer, 3> kSavingPeers{{
+    {"GKeyFile", gKeyFileSave},
+    {"SimpleIni", simpleIniSave},
+    {"sqlite3", sqliteSave},
 }};
 
 // 7919 is prime and no divisor of a count, so each index comes once.

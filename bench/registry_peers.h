@@ -1,4 +1,4 @@
-// Other stores of named values, each loading a file of the same values from the disk.
+// Other stores of named values, each loading a file of the same values from the disk, or saving them there.
 #pragma once
 
 #include <array>
@@ -22,6 +22,13 @@ struct Peer {
     Timed (*prepare)(const std::string& directory, size_t count, Order order);
 };
 extern const std::array<Peer, 5> kPeers;
+
+struct SavingPeer {
+    const char* name;
+    // Takes `count` sorted values in and returns the saving of all of them, without a sync.
+    Timed (*prepare)(const std::string& directory, size_t count);
+};
+extern const std::array<SavingPeer, 3> kSavingPeers;
 
 // Of the value that comes i-th.
 size_t indexOf(size_t i, size_t count, Order order);

@@ -19,7 +19,7 @@
 namespace em::bench {
 namespace {
 
-constexpr int kRounds = 41;
+constexpr int kRounds = 101;
 
 double now() {
     timespec time{};

@@ -70,7 +70,7 @@ std::map<std::string, double> askOften() {
     const size_t made = allocations - before;
     std::ranges::nth_element(seconds, seconds.begin() + kRounds / 2);
     return {{"per_second", 1 / seconds[kRounds / 2]},
-            {"allocations", static_cast<double>(made) / (double{kQueries} * kRounds)}};
+            {"allocations", static_cast<double>(made)}};
 }
 
 } // namespace
