@@ -81,7 +81,8 @@ class Attacker(unittest.TestCase):
         path.parent.mkdir(parents=True, exist_ok=True)
         (make or pathlib.Path.touch)(path)
         for each in (path, *path.parents[:len(path.relative_to(self.directory).parts) - 1]):
-            os.chmod(each, 0o777)
+            if not each.is_symlink():  # else root would open to everybody what the link leads to
+                os.chmod(each, 0o777)
         return str(path)
 
     def listening(self, name: str) -> str:
