@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto again = volad_dev::readRunJson(written);
     require(again && volad_dev::runJson(*again) == written);
     require(fuzz::isJson(volad_dev::jobJson(*run)));
-    fuzz::requireLines(volad_dev::verdictText(*run, kOutputLines, 0), std::string::npos);
+    fuzz::requireLines(volad_dev::verdictText(*run, {kOutputLines, 80}, 0), std::string::npos);
     fuzz::requireTellable(volad_dev::knownRun(*run));
     return 0;
 }

@@ -54,7 +54,7 @@ OutputFile::OutputFile(const char* option, const std::string& file, Way way)
 }
 
 OutputFile::~OutputFile() {
-    if (!m_beside.empty()) {
+    if (m_named) {
         ::unlink(m_beside.c_str());
     }
 }
@@ -76,14 +76,36 @@ void OutputFile::openBeside() {
                    ::faccessat(AT_FDCWD, m_file.c_str(), W_OK, AT_EACCESS) != 0)) {
         return;
     }
-    std::string name = m_file + ".XXXXXX";
-    m_fd.reset(::mkostemp(name.data(), O_CLOEXEC));
-    if (m_fd.valid()) {
-        m_beside = name;
+    openUnnamed();
+    if (!m_fd.valid()) { // not every file system has these
+        m_beside = m_file + ".XXXXXX";
+        m_fd.reset(::mkostemp(m_beside.data(), O_CLOEXEC));
+        m_named = m_fd.valid();
+    }
+    if (!m_fd.valid()) {
+        m_beside.clear();
+    } else {
         // The owner first, who takes special bits away; only root may give a file to another.
         static_cast<void>(exists && ::fchown(m_fd.get(), old.st_uid, old.st_gid) == 0);
         static_cast<void>(::fchmod(m_fd.get(), exists ? old.st_mode & 07777 : modeOfNewFiles()));
     }
+}
+
+// Beside it, by a name that nobody else chooses meanwhile.
+void OutputFile::openUnnamed() {
+    const size_t slash = m_file.rfind('/');
+    const std::string directory = slash == std::string::npos ? "." : m_file.substr(0, slash + 1);
+    m_fd.reset(::open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+    m_beside = fmt::format("{}.{}.new", m_file, ::getpid());
+}
+
+void OutputFile::nameUnnamed() {
+    const std::string unnamed = fmt::format("/proc/self/fd/{}", m_fd.get());
+    ::unlink(m_beside.c_str()); // of a tool that was killed here, and had our number
+    if (::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, m_beside.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+        fail(errno);
+    }
+    m_named = true;
 }
 
 void OutputFile::write(std::string_view document) {
@@ -97,10 +119,13 @@ void OutputFile::write(std::string_view document) {
         fail(errno);
     }
     put(document);
+    if (!m_beside.empty() && !m_named) {
+        nameUnnamed();
+    }
     if (!m_fd.closeChecked() || (!m_beside.empty() && ::rename(m_beside.c_str(), m_file.c_str()) != 0)) {
         fail(errno);
     }
-    m_beside.clear();
+    m_named = false;
 }
 
 void OutputFile::put(std::string_view document) const {

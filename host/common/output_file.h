@@ -15,7 +15,8 @@ namespace volad_dev {
 CLI::Option* addOutputOption(CLI::App& app, const char* option, std::string& target, const char* description);
 
 // Opened before the work, so that none is done for a file that cannot be had. A file is replaced as a whole,
-// by a rename; what is no file of its own (a device, a FIFO, a link such as /dev/fd/3) is written in place.
+// by a rename of one that has no name until then, so that nothing is left of a tool that is killed; what is
+// no file of its own (a device, a FIFO, a link such as /dev/fd/3) is written in place.
 class OutputFile {
 public:
     enum class Way { Whole, InPlace }; // in place: for who may not rename in the directory later
@@ -34,12 +35,15 @@ public:
 private:
     [[nodiscard]] bool isStandardOutput() const;
     void openBeside();
+    void openUnnamed();
+    void nameUnnamed();
     void put(std::string_view document) const;
     [[noreturn]] void fail(int error) const;
 
     const char* m_option;
     std::string m_file;
     std::string m_beside; // takes the place of m_file when it is complete; empty: written in place
+    bool m_named = false; // m_beside is there
     em::UniqueFd m_fd;
 };
 

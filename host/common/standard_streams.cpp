@@ -13,6 +13,11 @@
 #include "host/common/failure.h"
 
 namespace volad_dev {
+namespace {
+
+int lostAtOnce = 0; // the first error of printAtOnce; the tool prints by one thread
+
+} // namespace
 
 // In ascending order, so that open finds just the number that is free. Opened the wrong way round: each read
 // and write fails with EBADF, as it would on the closed one.
@@ -39,7 +44,15 @@ void printWhole(std::string_view text) {
     }
 }
 
+void printAtOnce(std::string_view text) {
+    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    if ((!written || std::fflush(stdout) != 0) && lostAtOnce == 0) {
+        lostAtOnce = errno;
+    }
+}
+
 bool flushStandardOutput(int earlier) {
+    earlier = earlier != 0 ? earlier : lostAtOnce;
     const bool lostBefore = std::ferror(stdout) != 0;
     if (!lostBefore && std::fflush(stdout) == 0) {
         return true;

@@ -20,6 +20,10 @@ void ignoreBrokenPipes();
 // Bytes as they are. Throws std::system_error, as fmt::print does.
 void printWhole(std::string_view text);
 
+// For work that goes on whatever becomes of what it prints: written out at once, and an error is kept for
+// flushStandardOutput.
+void printAtOnce(std::string_view text);
+
 // Writes out what was printed. False when any of it was lost, also before; `earlier` is that loss's error
 // then, if it is known. Tells it in a line on standard error, but for a reader that went away: it wanted no
 // more.

@@ -63,6 +63,23 @@ std::string visibleText(std::string_view text) {
     return withEscapes(text, controlLength);
 }
 
+size_t lengthInColumns(std::string_view text, size_t columns) {
+    constexpr unsigned char kMayBeWide = 0xE1; // the first byte of U+1000 and all above
+    size_t length = 0;
+    for (; length < text.size(); ++length) {
+        const auto byte = static_cast<unsigned char>(text[length]);
+        if ((byte & 0xC0) == 0x80) {
+            continue; // within a character
+        }
+        const size_t width = byte >= kMayBeWide ? 2 : 1;
+        if (width > columns) {
+            break;
+        }
+        columns -= width;
+    }
+    return length;
+}
+
 std::string utf8Text(std::string_view text) {
     return withEscapes(text, [](std::string_view) { return size_t{0}; });
 }

@@ -14,6 +14,10 @@ namespace volad_dev {
 // doubled.
 [[nodiscard]] std::string visibleText(std::string_view text);
 
+// How many bytes of a visible text take so many columns of a terminal at most. What may be wide counts as
+// wide: a line is rather short than wrapped.
+[[nodiscard]] size_t lengthInColumns(std::string_view text, size_t columns);
+
 // For JSON, which has its own escapes: only the bytes that are no UTF-8 become \xNN.
 [[nodiscard]] std::string utf8Text(std::string_view text);
 

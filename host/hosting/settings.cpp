@@ -170,16 +170,15 @@ NamedKey findNamed(const std::string& name, const std::string& where) {
     return {findKey(kKeys, name, where, ""), ""};
 }
 
-void putHere(std::optional<std::string>& text, const std::string& directory) {
-    constexpr std::string_view kHere = "{here}";
-    for (size_t at = 0; text && (at = text->find(kHere, at)) != std::string::npos; at += directory.size()) {
-        text->replace(at, kHere.size(), directory);
-    }
-}
-
 void putHere(Settings& settings, const std::string& directory) {
-    putHere(settings.jobName, directory);
-    putHere(settings.jobDirectory, directory);
+    constexpr std::string_view kHere = "{here}";
+    for (std::optional<std::string>* const text : {&settings.jobName, &settings.jobDirectory}) {
+        for (size_t at = 0; *text && (at = (*text)->find(kHere, at)) != std::string::npos;
+             at += directory.size()) {
+            (*text)->replace(at, kHere.size(), directory);
+            settings.here = directory;
+        }
+    }
 }
 
 // Iterative: a text of brackets is no way into our stack.

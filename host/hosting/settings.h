@@ -22,7 +22,8 @@ struct Settings {
     std::optional<uint32_t> forceDelay;    // seconds
     std::optional<std::string> jobName;    // a command line
     std::optional<std::string> jobDirectory;
-    std::optional<uint32_t> jobTimeout;                   // seconds
+    std::optional<uint32_t> jobTimeout; // seconds
+    std::string here; // the directory that "{here}" stands for; empty where no text names it
     std::array<std::optional<uint16_t>, 7> powerOffTimes; // from Sunday on, minutes after midnight
     std::optional<bool> powerSwitchNotifications;         // the module's own property
 };

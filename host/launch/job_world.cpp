@@ -53,10 +53,23 @@ bool isDirectory(const fs::path& path) {
     return fs::is_directory(path, failed);
 }
 
+// Without "." and double "/"; ".." stays, since behind a link it leads elsewhere.
+fs::path plain(const fs::path& path) {
+    fs::path shorter;
+    for (const fs::path& part : path) {
+        if (!part.empty() && part != ".") {
+            shorter /= part;
+        }
+    }
+    return shorter;
+}
+
 class Places {
 public:
     // A directory with all that lies in it.
-    void addDirectory(const fs::path& directory) {
+    void addDirectory(const fs::path& named) {
+        const fs::path directory = plain(named);
+        addWayOf(directory);
         if (isDirectory(directory) && !isThereAnyway(directory) && !isShared(directory) &&
             isSmall(directory)) {
             m_paths.push_back(directory);
@@ -64,6 +77,7 @@ public:
     }
     // A file with its neighbours, where those are its own; behind a link the real one as well.
     void addFile(const fs::path& file) {
+        addWayOf(plain(file));
         std::error_code failed;
         const fs::path real = fs::canonical(file, failed);
         for (const fs::path& each : {file.lexically_normal(), real}) {
@@ -96,6 +110,17 @@ public:
     }
 
 private:
+    // What stands in front of a ".." has to be there too.
+    void addWayOf(const fs::path& path) {
+        fs::path way;
+        for (const fs::path& part : path) {
+            if (part == "..") {
+                addDirectory(way);
+            }
+            way /= part;
+        }
+    }
+
     std::vector<fs::path> m_paths;
 };
 
@@ -128,17 +153,24 @@ std::optional<fs::path> programOf(const Settings& settings, const fs::path& dire
     return program.find('/') == std::string::npos ? std::nullopt : std::optional(directory / program);
 }
 
-void lookAtProgram(const fs::path& program, Places& places, std::vector<Warning>& warnings) {
+// As the kernel: an interpreter counts from where the module stands, and may be a script itself.
+void lookAtProgram(fs::path program, const fs::path& stands, Places& places, std::vector<Warning>& warnings) {
+    constexpr int kMostInterpreters = 4;
     places.addFile(program);
-    if (const std::optional<std::string> interpreter = interpreterOf(program)) {
+    for (int i = 0; i < kMostInterpreters; ++i) {
+        const std::optional<std::string> interpreter = interpreterOf(program);
+        if (!interpreter) {
+            return;
+        }
+        program = stands / *interpreter;
         std::error_code failed;
-        if (fs::exists(*interpreter, failed)) {
-            places.addInterpreter(*interpreter);
-        } else {
+        if (!fs::exists(program, failed)) {
             warnings.push_back(
                 {"job-interpreter-missing",
                  fmt::format("the job's interpreter \"{}\" is not there", visibleText(*interpreter))});
+            return;
         }
+        places.addInterpreter(program);
     }
 }
 
@@ -156,12 +188,14 @@ JobWorld jobWorld(const Settings& settings) {
                                          em::kLongestJob)});
     }
     Places places;
+    // Wherever a text names it: a shell finds it behind "sh ", too.
+    places.addDirectory(settings.here);
     fs::path stands = "/";
     if (const std::optional<std::string> directory = directoryOf(settings)) {
         places.addDirectory(*directory);
-        std::error_code failed;
-        world.directory = fs::canonical(*directory, failed);
         if (isDirectory(*directory)) {
+            std::error_code failed;
+            world.directory = fs::canonical(*directory, failed);
             stands = *directory;
         } else {
             world.warnings.push_back(
@@ -173,7 +207,7 @@ JobWorld jobWorld(const Settings& settings) {
         }
     }
     if (const std::optional<fs::path> program = programOf(settings, stands)) {
-        lookAtProgram(*program, places, world.warnings);
+        lookAtProgram(*program, stands, places, world.warnings);
     }
     world.places = places.take();
     return world;

@@ -1,5 +1,6 @@
 #include "host/launch/machine_answers.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,9 +10,11 @@
 
 #include <fmt/format.h>
 
+#include "base/unique_fd.h"
 #include "contract/places.h"
 #include "host/common/failure.h"
 #include "host/common/search_path.h"
+#include "host/sandbox/memory_file.h"
 #include "platform/processes/shell_query.h"
 
 namespace volad_dev {
@@ -40,6 +43,35 @@ bool isInPath(const std::string& path) {
     });
 }
 
+// The standard error of this process and its children goes into memory while it lives: what others write
+// reaches no terminal as it stands.
+class KeptErrors {
+public:
+    KeptErrors() : m_kept(fileInMemory("")), m_before(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+        dup2(m_kept.get(), STDERR_FILENO);
+    }
+    KeptErrors(const KeptErrors&) = delete;
+    KeptErrors& operator=(const KeptErrors&) = delete;
+    ~KeptErrors() {
+        if (m_before.valid()) {
+            dup2(m_before.get(), STDERR_FILENO);
+        } else {
+            close(STDERR_FILENO);
+        }
+    }
+
+    [[nodiscard]] std::string firstLine() const {
+        constexpr size_t kLongest = 200;
+        std::string text(kLongest, '\0');
+        const ssize_t size = pread(m_kept.get(), text.data(), text.size(), 0);
+        text.resize(size > 0 ? static_cast<size_t>(size) : 0);
+        return text.substr(0, text.find('\n'));
+    }
+
+private:
+    em::UniqueFd m_kept, m_before;
+};
+
 } // namespace
 
 const char* nameOf(GateHere gate) {
@@ -57,26 +89,28 @@ const char* nameOf(GateHere gate) {
 }
 
 // NOLINTBEGIN(concurrency-mt-unsafe): the launcher has one thread
-GateHere gateHere(const std::string& path, bool mayAsk, const Interruption& interruption) {
+GateAnswer gateHere(const std::string& path, bool mayAsk, const Interruption& interruption) {
     const char* const inherited = std::getenv("PATH");
     const std::string own = inherited != nullptr ? inherited : "";
-    const std::string& searched = path.empty() ? own : path;
+    // Without a PATH the shell that asks has its own, and that names the same directories.
+    const std::string searched = !path.empty() ? path : inherited == nullptr ? kServicesPath : own;
     if (!isInPath(searched)) {
-        return GateHere::Missing;
+        return {GateHere::Missing, ""};
     }
     if (!mayAsk) {
-        return GateHere::NotAsked;
+        return {GateHere::NotAsked, ""};
     }
     setenv("PATH", searched.c_str(), 1);
+    const KeptErrors errors;
     const Interruption* context = &interruption;
     const em::ShellAnswer answer = em::queryShell(em::place::kMaintenanceQuery, kLimitMs, isAsked, &context);
     static_cast<void>(inherited != nullptr ? setenv("PATH", own.c_str(), 1) : unsetenv("PATH"));
     if (interruption.isAsked()) {
         throw Failure("interrupted while the maintenance tool was asked", kExitInterrupted);
     }
-    return answer.end == em::ShellAnswer::End::Answered && answer.firstCharacter == em::place::kMaintenanceOn
-               ? GateHere::Enabled
-               : GateHere::Disabled;
+    const bool enabled =
+        answer.end == em::ShellAnswer::End::Answered && answer.firstCharacter == em::place::kMaintenanceOn;
+    return {enabled ? GateHere::Enabled : GateHere::Disabled, errors.firstLine()};
 }
 // NOLINTEND(concurrency-mt-unsafe)
 

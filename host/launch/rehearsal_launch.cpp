@@ -38,8 +38,12 @@ Settings readSettingsOnce(LaunchOptions& options) {
     return settings;
 }
 
-Gate askGate(LaunchOptions& options, const Interruption& interruption) {
-    const GateHere here = gateHere(givenPath(options.sandbox), options.maintenanceHere, interruption);
+Gate askGate(LaunchOptions& options, const Interruption& interruption, std::vector<Warning>& warnings) {
+    const auto [here, complaint] =
+        gateHere(givenPath(options.sandbox), options.maintenanceHere, interruption);
+    if (!complaint.empty()) {
+        warnings.push_back({"gate-tool-complained", "the maintenance tool complained: " + complaint});
+    }
     Maintenance& maintenance = options.sandbox.maintenance;
     if (options.maintenanceHere) {
         maintenance = here == GateHere::Enabled   ? Maintenance::On
@@ -121,7 +125,7 @@ double longestRun(const RehearsalOptions& options, const Settings& settings) {
 int launchRehearsal(LaunchOptions options) {
     placeModuleFiles(options.run.module, options.run.settings, options.run.messages);
     const Settings settings = readSettingsOnce(options);
-    const JobWorld world = jobWorld(settings);
+    JobWorld world = jobWorld(settings);
     options.sandbox.needed = neededPaths(options.run.module, options.run.messages, world.places);
     options.run.uid = options.sandbox.uid;
     checkJsonPlace(options);
@@ -130,10 +134,13 @@ int launchRehearsal(LaunchOptions options) {
                     options.sandbox.asNobody ? JsonOutput::Way::InPlace : JsonOutput::Way::Whole);
     ignoreBrokenPipes(); // a reader that goes away must not cost the run its orderly end
     const Interruption interruption;
-    const Gate gate = askGate(options, interruption);
-
     const bool silent = json.takesStandardOutput();
     RunView view({silent, !silent && standardOutputIsLive(), options.jobOnly}, settings);
+    if (options.maintenanceHere) {
+        view.waitingFor("asking this machine's maintenance tool");
+    }
+    const Gate gate = askGate(options, interruption, world.warnings);
+
     RehearsalSession session(options, interruption, view, longestRun(options.run, settings));
     ShutdownRun run = session.follow();
     complete(options, gate, world, run);

@@ -48,7 +48,7 @@ Command addRehearseCommand(CLI::App& app) {
     LaunchOptions& options = command->options;
     CLI::App* const rehearse = app.add_subcommand("rehearse", "let the module end this system, in a sandbox");
     addRequestOptions(*rehearse, options.run);
-    addChoice(*rehearse, "--maintenance", command->gate, kGateChoices, "what the maintenance tool answers");
+    addChoice(*rehearse, "--maintenance", command->gate, kGateChoices, "what the gate's tool answers");
     rehearse->add_flag("--strict", options.strict, "a job that fails is not as asked");
     addJsonOption(*rehearse, options.json);
     addFileOptions(*rehearse, options.run);

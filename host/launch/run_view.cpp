@@ -19,19 +19,7 @@
 namespace volad_dev {
 namespace {
 
-constexpr size_t kOutputLines = 6; // of the job, so that all fits one screen
-
-// Bytes of that many characters at most: a line that wraps cannot be taken back.
-size_t lengthOf(std::string_view text, size_t most) {
-    size_t length = 0;
-    for (; length < text.size(); ++length) {
-        const bool begins = (static_cast<unsigned char>(text[length]) & 0xC0) != 0x80;
-        if (begins && most-- == 0) {
-            break;
-        }
-    }
-    return length;
-}
+constexpr size_t kOutputLines = 4; // of the job, so that all fits one screen
 
 std::string phaseLine(const Phase& phase, const ShutdownRun& run) {
     std::string more;
@@ -65,22 +53,19 @@ void RunView::print(const std::string& text) {
         return;
     }
     clearLive();
-    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
-    static_cast<void>(std::fflush(stdout));
+    printAtOnce(text);
 }
 
 void RunView::printLive(const std::string& line) {
     clearLive();
-    const std::string_view shown =
-        std::string_view(line).substr(0, lengthOf(line, standardOutputColumns() - 1));
-    static_cast<void>(std::fwrite(shown.data(), 1, shown.size(), stdout));
-    static_cast<void>(std::fflush(stdout));
+    // One that wraps cannot be taken back.
+    printAtOnce(std::string_view(line).substr(0, lengthInColumns(line, standardOutputColumns() - 1)));
     m_liveShown = true;
 }
 
 void RunView::clearLive() {
     if (m_liveShown) {
-        static_cast<void>(std::fputs("\r\033[K", stdout));
+        printAtOnce("\r\033[K");
         m_liveShown = false;
     }
 }
@@ -138,6 +123,12 @@ void RunView::tick() {
     }
 }
 
+void RunView::waitingFor(const std::string& what) {
+    if (m_options.live && !m_options.silent) {
+        printLive("  " + what);
+    }
+}
+
 bool RunView::isJobOn() const {
     return m_run && !m_run->phases.empty() && m_run->phases.back().name == "job";
 }
@@ -152,7 +143,6 @@ void RunView::interrupted() {
                                     ? fmt::format("waiting for the job, at most {:.0f} s more", jobLeft())
                                     : "stopping the module";
     clearLive();
-    static_cast<void>(std::fflush(stdout));
     static_cast<void>(std::fputs(
         fmt::format("volad-dev: interrupted, {}; once more ends all of it at once\n", waiting).c_str(),
         stderr));
@@ -161,8 +151,9 @@ void RunView::interrupted() {
 void RunView::conclude(const ShutdownRun& run, const OutputTail& output) {
     printBegun(run);
     printEnded(run, run.phases.size());
-    print(m_options.jobOnly ? jobText(run, kOutputLines, output.linesBefore())
-                            : '\n' + verdictText(run, kOutputLines, output.linesBefore()));
+    const RunTextBounds bounds{kOutputLines, isatty(STDOUT_FILENO) == 1 ? standardOutputColumns() : 0};
+    print(m_options.jobOnly ? jobText(run, bounds, output.linesBefore())
+                            : '\n' + verdictText(run, bounds, output.linesBefore()));
 }
 
 } // namespace volad_dev

@@ -11,7 +11,7 @@
 
 namespace volad_dev {
 
-// A failed write is for whoever looks at the end (std::ferror): the run goes on.
+// A write that fails does not end the run.
 class RunView {
 public:
     struct Options {
@@ -27,6 +27,8 @@ public:
     void progress(const ShutdownRun& run);
     // Time has passed since. Live only.
     void tick();
+    // What is waited for while there is no run yet. Live only.
+    void waitingFor(const std::string& what);
     // The module is being stopped; what it may still wait for.
     void interrupted();
     void conclude(const ShutdownRun& run, const OutputTail& output);

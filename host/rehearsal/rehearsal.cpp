@@ -73,7 +73,7 @@ void lookForUnwaitedJob(const Settings& settings, ShutdownRun& run) {
     }
     run.job = JobRun{.command = settings.jobName->substr(0, em::kLongestJob),
                      .directory = "",
-                     .started = true,
+                     .started = {},
                      .exitCode = {},
                      .signal = {},
                      .output = {}};

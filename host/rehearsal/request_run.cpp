@@ -222,7 +222,7 @@ RunEnd RequestRun::finalEnd() {
         endOf(messages, m_stopAsked, false) == RunEnd::NotPermitted && m_options.uid == 0 && !m_end;
     // The module's first: what the job wrote there before it is not waited for.
     static_cast<void>(
-        m_recorder.waitForRecord(expected ? kCommandBound : kSettleBound, commands().ofJob.size()));
+        m_recorder.waitForRecord(expected ? kCommandBound : kSettleBound, commands().countOfJob()));
     if (m_end) {
         return *m_end;
     }
@@ -237,8 +237,15 @@ ShutdownRun RequestRun::conclude() {
     run.end = finalEnd();
     run.asked = m_asked;
     const StartedCommands started = commands();
-    const Sighted seen = sighted(started);
+    Sighted seen = sighted(started);
+    const bool requested = m_requestTime != 0;
+    if (!requested) {
+        seen.requestTime = monotonicNow(); // it never came: all times are before the end
+    }
     readRun(seen, m_settings, endTime(seen), run);
+    if (!requested) {
+        run.phases.clear();
+    }
     const bool itsCommand =
         started.ofModule.size() == 1 && started.ofModule[0].commandLine() == m_options.action->command;
     run.asAsked = run.end == askedEnd(m_options) && started.ofJob.empty() &&
@@ -248,6 +255,15 @@ ShutdownRun RequestRun::conclude() {
             {"command-by-job", fmt::format("the job itself started {}, which would have ended "
                                            "this system then",
                                            record.commandLine())});
+    }
+    if (!started.harmless.empty()) {
+        run.warnings.push_back(
+            {"service-manager-not-real",
+             fmt::format(
+                 "the job called the service manager {}, first \"{}\": a stand-in, which does nothing "
+                 "and succeeds",
+                 started.harmless.size() == 1 ? "once" : fmt::format("{} times", started.harmless.size()),
+                 started.harmless.front().commandLine())});
     }
     if (run.end == RunEnd::Command && started.ofModule.empty()) {
         run.warnings.push_back({"command-not-recorded",

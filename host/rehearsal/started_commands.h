@@ -10,8 +10,12 @@
 namespace volad_dev {
 
 struct StartedCommands {
-    std::vector<CommandRecord> ofModule, ofJob;
-    size_t garbled = 0; // lines that are no record
+    std::vector<CommandRecord> ofModule;
+    std::vector<CommandRecord> ofJob;    // that would have ended the system
+    std::vector<CommandRecord> harmless; // of the job: what else it asked the service manager for
+    size_t garbled = 0;                  // lines that are no record
+
+    [[nodiscard]] size_t countOfJob() const { return ofJob.size() + harmless.size(); }
 };
 
 // A record is the module's when the calling process started it, and not as the job.

@@ -29,7 +29,7 @@ struct Gate {
 struct JobRun {
     std::string command;
     std::string directory;           // where it really ran; empty when that is not known
-    bool started = false;            // false: not found or not executable
+    std::optional<bool> started;     // false: not found or not executable; nothing: nobody waited for it
     std::optional<int> exitCode;     // neither this nor a signal while it runs, or when nobody waited for it
     std::optional<int> signal;       // the one that ended it
     bool timedOut = false;           // still running at its limit, and left alone
@@ -37,7 +37,7 @@ struct JobRun {
     std::vector<std::string> output; // its last lines, of standard output and error
 
     // Ended by itself, with exit code 0.
-    [[nodiscard]] bool succeeded() const { return started && !timedOut && exitCode == 0; }
+    [[nodiscard]] bool succeeded() const { return started == true && !timedOut && exitCode == 0; }
 };
 
 struct CommandRun {

@@ -37,6 +37,11 @@ Number wholeAt(const Json& object, const char* key) {
                ? static_cast<Number>(value->GetUint64())
                : 0;
 }
+std::optional<bool> knownBoolAt(const Json& object, const char* key) {
+    const Json* const value = find(object, key);
+    return value != nullptr && value->IsBool() ? std::optional(value->GetBool()) : std::nullopt;
+}
+
 bool boolAt(const Json& object, const char* key) {
     const Json* const value = find(object, key);
     return value != nullptr && value->IsBool() && value->GetBool();
@@ -98,7 +103,7 @@ std::optional<JobRun> readJob(const Json& run) {
     JobRun job;
     job.command = textAt(*object, "command");
     job.directory = textAt(*object, "directory");
-    job.started = boolAt(*object, "started");
+    job.started = knownBoolAt(*object, "started");
     job.exitCode = intAt(*object, "exitCode");
     job.signal = intAt(*object, "signal");
     job.timedOut = boolAt(*object, "timedOut");

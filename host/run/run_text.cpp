@@ -56,9 +56,9 @@ std::string endOfJob(const JobRun& job) {
         return job.seconds > 0 ? fmt::format("running when it was last seen, after {:.2f} s", job.seconds)
                                : "not waited for";
     }
-    if (!job.started) {
-        return fmt::format("{} (exit code {})", *job.exitCode == 127 ? "not found" : "not executable",
-                           *job.exitCode);
+    if (job.started == false) {
+        return fmt::format("{} (exit code {}) after {:.2f} s",
+                           *job.exitCode == 127 ? "not found" : "not executable", *job.exitCode, job.seconds);
     }
     const std::string inShell =
         *job.exitCode > kShellSignalBase && sigabbrev_np(*job.exitCode - kShellSignalBase) != nullptr
@@ -67,16 +67,26 @@ std::string endOfJob(const JobRun& job) {
     return fmt::format("exit code {}{} after {:.2f} s", *job.exitCode, inShell, job.seconds);
 }
 
-std::string printedText(const std::vector<std::string>& output, size_t most, size_t dropped) {
+// A row of somebody else's text, cut where it would wrap.
+std::string cutRow(const std::string& row, size_t columns) {
+    constexpr std::string_view kCut = "...";
+    const std::string_view line = std::string_view(row).substr(0, row.size() - 1); // without its end
+    if (columns <= kCut.size() || lengthInColumns(line, columns) == line.size()) {
+        return row;
+    }
+    return fmt::format("{}{}\n", line.substr(0, lengthInColumns(line, columns - kCut.size())), kCut);
+}
+
+std::string printedText(const std::vector<std::string>& output, const RunTextBounds& bounds, size_t dropped) {
     const size_t all = output.size() + dropped;
-    const size_t shown = std::min(output.size(), most);
+    const size_t shown = std::min(output.size(), bounds.outputLines);
     if (all == 0) {
         return row("printed", "nothing");
     }
     std::string text = row("printed", shown == all ? fmt::format("{} line{}", all, all == 1 ? "" : "s")
                                                    : fmt::format("{} lines, of which the last", all));
     for (size_t i = output.size() - shown; i < output.size(); ++i) {
-        text += fmt::format("    | {}\n", visibleText(output[i]));
+        text += cutRow(fmt::format("    | {}\n", visibleText(output[i])), bounds.columns);
     }
     return text;
 }
@@ -101,14 +111,15 @@ std::string warningsText(const ShutdownRun& run) {
     return text;
 }
 
-std::string jobRows(const ShutdownRun& run, size_t outputLines, size_t droppedLines) {
+std::string jobRows(const ShutdownRun& run, const RunTextBounds& bounds, size_t droppedLines) {
     if (!run.job) {
         return row("job", "none");
     }
     const std::string where =
         run.job->directory.empty() ? "" : fmt::format(", in \"{}\"", visibleText(run.job->directory));
-    return row("job", visibleText(run.job->command)) + row("", endOfJob(*run.job) + where) +
-           printedText(run.job->output, outputLines, droppedLines) + row("left", leftText(run.left));
+    return cutRow(row("job", visibleText(run.job->command)), bounds.columns) +
+           row("", endOfJob(*run.job) + where) + printedText(run.job->output, bounds, droppedLines) +
+           cutRow(row("left", leftText(run.left)), bounds.columns);
 }
 
 } // namespace
@@ -119,13 +130,13 @@ std::string askedText(const Asked& asked) {
                                    asked.reasonText));
 }
 
-std::string verdictText(const ShutdownRun& run, size_t outputLines, size_t droppedLines) {
+std::string verdictText(const ShutdownRun& run, const RunTextBounds& bounds, size_t droppedLines) {
     std::string text = fmt::format("Verdict: {}{}\n", nameOf(run.end).text,
                                    run.asAsked ? ", as asked" : ", which is not what was asked");
     text += row("asked", askedText(run.asked));
     text += row("gate", fmt::format("{}; here: {}", wordOf(kAssumed, run.gate.assumed),
                                     wordOf(kHere, run.gate.here)));
-    text += jobRows(run, outputLines, droppedLines);
+    text += jobRows(run, bounds, droppedLines);
     text += row("command", run.command ? fmt::format("{}, {:.2f} s after the request, in \"{}\"",
                                                      visibleText(run.command->line), run.command->seconds,
                                                      visibleText(run.command->directory))
@@ -133,8 +144,8 @@ std::string verdictText(const ShutdownRun& run, size_t outputLines, size_t dropp
     return text + warningsText(run);
 }
 
-std::string jobText(const ShutdownRun& run, size_t outputLines, size_t droppedLines) {
-    return jobRows(run, outputLines, droppedLines) + warningsText(run);
+std::string jobText(const ShutdownRun& run, const RunTextBounds& bounds, size_t droppedLines) {
+    return jobRows(run, bounds, droppedLines) + warningsText(run);
 }
 
 } // namespace volad_dev

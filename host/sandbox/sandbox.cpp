@@ -58,6 +58,14 @@ std::string markerText(SandboxMode mode, const std::string& standIn) {
 
 // Each with a NUL behind it: one with a NUL in it would be several, and mount what it likes.
 std::string joined(const std::vector<std::string>& arguments) {
+    constexpr size_t kMostArguments = 8'900; // bubblewrap's own bound is 9000, the command's included
+    if (arguments.size() > kMostArguments) {
+        throw Failure(
+            fmt::format("the sandbox would take {} arguments of bubblewrap, more than {}: name fewer "
+                        "variables or places",
+                        arguments.size(), kMostArguments),
+            kExitUsage);
+    }
     std::string text;
     for (const std::string& argument : arguments) {
         if (argument.find('\0') != std::string::npos) {

@@ -139,6 +139,20 @@ class Runs(Rehearsal):
         self.assertEqual((run["asked"]["by"], run["asked"]["reason"]), ("schedule", 3))
         self.assertIn("reached - Request system shutdown!", shown)
 
+    def test_what_never_came_has_no_phases(self):
+        file = self.directory / "run.json"
+        child = subprocess.Popen(self.command("--schedule", "in:2m", "--trace", "1", "--json", str(file)), text=True,
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        for line in child.stdout:
+            if "completed successfully" in line:
+                break
+        child.send_signal(signal.SIGINT)
+        child.communicate(timeout=20)
+        run = json.loads(file.read_text())
+        jsonschema.validate(run, SCHEMA)
+        self.assertEqual((child.returncode, run["end"], run["phases"]), (130, "interrupted", []))
+        self.assertTrue(run["messages"] and all(-60 < message["at"] <= 0 for message in run["messages"]))
+
     def test_what_this_machine_would_answer(self):
         tools = self.directory / "tools"
         tools.mkdir()
@@ -161,6 +175,12 @@ class Runs(Rehearsal):
                 self.assertIn(f"  gate       assumed {words[assumed]}; here: ", shown)
         run, _ = self.rehearse(env={"PATH": ":/usr/bin"}, cwd=tools)  # an empty part is the working directory
         self.assertEqual(run["gate"]["here"], "not-asked")
+        run, _ = self.rehearse(env={}, cwd=tools)  # none is what a shell takes instead
+        self.assertEqual(run["gate"]["here"], "missing")
+        tool.write_text("#!/bin/sh\nprintf 'no\033[2J\nmore' >&2; echo Enabled\n")
+        run, shown = self.rehearse("--maintenance", "here", env={"PATH": f"{tools}:/usr/bin"})
+        self.assertEqual((run["gate"]["here"], self.warnings(run)), ("enabled", {"gate-tool-complained"}))
+        self.assertIn("the maintenance tool complained: no\\x1B[2J\n", shown)
 
 
 TYPING_JOB = """#!/usr/bin/python3
@@ -192,6 +212,22 @@ class Ways(Rehearsal):
                 self.assertIn("Module destroyed successfully", rest)
                 self.assertIn("Verdict: interrupted", rest)
                 self.assertIn("interrupted, stopping the module; once more ends all of it at once", told)
+
+    def test_a_second_signal_ends_all_at_once_and_leaves_nothing(self):
+        self.write_job("exec sleep 50")
+        file = self.directory / "run.json"
+        file.write_text("old")
+        before = sorted(self.directory.iterdir())
+        child = subprocess.Popen(self.command("--json", str(file)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        for line in child.stdout:
+            if "job settings" in line:
+                break
+        child.send_signal(signal.SIGTERM)
+        child.stderr.readline()
+        child.send_signal(signal.SIGTERM)
+        child.communicate(timeout=20)
+        self.assertEqual((child.returncode, file.read_text(), sorted(self.directory.iterdir())),
+                         (-signal.SIGTERM, "old", before))
 
     def on_a_terminal(self, *arguments: str, **environment: str) -> tuple[int, int]:
         """Like an operator's shell: the process, and the other end of the terminal that is its own."""
@@ -234,11 +270,14 @@ class Ways(Rehearsal):
         self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
         self.assertEqual(json.loads(file.read_text())["job"]["output"], ["opened: []"])
 
-    def test_plain_lines_where_they_are_wished(self):
+    def test_plain_lines_where_they_are_wished_and_one_screen_of_them(self):
+        self.write_job("for each in 1 2 3 4 5 6 7; do text=$(printf '%0190d' $each); touch $VOLAD_SCRATCH/$text\n"
+                       "printf \"$text\\r\\377\\n\"; done")
         child, terminal = self.on_a_terminal(NO_COLOR="1")
         shown = self.shown(terminal)
         self.assertNotIn(b"\x1b", shown)
-        self.assertLess(shown.count(b"\n"), 24)
+        rows = [-(-max(1, len(line)) // 60) for line in shown.decode().splitlines()]
+        self.assertLess(sum(rows), 24 + 3, shown)  # three of the warnings' wrap at 60 columns
         self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
 
     def test_a_reader_that_goes_away_costs_no_orderly_end(self):

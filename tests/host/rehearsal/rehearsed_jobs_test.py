@@ -39,7 +39,7 @@ class Jobs(Rehearsal):
         for name, limit, expected in ((str(plain), 30, {"started": False, "exitCode": 126}),
                                       ("kill -9 $$", 30, {"exitCode": None, "signal": 9}),
                                       ("sleep 9", 1, {"timedOut": True, "exitCode": None, "directory": "/"}),
-                                      ("sleep 9", 0, {"timedOut": False, "exitCode": None}),
+                                      ("sleep 9", 0, {"started": None, "timedOut": False, "exitCode": None}),
                                       (long, 30, {"exitCode": 0, "command": long[:259]})):
             with self.subTest(name=name):
                 self.write(job={"name": name, "timeout": limit})
@@ -104,6 +104,25 @@ class Jobs(Rehearsal):
                 run, _ = self.rehearse()
                 self.assertEqual(run["job"]["output"], ["found"], job)
 
+    def test_what_a_text_names_here_is_found_wherever_it_stands_in_it(self):
+        self.write_job("echo found $1")
+        (self.directory / "other/bin").mkdir(parents=True)
+        shutil.copy("/bin/sh", self.directory / "other/bin/own")
+        for name, line in (("nest.sh", "#!../other/bin/own"), ("twice.sh", f"#!{self.directory}/nest.sh")):
+            (self.directory / name).write_text(f"{line}\n:\necho found\n")
+            (self.directory / name).chmod(0o755)
+        for name, directory in (("sh {here}/job.sh", "/"), ('"{here}/job.sh" --all', "/etc"), ("cd {here} && ./job.sh", "/"),
+                                ("./job.sh", "{here}/other/.."), ("./../nest.sh", "{here}/other/."),
+                                ("{here}/twice.sh", "{here}/other")):
+            with self.subTest(name=name, directory=directory):
+                self.write(job={"name": name, "directory": directory})
+                run, _ = self.rehearse()
+                self.assertEqual([line.split()[0] for line in run["job"]["output"]], ["found"])
+                self.assertEqual(self.warnings(run), set())
+        self.write(job={"name": "./job.sh"})  # in the root directory, as of a service
+        run, _ = self.rehearse()
+        self.assertEqual((run["job"]["exitCode"], run["job"]["directory"]), (127, "/"))
+
     def test_a_job_finds_what_a_service_would(self):
         self.write_job("readlink /proc/$$/fd/0; grep -E 'Sig(Blk|Ign)' /proc/self/status; env | grep -c LEVEL")
         ignoring = lambda: [signal.signal(number, signal.SIG_IGN) for number in (signal.SIGPIPE, signal.SIGUSR1)]
@@ -126,6 +145,15 @@ class HostileJobs(Rehearsal):
         run, _ = self.rehearse(code=1)
         self.assertEqual((run["end"], run["command"]["line"], run["asAsked"]), ("command", "/sbin/poweroff", False))
         self.assertIn("command-by-job", self.warnings(run))
+
+    def test_the_service_manager_ends_the_system_by_some_of_its_verbs_only(self):
+        other, ending = (0, "service-manager-not-real"), (1, "command-by-job")
+        for words, (code, warning) in (("stop app.service", other), ("-q is-active poweroff", other),
+                                       ("--no-wall reboot", ending), ("isolate halt.target", ending)):
+            with self.subTest(words=words):
+                self.write(job={"name": f"systemctl {words}", "directory": "/"})
+                run, _ = self.rehearse("--systemctl", code=code)
+                self.assertEqual((run["asAsked"], self.warnings(run)), (not code, {warning}))
 
     def test_the_process_that_holds_the_module_cannot_be_entered(self):
         self.write_job(f"{MODULES_PROCESS}; echo > $p/fd/11; cat $p/environ; ls -d $p | wc -l")
