@@ -69,8 +69,7 @@ std::map<std::string, double> askOften() {
     std::ranges::generate(seconds, [&asked] { return asked(); });
     const size_t made = allocations - before;
     std::ranges::nth_element(seconds, seconds.begin() + kRounds / 2);
-    return {{"per_second", 1 / seconds[kRounds / 2]},
-            {"allocations", static_cast<double>(made)}};
+    return {{"per_second", 1 / seconds[kRounds / 2]}, {"allocations", static_cast<double>(made)}};
 }
 
 } // namespace

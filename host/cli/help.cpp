@@ -12,8 +12,8 @@ namespace volad_dev {
 namespace {
 
 constexpr size_t kColumns = 80;
-constexpr size_t kLines = 24;
-constexpr size_t kWidestName = 30; // a wider one has its description on the next line
+constexpr size_t kLines = 23;      // of 24, one is the shell's
+constexpr size_t kWidestName = 30; // a wider one has its description behind it or on the next line
 constexpr size_t kIndent = 2;
 
 bool hasChoices(const CLI::Option& option) {
@@ -83,7 +83,9 @@ void addWrapped(std::vector<std::string>& lines, const std::string& name, size_t
                 std::string_view text) {
     std::string line = name;
     const bool tooWide = !name.empty() && name.size() + kIndent > column;
-    if (tooWide || text.empty()) {
+    if (tooWide && name.size() + kIndent + text.size() <= kColumns) {
+        column = name.size() + kIndent;
+    } else if (tooWide || text.empty()) {
         lines.push_back(line);
         line.clear();
     }

@@ -52,6 +52,7 @@ int run(const DriveCommand& command) {
         throw Failure("--verbs goes without a script", kExitUsage);
     }
     if (command.verbs) {
+        ignoreBrokenPipes();
         printWhole("One verb a line; \"#\" begins a comment.\n" + listed(kVerbs) + "CONDITION is\n" +
                    listed(kSeen));
         return kExitAsAsked;

@@ -12,6 +12,7 @@
 
 #include <fmt/format.h>
 
+#include "host/common/standard_streams.h"
 #include "host/common/visible_text.h"
 #include "host/drive/inside_drive_command.h"
 #include "host/hosting/journal.h"
@@ -37,10 +38,13 @@ InsideHalf start(DriveOptions inside, const std::string& settingsText, const San
     return InsideHalf(sandbox, further, insideArguments(inside), std::move(printed));
 }
 
-// At once: whoever drives by hand reads it before he goes on. A failed write is looked for at the end.
-void print(FILE* stream, const std::string& line) {
-    static_cast<void>(std::fputs((line + '\n').c_str(), stream));
-    static_cast<void>(std::fflush(stream));
+// At once: whoever drives by hand reads it before he goes on.
+void print(const std::string& line) {
+    printAtOnce(line + '\n');
+}
+
+void complain(const std::string& line) {
+    static_cast<void>(std::fputs((line + '\n').c_str(), stderr));
 }
 
 } // namespace
@@ -53,10 +57,10 @@ DriveSession::DriveSession(DriveOptions options, const std::string& settingsText
       m_feed(std::move(script), m_options.script == "-"),
       m_half(start(m_options, settingsText, sandbox, m_feed,
                    [this](std::string_view bytes) { showPrinted(bytes); })),
-      m_receiver({.trace = [](const std::string& line) { print(stdout, line); },
+      m_receiver({.trace = [](const std::string& line) { print(line); },
                   .failure = [this](const std::string& text, int code) { takeFailure(text, code); },
-                  .said = [](const std::string& line) { print(stdout, line); },
-                  .complaint = [](const std::string& line) { print(stderr, line); },
+                  .said = [](const std::string& line) { print(line); },
+                  .complaint = [](const std::string& line) { complain(line); },
                   .begun = [this](const std::string& what) { takeBegun(what); }}),
       m_until(monotonicNow() + m_options.limit + InsideHalf::kEnding) {
     m_feed.closeReadEnd();
@@ -66,7 +70,7 @@ int DriveSession::follow() {
     watch();
     const int code = m_half.end(m_until);
     if (const std::optional<std::string> rest = m_printed.last()) {
-        print(stdout, "  | " + visibleText(*rest));
+        print("  | " + visibleText(*rest));
     }
     return conclude(code);
 }
@@ -110,7 +114,7 @@ void DriveSession::takeInterruption() {
     m_interrupted = true;
     m_until = std::min(m_until, monotonicNow() + InsideHalf::kEnding);
     m_half.askToStop();
-    print(stderr, "volad-dev: interrupted, stopping the module; once more ends all of it at once");
+    complain("volad-dev: interrupted, stopping the module; once more ends all of it at once");
 }
 
 // The first one counts. What is inside takes the module down behind it, and has so long for that.
@@ -119,7 +123,7 @@ void DriveSession::takeFailure(const std::string& text, int code) {
         m_failed = code;
         m_until = std::min(m_until + InsideHalf::kEnding, monotonicNow() + InsideHalf::kEnding);
         if (code != kExitInterrupted) {
-            print(stderr, text);
+            complain(text);
         }
     }
 }
@@ -127,7 +131,7 @@ void DriveSession::takeFailure(const std::string& text, int code) {
 void DriveSession::showPrinted(std::string_view bytes) {
     m_printed.take(bytes);
     while (const std::optional<std::string> line = m_printed.next()) {
-        print(stdout, "  | " + visibleText(*line));
+        print("  | " + visibleText(*line));
     }
 }
 
@@ -140,10 +144,10 @@ int DriveSession::conclude(int code) const {
     }
     const std::string where = visibleText(m_begun.empty() ? m_options.script : m_begun);
     if (monotonicNow() >= m_until) {
-        print(stderr, fmt::format("{}: did not end, and was ended: the limit of {} s is over", where,
-                                  m_options.limit));
+        complain(
+            fmt::format("{}: did not end, and was ended: the limit of {} s is over", where, m_options.limit));
     } else {
-        print(stderr, fmt::format("{}: the process that held the module ended (exit code {})", where, code));
+        complain(fmt::format("{}: the process that held the module ended (exit code {})", where, code));
     }
     return kExitInterrupted;
 }

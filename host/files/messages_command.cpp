@@ -55,7 +55,8 @@ void open(em::CLogMsgFile& messages) {
 }
 
 std::string reasonOf(const em::XmlLoadResult& failed) {
-    return fmt::format("not loaded: {} (byte {})", failed.reason, failed.offset);
+    return fmt::format("not loaded: {}", failed.reason) +
+           (failed.offset != 0 ? fmt::format(" (byte {})", failed.offset) : "");
 }
 
 void load(em::XmlDocument& document, const std::string& file) {

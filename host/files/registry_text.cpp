@@ -34,7 +34,7 @@ std::string numberData(const std::string& text) {
     int64_t number = 0;
     const auto parsed = std::from_chars(from, end, number, hexadecimal ? 16 : 10);
     if (parsed.ec != std::errc() || parsed.ptr != end || number < INT32_MIN || number > UINT32_MAX) {
-        throw Failure(fmt::format("\"{}\" is no number of 32 bits", text));
+        throw Failure(fmt::format("VALUE must be a whole number of 32 bits, not \"{}\"", text), kExitUsage);
     }
     // Signed and unsigned alike: the store keeps 32 bits, and shows them signed.
     const auto low = static_cast<uint32_t>(number);
@@ -45,7 +45,7 @@ std::string blockData(const std::string& text) {
     // Once for the length, which is what shows a row that the store would cut, then for the bytes.
     const em::ParsedBlock counted = em::parseHex(text, nullptr);
     if (counted.endsEarly || counted.longNumber) {
-        throw Failure(fmt::format("\"{}\" is no row of hexadecimal bytes", text));
+        throw Failure(fmt::format("VALUE must be a row of hexadecimal bytes, not \"{}\"", text), kExitUsage);
     }
     std::string data(counted.length, '\0');
     static_cast<void>(em::parseHex(text, reinterpret_cast<unsigned char*>(data.data())));

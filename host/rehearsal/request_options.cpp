@@ -30,7 +30,7 @@ void addRequestOptions(CLI::App& app, RehearsalOptions& options) {
     CLI::Option* const schedule = app.add_option_function<std::string>(
         "--schedule", [&options](const std::string& text) { options.schedule = parseSchedule(text); },
         "power off at a time of day, unasked");
-    mustBe(schedule->type_name("in:1m|HH:MM"), "in:1m or HH:MM",
+    mustBe(schedule->type_name("in:Nm|HH:MM"), "HH:MM, or in:Nm with 1 to 1439 minutes",
            [](const std::string& text) { return parseSchedule(text).has_value(); });
     addTraceOption(app, options.trace, "show the trace of this level, 0 to 5");
 }

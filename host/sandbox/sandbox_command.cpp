@@ -61,7 +61,8 @@ void addSandboxOptions(CLI::App& app, SandboxOptions& options) {
         "bound of each writable place");
     mustBe(size->type_name("N")->default_str("256M"), "a size like 64M or 1G",
            [](const std::string& text) { return parseSize(text).has_value(); });
-    app.add_option("--path", options.path, "PATH inside")->type_name("TEXT");
+    mustBe(app.add_option("--path", options.path, "PATH inside")->type_name("TEXT"), "a row of directories",
+           [](const std::string& path) { return !path.empty(); });
     app.add_option_function<std::string>(
            "--env-from", [&options](const std::string& file) { options.service = readEnvironmentFile(file); },
            "a service's environment, lines NAME=value")

@@ -63,13 +63,13 @@ class RegistryCommands(ToolTest):
                           ("set", KEY + "/New", "a=b", "string", "x"), ("set", KEY + "/New", "", "string", "x"),
                           ("set", KEY + "/New", "N", "string", "a\nb"),
                           ("set", KEY + "/New", "N", "string", "x" * 1019),
-                          ("set", KEY + "/New", "N", "binary", "0a 100"),
-                          ("set", KEY + "/New", "N", "binary", "0x1"),
-                          ("set", KEY + "/New", "N", "dword", "4294967296"), ("set", KEY + "/New", "N", "dword", "1x"),
                           ("delete", "HKEY_LOCAL_MACHINE"), ("get", KEY, "a\nb\x1b[2J"), ("import", "no-such-file")):
             self.assertEqual(self.registry(*arguments), (1, "", 1), arguments)
             self.assertEqual(self.main.read_text(), TREE)
             self.assertFalse((self.directory / "registry.old").exists(), "nothing was saved")
+        for kind, value in (("binary", "0a 100"), ("binary", "0x1"), ("dword", "4294967296"), ("dword", "1x")):
+            self.assertEqual(self.registry("set", KEY + "/New", "N", kind, value), (2, "", 1), value)
+        self.assertEqual(self.main.read_text(), TREE)
 
     def test_values_and_keys_are_deleted(self):
         # A tree without any value would not be read again: its backup would.
