@@ -107,7 +107,8 @@ void addComparisons() {
     compareCalls("reset / GLib", 50'000, reset, [](Floor& floor) { return floor.glibReset(); });
     compareCalls("signalled wait / a mutex", 50'000, wait, mutex);
     compareCalls("signalled wait / GLib", 50'000, wait, [](Floor& floor) { return floor.glibWait(); });
-    compareCalls("set / a mutex and a yield", 5'000, set, [](Floor& floor) { return floor.lockUnlockYield(); });
+    compareCalls("set / a mutex and a yield", 5'000, set,
+                 [](Floor& floor) { return floor.lockUnlockYield(); });
     compareCalls("set / GLib and a yield", 5'000, set, [](Floor& floor) { return floor.glibSet(); });
 }
 

@@ -201,8 +201,9 @@ void addComparisons() {
     compare("task / the ring with its wake-up behind the lock", kRounds, [] {
         return Pair{tasksThrough<OurQueue>(), tasksThrough<RingQueue<Wake::BehindTheLock>>()};
     });
-    compare("task / GLib's queue", kRounds,
-            [] { return Pair{tasksThrough<OurQueue>(), tasksThrough<GlibQueue>()}; });
+    compare("task / GLib's queue", kRounds, [] {
+        return Pair{tasksThrough<OurQueue>(), tasksThrough<GlibQueue>()};
+    });
     compare("refused tenth task / one copy", kRounds, [] {
         const SipJson request = requestOfSixMembers();
         return Pair{timed(5000,
