@@ -83,7 +83,8 @@ void walkTree(const std::string& directory, size_t& entries,
             }
             std::string below = (path == "/" ? "" : path) + '/';
             below += name;
-            const unsigned char type = entry->d_type != DT_UNKNOWN ? entry->d_type : typeOf(below);
+            // Not as the listing has it: that is what lies below where something is mounted on the entry.
+            const unsigned char type = typeOf(below);
             if (visit(below, type) && type == DT_DIR) {
                 left.push_back(std::move(below));
             }

@@ -4,6 +4,7 @@
 #include <linux/keyctl.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -95,6 +96,10 @@ void resetSignals() {
 [[noreturn]] void becomeBubblewrap(const Launch& launch, const SandboxOptions& options, pid_t launcher,
                                    char* const argv[]) {
     placeDescriptors(launch, options);
+    // No core, and none for the program that the machine hands them to, which runs outside: to the kernel
+    // that is what a bound of one byte means.
+    constexpr rlimit kNoCore = {1, 1};
+    setrlimit(RLIMIT_CORE, &kNoCore);
     try {
         layPrivateMounts(launch.mounts, {STDIN_FILENO, STDOUT_FILENO, kErrorFd});
     } catch (const std::exception& exception) {

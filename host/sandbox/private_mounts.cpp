@@ -58,6 +58,21 @@ void keepUser(const PrivateMounts& mounts) {
     writeFile("/proc/self/gid_map", fmt::format("{0} {0} 1", mounts.group));
 }
 
+// What the kernel counts for each user, whose services would have none left: the user is the machine's, by
+// number. A kernel that knows no such bound counts otherwise.
+void boundKernelObjects() {
+    constexpr std::array<std::pair<const char*, const char*>, 4> kBounds = {
+        {{"/proc/sys/user/max_inotify_instances", "32"},
+         {"/proc/sys/user/max_inotify_watches", "65536"},
+         {"/proc/sys/user/max_fanotify_groups", "32"},
+         {"/proc/sys/user/max_fanotify_marks", "65536"}}};
+    for (const auto& [file, bound] : kBounds) {
+        if (access(file, F_OK) == 0) {
+            writeFile(file, bound);
+        }
+    }
+}
+
 // Which does not keep anybody from writing into a device.
 void makeReadOnly(const char* file) {
     mount_attr readOnly = {};
@@ -252,7 +267,9 @@ void layPrivateMounts(const PrivateMounts& mounts, const std::vector<int>& stand
     if (mounts.oneUserNamespace) {
         writeFile("/proc/sys/user/max_user_namespaces", "1"); // below this one, in all and for good
     }
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0) {
+    boundKernelObjects();
+    // Not as a slave: what the machine mounts later would come in, and be writable.
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         fail("mount /");
     }
     for (const char* device : kDevices) {

@@ -80,49 +80,8 @@ constexpr std::array<std::string_view, 16> kKernelFileSystems = {
     "proc",    "sysfs",      "devtmpfs", "devpts",   "cgroup", "cgroup2",     "bpf",     "debugfs",
     "tracefs", "securityfs", "configfs", "efivarfs", "mqueue", "binfmt_misc", "fusectl", "pstore"};
 
-bool sameFile(const std::string& one, const std::string& other) {
-    struct stat first = {};
-    struct stat second = {};
-    return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
-
-template <size_t N>
-std::string faultIn(const std::array<RefusedPlace, N>& table, const std::string& path) {
-    for (const RefusedPlace& refused : table) {
-        std::error_code ignored;
-        if (path == refused.place || (refused.extent == Extent::Below && isWithin(path, refused.place))) {
-            return fmt::format("{} is {}", refused.place, refused.what);
-        }
-        if (isWithin(refused.place, path) && fs::exists(refused.place, ignored)) {
-            return fmt::format("it holds {}, {}", refused.place, refused.what);
-        }
-    }
-    return "";
-}
-
-std::string faultOf(const std::string& path, PathUse use) {
-    std::string fault = faultIn(kRefused, path);
-    if (fault.empty() && use != PathUse::Write) {
-        fault = faultIn(kNotShown, path);
-    }
-    if (fault.empty() && use == PathUse::Copy) {
-        fault = faultIn(kNotCopied, path);
-    }
-    return fault.empty() && use == PathUse::Write ? faultIn(kNotWritten, path) : fault;
-}
-
-// The same directory by a second mount has another path.
-std::string otherNameFault(const std::string& path) {
-    for (const char* place : {"/", "/usr", "/etc", "/run", "/proc", "/sys", "/dev"}) {
-        if (path != place && sameFile(path, place)) {
-            return fmt::format("{} is {} by another name", path, place);
-        }
-    }
-    return "";
-}
-
 struct Mount {
+    std::string device, root; // the file system, and what of it is mounted
     std::string place, type;
 };
 
@@ -148,7 +107,11 @@ std::vector<Mount> mounts() {
         std::string field;
         Mount mount;
         for (int number = 1; fields >> field; ++number) {
-            if (number == 5) {
+            if (number == 3) {
+                mount.device = field;
+            } else if (number == 4) {
+                mount.root = unescaped(field);
+            } else if (number == 5) {
                 mount.place = unescaped(field);
             } else if (field == "-") { // behind the optional fields
                 fields >> mount.type;
@@ -160,24 +123,87 @@ std::vector<Mount> mounts() {
     return all;
 }
 
-std::string mountFault(const std::string& path) {
-    Mount around; // what the path itself lies on: the last one of the longest name
-    for (const Mount& mount : mounts()) {
+// What a path lies on: the last one of the longest name.
+Mount mountOf(const std::string& path, const std::vector<Mount>& all) {
+    Mount around;
+    for (const Mount& mount : all) {
         if (isWithin(path, mount.place) && mount.place.size() >= around.place.size()) {
             around = mount;
         }
-        const bool kernels = std::ranges::find(kKernelFileSystems, mount.type) != kKernelFileSystems.end();
-        if (kernels && isWithin(mount.place, path)) {
+    }
+    return around;
+}
+
+// A path within its file system, which it has by whatever name it is mounted.
+struct Spot {
+    std::string device, path;
+};
+
+Spot spotOf(const std::string& path, const std::vector<Mount>& all) {
+    const Mount mount = mountOf(path, all);
+    const std::string below = mount.place == "/" ? path : path.substr(mount.place.size());
+    const std::string spot = (mount.root == "/" ? "" : mount.root) + (below == "/" ? "" : below);
+    return {mount.device, spot.empty() ? "/" : spot};
+}
+
+template <size_t N>
+std::string faultIn(const std::array<RefusedPlace, N>& table, const std::string& path,
+                    const std::vector<Mount>& all) {
+    const Spot spot = spotOf(path, all);
+    for (const RefusedPlace& refused : table) {
+        const auto covers = [&](const std::string& place, const std::string& what) {
+            return what == place || (refused.extent == Extent::Below && isWithin(what, place));
+        };
+        if (covers(refused.place, path)) {
+            return fmt::format("{} is {}", refused.place, refused.what);
+        }
+        std::error_code failed;
+        const std::string real = fs::canonical(refused.place, failed);
+        if (failed) {
+            continue;
+        }
+        if (isWithin(refused.place, path) || isWithin(real, path)) {
+            return fmt::format("it holds {}, {}", refused.place, refused.what);
+        }
+        const Spot place = spotOf(real, all);
+        if (place.device == spot.device &&
+            (covers(place.path, spot.path) || isWithin(place.path, spot.path))) {
+            return fmt::format("{} is or holds {} by another name, {}", path, refused.place, refused.what);
+        }
+    }
+    return "";
+}
+
+std::string faultOf(const std::string& path, PathUse use, const std::vector<Mount>& all) {
+    std::string fault = faultIn(kRefused, path, all);
+    if (fault.empty() && use != PathUse::Write) {
+        fault = faultIn(kNotShown, path, all);
+    }
+    if (fault.empty() && use == PathUse::Copy) {
+        fault = faultIn(kNotCopied, path, all);
+    }
+    return fault.empty() && use == PathUse::Write ? faultIn(kNotWritten, path, all) : fault;
+}
+
+bool isKernels(const Mount& mount) {
+    return std::ranges::find(kKernelFileSystems, mount.type) != kKernelFileSystems.end();
+}
+
+std::string mountFault(const std::string& path, PathUse use, const std::vector<Mount>& all) {
+    for (const Mount& mount : all) {
+        if (!isWithin(mount.place, path)) {
+            continue;
+        }
+        if (isKernels(mount)) {
             return fmt::format("a file system of the kernel ({}) is mounted at {}", mount.type, mount.place);
         }
-        std::string fault = isWithin(mount.place, path) ? otherNameFault(mount.place) : "";
+        std::string fault = faultOf(mount.place, use, all);
         if (!fault.empty()) {
             return fault;
         }
     }
-    return std::ranges::find(kKernelFileSystems, around.type) != kKernelFileSystems.end()
-               ? fmt::format("it lies in a file system of the kernel ({})", around.type)
-               : "";
+    const Mount around = mountOf(path, all);
+    return isKernels(around) ? fmt::format("it lies in a file system of the kernel ({})", around.type) : "";
 }
 
 } // namespace
@@ -193,14 +219,14 @@ std::string allowedPath(const std::string& option, const std::string& path, Path
     if (path.find('\0') != std::string::npos) {
         fault = "a NUL byte in it"; // what lies in front of it was looked at only
     }
+    const std::vector<Mount> all = mounts();
     for (const std::string& name : {fs::absolute(path).lexically_normal().string(), real}) {
         // A name that ends with a slash is the same place.
         const std::string plain =
             name.size() > 1 && name.ends_with('/') ? name.substr(0, name.size() - 1) : name;
-        fault = fault.empty() ? faultOf(plain, use) : fault;
+        fault = fault.empty() ? faultOf(plain, use, all) : fault;
     }
-    fault = fault.empty() ? otherNameFault(real) : fault;
-    fault = fault.empty() ? mountFault(real) : fault;
+    fault = fault.empty() ? mountFault(real, use, all) : fault;
     if (!fault.empty()) {
         throw Failure(fmt::format("{} {}: refused, {}", option, path, fault), kExitUsage);
     }

@@ -31,15 +31,18 @@ void add(Arguments& arguments, const Arguments& more) {
     arguments.insert(arguments.end(), more.begin(), more.end());
 }
 
-// A program of the machine that shall not be found, by whatever name it has inside.
+// A program of the machine that shall not be found, by whatever names it has inside.
 void coverProgram(Arguments& arguments, const VisiblePaths& paths, const std::string& program) {
     std::error_code failed;
     const std::string real = fs::canonical(program, failed);
-    if (failed || isWithin(real, kSbin) || !paths.shows(real)) {
+    if (failed || isWithin(real, kSbin)) {
         return;
     }
-    coverEntry(arguments,
-               {isWithin(real, kBin) ? kRealBin + real.substr(std::string(kBin).size()) : real, false});
+    for (const std::string& place : paths.showing(real)) {
+        coverEntry(
+            arguments,
+            {isWithin(place, kBin) ? kRealBin + place.substr(std::string(kBin).size()) : place, false});
+    }
 }
 
 bool findsSbin(const SandboxOptions& options) {

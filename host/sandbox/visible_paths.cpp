@@ -86,6 +86,7 @@ VisiblePaths::VisiblePaths(const SandboxOptions& options, const std::vector<std:
     }
     for (size_t i = 0; i < m_copies.size(); ++i) {
         for (const std::string& place : placesOf(options.copies[i], m_copies[i])) {
+            m_laid.push_back({m_copies[i], place});
             m_arguments.insert(m_arguments.end(), {"--bind", placeOfCopy(i), place});
         }
     }
@@ -122,6 +123,19 @@ bool VisiblePaths::shows(const std::string& path) const {
            std::ranges::any_of(m_shown, [&](const std::string& place) { return isWithin(path, place); });
 }
 
+std::vector<std::string> VisiblePaths::showing(const std::string& path) const {
+    std::vector<std::string> places;
+    if (isWithin(path, "/usr") || isWithin(path, "/etc")) {
+        places.push_back(path);
+    }
+    for (const Shown& laid : m_laid) {
+        if (isWithin(path, laid.source)) {
+            places.push_back(laid.place + path.substr(laid.source.size()));
+        }
+    }
+    return places;
+}
+
 // The real path, and the one that was given where that is no link inside as well.
 std::vector<std::string> VisiblePaths::placesOf(const std::string& path, const std::string& real) const {
     const std::string given = asGiven(path);
@@ -131,6 +145,7 @@ std::vector<std::string> VisiblePaths::placesOf(const std::string& path, const s
 void VisiblePaths::bind(const char* how, const std::string& source, const std::string& place) {
     m_arguments.insert(m_arguments.end(), {how, placeOfBound(m_bound.size()), place});
     m_bound.push_back(source);
+    m_laid.push_back({source, place});
     cover(source, place);
 }
 

@@ -27,8 +27,8 @@ public:
     [[nodiscard]] const std::vector<std::string>& copies() const { return m_copies; }
     // The same of what is bound.
     [[nodiscard]] const std::vector<std::string>& bound() const { return m_bound; }
-    // Whether this real path can be seen inside.
-    [[nodiscard]] bool shows(const std::string& path) const;
+    // By which paths this real one can be seen inside.
+    [[nodiscard]] std::vector<std::string> showing(const std::string& path) const;
 
 private:
     using Arguments = std::vector<std::string>;
@@ -38,10 +38,17 @@ private:
     void bind(const char* how, const std::string& source, const std::string& place);
     void show(const std::string& path, const std::string& real);
     void cover(const std::string& source, const std::string& place);
+    [[nodiscard]] bool shows(const std::string& path) const;
+
+    // What is shown of the machine, a real path, and where inside.
+    struct Shown {
+        std::string source, place;
+    };
 
     Arguments m_arguments, m_forEtc;
     std::vector<std::string> m_copies, m_bound;
     std::vector<std::string> m_shown; // real paths and the paths as they were given
+    std::vector<Shown> m_laid;
     TreeSearch m_search;
 };
 

@@ -29,7 +29,7 @@ for real in {os.path.realpath(command) for command in COMMANDS if os.path.exists
 COVERED += ["--", "sh", "-c", f"""for each in {' '.join(COMMANDS)}; do
     [ ! -e $each ] || cmp $each /bin/false || exit 9; done; exec "$@\"""", "sh"]
 PRELUDE = """
-import array, ctypes, fcntl, os, socket, sys, termios
+import array, ctypes, fcntl, os, resource, socket, sys, termios
 def tried(what, action, *arguments):
     try:
         action(*arguments)
@@ -183,17 +183,22 @@ calls = {"keyctl": (250, 0, -3, 0), "add_key": (248, b"user", b"x", b"x", 1, -3)
          "uring": (425, 1, bytes(120)), "seize": (101, seize, one, 0, 0), "seize, high": (101, seize, one | 1 << 32, 0, 0),
          "read": (310, one, 0, 0, 0, 0, 0), "write": (311, one, 0, 0, 0, 0, 0),
          # More segments than any kernel takes, flags that none knows, no files: where it is permitted, it is EINVAL.
-         "kexec": (246, 0, 1 << 20, 0, 1 << 15), "kexec by file": (320, -1, -1, 0, 0, 1 << 15)}
+         "kexec": (246, 0, 1 << 20, 0, 1 << 15), "kexec by file": (320, -1, -1, 0, 0, 1 << 15),
+         # A thread and a parent's child at once, no room for what clone3 takes: EINVAL likewise.
+         "sibling": (56, 0x18000, 0, 0, 0, 0), "sibling, high": (56, 0x18000 | 1 << 32, 0, 0, 0, 0), "clone3": (435, 0, 0)}
+errors = {"vsock": 97, "vsock, high": 97, "qrtr": 97, "clone3": 38}
 for name, numbers in calls.items():
     numbers = [each if isinstance(each, bytes) else ctypes.c_long(each) for each in numbers]
     error = ctypes.get_errno() if libc.syscall(*numbers) == -1 else 0
-    if error != (97 if name.startswith(("vsock", "qrtr")) else 1):
+    if error != errors.get(name, 1):
         print(name, error)
 child = os.fork() or os.execvp("sleep", ["sleep", "10"])
 print(libc.syscall(101, attach, child, 0, 0))
 os.kill(child, 9)
-print(len(open("/proc/1/environ").read()))"""
-        self.assertEqual(self.python(script), "0\n0\n")
+print(len(open("/proc/1/environ").read()))
+print(resource.getrlimit(resource.RLIMIT_CORE))
+print(0 < sum(libc.inotify_init() >= 0 for _ in range(200)) <= 32)"""
+        self.assertEqual(self.python(script), "0\n0\n(1, 1)\nTrue\n")
 
     # Ways out of what is bound.
 
@@ -205,17 +210,22 @@ print(len(open("/proc/1/environ").read()))"""
             os.chmod(self.directory / top / "closed", 0o711)
             fifo = self.entry(f"{top}/fifo", os.mkfifo)
             self.addCleanup(os.close, os.open(fifo, os.O_RDWR))
+        # A container has services' sockets mounted so, on a file.
+        mounted = [each for top in ("bound", "scratch") for each in ("--bind", self.listening(f"{top}.socket"),
+                                                                    self.entry(f"{top}/mounted"))]
         script = f"""
 for top in ("{self.directory}/bound", "/scratch"):
     tried("connect", connect, top + "/below/socket")
     tried("connect", connect, top + "/closed/socket")
+    tried("connect to what is mounted", connect, top + "/mounted")
     tried("fifo", write, top + "/fifo")
 tried("chmod", os.chmod, "/scratch/fifo", 0o777)
 print(os.path.exists("{self.directory}/bound/below"))"""
         bound = str(self.directory / "bound")
-        self.assertEqual(self.python(script, "--bind", bound, "--scratch", scratch), "True\n")
+        around = ["bwrap", "--dev-bind", "/", "/", *mounted, "--"]
+        self.assertEqual(self.python(script, "--bind", bound, "--scratch", scratch, around=around), "True\n")
         os.chmod(f"{bound}/closed", 0o777)
-        self.assertEqual(self.sh(f"cd {bound}; find . | sort", "--copy", bound), ".\n./below\n./closed\n")
+        self.assertEqual(self.sh(f"cd {bound}; find . | sort", "--copy", bound), ".\n./below\n./closed\n./mounted\n")
 
     def test_a_way_out_is_not_bound_by_itself(self):
         for path in (self.listening("socket"), self.entry("fifo", os.mkfifo)):
@@ -338,8 +348,12 @@ for place in sys.argv[1:]:
         place = "/usr/local/bin"
         lay = ["bwrap", "--dev-bind", "/", "/", "--tmpfs", place, "--ro-bind", tool, f"{place}/localcli", "--"]
         ask = ["--bind", str(self.directory), "--", "localcli", "system", "maintenanceMode", "get"]
-        for path in (f"{place}:/usr/sbin", f"{self.directory}:/usr/bin", "/bin"):
-            self.assertEqual(self.tool("--path", path, *ask, around=lay).stdout, "Enabled\n", path)
+        link = str(self.directory / "link")
+        os.symlink(self.directory, link)
+        for path in (f"{place}:/usr/sbin", f"{self.directory}:/usr/bin", f"{link}:/usr/bin", "/bin"):
+            for option in ("--bind", "--copy"):
+                done = self.tool("--path", path, option, link, *ask, around=lay)
+                self.assertEqual(done.stdout, "Enabled\n", path)
 
     def test_the_command_starts_behind_the_guard_only(self):
         command = [*self.caller, *self.gate, "touch", str(self.directory / "started")]
@@ -435,16 +449,34 @@ class SandboxThatEndsForAnUnprivilegedUser(SandboxThatEnds):
 
 @unittest.skipIf(os.geteuid() != 0, "needs mounts")
 class SecondMounts(unittest.TestCase):
+    def setUp(self):
+        self.directory = self.enterContext(tempfile.TemporaryDirectory())
+        self.mounted = f"{self.directory}/mounted"
+        os.mkdir(self.mounted)
+
     def test_the_machines_places_are_refused_where_they_are_mounted_once_more(self):
-        directory = self.enterContext(tempfile.TemporaryDirectory())
-        os.mkdir(f"{directory}/mounted")
-        for source in ("/", "/run", "/proc", "/dev/pts"):
-            for path in (directory, f"{directory}/mounted"):
-                command = shlex.join([VOLAD_DEV, "sandbox", "--bind", path, "--", "true"])
-                mounted = f"mount --bind {source} {directory}/mounted; {command}"
-                done = subprocess.run(["unshare", "-m", "sh", "-c", mounted], capture_output=True, text=True)
-                self.assertEqual(done.returncode, USAGE, done.stderr)
-                self.assertRegex(done.stderr, "by another name|file system of the kernel")
+        here = self.directory
+        engine = f"mount -t tmpfs none /var/lib; mkdir {self.mounted}/below; ln -s {self.mounted} /var/lib/docker"
+        for prepared, option in (*((f"mount --bind {source} {self.mounted}", "--bind")
+                                   for source in ("/", "/usr", "/run", "/run/lock", "/proc", "/dev/pts")),
+                                 (f"mount --bind /etc/opt {self.mounted}", "--scratch"), (engine, "--bind")):
+            for path in (here, self.mounted) + (f"{self.mounted}/below",) * (prepared == engine):
+                with self.subTest(prepared=prepared, path=path):
+                    command = shlex.join([VOLAD_DEV, "sandbox", option, path, "--", "true"])
+                    done = subprocess.run(["unshare", "-m", "sh", "-c", f"{prepared}; {command}"], capture_output=True,
+                                          text=True)
+                    self.assertEqual((done.returncode, done.stdout), (USAGE, ""), done.stderr)
+                    self.assertRegex(done.stderr, "by another name|file system of the kernel|it holds /var/lib/docker")
+
+    def test_what_is_mounted_after_the_start_does_not_come_in(self):
+        mount = f"mount --bind {self.directory} {self.directory}; mount --make-shared {self.directory}; exec "
+        script = f"echo begun; read go; touch {self.mounted}/x && echo written; touch {self.directory}/x || echo refused"
+        command = shlex.join([VOLAD_DEV, "sandbox", "--bind", self.directory, "--", "sh", "-c", script])
+        with subprocess.Popen(["unshare", "-m", "sh", "-c", mount + command], stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as child:
+            self.assertEqual(child.stdout.readline(), "begun\n")
+            subprocess.run(["nsenter", "-t", str(child.pid), "-m", "mount", "-t", "tmpfs", "none", self.mounted], check=True)
+            self.assertEqual(child.communicate("go\n", timeout=50)[0], "refused\n")
 
 
 if __name__ == "__main__":
