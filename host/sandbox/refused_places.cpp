@@ -162,7 +162,7 @@ std::string faultIn(const std::array<RefusedPlace, N>& table, const std::string&
         if (failed) {
             continue;
         }
-        if (isWithin(refused.place, path) || isWithin(real, path)) {
+        if (isWithin(refused.place, path)) {
             return fmt::format("it holds {}, {}", refused.place, refused.what);
         }
         const Spot place = spotOf(real, all);
