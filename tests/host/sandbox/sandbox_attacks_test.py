@@ -344,13 +344,12 @@ for place in sys.argv[1:]:
             self.assertIn("/usr/bin/bwrap is not a file that only root may change", done.stderr)
 
     def test_a_real_maintenance_tool_is_not_found(self):
-        tool = self.entry("localcli", lambda path: path.write_text("#!/bin/sh\necho real\n"))
+        tool = self.entry("real/localcli", lambda path: path.write_text("#!/bin/sh\necho real\n"))
+        real, link = os.path.dirname(tool), self.entry("link", lambda path: path.symlink_to("real"))
         place = "/usr/local/bin"
         lay = ["bwrap", "--dev-bind", "/", "/", "--tmpfs", place, "--ro-bind", tool, f"{place}/localcli", "--"]
-        ask = ["--bind", str(self.directory), "--", "localcli", "system", "maintenanceMode", "get"]
-        link = str(self.directory / "link")
-        os.symlink(self.directory, link)
-        for path in (f"{place}:/usr/sbin", f"{self.directory}:/usr/bin", f"{link}:/usr/bin", "/bin"):
+        ask = ["--", "localcli", "system", "maintenanceMode", "get"]
+        for path in (f"{place}:/usr/sbin", f"{real}:/usr/bin", f"{link}:/usr/bin", "/bin"):
             for option in ("--bind", "--copy"):
                 done = self.tool("--path", path, option, link, *ask, around=lay)
                 self.assertEqual(done.stdout, "Enabled\n", path)
