@@ -18,9 +18,10 @@ import sys
 import tempfile
 import unittest
 
-VOLAD_DEV, KERNEL_VERDICT = sys.argv[1:3]
+from tool_rig import NOBODY, VOLAD_DEV
+
+KERNEL_VERDICT = sys.argv[2]
 USAGE, NO_SANDBOX = 2, 3
-NOBODY = 65534
 COMMANDS = ("/sbin/poweroff", "/sbin/reboot", "/sbin/halt")
 # What is to refuse out here could go on if its refusal was broken. So it finds no real command, and no right to reboot.
 COVERED = ["bwrap", "--dev-bind", "/", "/", "--unshare-user", "--unshare-pid", "--cap-drop", "ALL"]
