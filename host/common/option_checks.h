@@ -21,7 +21,7 @@ CLI::Option* mustBe(CLI::Option* option, const std::string& wanted,
                     std::function<bool(const std::string& value)> fits);
 // "OPTION must be off, reset or halt, not "VALUE"". The help shows the names in place of the value.
 CLI::Option* mustBeOneOf(CLI::Option* option, const std::vector<std::string>& names);
-// Those names, empty for any other option: what stands for a value ("FILE", "in:1m|HH:MM") has capitals.
+// Those names, empty for any other option: what stands for a value ("FILE", "in:Nm|HH:MM") has capitals.
 [[nodiscard]] std::vector<std::string> choicesOf(const CLI::Option& option);
 
 enum class Existing { File, Directory, FileOrDirectory };

@@ -9,7 +9,7 @@
 
 namespace volad_dev {
 
-// "now", "in:1m" or "HH:MM"; nothing for any other text.
+// "now", "in:Nm" or "HH:MM"; nothing for any other text.
 [[nodiscard]] std::optional<Schedule> parseMoment(const std::string& text);
 
 // That minute of its week day is the only power-off time then. "now" is this minute, and the next one where

@@ -10,7 +10,7 @@
 
 namespace volad_dev {
 
-// When the module shall power off by itself: "in:1m" or "HH:MM".
+// When the module shall power off by itself: "in:Nm" or "HH:MM".
 struct Schedule {
     std::optional<unsigned> inMinutes;
     std::optional<uint16_t> minuteOfDay;

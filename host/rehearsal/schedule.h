@@ -9,7 +9,7 @@
 
 namespace volad_dev {
 
-// "in:1m" or "HH:MM"; nothing for any other text.
+// "in:Nm" or "HH:MM"; nothing for any other text.
 [[nodiscard]] std::optional<Schedule> parseSchedule(const std::string& text);
 
 // The next moment, in seconds since 1970, at which the schedule's minute has begun, in local time.
