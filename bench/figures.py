@@ -8,7 +8,8 @@ IN_SANDBOX = {"request_bench", "load_bench", "footprint_bench", "idle_bench", "s
 
 # How a counter is shown, by the end of its name.
 UNITS = (("cpu_ms_a_minute", "{:,.0f} ms a minute"), ("_ms", "{:.2f} ms"),
-         ("_kib", "{:,.0f} KiB"), ("mib", "{:,.0f} MiB"), ("bytes", "{:,.0f} bytes"), ("per_second", "{:,.0f} a second"), ("", "{:,.0f}"))
+         ("_kib", "{:,.0f} KiB"), ("mib", "{:,.0f} MiB"),
+         ("bytes", "{:,.0f} bytes"), ("per_second", "{:,.0f} a second"), ("", "{:,.0f}"))
 
 
 @dataclasses.dataclass(frozen=True)

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <random>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -91,21 +92,28 @@ void OutputFile::openBeside() {
     }
 }
 
-// Beside it, by a name that nobody else chooses meanwhile.
 void OutputFile::openUnnamed() {
     const size_t slash = m_file.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : m_file.substr(0, slash + 1);
+    const std::string directory = slash == std::string::npos ? "./" : m_file.substr(0, slash + 1);
     m_fd.reset(::open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
-    m_beside = fmt::format("{}.{}.new", m_file, ::getpid());
+    m_beside = directory + ".volad-dev.";
 }
 
+// Beside it, by a name that nobody has taken.
 void OutputFile::nameUnnamed() {
+    constexpr int kMostTries = 100;
     const std::string unnamed = fmt::format("/proc/self/fd/{}", m_fd.get());
-    ::unlink(m_beside.c_str()); // of a tool that was killed here, and had our number
-    if (::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, m_beside.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+    const std::string begin = m_beside;
+    for (int i = 0; i < kMostTries && !m_named; ++i) {
+        m_beside = fmt::format("{}{:08x}", begin, std::random_device()());
+        m_named = ::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, m_beside.c_str(), AT_SYMLINK_FOLLOW) == 0;
+        if (!m_named && errno != EEXIST) {
+            break;
+        }
+    }
+    if (!m_named) {
         fail(errno);
     }
-    m_named = true;
 }
 
 void OutputFile::write(std::string_view document) {

@@ -70,10 +70,7 @@ public:
     void addDirectory(const fs::path& named) {
         const fs::path directory = plain(named);
         addWayOf(directory);
-        if (isDirectory(directory) && !isThereAnyway(directory) && !isShared(directory) &&
-            isSmall(directory)) {
-            m_paths.push_back(directory);
-        }
+        addItself(directory);
     }
     // A file with its neighbours, where those are its own; behind a link the real one as well.
     void addFile(const fs::path& file) {
@@ -110,12 +107,18 @@ public:
     }
 
 private:
+    void addItself(const fs::path& directory) {
+        if (isDirectory(directory) && !isThereAnyway(directory) && !isShared(directory) &&
+            isSmall(directory)) {
+            m_paths.push_back(directory);
+        }
+    }
     // What stands in front of a ".." has to be there too.
     void addWayOf(const fs::path& path) {
         fs::path way;
         for (const fs::path& part : path) {
             if (part == "..") {
-                addDirectory(way);
+                addItself(way);
             }
             way /= part;
         }

@@ -1,6 +1,7 @@
 #include "host/launch/machine_answers.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 #include "contract/places.h"
 #include "host/common/failure.h"
 #include "host/common/search_path.h"
-#include "host/sandbox/memory_file.h"
 #include "platform/processes/shell_query.h"
 
 namespace volad_dev {
@@ -47,16 +47,18 @@ bool isInPath(const std::string& path) {
 // reaches no terminal as it stands.
 class KeptErrors {
 public:
-    KeptErrors() : m_kept(fileInMemory("")), m_before(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
-        dup2(m_kept.get(), STDERR_FILENO);
+    KeptErrors() {
+        // No more of it: a write behind the end fails.
+        if (m_kept.valid() && m_before.valid() && ftruncate(m_kept.get(), kMost) == 0 &&
+            fcntl(m_kept.get(), F_ADD_SEALS, F_SEAL_GROW) == 0) {
+            dup2(m_kept.get(), STDERR_FILENO);
+        }
     }
     KeptErrors(const KeptErrors&) = delete;
     KeptErrors& operator=(const KeptErrors&) = delete;
     ~KeptErrors() {
         if (m_before.valid()) {
             dup2(m_before.get(), STDERR_FILENO);
-        } else {
-            close(STDERR_FILENO);
         }
     }
 
@@ -65,11 +67,14 @@ public:
         std::string text(kLongest, '\0');
         const ssize_t size = pread(m_kept.get(), text.data(), text.size(), 0);
         text.resize(size > 0 ? static_cast<size_t>(size) : 0);
-        return text.substr(0, text.find('\n'));
+        return text.substr(0, text.find_first_of(std::string_view("\n\0", 2)));
     }
 
 private:
-    em::UniqueFd m_kept, m_before;
+    static constexpr off_t kMost = 4096;
+
+    em::UniqueFd m_kept{memfd_create("errors", MFD_CLOEXEC | MFD_ALLOW_SEALING)};
+    em::UniqueFd m_before{fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)};
 };
 
 } // namespace

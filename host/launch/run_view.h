@@ -21,6 +21,9 @@ public:
     };
     // The settings tell what delay and job may take; reason 1 has no delay.
     RunView(Options options, const Settings& settings);
+    ~RunView() { clearLive(); }
+    RunView(const RunView&) = delete;
+    RunView& operator=(const RunView&) = delete;
 
     void trace(const std::string& line);
     // How far the run is; the last phase is on.

@@ -248,7 +248,7 @@ ShutdownRun RequestRun::conclude() {
     }
     const bool itsCommand =
         started.ofModule.size() == 1 && started.ofModule[0].commandLine() == m_options.action->command;
-    run.asAsked = run.end == askedEnd(m_options) && started.ofJob.empty() &&
+    run.asAsked = run.end == askedEnd(m_options) && started.ofJob.empty() && !m_recorder.wasCut() &&
                   (run.end == RunEnd::Command ? itsCommand : started.ofModule.empty());
     for (const CommandRecord& record : started.ofJob) {
         run.warnings.push_back(
@@ -269,6 +269,11 @@ ShutdownRun RequestRun::conclude() {
         run.warnings.push_back({"command-not-recorded",
                                 "what the module started left no record: the job removed "
                                 "it, or the right to write it"});
+    }
+    if (m_recorder.wasCut()) {
+        run.warnings.push_back({"record-cut",
+                                "the record of commands was cut: one that the job started may be "
+                                "missing"});
     }
     if (started.garbled > 0) {
         run.warnings.push_back(

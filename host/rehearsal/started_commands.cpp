@@ -14,31 +14,40 @@
 namespace volad_dev {
 namespace {
 
-// The service manager's verbs that end the system, and with ".target" behind them the units.
-constexpr std::array<std::string_view, 6> kEndings = {"poweroff", "reboot",      "halt",
-                                                      "kexec",    "soft-reboot", "exit"};
-constexpr std::array<std::string_view, 2> kUnitVerbs = {"start", "isolate"};
+// What ends the system, as a verb of the service manager or a unit: "reboot.target",
+// "systemd-reboot.service".
+constexpr std::array<std::string_view, 14> kEndings = {
+    "poweroff", "reboot",    "halt",      "kexec",  "soft-reboot", "exit",    "shutdown",
+    "final",    "runlevel0", "runlevel6", "rescue", "emergency",   "default", "ctrl-alt-del"};
+// Verbs that start nothing, whatever they name.
+constexpr std::array<std::string_view, 9> kHarmlessVerbs = {
+    "status", "is-active", "is-enabled", "is-failed", "show", "cat", "stop", "disable", "mask"};
 
 bool isEnding(std::string_view word) {
-    return std::ranges::find(kEndings, word) != kEndings.end();
+    constexpr std::string_view kPrefix = "systemd-";
+    word.remove_prefix(word.starts_with(kPrefix) ? kPrefix.size() : 0);
+    return std::ranges::find(kEndings, word.substr(0, word.find('.'))) != kEndings.end();
 }
 
-bool isEndingUnit(std::string_view unit) {
-    constexpr std::string_view kTarget = ".target";
-    return unit.ends_with(kTarget) && isEnding(unit.substr(0, unit.size() - kTarget.size()));
-}
-
-// All that is recorded is made to end the system, but for the service manager, which does much else.
-bool endsSystem(const CommandRecord& record) {
+bool isServiceManager(const CommandRecord& record) {
     using std::filesystem::path;
-    if (path(record.name).filename() != path(em::place::kServiceManager).filename()) {
+    const path manager = em::place::kServiceManager;
+    return record.file == manager || record.file == path("/bin") / manager.filename();
+}
+
+// All that is recorded is made to end the system, but for the service manager, which does much else. What is
+// not known to be harmless counts as an end.
+bool endsSystem(const CommandRecord& record) {
+    if (!isServiceManager(record)) {
         return true;
     }
     const auto verb = std::ranges::find_if(record.arguments,
                                            [](const std::string& word) { return !word.starts_with('-'); });
-    return verb != record.arguments.end() &&
-           (isEnding(*verb) || (std::ranges::find(kUnitVerbs, *verb) != kUnitVerbs.end() &&
-                                std::any_of(verb, record.arguments.end(), isEndingUnit)));
+    if (verb != record.arguments.end() && std::ranges::find(kHarmlessVerbs, *verb) != kHarmlessVerbs.end()) {
+        return false;
+    }
+    return std::ranges::any_of(record.arguments,
+                               [](const std::string& word) { return word == "isolate" || isEnding(word); });
 }
 
 // Not collected by anybody yet. The module leaves the command that it starts to whoever collects it, so that

@@ -84,7 +84,18 @@ void walkTree(const std::string& directory, size_t& entries,
             std::string below = (path == "/" ? "" : path) + '/';
             below += name;
             // Not as the listing has it: that is what lies below where something is mounted on the entry.
-            const unsigned char type = typeOf(below);
+            struct stat status = {};
+            if (fstatat(dirfd(listing.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+                if (errno == ENOENT) {
+                    continue; // gone again
+                }
+                if (errno != EACCES && errno != EPERM) {
+                    refuse(below, strerrordesc_np(errno));
+                }
+                visit(path, DT_WHT); // it tells names only, and its owner may open it inside
+                break;
+            }
+            const auto type = static_cast<unsigned char>(IFTODT(status.st_mode));
             if (visit(below, type) && type == DT_DIR) {
                 left.push_back(std::move(below));
             }

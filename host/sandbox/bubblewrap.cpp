@@ -22,6 +22,10 @@
 namespace volad_dev {
 namespace {
 
+// No core, and none for the program that the machine hands them to, which runs outside: to the kernel that is
+// what a bound of one byte means, and none of 0 bytes does.
+constexpr rlimit kNoCore = {1, 1};
+
 // Of bubblewrap: a shell that gives the command its own standard error back and becomes it.
 std::vector<std::string> commandLine(const std::vector<std::string>& command) {
     std::vector<std::string> line = {
@@ -96,9 +100,6 @@ void resetSignals() {
 [[noreturn]] void becomeBubblewrap(const Launch& launch, const SandboxOptions& options, pid_t launcher,
                                    char* const argv[]) {
     placeDescriptors(launch, options);
-    // No core, and none for the program that the machine hands them to, which runs outside: to the kernel
-    // that is what a bound of one byte means.
-    constexpr rlimit kNoCore = {1, 1};
     setrlimit(RLIMIT_CORE, &kNoCore);
     try {
         layPrivateMounts(launch.mounts, {STDIN_FILENO, STDOUT_FILENO, kErrorFd});
@@ -139,11 +140,20 @@ pid_t startBubblewrap(const Launch& launch, const SandboxOptions& options,
     std::vector<std::string> line = commandLine(command);
     const std::vector<char*> argv = pointers(line);
     const pid_t launcher = getpid();
+    rlimit cores = {};
+    getrlimit(RLIMIT_CORE, &cores);
+    if (cores.rlim_max < kNoCore.rlim_max) {
+        setrlimit(RLIMIT_CORE, &kNoCore); // only root may, and out here alone
+    }
     // Not by fork, with which a sanitizer's thread comes up in the child as well.
     const auto child =
         static_cast<pid_t>(syscall(SYS_clone, kPrivateNamespaces | SIGCHLD, nullptr, nullptr, nullptr, 0));
+    const int error = errno;
+    if (child != 0 && cores.rlim_max < kNoCore.rlim_max) {
+        setrlimit(RLIMIT_CORE, &cores);
+    }
     if (child < 0) {
-        throw std::system_error(errno, std::generic_category(), "clone");
+        throw std::system_error(error, std::generic_category(), "clone");
     }
     if (child == 0) {
         becomeBubblewrap(launch, options, launcher, argv.data());

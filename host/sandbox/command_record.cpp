@@ -22,6 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr off_t kReserved = off_t{64} << 10;
+constexpr size_t kMostFiles = 16; // that are held; who puts more of them there hides something
 
 bool isObject(const rapidjson::Value& value, const char* name) {
     return value.HasMember(name) && value[name].IsObject();
@@ -109,28 +110,36 @@ std::optional<CommandRecord> parse(std::string_view line) {
     CommandRecord record;
     const bool whole =
         !document.HasParseError() && document.IsObject() && take(document, "name", record.name) &&
-        take(document, "pid", record.pid) && takeAncestors(document, record.ancestors) &&
-        takeArguments(document, record.arguments) && take(document, "time", record.time) &&
-        take(document, "monotonic", record.monotonic) && take(document, "directory", record.directory) &&
-        take(document, "blocked", record.blocked) && takeDescriptors(document, record.descriptors);
+        take(document, "file", record.file) && take(document, "pid", record.pid) &&
+        takeAncestors(document, record.ancestors) && takeArguments(document, record.arguments) &&
+        take(document, "time", record.time) && take(document, "monotonic", record.monotonic) &&
+        take(document, "directory", record.directory) && take(document, "blocked", record.blocked) &&
+        takeDescriptors(document, record.descriptors);
     return whole ? std::optional(record) : std::nullopt;
 }
 
-// Of a file only, and never waiting; empty where there is none.
-std::string contentOf(const std::string& path, size_t most) {
-    const em::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
-    struct stat status = {};
-    if (!file.valid() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return "";
-    }
-    std::string content(std::min(static_cast<size_t>(status.st_size), most), '\0');
+std::string contentOf(int file, off_t size) {
+    std::string content(std::min(static_cast<size_t>(size), CommandRecorder::kMostRead), '\0');
     size_t done = 0;
-    for (ssize_t count; done < content.size() &&
-                        (count = ::read(file.get(), content.data() + done, content.size() - done)) > 0;) {
+    for (ssize_t count;
+         done < content.size() &&
+         (count = pread(file, content.data() + done, content.size() - done, static_cast<off_t>(done))) > 0;) {
         done += static_cast<size_t>(count);
     }
     content.resize(done);
     return content;
+}
+
+// The records of all whole lines; counts those that are none.
+void takeRecords(const std::string& content, std::vector<CommandRecord>& records, size_t& garbled) {
+    for (size_t begin = 0, end = 0; (end = content.find('\n', begin)) != std::string::npos; begin = end + 1) {
+        std::optional<CommandRecord> record = parse(std::string_view(content).substr(begin, end - begin));
+        if (record) {
+            records.push_back(std::move(*record));
+        } else {
+            ++garbled;
+        }
+    }
 }
 
 // Takes the events out; which ones they are does not matter, the file is read anew.
@@ -162,20 +171,43 @@ CommandRecorder::CommandRecorder(std::string file)
     const em::UniqueFd record(
         open(m_file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0644));
     static_cast<void>(fallocate(record.get(), FALLOC_FL_KEEP_SIZE, 0, kReserved));
+    holdWhatIsThere();
+}
+
+// A file only, and without waiting. Held, so that a job that removes it takes nothing back; made anew where
+// it is gone, so that what comes next is held from its begin.
+void CommandRecorder::holdWhatIsThere() const {
+    em::UniqueFd file(open(m_file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0644));
+    struct stat status = {};
+    if (!file.valid() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return;
+    }
+    const bool held = std::ranges::any_of(m_held, [&](const Held& each) {
+        return each.inode == status.st_ino && each.device == status.st_dev;
+    });
+    if (held) {
+        return;
+    }
+    if (m_held.size() == kMostFiles) {
+        m_cut = true;
+        return;
+    }
+    m_held.push_back({std::move(file), status.st_dev, status.st_ino, 0});
 }
 
 std::vector<CommandRecord> CommandRecorder::read(size_t* skipped) const {
     takeEvents(m_watch.get()); // first: what is appended while reading is an event again
     std::vector<CommandRecord> records;
     size_t garbled = 0;
-    const std::string content = contentOf(m_file, kMostRead);
-    for (size_t begin = 0, end = 0; (end = content.find('\n', begin)) != std::string::npos; begin = end + 1) {
-        std::optional<CommandRecord> record = parse(std::string_view(content).substr(begin, end - begin));
-        if (record) {
-            records.push_back(std::move(*record));
-        } else {
-            ++garbled;
+    holdWhatIsThere();
+    for (Held& held : m_held) {
+        struct stat status = {};
+        if (fstat(held.file.get(), &status) != 0) {
+            continue;
         }
+        m_cut = m_cut || status.st_size < held.largest;
+        held.largest = std::max(held.largest, status.st_size);
+        takeRecords(contentOf(held.file.get(), status.st_size), records, garbled);
     }
     if (skipped != nullptr) {
         *skipped = garbled;

@@ -1,6 +1,8 @@
 // What the recorder wrote down about the commands that the module started.
 #pragma once
 
+#include <sys/types.h>
+
 #include <algorithm>
 #include <chrono>
 #include <map>
@@ -15,6 +17,7 @@ namespace volad_dev {
 
 struct CommandRecord {
     std::string name;           // as the command was called
+    std::string file;           // what was run, as it was named for that
     int pid = 0;                // its process, and the one that started it, as they are numbered inside
     std::vector<int> ancestors; // the parent first, up to the first process
     std::vector<std::string> arguments;
@@ -33,16 +36,21 @@ struct CommandRecord {
 
 // Reads and waits for records. Make it before the command may be started: it sees what is appended from then
 // on, and what was there already. One thread at a time.
-// A job may write into the file or put something else in its place: what is no record is skipped, and what is
-// no file is not there. Nothing of it makes a call hang or throw.
+// A job may write into the file, remove it or put something else in its place: what is no record is skipped,
+// what is no file is not there, and a file that was seen once is read on, whatever its name is by now.
+// Nothing of it makes a call hang or throw.
 class CommandRecorder {
 public:
     // Throws std::system_error when the directory cannot be watched.
     explicit CommandRecorder(std::string file = layout::kCommandRecord);
 
-    // The records of all whole lines so far, of at most kMostRead bytes. skipped: how many lines were none.
+    // The records of all whole lines so far, of at most kMostRead bytes a file. skipped: how many lines were
+    // none.
     [[nodiscard]] std::vector<CommandRecord> read(size_t* skipped = nullptr) const;
     static constexpr size_t kMostRead = size_t{4} << 20;
+
+    // Whether a read found less than an earlier one: something may be missing.
+    [[nodiscard]] bool wasCut() const { return m_cut; }
 
     // Readable once something was appended since the last read().
     [[nodiscard]] int fd() const { return m_watch.get(); }
@@ -52,8 +60,19 @@ public:
                                                              size_t index = 0) const;
 
 private:
+    struct Held {
+        em::UniqueFd file;
+        dev_t device;
+        ino_t inode;
+        off_t largest;
+    };
+    void holdWhatIsThere() const;
+
     std::string m_file;
     em::UniqueFd m_watch;
+    // What was in its place so far, the first one first. A read takes note of it.
+    mutable std::vector<Held> m_held;
+    mutable bool m_cut = false;
 };
 
 } // namespace volad_dev

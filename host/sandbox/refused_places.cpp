@@ -1,5 +1,6 @@
 #include "host/sandbox/refused_places.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -81,6 +82,7 @@ constexpr std::array<std::string_view, 16> kKernelFileSystems = {
     "tracefs", "securityfs", "configfs", "efivarfs", "mqueue", "binfmt_misc", "fusectl", "pstore"};
 
 struct Mount {
+    uint64_t id = 0;
     std::string device, root; // the file system, and what of it is mounted
     std::string place, type;
 };
@@ -106,8 +108,10 @@ std::vector<Mount> mounts() {
         std::istringstream fields(line);
         std::string field;
         Mount mount;
-        for (int number = 1; fields >> field; ++number) {
-            if (number == 3) {
+        for (int number = 1; std::getline(fields, field, ' '); ++number) { // other blanks are part of a name
+            if (number == 1) {
+                mount.id = std::stoull(field);
+            } else if (number == 3) {
                 mount.device = field;
             } else if (number == 4) {
                 mount.root = unescaped(field);
@@ -125,6 +129,14 @@ std::vector<Mount> mounts() {
 
 // What a path lies on: the last one of the longest name.
 Mount mountOf(const std::string& path, const std::vector<Mount>& all) {
+    struct statx status = {};
+    if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_MNT_ID, &status) == 0 &&
+        (status.stx_mask & STATX_MNT_ID) != 0) {
+        const auto found = std::ranges::find(all, status.stx_mnt_id, &Mount::id);
+        if (found != all.end() && isWithin(path, found->place)) {
+            return *found;
+        }
+    }
     Mount around;
     for (const Mount& mount : all) {
         if (isWithin(path, mount.place) && mount.place.size() >= around.place.size()) {
@@ -139,35 +151,62 @@ struct Spot {
     std::string device, path;
 };
 
+// Nothing where the kernel does not tell which part of the file system is mounted, as of NFS.
 Spot spotOf(const std::string& path, const std::vector<Mount>& all) {
     const Mount mount = mountOf(path, all);
+    if (mount.type.starts_with("nfs")) {
+        return {};
+    }
     const std::string below = mount.place == "/" ? path : path.substr(mount.place.size());
     const std::string spot = (mount.root == "/" ? "" : mount.root) + (below == "/" ? "" : below);
     return {mount.device, spot.empty() ? "/" : spot};
 }
 
+bool covers(const RefusedPlace& refused, const std::string& place, const std::string& path) {
+    return path == place || (refused.extent == Extent::Below && isWithin(path, place));
+}
+
+template <size_t N>
+std::string faultByName(const std::array<RefusedPlace, N>& table, const std::string& path) {
+    for (const RefusedPlace& refused : table) {
+        std::error_code ignored;
+        if (covers(refused, refused.place, path)) {
+            return fmt::format("{} is {}", refused.place, refused.what);
+        }
+        if (isWithin(refused.place, path) && fs::exists(refused.place, ignored)) {
+            return fmt::format("it holds {}, {}", refused.place, refused.what);
+        }
+    }
+    return "";
+}
+
+// Whether it is the place by another name, lies in it or holds it, or lies in what is mounted in the place.
+bool isBySpot(const RefusedPlace& refused, const std::string& real, const Spot& spot,
+              const std::vector<Mount>& all) {
+    const Spot place = spotOf(real, all);
+    if (spot.device.empty()) {
+        return false;
+    }
+    const bool same = place.device == spot.device &&
+                      (covers(refused, place.path, spot.path) || isWithin(place.path, spot.path));
+    return same || std::ranges::any_of(all, [&](const Mount& mount) {
+               return covers(refused, real, mount.place) && mount.device == spot.device &&
+                      covers(refused, mount.root, spot.path);
+           });
+}
+
 template <size_t N>
 std::string faultIn(const std::array<RefusedPlace, N>& table, const std::string& path,
                     const std::vector<Mount>& all) {
+    const std::string fault = faultByName(table, path);
+    if (!fault.empty()) {
+        return fault;
+    }
     const Spot spot = spotOf(path, all);
     for (const RefusedPlace& refused : table) {
-        const auto covers = [&](const std::string& place, const std::string& what) {
-            return what == place || (refused.extent == Extent::Below && isWithin(what, place));
-        };
-        if (covers(refused.place, path)) {
-            return fmt::format("{} is {}", refused.place, refused.what);
-        }
         std::error_code failed;
         const std::string real = fs::canonical(refused.place, failed);
-        if (failed) {
-            continue;
-        }
-        if (isWithin(refused.place, path)) {
-            return fmt::format("it holds {}, {}", refused.place, refused.what);
-        }
-        const Spot place = spotOf(real, all);
-        if (place.device == spot.device &&
-            (covers(place.path, spot.path) || isWithin(place.path, spot.path))) {
+        if (!failed && isBySpot(refused, real, spot, all)) {
             return fmt::format("{} is or holds {} by another name, {}", path, refused.place, refused.what);
         }
     }
@@ -177,7 +216,7 @@ std::string faultIn(const std::array<RefusedPlace, N>& table, const std::string&
 std::string faultOf(const std::string& path, PathUse use, const std::vector<Mount>& all) {
     std::string fault = faultIn(kRefused, path, all);
     if (fault.empty() && use != PathUse::Write) {
-        fault = faultIn(kNotShown, path, all);
+        fault = faultByName(kNotShown, path); // only its name inside counts
     }
     if (fault.empty() && use == PathUse::Copy) {
         fault = faultIn(kNotCopied, path, all);

@@ -76,6 +76,10 @@ void addSystem(Arguments& arguments, const SandboxOptions& options, const Visibl
                const std::string& standIn, const SandboxFiles& files) {
     add(arguments, {"--ro-bind", "/usr", "/usr", "--tmpfs", "/run"});
     add(arguments, {"--ro-bind", kBin, kRealBin, "--ro-bind", kPlaceOfBin, kBin});
+    for (const char* each : {"lib", "libexec", "share"}) { // where a program looks beside its own directory
+        add(arguments,
+            {"--symlink", (std::string("/usr/") + each).c_str(), (std::string("/run/") + each).c_str()});
+    }
     for (const fs::path& hidden : {fs::path(layout::kServiceManager), kBin / nameOfTool()}) {
         coverProgram(arguments, paths, hidden);
     }

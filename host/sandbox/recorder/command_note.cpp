@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,6 +44,13 @@ double seconds(clockid_t clock) {
 std::string workingDirectory() {
     const std::unique_ptr<char, void (*)(void*)> path(get_current_dir_name(), std::free);
     return path ? path.get() : "";
+}
+
+// By which path, whatever it was called: a caller may give it another name.
+std::string executedFile() {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel's way to hand it over
+    const auto* const file = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+    return file != nullptr ? file : "";
 }
 
 // The mask as the kernel prints it: hexadecimal, signal 1 in the lowest bit.
@@ -125,9 +133,10 @@ bool noteCommand(int argc, char** argv) {
     static_cast<void>(std::snprintf(numbers, sizeof numbers, "\"pid\":%d,\"time\":%.6f,\"monotonic\":%.6f",
                                     getpid(), seconds(CLOCK_REALTIME), seconds(CLOCK_MONOTONIC)));
     const std::string line =
-        "{\"name\":" + quoted(argc > 0 ? argv[0] : "") + ",\"arguments\":[" + argumentList(argc, argv) +
-        "],\"ancestors\":[" + ancestors() + "]," + numbers + ",\"directory\":" + quoted(workingDirectory()) +
-        ",\"blocked\":" + quoted(blockedSignals()) + ",\"descriptors\":{" + descriptors + "}}\n";
+        "{\"name\":" + quoted(argc > 0 ? argv[0] : "") + ",\"file\":" + quoted(executedFile()) +
+        ",\"arguments\":[" + argumentList(argc, argv) + "],\"ancestors\":[" + ancestors() + "]," + numbers +
+        ",\"directory\":" + quoted(workingDirectory()) + ",\"blocked\":" + quoted(blockedSignals()) +
+        ",\"descriptors\":{" + descriptors + "}}\n";
     return append(line);
 }
 

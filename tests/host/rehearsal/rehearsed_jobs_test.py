@@ -141,17 +141,21 @@ class HostileJobs(Rehearsal):
         self.assertEqual(self.warnings(run), {"record-garbled"})
 
     def test_a_command_of_the_jobs_is_not_the_modules(self):
-        self.write_job("/sbin/reboot -f; (sleep 0.5; /sbin/halt) &")
-        run, _ = self.rehearse(code=1)
-        self.assertEqual((run["end"], run["command"]["line"], run["asAsked"]), ("command", "/sbin/poweroff", False))
-        self.assertIn("command-by-job", self.warnings(run))
+        for script in "/sbin/reboot -f; (sleep 0.5; /sbin/halt) &", "/sbin/poweroff; rm $VOLAD_SCRATCH/*":
+            self.write_job(script)
+            run, _ = self.rehearse(code=1)
+            self.assertEqual((run["end"], run["command"]["line"], run["asAsked"]), ("command", "/sbin/poweroff", False))
+            self.assertIn("command-by-job", self.warnings(run))
 
     def test_the_service_manager_ends_the_system_by_some_of_its_verbs_only(self):
         other, ending = (0, "service-manager-not-real"), (1, "command-by-job")
-        for words, (code, warning) in (("stop app.service", other), ("-q is-active poweroff", other),
-                                       ("--no-wall reboot", ending), ("isolate halt.target", ending)):
+        for words, (code, warning) in (("systemctl stop app.service", other), ("systemctl -q is-active poweroff", other),
+                                       ("systemctl restart app reload", other), ("systemctl --message bye reboot", ending),
+                                       ("systemctl isolate other", ending), ("systemctl start systemd-halt.service", ending),
+                                       ("systemctl start runlevel6.target", ending),
+                                       ("exec -a systemctl /sbin/poweroff status", ending)):
             with self.subTest(words=words):
-                self.write(job={"name": f"systemctl {words}", "directory": "/"})
+                self.write(job={"name": f"bash -c '{words}'", "directory": "/"})
                 run, _ = self.rehearse("--systemctl", code=code)
                 self.assertEqual((run["asAsked"], self.warnings(run)), (not code, {warning}))
 
@@ -161,7 +165,7 @@ class HostileJobs(Rehearsal):
         self.assertEqual([line.rsplit(": ", 1)[-1] for line in run["job"]["output"]], ["Permission denied"] * 2 + ["1"])
 
     def test_a_forged_record_is_not_the_modules_and_a_lost_one_is_told(self):
-        forged = {"name": "/sbin/poweroff", "arguments": [], "time": 1, "monotonic": 1e300, "directory": "/forged",
+        forged = {"name": "/sbin/poweroff", "file": "/sbin/poweroff", "arguments": [], "time": 1, "monotonic": 1e300, "directory": "/forged",
                   "blocked": "", "descriptors": {}, "pid": 99}
         for lock, warning in (("", "command-by-job"), ("; chmod 444 $f", "command-by-job"),
                               ("; : > $f; chmod 444 $f", "command-not-recorded")):

@@ -55,7 +55,7 @@ TEST_F(CommandRecordTest, AWaitEndsWithTheRealRecordersRecordNotWithItsTime) {
 // What a job writes into the file, and how many lines of it are none.
 TEST_F(CommandRecordTest, WhatIsNoRecordIsSkippedAndTheNextRecordIsReadAllTheSame) {
     const std::string good =
-        R"({"name":"/sbin/halt","pid":1,"ancestors":[2],"arguments":[],"time":1,"monotonic":1,)"
+        R"({"name":"/sbin/halt","file":"/sbin/halt","pid":1,"ancestors":[2],"arguments":[],"time":1,"monotonic":1,)"
         R"("directory":"/","blocked":"0","descriptors":{"0":"x"}})";
     const auto with = [&](const char* part, const char* instead) {
         return std::string(good).replace(good.find(part), std::string(part).size(), instead) + '\n';
@@ -110,6 +110,19 @@ TEST_F(CommandRecordTest, NothingInPlaceOfTheFileHangsOrThrows) {
         EXPECT_NE(WEXITSTATUS(std::system("timeout 10 /sbin/poweroff 2>/dev/null")), 124);
         EXPECT_FALSE(recorder.waitForRecord(1ms).has_value());
     }
+}
+
+TEST_F(CommandRecordTest, AFileThatWasSeenIsReadOnWhateverBecomesOfItsName) {
+    const CommandRecorder recorder;
+    const char* const away[] = {"rm /scratch/*", "mv /scratch/command-record.jsonl /scratch/old", "true"};
+    for (size_t i = 0; i < std::size(away); ++i) {
+        ASSERT_EQ(std::system((std::string("/sbin/reboot; ") + away[i]).c_str()), 0);
+        EXPECT_EQ(recorder.read().size(), i + 1);
+    }
+    EXPECT_FALSE(recorder.wasCut());
+    fs::resize_file(kRecord, 0);
+    EXPECT_EQ(recorder.read().size(), std::size(away) - 1);
+    EXPECT_TRUE(recorder.wasCut());
 }
 
 TEST_F(CommandRecordTest, AJobThatFillsTheDirectoryLeavesRoomForTheRecord) {

@@ -228,6 +228,21 @@ print(os.path.exists("{self.directory}/bound/below"))"""
         os.chmod(f"{bound}/closed", 0o777)
         self.assertEqual(self.sh(f"cd {bound}; find . | sort", "--copy", bound), ".\n./below\n./closed\n./mounted\n")
 
+    def test_no_socket_behind_a_directory_of_names_or_a_long_path_leads_out(self):
+        self.listening("scratch/names/socket")
+        os.chmod(self.directory / "scratch/names", 0o444)
+        if self.caller:
+            os.chown(self.directory / "scratch/names", NOBODY, NOBODY)
+        script = """
+os.chmod("/scratch/names", 0o755)
+tried("connect", connect, "/scratch/names/socket")"""
+        done = self.tool("--scratch", str(self.directory / "scratch"), "--", "python3", "-c", PRELUDE + script)
+        self.assertNotIn("done", done.stdout)
+        deep = str(self.directory / "deep")
+        made = f"import os\nos.mkdir('{deep}'); os.chdir('{deep}')\nfor _ in range(22): os.mkdir('d' * 200); os.chdir('d' * 200)"
+        subprocess.run([*self.caller, sys.executable, "-c", made], check=True)
+        self.refused("File name too long", "--bind", deep)
+
     def test_a_way_out_is_not_bound_by_itself(self):
         for path in (self.listening("socket"), self.entry("fifo", os.mkfifo)):
             self.refused("leads out of the sandbox", "--bind", path)
@@ -457,7 +472,11 @@ class SecondMounts(unittest.TestCase):
     def test_the_machines_places_are_refused_where_they_are_mounted_once_more(self):
         here = self.directory
         engine = f"mount -t tmpfs none /var/lib; mkdir {self.mounted}/below; ln -s {self.mounted} /var/lib/docker"
-        for prepared, option in (*((f"mount --bind {source} {self.mounted}", "--bind")
+        lock = f"mount -t tmpfs none /run/lock; mount --bind /run/lock {self.mounted}"
+        moved = f"mkdir {here}/old; mount --bind /etc {here}/old; mount -t tmpfs none {self.mounted}; mount --move {here}/old "
+        odd = f"mkdir '{self.mounted}/\v'; mount --bind /proc '{self.mounted}/\v'"
+        for prepared, option in ((moved + self.mounted, "--bind"), (odd, "--bind"), (lock, "--bind"),
+                                 *((f"mount --bind {source} {self.mounted}", "--bind")
                                    for source in ("/", "/usr", "/run", "/run/lock", "/proc", "/dev/pts")),
                                  (f"mount --bind /etc/opt {self.mounted}", "--scratch"), (engine, "--bind")):
             for path in (here, self.mounted) + (f"{self.mounted}/below",) * (prepared == engine):
