@@ -198,7 +198,7 @@ bool isBySpot(const RefusedPlace& refused, const std::string& real, const Spot& 
 template <size_t N>
 std::string faultIn(const std::array<RefusedPlace, N>& table, const std::string& path,
                     const std::vector<Mount>& all) {
-    const std::string fault = faultByName(table, path);
+    std::string fault = faultByName(table, path);
     if (!fault.empty()) {
         return fault;
     }
