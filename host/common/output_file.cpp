@@ -73,6 +73,9 @@ bool OutputFile::isStandardOutput() const {
 void OutputFile::openBeside() {
     struct stat old = {};
     const bool exists = ::lstat(m_file.c_str(), &old) == 0;
+    if (!exists && errno != ENOENT) {
+        fail(errno);
+    }
     if (exists && (!S_ISREG(old.st_mode) || old.st_nlink > 1 ||
                    ::faccessat(AT_FDCWD, m_file.c_str(), W_OK, AT_EACCESS) != 0)) {
         return;
@@ -100,7 +103,7 @@ void OutputFile::openUnnamed() {
 }
 
 // Beside it, by a name that nobody has taken.
-void OutputFile::nameUnnamed() {
+bool OutputFile::nameUnnamed() {
     constexpr int kMostTries = 100;
     const std::string unnamed = fmt::format("/proc/self/fd/{}", m_fd.get());
     const std::string begin = m_beside;
@@ -111,7 +114,17 @@ void OutputFile::nameUnnamed() {
             break;
         }
     }
-    if (!m_named) {
+    return m_named;
+}
+
+// Where it may be written and not replaced: another's in a directory like "/tmp", a mount, no "/proc".
+void OutputFile::writeInPlace(std::string_view document) {
+    m_fd.reset(::open(m_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666));
+    if (!m_fd.valid()) {
+        fail(errno);
+    }
+    put(document);
+    if (!m_fd.closeChecked()) {
         fail(errno);
     }
 }
@@ -127,11 +140,13 @@ void OutputFile::write(std::string_view document) {
         fail(errno);
     }
     put(document);
-    if (!m_beside.empty() && !m_named) {
-        nameUnnamed();
-    }
-    if (!m_fd.closeChecked() || (!m_beside.empty() && ::rename(m_beside.c_str(), m_file.c_str()) != 0)) {
+    const bool named = m_beside.empty() || m_named || nameUnnamed();
+    if (!m_fd.closeChecked()) {
         fail(errno);
+    }
+    if (!named || (!m_beside.empty() && ::rename(m_beside.c_str(), m_file.c_str()) != 0)) {
+        writeInPlace(document);
+        return;
     }
     m_named = false;
 }

@@ -16,7 +16,8 @@ CLI::Option* addOutputOption(CLI::App& app, const char* option, std::string& tar
 
 // Opened before the work, so that none is done for a file that cannot be had. A file is replaced as a whole,
 // by a rename of one that has no name until then, so that nothing is left of a tool that is killed; what is
-// no file of its own (a device, a FIFO, a link such as /dev/fd/3) is written in place.
+// no file of its own (a device, a FIFO, a link such as /dev/fd/3), or cannot be replaced, is written in
+// place.
 class OutputFile {
 public:
     enum class Way { Whole, InPlace }; // in place: for who may not rename in the directory later
@@ -36,7 +37,8 @@ private:
     [[nodiscard]] bool isStandardOutput() const;
     void openBeside();
     void openUnnamed();
-    void nameUnnamed();
+    [[nodiscard]] bool nameUnnamed();
+    void writeInPlace(std::string_view document);
     void put(std::string_view document) const;
     [[noreturn]] void fail(int error) const;
 

@@ -25,7 +25,8 @@ namespace fs = std::filesystem;
 constexpr std::array<std::string_view, 9> kThereAnyway = {"/usr",   "/etc",  "/bin", "/sbin", "/lib",
                                                           "/lib64", "/proc", "/dev", "/sys"};
 // Shared by all: of these the one file is bound, never the place.
-constexpr std::array<std::string_view, 6> kShared = {"/", "/tmp", "/opt", "/run", "/var", "/var/tmp"};
+constexpr std::array<std::string_view, 7> kShared = {"/",    "/tmp",     "/opt",    "/run",
+                                                     "/var", "/var/tmp", "/var/lib"};
 
 bool isThereAnyway(const fs::path& path) {
     return std::ranges::any_of(kThereAnyway,

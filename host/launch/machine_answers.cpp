@@ -1,7 +1,6 @@
 #include "host/launch/machine_answers.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include "base/unique_fd.h"
 #include "contract/places.h"
 #include "host/common/failure.h"
+#include "host/common/pipe.h"
 #include "host/common/search_path.h"
 #include "platform/processes/shell_query.h"
 
@@ -43,15 +43,16 @@ bool isInPath(const std::string& path) {
     });
 }
 
-// The standard error of this process and its children goes into memory while it lives: what others write
-// reaches no terminal as it stands.
+// The standard error of this process and its children goes into a pipe while it lives, which holds more than
+// anybody writes there: it reaches no terminal as it stands.
 class KeptErrors {
 public:
     KeptErrors() {
-        // No more of it: a write behind the end fails.
-        if (m_kept.valid() && m_before.valid() && ftruncate(m_kept.get(), kMost) == 0 &&
-            fcntl(m_kept.get(), F_ADD_SEALS, F_SEAL_GROW) == 0) {
-            dup2(m_kept.get(), STDERR_FILENO);
+        constexpr int kRoom = 1 << 20; // bytes
+        fcntl(m_pipe.writeEnd.get(), F_SETPIPE_SZ, kRoom);
+        fcntl(m_pipe.readEnd.get(), F_SETFL, O_NONBLOCK);
+        if (m_before.valid()) {
+            dup2(m_pipe.writeEnd.get(), STDERR_FILENO);
         }
     }
     KeptErrors(const KeptErrors&) = delete;
@@ -65,15 +66,13 @@ public:
     [[nodiscard]] std::string firstLine() const {
         constexpr size_t kLongest = 200;
         std::string text(kLongest, '\0');
-        const ssize_t size = pread(m_kept.get(), text.data(), text.size(), 0);
+        const ssize_t size = read(m_pipe.readEnd.get(), text.data(), text.size());
         text.resize(size > 0 ? static_cast<size_t>(size) : 0);
-        return text.substr(0, text.find_first_of(std::string_view("\n\0", 2)));
+        return text.substr(0, text.find('\n'));
     }
 
 private:
-    static constexpr off_t kMost = 4096;
-
-    em::UniqueFd m_kept{memfd_create("errors", MFD_CLOEXEC | MFD_ALLOW_SEALING)};
+    Pipe m_pipe = makePipe();
     em::UniqueFd m_before{fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)};
 };
 

@@ -250,11 +250,13 @@ ShutdownRun RequestRun::conclude() {
         started.ofModule.size() == 1 && started.ofModule[0].commandLine() == m_options.action->command;
     run.asAsked = run.end == askedEnd(m_options) && started.ofJob.empty() && !m_recorder.wasCut() &&
                   (run.end == RunEnd::Command ? itsCommand : started.ofModule.empty());
-    for (const CommandRecord& record : started.ofJob) {
+    if (!started.ofJob.empty()) {
+        const size_t more = started.ofJob.size() - 1;
         run.warnings.push_back(
-            {"command-by-job", fmt::format("the job itself started {}, which would have ended "
-                                           "this system then",
-                                           record.commandLine())});
+            {"command-by-job",
+             fmt::format("the job itself started {}{}, which would have ended this system then",
+                         started.ofJob.front().commandLine(),
+                         more == 0 ? "" : fmt::format(" and {} more", more))});
     }
     if (!started.harmless.empty()) {
         run.warnings.push_back(

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "contract/places.h"
 
@@ -16,12 +17,31 @@ namespace {
 
 // What ends the system, as a verb of the service manager or a unit: "reboot.target",
 // "systemd-reboot.service".
-constexpr std::array<std::string_view, 14> kEndings = {
-    "poweroff", "reboot",    "halt",      "kexec",  "soft-reboot", "exit",    "shutdown",
-    "final",    "runlevel0", "runlevel6", "rescue", "emergency",   "default", "ctrl-alt-del"};
+constexpr std::array<std::string_view, 17> kEndings = {"poweroff",
+                                                       "reboot",
+                                                       "halt",
+                                                       "kexec",
+                                                       "soft-reboot",
+                                                       "exit",
+                                                       "shutdown",
+                                                       "final",
+                                                       "runlevel0",
+                                                       "runlevel6",
+                                                       "rescue",
+                                                       "emergency",
+                                                       "default",
+                                                       "ctrl-alt-del",
+                                                       "hibernate",
+                                                       "hybrid-sleep",
+                                                       "suspend-then-hibernate"};
 // Verbs that start nothing, whatever they name.
-constexpr std::array<std::string_view, 9> kHarmlessVerbs = {
-    "status", "is-active", "is-enabled", "is-failed", "show", "cat", "stop", "disable", "mask"};
+constexpr std::array<std::string_view, 6> kHarmlessVerbs = {"status", "show",    "cat",
+                                                            "stop",   "disable", "mask"};
+// Options whose value is a word of its own.
+constexpr std::array<std::string_view, 20> kValued = {
+    "-p",      "-P",        "-t",       "-n",         "-o",     "-s",       "-H",
+    "-M",      "--message", "--when",   "--root",     "--type", "--lines",  "--job-mode",
+    "--state", "--output",  "--signal", "--property", "--host", "--machine"};
 
 bool isEnding(std::string_view word) {
     constexpr std::string_view kPrefix = "systemd-";
@@ -29,25 +49,41 @@ bool isEnding(std::string_view word) {
     return std::ranges::find(kEndings, word.substr(0, word.find('.'))) != kEndings.end();
 }
 
+// By what was run and by the name it was called: by that of another command it does what that does.
 bool isServiceManager(const CommandRecord& record) {
     using std::filesystem::path;
-    const path manager = em::place::kServiceManager;
-    return record.file == manager || record.file == path("/bin") / manager.filename();
+    const path manager = path(em::place::kServiceManager).filename();
+    return path(record.file).filename() == manager && path(record.name).filename() == manager;
 }
 
-// All that is recorded is made to end the system, but for the service manager, which does much else. What is
-// not known to be harmless counts as an end.
+// The verb and what it names.
+std::vector<std::string_view> wordsOf(const CommandRecord& record) {
+    std::vector<std::string_view> words;
+    for (size_t i = 0; i < record.arguments.size(); ++i) {
+        const std::string_view word = record.arguments[i];
+        if (std::ranges::find(kValued, word) != kValued.end()) {
+            ++i;
+        } else if (!word.starts_with('-')) {
+            words.push_back(word);
+        }
+    }
+    return words;
+}
+
+// All that is recorded is made to end the system, but for the service manager, which does much else.
 bool endsSystem(const CommandRecord& record) {
     if (!isServiceManager(record)) {
         return true;
     }
-    const auto verb = std::ranges::find_if(record.arguments,
-                                           [](const std::string& word) { return !word.starts_with('-'); });
-    if (verb != record.arguments.end() && std::ranges::find(kHarmlessVerbs, *verb) != kHarmlessVerbs.end()) {
+    const std::vector<std::string_view> words = wordsOf(record);
+    const std::string_view verb = words.empty() ? "" : words.front();
+    if (verb.starts_with("is-") || verb.starts_with("list-") ||
+        std::ranges::find(kHarmlessVerbs, verb) != kHarmlessVerbs.end()) {
         return false;
     }
-    return std::ranges::any_of(record.arguments,
-                               [](const std::string& word) { return word == "isolate" || isEnding(word); });
+    return verb == "isolate" || std::ranges::any_of(words, [](std::string_view word) {
+               return word == "init.scope" || isEnding(word); // what is sent to that may end all
+           });
 }
 
 // Not collected by anybody yet. The module leaves the command that it starts to whoever collects it, so that

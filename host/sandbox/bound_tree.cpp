@@ -92,7 +92,13 @@ void walkTree(const std::string& directory, size_t& entries,
                 if (errno != EACCES && errno != EPERM) {
                     refuse(below, strerrordesc_np(errno));
                 }
-                visit(path, DT_WHT); // it tells names only, and its owner may open it inside
+                // A mount of another user's, or a directory that tells names only, which its owner may open
+                // inside: of that no entry was visited yet.
+                const bool others = faccessat(dirfd(listing.get()), ".", X_OK, AT_EACCESS) == 0;
+                visit(others ? below : path, DT_WHT);
+                if (others) {
+                    continue;
+                }
                 break;
             }
             const auto type = static_cast<unsigned char>(IFTODT(status.st_mode));

@@ -118,8 +118,8 @@ std::optional<CommandRecord> parse(std::string_view line) {
     return whole ? std::optional(record) : std::nullopt;
 }
 
-std::string contentOf(int file, off_t size) {
-    std::string content(std::min(static_cast<size_t>(size), CommandRecorder::kMostRead), '\0');
+std::string contentOf(int file, size_t size) {
+    std::string content(size, '\0');
     size_t done = 0;
     for (ssize_t count;
          done < content.size() &&
@@ -200,6 +200,7 @@ std::vector<CommandRecord> CommandRecorder::read(size_t* skipped) const {
     std::vector<CommandRecord> records;
     size_t garbled = 0;
     holdWhatIsThere();
+    size_t left = kMostRead;
     for (Held& held : m_held) {
         struct stat status = {};
         if (fstat(held.file.get(), &status) != 0) {
@@ -207,7 +208,9 @@ std::vector<CommandRecord> CommandRecorder::read(size_t* skipped) const {
         }
         m_cut = m_cut || status.st_size < held.largest;
         held.largest = std::max(held.largest, status.st_size);
-        takeRecords(contentOf(held.file.get(), status.st_size), records, garbled);
+        const size_t size = std::min(static_cast<size_t>(status.st_size), left);
+        left -= size;
+        takeRecords(contentOf(held.file.get(), size), records, garbled);
     }
     if (skipped != nullptr) {
         *skipped = garbled;

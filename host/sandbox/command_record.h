@@ -44,8 +44,7 @@ public:
     // Throws std::system_error when the directory cannot be watched.
     explicit CommandRecorder(std::string file = layout::kCommandRecord);
 
-    // The records of all whole lines so far, of at most kMostRead bytes a file. skipped: how many lines were
-    // none.
+    // The records of all whole lines so far, of at most kMostRead bytes. skipped: how many lines were none.
     [[nodiscard]] std::vector<CommandRecord> read(size_t* skipped = nullptr) const;
     static constexpr size_t kMostRead = size_t{4} << 20;
 

@@ -180,7 +180,8 @@ std::string faultByName(const std::array<RefusedPlace, N>& table, const std::str
     return "";
 }
 
-// Whether it is the place by another name, lies in it or holds it, or lies in what is mounted in the place.
+// Whether it is the place by another name, lies in it or holds it, or lies in memory that is mounted in the
+// place. Of a disk that is mounted there something may well be mounted elsewhere, too.
 bool isBySpot(const RefusedPlace& refused, const std::string& real, const Spot& spot,
               const std::vector<Mount>& all) {
     const Spot place = spotOf(real, all);
@@ -190,8 +191,8 @@ bool isBySpot(const RefusedPlace& refused, const std::string& real, const Spot& 
     const bool same = place.device == spot.device &&
                       (covers(refused, place.path, spot.path) || isWithin(place.path, spot.path));
     return same || std::ranges::any_of(all, [&](const Mount& mount) {
-               return covers(refused, real, mount.place) && mount.device == spot.device &&
-                      covers(refused, mount.root, spot.path);
+               return mount.type == "tmpfs" && covers(refused, real, mount.place) &&
+                      mount.device == spot.device && covers(refused, mount.root, spot.path);
            });
 }
 
@@ -206,7 +207,8 @@ std::string faultIn(const std::array<RefusedPlace, N>& table, const std::string&
     for (const RefusedPlace& refused : table) {
         std::error_code failed;
         const std::string real = fs::canonical(refused.place, failed);
-        if (!failed && isBySpot(refused, real, spot, all)) {
+        const bool named = covers(refused, real, path) || isWithin(real, path);
+        if (!failed && (named || isBySpot(refused, real, spot, all))) {
             return fmt::format("{} is or holds {} by another name, {}", path, refused.place, refused.what);
         }
     }

@@ -177,7 +177,7 @@ class Runs(Rehearsal):
         self.assertEqual(run["gate"]["here"], "not-asked")
         run, _ = self.rehearse(env={}, cwd=tools)  # none is what a shell takes instead
         self.assertEqual(run["gate"]["here"], "missing")
-        tool.write_text("#!/bin/sh\nprintf 'no\033[2J\nmore' >&2; echo Enabled\n")
+        tool.write_text("#!/bin/bash\nset -e\nprintf 'no\033[2J\n%09999d' 1 > /dev/stderr; echo Enabled\n")
         run, shown = self.rehearse("--maintenance", "here", env={"PATH": f"{tools}:/usr/bin"})
         self.assertEqual((run["gate"]["here"], self.warnings(run)), ("enabled", {"gate-tool-complained"}))
         self.assertIn("the maintenance tool complained: no\\x1B[2J\n", shown)

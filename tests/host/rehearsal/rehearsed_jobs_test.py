@@ -153,6 +153,10 @@ class HostileJobs(Rehearsal):
                                        ("systemctl restart app reload", other), ("systemctl --message bye reboot", ending),
                                        ("systemctl isolate other", ending), ("systemctl start systemd-halt.service", ending),
                                        ("systemctl start runlevel6.target", ending),
+                                       ("systemctl --message status reboot", ending),
+                                       ("systemctl kill -s SIGRTMIN+4 init.scope", ending),
+                                       ("systemctl -p Jobs show reboot.target", other),
+                                       ("exec -a halt systemctl -f", ending),
                                        ("exec -a systemctl /sbin/poweroff status", ending)):
             with self.subTest(words=words):
                 self.write(job={"name": f"bash -c '{words}'", "directory": "/"})
