@@ -16,7 +16,7 @@ TOOL = f"{BUILD}/volad-dev"
 # These scripts use only commands of the tool that need no sandbox: they get the changed one.
 SCRIPTS_OF_FILE_COMMANDS = ("registry_commands", "messages_and_profile")
 # They look at nothing that a change in the product reaches.
-SCRIPTS_OF_OTHERS = ("sandbox", "check_includes", "mutation")
+SCRIPTS_OF_OTHERS = ("sandbox", "unprivileged.sandbox", "sandbox_mounts", "check_includes", "mutation")
 # Its commands call reboot(2) where its own launcher says: nothing that was changed has a say in that.
 NEVER = ("kernel_verdict", "sandbox_attacks")
 AT_ONCE = 6  # tests of one process each mostly wait
