@@ -117,9 +117,11 @@ bool OutputFile::nameUnnamed() {
     return m_named;
 }
 
-// Where it may be written and not replaced: another's in a directory like "/tmp", a mount, no "/proc".
+// Where it may be written and not replaced: another's in a directory like "/tmp", a mount, no "/proc". It was
+// no link when it was looked at.
 void OutputFile::writeInPlace(std::string_view document) {
-    m_fd.reset(::open(m_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666));
+    m_fd.reset(
+        ::open(m_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW, 0666));
     if (!m_fd.valid()) {
         fail(errno);
     }

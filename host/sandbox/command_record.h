@@ -48,7 +48,7 @@ public:
     [[nodiscard]] std::vector<CommandRecord> read(size_t* skipped = nullptr) const;
     static constexpr size_t kMostRead = size_t{4} << 20;
 
-    // Whether a read found less than an earlier one: something may be missing.
+    // Whether a read found less than an earlier one, or more files than are held: something may be missing.
     [[nodiscard]] bool wasCut() const { return m_cut; }
 
     // Readable once something was appended since the last read().

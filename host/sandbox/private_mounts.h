@@ -58,9 +58,8 @@ inline constexpr unsigned long kPrivateNamespaces = CLONE_NEWUSER | CLONE_NEWNS;
 // - so is the program, which everybody inside finds as /proc/1/exe;
 // - the sandbox's "/usr/bin" is laid, a thousand links which bubblewrap would take longer for than for all
 // else;
-// - each writable place in memory is a file system of `size` bytes, and of an entry for each 2 KiB: one
-// without
-//   content takes memory too, and bubblewrap bounds none;
+// - each writable place in memory is a file system of `size` bytes, and of an entry for each 2 KiB,
+//   since one without content takes memory too, and bubblewrap bounds none;
 // - the copies stand in one more, without sockets, FIFOs and devices;
 // - what is to be bound is held: bubblewrap would follow a link that was put there in the meantime. So
 //   would a copy, which is made without following any.
